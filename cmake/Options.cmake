@@ -1,0 +1,13 @@
+# Flags that every target of the project is built with.
+add_library(quillpost_options INTERFACE)
+target_compile_options(quillpost_options INTERFACE -Wall -Wextra -Werror)
+target_compile_definitions(quillpost_options INTERFACE
+  # The log and the wire speak of bytes and paths, never of a host's locale or of deprecated names.
+  BOOST_ALLOW_DEPRECATED_HEADERS
+  BOOST_BIND_GLOBAL_PLACEHOLDERS)
+
+set(QUILLPOST_SANITIZE "" CACHE STRING "Value of -fsanitize=, for instance address,undefined or thread")
+if(QUILLPOST_SANITIZE)
+  add_compile_options(-fsanitize=${QUILLPOST_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${QUILLPOST_SANITIZE})
+endif()

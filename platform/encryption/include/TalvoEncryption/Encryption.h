@@ -1,0 +1,56 @@
+/* Sealed ink: STF2 ink that only the application with the right secret key can read.
+ *
+ * A C interface. The box is a libsodium sealed box (X25519, XSalsa20-Poly1305) to the receiving
+ * application's public key; the envelope around it names the pen, so that the service can file the
+ * ink without reading it. Every function returns a status, 0 for success; on any other its outputs
+ * are null or 0. All functions may be called from any thread.
+ */
+
+#ifndef TALVO_ENCRYPTION_H
+#define TALVO_ENCRYPTION_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Statuses. */
+enum {
+  TALVO_ENCRYPTION_SUCCESS = 0,
+  TALVO_ENCRYPTION_INVALID_ARGUMENT = 1,
+  TALVO_ENCRYPTION_MALFORMED = 2,   /* no well-formed envelope, or no well-formed ink to seal */
+  TALVO_ENCRYPTION_WRONG_KEY = 3,   /* sealed to another public key */
+  TALVO_ENCRYPTION_DAMAGED = 4,     /* the box was changed since it was sealed */
+  TALVO_ENCRYPTION_WRONG_PEN = 5,   /* the envelope's pen is not the pen of the ink inside */
+  TALVO_ENCRYPTION_UNSUPPORTED = 6, /* an algorithm that this library does not know */
+  TALVO_ENCRYPTION_OUT_OF_MEMORY = 7
+};
+
+enum { TALVO_KEY_BYTES = 32, TALVO_PEN_BYTES = 8 };
+
+/* What the envelope says, without opening it. *pen: the pen's number, 8 bytes big-endian;
+ * *recipient: the public key that it is sealed to, 32 bytes; *algorithm: 1. Release both buffers
+ * with FreeBuffer. */
+int GetEncryptedDataInfo(const void* data, uint32_t size, uint8_t** pen, uint8_t** recipient,
+                         uint8_t* algorithm);
+
+/* Releases a buffer that this library made, after wiping it, and sets the pointer to null. */
+int FreeBuffer(uint8_t** buffer);
+
+/* A new key pair, each key of TALVO_KEY_BYTES. Wipe the secret key when done with it. */
+int CreateKeyPair(uint8_t* public_key, uint8_t* secret_key);
+
+/* Seals the STF2 ink in `ink` to `public_key`. Release *out with FreeBuffer. */
+int SealInkData(const void* ink, uint32_t size, const uint8_t* public_key, uint8_t** out,
+                uint32_t* out_size);
+
+/* Opens sealed ink. Release *out, a complete STF2 buffer, with FreeBuffer. */
+int OpenInkData(const void* data, uint32_t size, const uint8_t* public_key,
+                const uint8_t* secret_key, uint8_t** out, uint32_t* out_size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,39 @@
+// What the service logs while the object lives, message by message.
+
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+class LogCapture {
+ public:
+  typedef std::pair<int, std::string> Line;  // level and message
+
+  explicit LogCapture(int level = 4, const char* tag = "Quillpost");
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  std::vector<Line> lines() const;
+  bool Has(int level, const std::string& message) const;
+  std::size_t Count(int level, const std::string& message) const;
+  void Clear();
+
+  // Waits, within a bound, until the message has been logged `times` times.
+  bool WaitFor(int level, const std::string& message, std::size_t times = 1) const;
+
+ private:
+  const char* tag_;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  std::vector<Line> lines_;  // guarded by mutex_
+};
+
+// Waits until `condition` holds, asking again and again; false when it does not within the bound.
+bool Eventually(const std::function<bool()>& condition,
+                std::chrono::seconds bound = std::chrono::seconds(20));
