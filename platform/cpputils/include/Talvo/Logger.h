@@ -28,6 +28,11 @@ class LogSink {
   // as one of E W I T. Each line is written whole and at once.
   static LogSink Stderr();
 
+  // The same lines, each opened by its syslog priority, "<3>" (error), "<4>", "<6>" or "<7>"
+  // (trace): for a standard error that is the journal of systemd, which files the line under the
+  // priority and takes the prefix off again.
+  static LogSink Journal();
+
   // The same lines, appended to the file at `path`, which is made when missing. A file that grows
   // past `max_bytes` is renamed to PATH.1 (an older PATH.1 to PATH.2, and so on, at most
   // `max_files` of them) and begun anew. Throws std::runtime_error where the file can't be opened.
@@ -47,21 +52,25 @@ class LogSink {
 
 class Logger {
  public:
-  // Opens the logger of `tag`; one that is open already takes the new level and sink.
+  // Opens the logger of `tag`; one that is open already takes the new level and sink. On return
+  // the old sink is used no more: a message under way has been written.
   static void Open(const char* tag, int level, const LogSink& sink);
 
   // Closes the logger of `tag`: from now on GetLogger returns null for it. Threads that still hold
-  // the logger may go on using it: it has level 0 and takes nothing.
+  // the logger may go on using it: it has level 0 and takes nothing. On return the sink is used no
+  // more: a message under way has been written.
   static void Close(const char* tag);
 
   // The logger of `tag`, or null until the host has opened one. The pointer stays valid until the
-  // process ends and is never to be deleted.
+  // process ends and is never to be deleted. Cheap enough for every message: it takes no lock.
   static Logger* GetLogger(const char* tag);
 
   int GetLevel() const;
 
   // Writes one message, formatted as by printf, where `level` is at most GetLevel(). Control bytes
-  // (below 0x20, and 0x7F) are written as \xNN, so that a message is always one line.
+  // (below 0x20, and 0x7F) are written as \xNN, so that a message is always one line. Blocks as
+  // long as the sink does; a message that can't be written (a full disk) is dropped. Throws
+  // nothing.
   void Log(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
   Logger(const Logger&) = delete;
