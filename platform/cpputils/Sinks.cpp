@@ -81,9 +81,11 @@ class LineSink : public spdlog::sinks::base_sink<std::mutex> {
     return line.append(text.data(), text.size());
   }
 
-  void WriteLine(int fd, const std::string& line) {
+  // Returns the number of bytes that reached the file.
+  std::size_t WriteLine(int fd, const std::string& line) {
     const std::size_t written = WriteAll(fd, line.data(), line.size());
     if (written > 0) torn_ = written < line.size();
+    return written;
   }
 
   void flush_() override {}  // nothing is held back
@@ -121,18 +123,19 @@ class RotatingSink : public LineSink {
  protected:
   void sink_it_(const spdlog::details::log_msg& message) override {
     const std::string line = MakeLine(message);
-    if (size_ > 0 && size_ + line.size() > max_bytes_) Rotate();
+    if (regular_ && size_ > 0 && size_ + line.size() > max_bytes_) Rotate();
     if (fd_ < 0 && !OpenFile()) return;
-    WriteLine(fd_, line);
-    size_ += line.size();
+    size_ += WriteLine(fd_, line);
   }
 
  private:
   bool OpenFile() {
     fd_ = ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
     if (fd_ < 0) return false;
-    struct stat status;
-    size_ = ::fstat(fd_, &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+    struct stat status = {};
+    ::fstat(fd_, &status);
+    regular_ = S_ISREG(status.st_mode);
+    size_ = static_cast<std::size_t>(status.st_size);
     return true;
   }
 
@@ -155,7 +158,8 @@ class RotatingSink : public LineSink {
   const std::string path_;
   const std::size_t max_bytes_;
   const std::size_t max_files_;
-  int fd_ = -1;
+  int fd_ = -1;           // -1 while the file can't be opened
+  bool regular_ = false;  // a device or a pipe is written to and left in its place
   std::size_t size_ = 0;
 };
 
