@@ -14,7 +14,9 @@ LogCapture::LogCapture(int level, const char* tag) : tag_(tag) {
                       }));
 }
 
-LogCapture::~LogCapture() { Talvo::Logger::Close(tag_); }
+LogCapture::~LogCapture() {
+  Talvo::Logger::Close(tag_);
+}
 
 std::vector<LogCapture::Line> LogCapture::lines() const {
   std::lock_guard<std::mutex> lock(mutex_);
@@ -27,8 +29,7 @@ bool LogCapture::Has(int level, const std::string& message) const {
 
 std::size_t LogCapture::Count(int level, const std::string& message) const {
   std::lock_guard<std::mutex> lock(mutex_);
-  return static_cast<std::size_t>(
-      std::count(lines_.begin(), lines_.end(), Line(level, message)));
+  return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), Line(level, message)));
 }
 
 void LogCapture::Clear() {

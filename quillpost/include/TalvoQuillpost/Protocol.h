@@ -29,13 +29,13 @@ inline constexpr char NewInkPackage[] = "NewInkPackage";
 
 // Keys of the JSON objects.
 namespace Argument {
-inline constexpr char ApplicationID[] = "ApplicationID";              // string
-inline constexpr char ServerVersion[] = "ServerVersion";              // string
-inline constexpr char InkPackagePath[] = "InkPackagePath";            // string, a path
-inline constexpr char InkPackagePen[] = "InkPackagePen";              // string, a pen serial
-inline constexpr char InkPackageDelivered[] = "InkPackageDelivered";  // bool
-inline constexpr char InkPackageType[] = "InkPackageType";            // string, see below
-inline constexpr char InkPackagePages[] = "InkPackagePages";          // array of page addresses
+inline constexpr char ApplicationID[] = "ApplicationID";                // string
+inline constexpr char ServerVersion[] = "ServerVersion";                // string
+inline constexpr char InkPackagePath[] = "InkPackagePath";              // string, a path
+inline constexpr char InkPackagePen[] = "InkPackagePen";                // string, a pen serial
+inline constexpr char InkPackageDelivered[] = "InkPackageDelivered";    // bool
+inline constexpr char InkPackageType[] = "InkPackageType";              // string, see below
+inline constexpr char InkPackagePages[] = "InkPackagePages";            // array of page addresses
 inline constexpr char IgnoredPageAddresses[] = "IgnoredPageAddresses";  // array of page addresses
 }  // namespace Argument
 

@@ -1,0 +1,118 @@
+#include "common/File.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+namespace TalvoQuillpost {
+namespace Common {
+
+namespace {
+
+// Linux moves at most this many bytes in one read or write.
+constexpr std::size_t kMaxTransfer = 0x7ffff000;
+
+boost::system::error_code LastError() {
+  return boost::system::error_code(errno, boost::system::system_category());
+}
+
+}  // namespace
+
+boost::system::error_code Descriptor::Close() {
+  if (value_ < 0) return {};
+  const int value = value_;
+  value_ = -1;
+  // An interrupted close has closed the descriptor all the same.
+  if (::close(value) != 0 && errno != EINTR) return LastError();
+  return {};
+}
+
+void Descriptor::Reset(int value) {
+  Close();
+  value_ = value;
+}
+
+boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, int flags,
+                                          Descriptor& out) {
+  out.Reset(::open(file.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666));
+  if (!out.is_open()) return LastError();
+  struct stat status;
+  boost::system::error_code error;
+  if (::fstat(out.get(), &status) != 0) {
+    error = LastError();
+  } else if (!S_ISREG(status.st_mode)) {
+    error.assign(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, boost::system::system_category());
+  }
+  if (error) out.Close();
+  return error;
+}
+
+boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t size_bytes) {
+  const char* position = static_cast<const char*>(data);
+  while (size_bytes > 0) {
+    const ssize_t written = ::write(descriptor, position, std::min(size_bytes, kMaxTransfer));
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return LastError();
+    position += written;
+    size_bytes -= static_cast<std::size_t>(written);
+  }
+  return {};
+}
+
+boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes) {
+  if (::ftruncate(descriptor, static_cast<off_t>(size_bytes)) != 0) return LastError();
+  return {};
+}
+
+boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
+                                          std::uint64_t limit_bytes, FileBytes& out) {
+  out = FileBytes();
+  Descriptor descriptor;
+  if (const auto error = OpenRegularFile(file, O_RDONLY, descriptor)) return error;
+  struct stat status;
+  if (::fstat(descriptor.get(), &status) != 0) return LastError();
+  const auto size_bytes = static_cast<std::size_t>(status.st_size);
+  if (size_bytes > limit_bytes) {
+    out.size_bytes = size_bytes;
+    return {};
+  }
+  if (size_bytes == 0) return {};
+  out.data.reset(new char[size_bytes]);  // make_unique would fill it first
+  while (out.size_bytes < size_bytes) {
+    const ssize_t got = ::read(descriptor.get(), out.data.get() + out.size_bytes,
+                               std::min(size_bytes - out.size_bytes, kMaxTransfer));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      out = FileBytes();
+      return LastError();
+    }
+    if (got == 0) break;  // cut short meanwhile
+    out.size_bytes += static_cast<std::size_t>(got);
+  }
+  return {};
+}
+
+boost::system::error_code CopyFile(const boost::filesystem::path& source,
+                                   const boost::filesystem::path& target) {
+  Descriptor from;
+  Descriptor to;
+  if (const auto error = OpenRegularFile(source, O_RDONLY, from)) return error;
+  if (const auto error = OpenRegularFile(target, O_WRONLY | O_TRUNC, to)) return error;
+  std::array<char, 64 * 1024> buffer;
+  for (;;) {
+    const ssize_t got = ::read(from.get(), buffer.data(), buffer.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return LastError();
+    if (got == 0) return to.Close();
+    if (const auto error = WriteAll(to.get(), buffer.data(), static_cast<std::size_t>(got))) {
+      return error;
+    }
+  }
+}
+
+}  // namespace Common
+}  // namespace TalvoQuillpost

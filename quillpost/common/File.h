@@ -1,0 +1,66 @@
+// Reading and writing whole regular files, with every error told. Nothing here follows the ways of
+// special files: a FIFO, a device or a directory in a file's place is refused and never waited for.
+
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <boost/system/error_code.hpp>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace TalvoQuillpost {
+namespace Common {
+
+// An open file, closed at the end of its scope.
+class Descriptor {
+ public:
+  explicit Descriptor(int value = -1) : value_(value) {}
+  ~Descriptor() { Close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return value_; }
+  bool is_open() const { return value_ >= 0; }
+
+  // Closes the file now; the error that closing reports, for a file that was written.
+  boost::system::error_code Close();
+
+  // Takes over `value`, closing what it held.
+  void Reset(int value);
+
+ private:
+  int value_;
+};
+
+// Opens the regular file `file` with open(2)'s `flags` and, where it is made, mode 0666 less the
+// umask. Never blocks. Sets an error where the file can't be opened or is not regular.
+boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, int flags,
+                                          Descriptor& out);
+
+// Writes all bytes at the descriptor's position.
+boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t size_bytes);
+
+// Sets the length of the file.
+boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes);
+
+// A private copy of a file's bytes.
+struct FileBytes {
+  std::unique_ptr<char[]> data;  // null where there are none
+  std::size_t size_bytes = 0;
+};
+
+// Copies a regular file into memory. A copy and not a mapping: a file that is cut short while it is
+// mapped ends the process with SIGBUS, and signal handlers are the host's. A file that shrinks or
+// grows meanwhile gives the bytes that were there, at most as many as at its opening. A file of
+// more than `limit_bytes` is not read: `out` then has its size and no data.
+boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
+                                          std::uint64_t limit_bytes, FileBytes& out);
+
+// Copies the bytes of a regular file over what the regular file `target` holds. The two may lie on
+// different file systems.
+boost::system::error_code CopyFile(const boost::filesystem::path& source,
+                                   const boost::filesystem::path& target);
+
+}  // namespace Common
+}  // namespace TalvoQuillpost

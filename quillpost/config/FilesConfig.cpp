@@ -1,0 +1,141 @@
+#include "config/FilesConfig.h"
+
+#include <TalvoOS/Root.h>
+#include <json/reader.h>
+
+#include <algorithm>
+#include <boost/filesystem/operations.hpp>
+#include <cstdint>
+#include <exception>
+#include <locale>
+
+#include "common/Common.h"
+#include "common/File.h"
+
+namespace fs = boost::filesystem;
+
+namespace TalvoQuillpost {
+namespace Config {
+
+namespace {
+
+// The reader takes numbers with a fraction through a stream in the host's global locale, where a
+// comma may be the decimal point and a dot a separator of thousands, and then refuses the file.
+// No number in a subscription means anything, so in such a locale the fractions are left out.
+void DropFractions(std::string& text) {
+  const auto is_digit = [&text](std::size_t i) {
+    return i < text.size() && '0' <= text[i] && text[i] <= '9';
+  };
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') {
+      for (++i; i < text.size() && text[i] != '"'; ++i) {
+        if (text[i] == '\\') ++i;
+      }
+    } else if (text.compare(i, 2, "//") == 0) {
+      i = std::min(text.find_first_of("\r\n", i), text.size());
+    } else if (text.compare(i, 2, "/*") == 0) {
+      i = std::min(text.find("*/", i + 2), text.size());
+    } else if (text[i] == '.' && i > 0 && is_digit(i - 1) && is_digit(i + 1)) {
+      text[i] = '0';
+      while (is_digit(i + 1)) text[++i] = '0';
+    }
+  }
+}
+
+bool IsClassicNumberFormat() {
+  const auto& format = std::use_facet<std::numpunct<char>>(std::locale());
+  return format.decimal_point() == '.' && format.grouping().empty();
+}
+
+bool ParseJson(std::string text, Json::Value& out) {
+  if (!IsClassicNumberFormat()) DropFractions(text);
+    // Json::Reader, though its makers prefer its successor: what it accepts by default is what a
+    // subscription file may hold, and the successor's defaults are others.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  Json::Reader reader;
+#pragma GCC diagnostic pop
+  try {
+    return reader.parse(text, out);
+  } catch (const std::exception&) {  // nesting beyond what the reader bears
+    return false;
+  }
+}
+
+bool IsSubscription(const Json::Value& root) {
+  if (!root.isObject()) return false;
+  if (!root.isMember(kPath) || !root.isMember(kTitle) || !root.isMember(kPageAddresses)) {
+    return false;
+  }
+  const Json::Value& ranges = root[kPageAddresses];
+  if (!root[kPath].isString() || !root[kTitle].isString() || !ranges.isArray()) return false;
+  if (root[kPath].asString().empty()) return false;
+  return std::all_of(ranges.begin(), ranges.end(), [](const Json::Value& range) {
+    return range.isString() && Common::IsPageAddressValid(range.asString());
+  });
+}
+
+App ToApp(const std::string& id, const Json::Value& root) {
+  App app;
+  app.id = id;
+  app.title = root[kTitle].asString();
+  app.path = root[kPath].asString();
+  for (const Json::Value& range : root[kPageAddresses]) app.pageAddresses.insert(range.asString());
+  return app;
+}
+
+}  // namespace
+
+std::string GetRoot() {
+  return TalvoOS::UnderRoot("/Library/Preferences/Talvo/Quillpost/Subscriptions").string();
+}
+
+bool LoadConfig(const fs::path& file, Json::Value& out) {
+  out = Json::Value(Json::objectValue);
+  Common::FileBytes bytes;
+  if (Common::ReadRegularFile(file, UINT64_MAX, bytes)) return false;
+  Json::Value root;
+  if (!ParseJson(std::string(bytes.data.get(), bytes.size_bytes), root)) return false;
+  if (!IsSubscription(root)) return false;
+  out = root;
+  return true;
+}
+
+bool IsRegistered(const std::string& id) {
+  boost::system::error_code error;
+  return fs::status(fs::path(GetRoot()) / id, error).type() == fs::regular_file;
+}
+
+bool GetApplications(std::set<App>& out) {
+  out.clear();
+  const fs::path directory = GetRoot();
+  boost::system::error_code error;
+  if (fs::status(directory, error).type() == fs::file_not_found) return true;
+  std::set<fs::path> files;
+  if (!Common::ListFiles(directory, files)) return false;
+  for (const fs::path& file : files) {
+    const std::string id = file.filename().native();
+    Json::Value root;
+    if (Common::IsAppIDValid(id) && LoadConfig(file, root)) out.insert(ToApp(id, root));
+  }
+  return true;
+}
+
+bool FindApplications(const std::string& address, std::set<App>& out) {
+  out.clear();
+  if (!Common::IsPageAddressValid(address)) return false;
+  std::set<App> applications;
+  if (!GetApplications(applications)) return false;
+  for (const App& application : applications) {
+    const auto& ranges = application.pageAddresses;
+    if (std::any_of(ranges.begin(), ranges.end(), [&](const std::string& range) {
+          return Common::IsPageAddressInRange(address, range);
+        })) {
+      out.insert(application);
+    }
+  }
+  return !out.empty();
+}
+
+}  // namespace Config
+}  // namespace TalvoQuillpost

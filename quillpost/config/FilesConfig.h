@@ -1,0 +1,54 @@
+// Which applications have subscribed to which pages. One JSON file for each application, named by
+// its application ID, in one directory for the whole machine; the service only reads it. There is
+// no cache and no state: every call reads the directory afresh, so that a change takes effect at
+// once, and all functions may be called from any thread. Bad files are skipped in silence.
+
+#pragma once
+
+#include <json/value.h>
+
+#include <boost/filesystem/path.hpp>
+#include <set>
+#include <string>
+
+namespace TalvoQuillpost {
+namespace Config {
+
+// Members of a subscription file.
+inline constexpr char kPath[] = "Path";                    // string, not empty: the program
+inline constexpr char kTitle[] = "Title";                  // string: its name for people
+inline constexpr char kPageAddresses[] = "PageAddresses";  // array of page addresses and ranges
+
+// One subscribed application. A value, ordered by its ID alone.
+struct App {
+  std::string id;
+  std::string title;
+  std::string path;
+  std::set<std::string> pageAddresses;
+
+  bool operator<(const App& other) const { return id < other.id; }
+};
+
+// The directory of subscription files: "/Library/Preferences/Talvo/Quillpost/Subscriptions", below
+// the root of TalvoOS/Root.h.
+std::string GetRoot();
+
+// Reads one subscription file. True when it is a valid subscription, with its root object in `out`;
+// false otherwise, with an empty object. Comments and text after the document are accepted.
+bool LoadConfig(const boost::filesystem::path& file, Json::Value& out);
+
+// Whether there is a regular file of that name; the caller has checked that `id` is an
+// application ID. The file may be malformed all the same.
+bool IsRegistered(const std::string& id);
+
+// The applications with a valid file, in the order of their IDs; none where the directory is
+// missing. False where it is no directory. Throws boost::filesystem::filesystem_error where
+// reading the directory fails.
+bool GetApplications(std::set<App>& out);
+
+// The applications that claim a page address. False where there is none, where `address` is
+// invalid, and where GetApplications fails. Throws as GetApplications.
+bool FindApplications(const std::string& address, std::set<App>& out);
+
+}  // namespace Config
+}  // namespace TalvoQuillpost

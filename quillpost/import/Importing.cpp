@@ -1,0 +1,214 @@
+// From a captured ink file to stroke files in the store: one for each page of plain ink, and one
+// for sealed ink, which is stored unread. Runs on the importer thread, one import at a time.
+
+#include <TalvoCppUtils/PenId.h>
+#include <TalvoEncryption/Encryption.h>
+#include <time.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <vector>
+
+#include "common/Common.h"
+#include "common/File.h"
+#include "common/Log.h"
+#include "common/Stf2Handles.h"
+#include "service/Service.h"
+#include "storage/FilesStorage.h"
+
+namespace fs = boost::filesystem;
+
+namespace TalvoQuillpost {
+
+namespace {
+
+constexpr std::uint64_t kMaxImportBytes = 100 * 1024 * 1024;
+constexpr char kStrokeExtension[] = "stf2";
+
+// A buffer of the encryption library.
+class EncryptionBuffer {
+ public:
+  EncryptionBuffer() = default;
+  ~EncryptionBuffer() {
+    if (data_ != nullptr) FreeBuffer(&data_);
+  }
+  EncryptionBuffer(const EncryptionBuffer&) = delete;
+  EncryptionBuffer& operator=(const EncryptionBuffer&) = delete;
+
+  std::uint8_t** out() { return &data_; }
+  const std::uint8_t* data() const { return data_; }
+
+ private:
+  std::uint8_t* data_ = nullptr;
+};
+
+bool DoesExist(const fs::path& file) {
+  boost::system::error_code error;
+  // A path of the system ends at its first zero byte, so a name that holds one is no file's.
+  return file.native().find('\0') == std::string::npos && fs::exists(fs::status(file, error));
+}
+
+// The time of the first coordinate of the stroke that has one, 0 where there is none.
+std::uint64_t FindStrokeTime(const InkItemHandle* stroke) {
+  Common::Stf2Samples samples;
+  if (const int status = Stf2StrokeItemGetSamples(stroke, samples.out(), samples.count_out())) {
+    QUILLPOST_LOG_ERROR("Stf2StrokeItemGetSamples() failed: %u", static_cast<unsigned>(status));
+    return 0;
+  }
+  if (samples.size() == 0) QUILLPOST_LOG_ERROR("Stf2StrokeItemGetSamples() returned no samples");
+  for (const SampleHandle* sample : samples) {
+    std::uint32_t type = 0;
+    if (const int status = Stf2SampleGetType(sample, &type)) {
+      QUILLPOST_LOG_ERROR("Stf2SampleGetType() failed: %d", status);
+      continue;
+    }
+    if (type != STF2_SAMPLE_COORDINATE) continue;
+    std::uint64_t time = 0;
+    if (const int status = Stf2CoordinateGetTime(sample, &time)) {
+      QUILLPOST_LOG_ERROR("Stf2CoordinateGetTime() failed: %u", static_cast<unsigned>(status));
+      continue;
+    }
+    if (time != 0) return time;
+  }
+  return 0;
+}
+
+// Takes the stroke's page address where it has one. False where it can't be read.
+bool ReadPageAddress(const InkItemHandle* stroke, std::string& page_address) {
+  Common::Stf2String text;
+  if (const int status = Stf2StrokeItemGetPageAddressAsString(stroke, text.out())) {
+    QUILLPOST_LOG_ERROR("Stf2StrokeItemGetPageAddressAsString() failed: %u",
+                        static_cast<unsigned>(status));
+    return false;
+  }
+  if (text.get() != nullptr) page_address = text.get();
+  return true;
+}
+
+bool IsStroke(const InkItemHandle* item) {
+  std::uint32_t type = 0;
+  if (const int status = Stf2InkItemGetType(item, &type)) {
+    QUILLPOST_LOG_ERROR("Stf2InkItemGetType() failed: %d", status);
+    return false;
+  }
+  return type == STF2_ITEM_STROKE;
+}
+
+}  // namespace
+
+bool Service::ImportSTF2File(const fs::path& file) {
+  QUILLPOST_LOG_INFORMATION("Started importing STF2 file '%s'.", file.c_str());
+  if (!DoesExist(file)) {
+    QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed: file does not exists.", file.c_str());
+    return false;
+  }
+  Common::FileBytes bytes;
+  if (Common::ReadRegularFile(file, kMaxImportBytes, bytes)) {
+    QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed: can't open file.", file.c_str());
+    return false;
+  }
+  if (bytes.size_bytes == 0) {
+    QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed: file is empty.", file.c_str());
+    return false;
+  }
+  if (bytes.size_bytes > kMaxImportBytes) {
+    QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed: file is too big (%lu).", file.c_str(),
+                        static_cast<unsigned long>(bytes.size_bytes));
+    return false;
+  }
+  if (!ImportSTF2RawData(bytes.data.get(), bytes.size_bytes)) {
+    QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed.", file.c_str());
+    return false;
+  }
+  QUILLPOST_LOG_INFORMATION("Complete importing STF2 file '%s'.", file.c_str());
+  return true;
+}
+
+bool Service::ImportSTF2RawData(const void* data, unsigned long size) {
+  Common::Stf2InkData ink;
+  int status = Stf2InkDataInitialize(data, static_cast<std::uint32_t>(size), ink.out());
+  if (status == STF2_ENCRYPTED) return ImportSTF2EncryptedRawData(data, size);
+  if (status != STF2_SUCCESS) {
+    QUILLPOST_LOG_ERROR("Stf2InkDataInitialize() failed: %d", status);
+    return false;
+  }
+  Common::Stf2String pen;
+  status = Stf2InkDataGetPenIdAsString(ink.get(), pen.out());
+  if (status != STF2_SUCCESS) {
+    QUILLPOST_LOG_ERROR("Stf2InkDataGetPenIdAsString() failed: %d", status);
+    return false;
+  }
+  Common::Stf2Parts parts;
+  status = Stf2InkDataSplit(ink.get(), parts.out(), parts.count_out());
+  if (status != STF2_SUCCESS) {
+    QUILLPOST_LOG_ERROR("Stf2InkDataSplit() failed: %d", status);
+    return false;
+  }
+  bool all_stored = true;
+  for (InkDataHandle*& part : parts) {
+    std::string page_address;
+    unsigned long long first_time = 0;
+    unsigned long long last_time = 0;
+    // One bad part does not keep the others from being stored.
+    if (!GetSTF2InkDataInfo(part, page_address, first_time, last_time) ||
+        !ImportSTF2InkData(part, pen.get(), page_address, first_time, last_time)) {
+      all_stored = false;
+    }
+    Stf2InkDataFreeHandle(&part);
+  }
+  return all_stored;
+}
+
+bool Service::GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,
+                                 unsigned long long& first_time, unsigned long long& last_time) {
+  page_address.clear();
+  first_time = 0;
+  last_time = 0;
+  Common::Stf2Items items;
+  if (const int status = Stf2InkDataGetItems(part, items.out(), items.count_out())) {
+    QUILLPOST_LOG_ERROR("Stf2InkDataGetItems() failed: %u", static_cast<unsigned>(status));
+    return false;
+  }
+  for (const InkItemHandle* item : items) {
+    if (!IsStroke(item)) continue;
+    if (page_address.empty() && !ReadPageAddress(item, page_address)) continue;
+    const std::uint64_t time = FindStrokeTime(item);
+    if (time == 0) continue;
+    if (first_time == 0) first_time = time;
+    last_time = time;
+  }
+  return !page_address.empty() && first_time != 0 && last_time != 0;
+}
+
+bool Service::ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
+                                const std::string& page_address, unsigned long long first_time,
+                                unsigned long long last_time) {
+  const Common::Stf2Buffer written(part);
+  if (written.data() == nullptr) {
+    QUILLPOST_LOG_ERROR("Stf2WriterWriteDataHandle() failed");
+    return false;
+  }
+  const Storage::StrokeID id = {
+      page_address, std::to_string(first_time) + "_" + std::to_string(last_time), kStrokeExtension};
+  const std::vector<char> bytes(written.data(), written.data() + written.size_bytes());
+  return Storage::ImportStroke(pen, id, bytes);
+}
+
+bool Service::ImportSTF2EncryptedRawData(const void* data, unsigned long size) {
+  EncryptionBuffer pen_bytes;
+  EncryptionBuffer recipient;
+  std::uint8_t algorithm = 0;
+  if (const int status = GetEncryptedDataInfo(data, static_cast<std::uint32_t>(size),
+                                              pen_bytes.out(), recipient.out(), &algorithm)) {
+    QUILLPOST_LOG_ERROR("GetEncryptedDataInfo() failed: %d", status);
+    return false;
+  }
+  std::uint64_t number = 0;
+  for (int i = 0; i < TALVO_PEN_BYTES; ++i) number = number << 8 | pen_bytes.data()[i];
+  const Storage::StrokeID id = {Common::kEncryptedPageAddress, std::to_string(::time(nullptr)),
+                                kStrokeExtension};
+  const char* const bytes = static_cast<const char*>(data);
+  return Storage::ImportStroke(TalvoCppUtils::PenId(number).string(), id,
+                               std::vector<char>(bytes, bytes + size));
+}
+
+}  // namespace TalvoQuillpost

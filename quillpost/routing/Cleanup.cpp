@@ -1,0 +1,26 @@
+// Clean-up: removes the strokes that every claiming application has received and at least one has
+// accepted, and the directories that are empty then.
+
+#include "common/Job.h"
+#include "service/Service.h"
+#include "storage/FilesStorage.h"
+
+namespace TalvoQuillpost {
+
+void Service::CleanupStorage() {
+  std::set<std::string> pens;
+  if (!Storage::GetKnownPens(pens)) return;
+  for (const std::string& pen : pens) {
+    Common::RunJob("clean-up of a pen's ink", [&] { CleanupStorage(pen); });
+  }
+}
+
+void Service::CleanupStorage(const std::string& pen) {
+  std::set<Storage::StrokeID> processed;
+  if (Storage::GetProccessedStrokes(pen, processed) && !processed.empty()) {
+    Storage::RemoveStrokes(pen, processed);
+  }
+  Storage::Cleanup(pen);
+}
+
+}  // namespace TalvoQuillpost

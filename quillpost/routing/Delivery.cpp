@@ -1,0 +1,215 @@
+// Delivery: from the routing info to ink packages at the applications, and back with their
+// confirmations.
+
+#include <TalvoOS/Actions.h>
+#include <TalvoQuillpost/Protocol.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <boost/thread/lock_guard.hpp>
+
+#include "common/Assert.h"
+#include "common/Common.h"
+#include "common/Job.h"
+#include "common/Log.h"
+#include "config/FilesConfig.h"
+#include "routing/MergedPackage.h"
+#include "service/Client.h"
+#include "service/Service.h"
+#include "storage/FilesStorage.h"
+
+namespace fs = boost::filesystem;
+
+namespace TalvoQuillpost {
+
+namespace Argument = IPC::Protocol::Quillpost::Argument;
+
+typedef boost::lock_guard<boost::mutex> Lock;
+
+namespace {
+
+unsigned long Count(const std::set<Storage::StrokeID>& strokes) {
+  return static_cast<unsigned long>(strokes.size());
+}
+
+Json::Value ToParameters(const Service::Client::InkPackage& package, Service::InkType type) {
+  namespace Type = IPC::Protocol::Quillpost::InkPackageType;
+  Json::Value pages(Json::arrayValue);
+  for (const std::string& page : package.page_addresses) pages.append(page);
+  Json::Value params(Json::objectValue);
+  params[Argument::InkPackagePath] = package.path.string();
+  params[Argument::InkPackagePen] = package.pen;
+  params[Argument::InkPackagePages] = pages;
+  params[Argument::InkPackageType] =
+      type == Service::InkType::kSTF2Encrypted ? Type::STF2Encrypted : Type::STF2;
+  return params;
+}
+
+}  // namespace
+
+void Service::DeliverInk() {
+  QUILLPOST_LOG_INFORMATION("Delivering Ink to applications...");
+  std::set<Config::App> applications;
+  if (!Config::GetApplications(applications)) {
+    QUILLPOST_LOG_ERROR("Ink delivery failed: can't get list of applications.");
+    return;
+  }
+  if (applications.empty()) {
+    QUILLPOST_LOG_TRACE("Ink delivery can't be performed: no apps registered.");
+    return;
+  }
+  std::set<std::string> pens;
+  if (!Storage::GetKnownPens(pens)) {
+    QUILLPOST_LOG_ERROR(
+        "Ink delivery can't be performed: can't get list of pen serials from storage.");
+    return;
+  }
+  if (pens.empty()) {
+    QUILLPOST_LOG_TRACE("Ink delivery can't be performed: no data in storage.");
+    return;
+  }
+  for (const Config::App& application : applications) DeliverInk(application, pens);
+  QUILLPOST_LOG_INFORMATION("Ink Delivery finished.");
+}
+
+void Service::DeliverInk(const Config::App& application, const std::set<std::string>& pens) {
+  for (const std::string& pen : pens) {
+    if (!Storage::HasUndeliveredStrokes(pen, application.id)) continue;
+    const Lock lock(clients_mutex_);
+    const auto entry = clients_.find(application.id);
+    if (entry == clients_.end()) {
+      QUILLPOST_LOG_INFORMATION(
+          "We have some Ink to Deliver to application '%s'; we'll launch it ('%s').",
+          application.id.c_str(), application.path.c_str());
+      TalvoOS::Actions::LaunchApplication(application.path);
+      return;  // once launched, it enables notifications and is offered the ink of all pens
+    }
+    const boost::shared_ptr<Client> client = entry->second;
+    client->delivery_queue.Post(
+        "delivery of a pen's ink",
+        [self = shared_from_this(), client, pen] { self->DeliverInk(client, pen); });
+  }
+}
+
+void Service::DeliverInk(boost::shared_ptr<Client> client) {
+  QUILLPOST_ASSERT(client != nullptr);
+  std::set<std::string> pens;
+  if (!Storage::GetKnownPens(pens)) return;
+  for (const std::string& pen : pens) {
+    Common::RunJob("delivery of a pen's ink", [&] { DeliverInk(client, pen); });
+  }
+}
+
+void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen) {
+  QUILLPOST_ASSERT(client != nullptr);
+  QUILLPOST_ASSERT(client->delivery_thread.get_id() == boost::this_thread::get_id());
+  {
+    const Lock lock(client->packages_mutex);
+    if (client->ended || client->packages.count(pen) > 0) return;
+  }
+  std::set<Storage::StrokeID> undelivered;
+  if (!Storage::GetUndeliveredStrokes(pen, client->application_id, undelivered)) return;
+  if (undelivered.empty()) return;
+  // One stroke file at a time: the next follows the confirmation of this one.
+  const std::set<Storage::StrokeID> strokes = {*undelivered.begin()};
+  const InkType type = strokes.begin()->page_address == Common::kEncryptedPageAddress
+                           ? InkType::kSTF2Encrypted
+                           : InkType::kSTF2;
+  QUILLPOST_LOG_INFORMATION("Delivering %lu/%lu Ink items to application '%s'...", Count(strokes),
+                            Count(undelivered), client->application_id.c_str());
+  DeliverInk(client, pen, type, strokes);
+}
+
+void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
+                         const std::set<Storage::StrokeID>& strokes) {
+  QUILLPOST_ASSERT(client != nullptr);
+  if (strokes.empty()) return;
+  Common::ScratchFile file;
+  std::set<Storage::StrokeID> packed = strokes;
+  const bool built = strokes.size() == 1 ? Storage::ExportStroke(pen, *strokes.begin(), file.out())
+                                         : MergeStrokes(pen, strokes, file, packed);
+  if (!built) return;
+  Common::SetPermissions(file.path());
+  const fs::path path = file.path();
+  file.HandOver();
+  DeliverInk(client, pen, type, packed, path);
+}
+
+void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
+                         const std::set<Storage::StrokeID>& strokes, const fs::path& file) {
+  QUILLPOST_ASSERT(client != nullptr);
+  Common::ScratchFile unannounced(file);
+  Client::InkPackage package;
+  package.pen = pen;
+  package.strokes = strokes;
+  for (const Storage::StrokeID& stroke : strokes) {
+    package.page_addresses.insert(stroke.page_address);
+  }
+  package.path = file;
+  {
+    const Lock lock(client->packages_mutex);
+    if (client->ended) return;  // its packages have been rolled back: this one must not stay
+    if (!client->packages.emplace(pen, package).second) {
+      QUILLPOST_LOG_WARNING(
+          "We won't any more Ink to application '%s', because it has not confirmed previous "
+          "package.",
+          client->application_id.c_str());
+      return;
+    }
+  }
+  // Recorded before it is sent: the confirmation may come at once.
+  if (client->connection &&
+      !client->connection->SendNotification(IPC::Protocol::Quillpost::Notification::NewInkPackage,
+                                            ToParameters(package, type))) {
+    const Lock lock(client->packages_mutex);
+    client->packages.erase(pen);
+    return;
+  }
+  unannounced.HandOver();
+}
+
+void Service::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::string& pen,
+                                 bool delivered, const std::set<std::string>& ignored) {
+  QUILLPOST_ASSERT(client != nullptr);
+  QUILLPOST_ASSERT(client->delivery_thread.get_id() == boost::this_thread::get_id());
+  Client::InkPackage package;
+  {
+    const Lock lock(client->packages_mutex);
+    const auto entry = client->packages.find(pen);
+    if (entry == client->packages.end()) return;
+    package = entry->second;
+  }
+  fs::remove(package.path);
+  if (delivered) {
+    std::set<Storage::StrokeID> processed;
+    for (const Storage::StrokeID& stroke : package.strokes) {
+      if (ignored.count(stroke.page_address) == 0) processed.insert(stroke);
+    }
+    Storage::SetRoutingInfoMarkers(pen, client->application_id, package.strokes, processed);
+  }
+  QUILLPOST_LOG_INFORMATION("Delivered %lu Ink items to application '%s'.", Count(package.strokes),
+                            client->application_id.c_str());
+  {
+    const Lock lock(client->packages_mutex);
+    client->packages.erase(pen);
+  }
+  if (Storage::HasUndeliveredStrokes(pen, client->application_id)) {
+    DeliverInk(client, pen);
+  } else {
+    CleanupStorage(pen);
+  }
+}
+
+void Service::RollbackInkDelivery(boost::shared_ptr<Client> client) {
+  QUILLPOST_ASSERT(client != nullptr);
+  const Lock lock(client->packages_mutex);
+  client->ended = true;
+  for (const auto& [pen, package] : client->packages) {
+    fs::remove(package.path);
+    QUILLPOST_LOG_INFORMATION(
+        "Delivering %lu Ink items from Pen '%s' to application '%s' canceled.",
+        Count(package.strokes), pen.c_str(), client->application_id.c_str());
+  }
+  client->packages.clear();
+}
+
+}  // namespace TalvoQuillpost

@@ -1,0 +1,74 @@
+// The routing pass: which application claims which stored ink. It moves no ink; delivery works from
+// the routing info alone.
+
+#include <boost/algorithm/string/join.hpp>
+
+#include "common/Job.h"
+#include "common/Log.h"
+#include "config/FilesConfig.h"
+#include "service/Service.h"
+#include "storage/FilesStorage.h"
+
+namespace TalvoQuillpost {
+
+namespace {
+
+void RoutePage(const std::string& pen, const std::string& page) {
+  std::set<Config::App> applications;
+  // A subscription directory that can't be read is an answer, too: ink goes to nobody.
+  if (!Config::FindApplications(page, applications)) applications.clear();
+  std::set<std::string> ids;
+  for (const Config::App& application : applications) ids.insert(application.id);
+  const std::string list = boost::algorithm::join(ids, ", ");
+  if (ids.empty()) {
+    QUILLPOST_LOG_INFORMATION(
+        "Updating Storage's Routing Info: Ink from Pen '%s' with Page Address '%s' was not claimed "
+        "by applications.",
+        pen.c_str(), page.c_str());
+  } else {
+    QUILLPOST_LOG_INFORMATION(
+        "Updating Storage's Routing Info: Ink from Pen '%s' with Page Address '%s' is claimed by "
+        "%s '%s'.",
+        pen.c_str(), page.c_str(), ids.size() == 1 ? "application" : "applications", list.c_str());
+  }
+  if (!Storage::SyncRoutingInfo(pen, page, ids)) {
+    QUILLPOST_LOG_ERROR(
+        "Failed to update Storage's Routing Info about applications ('%s') claim status of Ink "
+        "from Pen '%s' with Page Address '%s'.",
+        list.c_str(), pen.c_str(), page.c_str());
+  }
+}
+
+void RoutePen(const std::string& pen) {
+  QUILLPOST_LOG_INFORMATION("Synchronizing with Storage about Ink from Pen '%s'...", pen.c_str());
+  std::set<std::string> pages;
+  if (!Storage::GetPageAddresses(pen, pages) || pages.empty()) {
+    QUILLPOST_LOG_INFORMATION(
+        "Won't synchronize with Storage about Ink from Pen '%s': no data in Storage.", pen.c_str());
+    return;
+  }
+  for (const std::string& page : pages) {
+    Common::RunJob("routing of a page", [&] { RoutePage(pen, page); });
+  }
+  QUILLPOST_LOG_INFORMATION("Finished synchronizing with Storage about Ink from Pen '%s'.",
+                            pen.c_str());
+}
+
+}  // namespace
+
+void Service::RouteInk() {
+  QUILLPOST_LOG_INFORMATION(
+      "Synchronizing Storage's Ink Routing Info with Application configurations...");
+  std::set<std::string> pens;
+  if (!Storage::GetKnownPens(pens) || pens.empty()) {
+    QUILLPOST_LOG_INFORMATION("Synchronization canceled: no pens in Storage.");
+    return;
+  }
+  for (const std::string& pen : pens) {
+    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen); });
+  }
+  QUILLPOST_LOG_INFORMATION(
+      "Storage's Storage's Ink Routing Info was synchronized with Application configurations.");
+}
+
+}  // namespace TalvoQuillpost

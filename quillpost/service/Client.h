@@ -1,0 +1,63 @@
+// One connected application that has enabled notifications: its connection, the packages that it
+// was offered and has not confirmed, and the thread on which all delivery to it runs.
+//
+// "EnableNotifications" makes it and files it in the service's client map; whoever takes it out of
+// the map calls StopDelivery first. Shared pointers to it are held by the map and by every job that
+// is posted for it.
+
+#pragma once
+
+#include <IPC/Server.h>
+
+#include <boost/filesystem/path.hpp>
+#include <boost/shared_ptr.hpp>
+#include <boost/thread/mutex.hpp>
+#include <boost/thread/thread.hpp>
+#include <map>
+#include <set>
+#include <string>
+
+#include "service/EventQueue.h"
+#include "service/Service.h"
+#include "storage/StrokeID.h"
+
+namespace TalvoQuillpost {
+
+struct Service::Client : boost::noncopyable {
+  // One package on its way: offered, and not yet confirmed.
+  struct InkPackage {
+    std::string pen;
+    std::set<Storage::StrokeID> strokes;
+    std::set<std::string> page_addresses;
+    boost::filesystem::path path;  // the package file
+  };
+
+  // Starts the delivery thread, which idles until work is posted.
+  Client();
+
+  // The delivery thread must have been joined: anything else is a fatal assertion.
+  ~Client();
+
+  // The function of the delivery thread.
+  void Delivery();
+
+  // Stops the delivery queue, drops what is queued, and joins the delivery thread. A second call
+  // does nothing. Throws boost::thread_resource_error on the delivery thread itself.
+  void StopDelivery();
+
+  // Both are set before the first work is posted. The connection is let go of after the delivery
+  // thread was joined, under the service's clients mutex.
+  boost::shared_ptr<IPC::Server::Connection> connection;
+  std::string application_id;
+
+  // By pen: at most one package of each pen is on its way. Entries come and go on the delivery
+  // thread; the rollback of a lost connection is the exception, and runs beside it.
+  std::map<std::string, InkPackage> packages;  // guarded by packages_mutex
+  bool ended = false;                          // guarded by packages_mutex: nothing more is offered
+  boost::mutex packages_mutex;                 // held only to look at and to change these two
+
+  EventQueue delivery_queue;
+  boost::thread delivery_thread;  // last: it runs the queue from the moment it exists
+};
+
+}  // namespace TalvoQuillpost

@@ -1,0 +1,136 @@
+// The requests of the service's clients: the dispatcher, which reads their arguments, and what
+// becomes of each. All of it runs on the server thread, except where an adapter says otherwise.
+
+#include <TalvoQuillpost/Protocol.h>
+
+#include <boost/make_shared.hpp>
+#include <boost/thread/lock_guard.hpp>
+
+#include "common/Common.h"
+#include "common/Log.h"
+#include "config/FilesConfig.h"
+#include "service/Client.h"
+#include "service/Service.h"
+
+namespace TalvoQuillpost {
+
+namespace Argument = IPC::Protocol::Quillpost::Argument;
+namespace Command = IPC::Protocol::Quillpost::Command;
+namespace CoreStatus = IPC::Protocol::Core::Status;
+namespace Status = IPC::Protocol::Quillpost::Status;
+
+typedef boost::lock_guard<boost::mutex> Lock;
+
+namespace {
+
+constexpr char kServerVersion[] = "0.0.0.1-dev";
+
+std::set<std::string> StringsOf(const Json::Value& array) {
+  std::set<std::string> strings;
+  if (!array.isArray()) return strings;
+  for (const Json::Value& element : array) {
+    if (element.isString()) strings.insert(element.asString());
+  }
+  return strings;
+}
+
+}  // namespace
+
+void Service::OnClientRequest(Connection connection, const std::string& name,
+                              const Json::Value& params, IPC::Server::Reply reply) {
+  // Runs on the importer thread. Holds the service until the reply has been sent.
+  struct ImportSTF2FileAdapter {
+    static void Invoke(boost::shared_ptr<Service> service, const std::string& path,
+                       IPC::Server::Reply reply) {
+      std::string status = CoreStatus::Failed;
+      try {
+        if (service->ImportSTF2File(path)) {
+          service->RouteAndDeliverInkAsync();
+          status = CoreStatus::Success;
+        }
+      } catch (...) {
+        reply(CoreStatus::Failed, Json::Value());
+        throw;
+      }
+      reply(status, Json::Value());
+    }
+  };
+
+  const Json::Value arguments = params.isObject() ? params : Json::Value(Json::objectValue);
+  Json::Value result;
+  if (name == Command::Hello) {
+    result[Argument::ServerVersion] = kServerVersion;
+    reply(CoreStatus::Success, result);
+  } else if (name == Command::EnableNotifications || name == Command::DisableNotifications) {
+    std::string status = CoreStatus::Failed;
+    const Json::Value id = arguments.get(Argument::ApplicationID, "");
+    if (id.isString()) {
+      status = OnEnableDisableNotifications(connection, name == Command::EnableNotifications,
+                                            id.asString());
+    }
+    reply(status, result);
+  } else if (name == Command::ConfirmInkPackageDelivery) {
+    const Json::Value pen = arguments.get(Argument::InkPackagePen, "");
+    const Json::Value flag = arguments.get(Argument::InkPackageDelivered, false);
+    const bool delivered = flag.isBool() && flag.asBool();
+    std::set<std::string> ignored;
+    if (delivered) ignored = StringsOf(arguments[Argument::IgnoredPageAddresses]);
+    reply(OnConfirmInkPackageDelivery(connection, pen.isString() ? pen.asString() : "", delivered,
+                                      ignored),
+          result);
+  } else if (name == Command::ImportSTF2File) {
+    const Json::Value path = arguments[Argument::InkPackagePath];
+    if (!path.isString()) {
+      reply(CoreStatus::Failed, result);
+      return;
+    }
+    importer_queue_.Post("import", [service = shared_from_this(), file = path.asString(), reply] {
+      ImportSTF2FileAdapter::Invoke(service, file, reply);
+    });
+  } else {
+    reply(CoreStatus::NotSupported, result);
+  }
+}
+
+std::string Service::OnEnableDisableNotifications(Connection connection, bool enable,
+                                                  const std::string& application_id) {
+  if (application_id.empty() || !Common::IsAppIDValid(application_id) ||
+      !Config::IsRegistered(application_id)) {
+    return Status::NotRegistered;
+  }
+  const Lock lock(clients_mutex_);
+  const auto entry = clients_.find(application_id);
+  if (!enable) {
+    if (entry == clients_.end()) return Status::NotRegistered;
+    QUILLPOST_LOG_INFORMATION("Client '%s' disconnected.", application_id.c_str());
+    RemoveClient(entry);
+    return CoreStatus::Success;
+  }
+  if (entry != clients_.end()) return Status::AlreadyConnected;
+  QUILLPOST_LOG_INFORMATION("Client '%s' connected.", application_id.c_str());
+  const auto client = boost::make_shared<Client>();
+  client->application_id = application_id;
+  client->connection = connection;
+  clients_[application_id] = client;
+  client->delivery_queue.Post("delivery to a new client",
+                              [self = shared_from_this(), client] { self->DeliverInk(client); });
+  return CoreStatus::Success;
+}
+
+std::string Service::OnConfirmInkPackageDelivery(Connection connection, const std::string& pen,
+                                                 bool delivered,
+                                                 const std::set<std::string>& ignored) {
+  if (pen.empty()) return CoreStatus::Failed;
+  const Lock lock(clients_mutex_);
+  const auto entry = FindClient(connection);
+  // A confirmation that belongs to no client is accepted and has no effect.
+  if (entry == clients_.end()) return CoreStatus::Success;
+  const boost::shared_ptr<Client> client = entry->second;
+  client->delivery_queue.Post("confirmation of a package",
+                              [self = shared_from_this(), client, pen, delivered, ignored] {
+                                self->ConfirmInkDelivery(client, pen, delivered, ignored);
+                              });
+  return CoreStatus::Success;
+}
+
+}  // namespace TalvoQuillpost

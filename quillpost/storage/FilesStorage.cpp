@@ -1,0 +1,301 @@
+#include "storage/FilesStorage.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/filesystem/operations.hpp>
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/recursive_mutex.hpp>
+#include <cstdint>
+#include <map>
+
+#include "common/Common.h"
+#include "common/File.h"
+#include "common/Log.h"
+#include "storage/RoutingInfoFile.h"
+
+namespace fs = boost::filesystem;
+
+namespace TalvoQuillpost {
+namespace Storage {
+
+namespace {
+
+// Made when the library is loaded and never freed, so that they outlive every service object and
+// every thread of the host: no destructor of a static object can come too early.
+auto& g_routing_info = *new std::map<std::string, StrokeMap>;
+auto& g_routing_info_guard = *new boost::recursive_mutex;  // guards g_routing_info and its files
+
+typedef boost::lock_guard<boost::recursive_mutex> Lock;
+
+constexpr char kRoutingInfoFile[] = "RoutingInfo.txt";
+
+bool IsDirectory(const fs::path& path) {
+  return fs::status(path).type() == fs::directory_file;
+}
+
+bool IsVisibleFile(const fs::path& path) {
+  boost::system::error_code error;
+  return path.filename().native().front() != '.' &&
+         fs::status(path, error).type() == fs::regular_file;
+}
+
+void LoadRoutingInfo(const std::string& pen) {
+  const std::string relative = pen + "/" + kRoutingInfoFile;
+  const fs::path path = GetStorageRoot() / relative;
+  const fs::file_status status = fs::status(path);
+  if (!fs::exists(status)) return;
+  if (status.type() != fs::regular_file) {
+    QUILLPOST_LOG_ERROR("Routing Info 'ROOT/%s' is not regular file?!?.", relative.c_str());
+    return;
+  }
+  Common::FileBytes bytes;
+  if (Common::ReadRegularFile(path, UINT64_MAX, bytes)) {
+    QUILLPOST_LOG_ERROR("Failed to open Routing Info 'ROOT/%s'.", relative.c_str());
+    return;
+  }
+  StrokeMap strokes;
+  try {
+    strokes = ReadRoutingInfo(std::string(bytes.data.get(), bytes.size_bytes));
+  } catch (const std::exception& error) {
+    QUILLPOST_LOG_WARNING("Corrupted Routing Info 'ROOT/%s': %s.", relative.c_str(), error.what());
+  }
+  if (strokes.empty()) return;
+  QUILLPOST_LOG_INFORMATION("Loaded Routing Info 'ROOT/%s' with %lu Ink items.", relative.c_str(),
+                            static_cast<unsigned long>(strokes.size()));
+  g_routing_info[pen] = std::move(strokes);
+}
+
+// Drops the claims of applications that are not in `apps`. True when the stroke leaves the table
+// because of it.
+bool DropClaims(ClaimList& claims, const std::set<std::string>& apps) {
+  if (apps.empty()) return true;
+  bool dropped = false;
+  for (auto claim = claims.begin(); claim != claims.end();) {
+    if (apps.count(claim->first) > 0) {
+      ++claim;
+    } else {
+      claim = claims.erase(claim);
+      dropped = true;
+    }
+  }
+  return dropped && claims.empty();
+}
+
+StrokeID ToStrokeID(const std::string& page, const fs::path& file) {
+  const std::string extension = file.extension().native();
+  return {page, file.stem().native(), extension.empty() ? extension : extension.substr(1)};
+}
+
+bool IsProcessed(const ClaimList& claims) {
+  const auto is_delivered = [](const auto& claim) { return claim.second.delivered; };
+  const auto is_processed = [](const auto& claim) { return claim.second.processed; };
+  return std::all_of(claims.begin(), claims.end(), is_delivered) &&
+         std::any_of(claims.begin(), claims.end(), is_processed);
+}
+
+// Writes the archive over what the file holds and cuts it to length afterwards: marks that were set
+// overwrite their own bytes, which needs no room on the disk, and a process that is killed between
+// the two leaves a complete archive, with bytes behind it that nobody reads.
+bool WriteArchive(const StrokeMap& strokes, Common::Descriptor& file, std::string& reason) {
+  std::string archive;
+  try {
+    archive = WriteRoutingInfo(strokes);
+  } catch (const std::exception& error) {
+    reason = error.what();
+    return false;
+  }
+  auto error = Common::WriteAll(file.get(), archive.data(), archive.size());
+  if (!error) error = Common::Truncate(file.get(), archive.size());
+  if (!error) error = file.Close();
+  if (error) reason = error.message();
+  return !error;
+}
+
+void RemoveStrokeFile(const std::string& pen, const StrokeID& id) {
+  const std::string name = id.string();
+  if (!Common::IsPageAddressValid(id.page_address)) {
+    QUILLPOST_LOG_ERROR("Ink Removing failed (%s): invalid Page Address - '%s'.", name.c_str(),
+                        id.page_address.c_str());
+    return;
+  }
+  if (!IsStrokeIDValid(id)) {
+    QUILLPOST_LOG_ERROR("Ink Removing failed (%s): invalid stroke id.", name.c_str());
+    return;
+  }
+  const std::string relative = pen + "/" + name;
+  const fs::path path = GetStorageRoot() / relative;
+  boost::system::error_code error;
+  if (!fs::exists(fs::status(path, error))) {
+    QUILLPOST_LOG_ERROR("Ink Removing failed (%s): file does not exists: 'ROOT/%s'", name.c_str(),
+                        relative.c_str());
+    return;
+  }
+  if (!fs::remove(path, error)) {
+    QUILLPOST_LOG_ERROR("Ink Removing failed (%s): can't remove file 'ROOT/%s': %s", name.c_str(),
+                        relative.c_str(), error.message().c_str());
+  }
+}
+
+}  // namespace
+
+bool Initialize() {
+  const fs::path root = GetStorageRoot();
+  if (root.empty()) {
+    QUILLPOST_LOG_ERROR("Failed to find a home directory of user %lu in the password database.",
+                        static_cast<unsigned long>(::getuid()));
+    return false;
+  }
+  QUILLPOST_LOG_INFORMATION("Initializing Storage (ROOT: '%s')...", root.c_str());
+  std::set<std::string> pens;
+  if (GetKnownPens(pens) && !pens.empty()) {
+    const Lock lock(g_routing_info_guard);
+    for (const std::string& pen : pens) LoadRoutingInfo(pen);
+  }
+  QUILLPOST_LOG_INFORMATION("Storage initialized.");
+  return true;
+}
+
+void Cleanup() {
+  const Lock lock(g_routing_info_guard);
+  g_routing_info.clear();
+  QUILLPOST_LOG_INFORMATION("Storage deinitialized.");
+}
+
+bool SyncRoutingInfo(const std::string& pen, const std::string& page,
+                     const std::set<std::string>& apps) {
+  if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(page)) return false;
+  const Lock lock(g_routing_info_guard);
+  StrokeMap& strokes = g_routing_info[pen];
+  for (auto stroke = strokes.begin(); stroke != strokes.end();) {
+    const bool leaves = stroke->first.page_address == page && DropClaims(stroke->second, apps);
+    stroke = leaves ? strokes.erase(stroke) : std::next(stroke);
+  }
+  std::set<fs::path> files;
+  if (!apps.empty() && Common::ListFiles(GetStorageRoot() / pen / page, files)) {
+    for (const fs::path& file : files) {
+      ClaimList& claims = strokes[ToStrokeID(page, file.filename())];
+      for (const std::string& app : apps) claims.emplace(app, RoutingInfo_App());
+    }
+  }
+  return SaveRoutingInfo(pen);
+}
+
+bool SaveRoutingInfo(const std::string& pen) {
+  const Lock lock(g_routing_info_guard);
+  const auto entry = g_routing_info.find(pen);
+  if (entry == g_routing_info.end()) {
+    QUILLPOST_LOG_WARNING("Will not save Routing Info for Pen '%s': nothing to save.", pen.c_str());
+    return false;
+  }
+  const fs::path directory = GetStorageRoot() / pen;
+  if (!Common::PrepareDirectory(directory)) {
+    QUILLPOST_LOG_ERROR(
+        "Failed to save Routing Info for Pen '%s': can't create directory 'ROOT/%s'.", pen.c_str(),
+        pen.c_str());
+    return false;
+  }
+  Common::Descriptor file;
+  if (Common::OpenRegularFile(directory / kRoutingInfoFile, O_WRONLY | O_CREAT, file)) {
+    QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': can't create file 'ROOT/%s/%s'.",
+                        pen.c_str(), pen.c_str(), kRoutingInfoFile);
+    return false;
+  }
+  std::string reason;
+  if (!WriteArchive(entry->second, file, reason)) {
+    QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': %s.", pen.c_str(),
+                        reason.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool GetUndeliveredStrokes(const std::string& pen, const std::string& app,
+                           std::set<StrokeID>& out) {
+  out.clear();
+  if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return false;
+  const Lock lock(g_routing_info_guard);
+  for (const auto& [id, claims] : g_routing_info[pen]) {
+    const auto claim = claims.find(app);
+    if (claim != claims.end() && !claim->second.delivered) out.insert(out.end(), id);
+  }
+  return true;
+}
+
+bool HasUndeliveredStrokes(const std::string& pen, const std::string& app) {
+  std::set<StrokeID> strokes;
+  return GetUndeliveredStrokes(pen, app, strokes) && !strokes.empty();
+}
+
+bool GetProccessedStrokes(const std::string& pen, std::set<StrokeID>& out) {
+  out.clear();
+  if (!Common::IsPenSerialValid(pen)) return false;
+  const Lock lock(g_routing_info_guard);
+  for (const auto& [id, claims] : g_routing_info[pen]) {
+    if (IsProcessed(claims)) out.insert(out.end(), id);
+  }
+  return true;
+}
+
+bool SetRoutingInfoMarkers(const std::string& pen, const std::string& app,
+                           const std::set<StrokeID>& delivered,
+                           const std::set<StrokeID>& processed) {
+  if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return false;
+  const Lock lock(g_routing_info_guard);
+  const auto entry = g_routing_info.find(pen);
+  if (entry == g_routing_info.end()) return false;
+  for (const StrokeID& id : delivered) {
+    const auto stroke = entry->second.find(id);
+    if (stroke == entry->second.end()) continue;
+    const auto claim = stroke->second.find(app);
+    if (claim == stroke->second.end()) continue;
+    claim->second.delivered = true;
+    if (processed.count(id) > 0) claim->second.processed = true;
+  }
+  return SaveRoutingInfo(pen);
+}
+
+bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
+  const auto count = static_cast<unsigned long>(ids.size());
+  QUILLPOST_LOG_INFORMATION("Removing %lu Inks from Pen '%s' storage...", count, pen.c_str());
+  if (!Common::IsPenSerialValid(pen)) {
+    QUILLPOST_LOG_ERROR("Ink Removing failed: invalid Pen Serial - '%s'.", pen.c_str());
+    return false;
+  }
+  for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
+  const Lock lock(g_routing_info_guard);
+  StrokeMap& strokes = g_routing_info[pen];
+  for (const StrokeID& id : ids) strokes.erase(id);
+  const bool saved = SaveRoutingInfo(pen);
+  QUILLPOST_LOG_INFORMATION("Removed %lu Inks from Pen '%s' storage.", count, pen.c_str());
+  return saved;
+}
+
+void Cleanup(const std::string& pen) {
+  if (!Common::IsPenSerialValid(pen)) return;
+  const fs::path directory = GetStorageRoot() / pen;
+  if (!IsDirectory(directory)) fs::remove(directory);
+  if (!fs::exists(fs::status(directory))) return;
+  std::set<fs::path> pages;
+  Common::ListDirectories(directory, pages);
+  for (const fs::path& page : pages) {
+    const std::string name = page.filename().native();
+    std::set<fs::path> files;
+    if (!Common::IsPageAddressValid(name)) continue;
+    if (!Common::ListFiles(page, files) || !files.empty()) continue;
+    if (RemoveDirectoryWithout(page, IsVisibleFile)) {
+      QUILLPOST_LOG_INFORMATION("Removed empty Storage dir: 'ROOT/%s/%s'.", pen.c_str(),
+                                name.c_str());
+    }
+  }
+  if (!Common::ListDirectories(directory, pages) || !pages.empty()) return;
+  const Lock lock(g_routing_info_guard);
+  g_routing_info.erase(pen);
+  if (RemoveDirectoryWithout(directory, IsDirectory)) {
+    QUILLPOST_LOG_INFORMATION("Removed empty Storage dir: 'ROOT/%s'.", pen.c_str());
+  }
+}
+
+}  // namespace Storage
+}  // namespace TalvoQuillpost

@@ -1,0 +1,187 @@
+#include "storage/StrokeFiles.h"
+
+#include <fcntl.h>
+
+#include <TalvoOS/Root.h>
+
+#include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <cstdio>
+
+#include "common/Common.h"
+#include "common/File.h"
+#include "common/Log.h"
+
+namespace fs = boost::filesystem;
+
+namespace TalvoQuillpost {
+namespace Storage {
+
+namespace {
+
+// How often an import makes its directory and file again when others take them away meanwhile.
+constexpr int kImportAttempts = 8;
+
+typedef bool (*IsNameValid)(const std::string&);
+
+bool ListValidNames(const fs::path& directory, IsNameValid is_valid, const char* what,
+                    std::set<std::string>& names) {
+  names.clear();
+  std::set<fs::path> directories;
+  if (!Common::ListDirectories(directory, directories)) return false;
+  for (const fs::path& entry : directories) {
+    const std::string name = entry.filename().native();
+    if (is_valid(name)) {
+      names.insert(name);
+    } else {
+      QUILLPOST_LOG_WARNING("Got unexpected directory while looking for %s: '%s'.", what,
+                            entry.c_str());
+    }
+  }
+  return true;
+}
+
+bool IsImportValid(const std::string& pen, const StrokeID& id, const std::vector<char>& data) {
+  if (!Common::IsPenSerialValid(pen)) {
+    QUILLPOST_LOG_ERROR("Ink Import failed: invalid Pen Serial - '%s'.", pen.c_str());
+  } else if (!Common::IsPageAddressValid(id.page_address)) {
+    QUILLPOST_LOG_ERROR("Ink Import failed: invalid Page Address - '%s'.", id.page_address.c_str());
+  } else if (id.name.empty()) {
+    QUILLPOST_LOG_ERROR("Ink Import failed: empty name.");
+  } else if (!IsStrokeIDValid(id)) {
+    QUILLPOST_LOG_ERROR("Ink Import failed: invalid stroke id.");
+  } else if (data.empty()) {
+    QUILLPOST_LOG_ERROR("Ink Import failed: no data.");
+  } else {
+    return true;
+  }
+  return false;
+}
+
+// Makes the page directory and in it a new, empty file with a free name. The tidying of the store
+// may remove the directory before the file is in it: then both are made again.
+bool CreateStrokeFile(const fs::path& directory, const std::string& file_name, fs::path& path,
+                      Common::Descriptor& file) {
+  boost::system::error_code error;
+  for (int attempt = 0; attempt < kImportAttempts; ++attempt) {
+    if (!Common::PrepareDirectory(directory)) {
+      QUILLPOST_LOG_ERROR("Ink Import failed: can't create directory '%s'.", directory.c_str());
+      return false;
+    }
+    path = directory / file_name;
+    MakePathUnique(path);
+    error = Common::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL, file);
+    if (!error) return true;
+    const bool changed_meanwhile = error == boost::system::errc::no_such_file_or_directory ||
+                                   error == boost::system::errc::file_exists;
+    if (!changed_meanwhile) break;
+  }
+  QUILLPOST_LOG_ERROR("Ink Import failed: can't create file '%s'", path.c_str());
+  return false;
+}
+
+bool IsExportValid(const std::string& pen, const StrokeID& id) {
+  if (!Common::IsPenSerialValid(pen)) {
+    QUILLPOST_LOG_ERROR("Ink Export failed: invalid Pen Serial - '%s'.", pen.c_str());
+  } else if (!Common::IsPageAddressValid(id.page_address)) {
+    QUILLPOST_LOG_ERROR("Ink Export failed: invalid Page Address - '%s'.", id.page_address.c_str());
+  } else if (!IsStrokeIDValid(id)) {
+    QUILLPOST_LOG_ERROR("Ink Export failed: invalid stroke id.");
+  } else {
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+fs::path GetStorageRoot() {
+  fs::path home;
+  if (!TalvoOS::GetHomeDirectory(home)) return fs::path();
+  return home / "Library/Application Support/Talvo/Quillpost/Storage";
+}
+
+bool GetKnownPens(std::set<std::string>& pens) {
+  return ListValidNames(GetStorageRoot(), Common::IsPenSerialValid, "Pen Serials", pens);
+}
+
+bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages) {
+  pages.clear();
+  if (!Common::IsPenSerialValid(pen)) return false;
+  return ListValidNames(GetStorageRoot() / pen, Common::IsPageAddressValid, "Page Address", pages);
+}
+
+void MakePathUnique(fs::path& path) {
+  const fs::path start = path;
+  for (unsigned int number = 1; fs::exists(fs::status(path)); ++number) {
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, "-%u", number);
+    path = start;
+    path.replace_extension();
+    path += suffix;
+    path += start.extension();
+  }
+}
+
+bool ImportStroke(const std::string& pen, const StrokeID& id, const std::vector<char>& data) {
+  QUILLPOST_LOG_INFORMATION("Importing %lu bytes of Ink from Pen '%s' and Page Address '%s'...",
+                            static_cast<unsigned long>(data.size()), pen.c_str(),
+                            id.page_address.c_str());
+  if (!IsImportValid(pen, id, data)) return false;
+  fs::path path;
+  Common::Descriptor file;
+  if (!CreateStrokeFile(GetStorageRoot() / pen / id.page_address, StrokeIDToFileName(id), path,
+                        file)) {
+    return false;
+  }
+  // The result says that the file was made: a disk that fills up now shows as a short file.
+  Common::WriteAll(file.get(), data.data(), data.size());
+  file.Close();
+  QUILLPOST_LOG_INFORMATION("Ink was imported to: '%s'", path.c_str());
+  return true;
+}
+
+bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
+  QUILLPOST_LOG_INFORMATION("Exporting Ink '%s' from Pen '%s' storage...", id.string().c_str(),
+                            pen.c_str());
+  out.clear();
+  if (!IsExportValid(pen, id)) return false;
+  const std::string relative = pen + "/" + id.string();
+  const fs::path source = GetStorageRoot() / relative;
+  if (!fs::exists(fs::status(source))) {
+    QUILLPOST_LOG_ERROR("Ink Export failed: file 'ROOT/%s' does not exists.", relative.c_str());
+    return false;
+  }
+  if (!Common::CreateTempSTF2File(out)) {
+    QUILLPOST_LOG_ERROR("Ink Export failed: failed to create temporary file.");
+    return false;
+  }
+  if (const auto error = Common::CopyFile(source, out)) {
+    fs::remove(out);
+    QUILLPOST_LOG_ERROR(
+        "Ink Export failed: failed to copy 'ROOT/%s' to '%s' due to error #%s (%d).",
+        relative.c_str(), out.c_str(), error.message().c_str(), error.value());
+    out.clear();
+    return false;
+  }
+  QUILLPOST_LOG_INFORMATION("Exported Ink 'ROOT/%s' -> '%s'", relative.c_str(), out.c_str());
+  return true;
+}
+
+bool RemoveDirectoryWithout(const fs::path& directory,
+                            const std::function<bool(const fs::path&)>& keep) {
+  std::vector<fs::path> entries;
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+    if (!keep(entry.path())) entries.push_back(entry.path());
+  }
+  for (const fs::path& entry : entries) fs::remove_all(entry);
+  boost::system::error_code error;
+  const bool removed = fs::remove(directory, error);
+  if (error && error != boost::system::errc::directory_not_empty) {
+    throw fs::filesystem_error("can't remove directory", directory, error);
+  }
+  return removed;
+}
+
+}  // namespace Storage
+}  // namespace TalvoQuillpost
