@@ -24,6 +24,8 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
 /* Statuses. */
 enum {
   STF2_SUCCESS = 0,
@@ -141,6 +143,8 @@ int Stf2SampleFreeHandle(SampleHandle** sample);
 int Stf2SampleFreeHandles(SampleHandle*** array);
 int Stf2FreeString(char** string);
 int Stf2WriterFreeData(void* data);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

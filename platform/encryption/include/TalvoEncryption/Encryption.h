@@ -15,6 +15,8 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
 /* Statuses. */
 enum {
   TALVO_ENCRYPTION_SUCCESS = 0,
@@ -48,6 +50,8 @@ int SealInkData(const void* ink, uint32_t size, const uint8_t* public_key, uint8
 /* Opens sealed ink. Release *out, a complete STF2 buffer, with FreeBuffer. */
 int OpenInkData(const void* data, uint32_t size, const uint8_t* public_key,
                 const uint8_t* secret_key, uint8_t** out, uint32_t* out_size);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }
