@@ -10,6 +10,7 @@
 
 #include "common/Common.h"
 #include "common/File.h"
+#include "common/Job.h"
 #include "common/Log.h"
 #include "common/Stf2Handles.h"
 #include "service/Service.h"
@@ -145,14 +146,16 @@ bool Service::ImportSTF2RawData(const void* data, unsigned long size) {
   }
   bool all_stored = true;
   for (InkDataHandle*& part : parts) {
-    std::string page_address;
-    unsigned long long first_time = 0;
-    unsigned long long last_time = 0;
     // One bad part does not keep the others from being stored.
-    if (!GetSTF2InkDataInfo(part, page_address, first_time, last_time) ||
-        !ImportSTF2InkData(part, pen.get(), page_address, first_time, last_time)) {
-      all_stored = false;
-    }
+    bool stored = false;
+    Common::RunJob("import of a page", [&] {
+      std::string page_address;
+      unsigned long long first_time = 0;
+      unsigned long long last_time = 0;
+      stored = GetSTF2InkDataInfo(part, page_address, first_time, last_time) &&
+               ImportSTF2InkData(part, pen.get(), page_address, first_time, last_time);
+    });
+    all_stored = all_stored && stored;
     Stf2InkDataFreeHandle(&part);
   }
   return all_stored;
