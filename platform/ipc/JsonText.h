@@ -1,0 +1,35 @@
+// JSON text to values and back, strict both ways (RFC 8259): what comes from a socket is checked to
+// the last byte, what goes out is compact, one line, and valid UTF-8 whatever the values hold.
+// jsoncpp's own reader is not used here: it takes comments and trailing commas, throws on deep
+// nesting, and follows the locale of the process. Functions without state, any thread.
+
+#pragma once
+
+#include <json/value.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace IPC {
+
+// Arrays and objects within each other, the outermost included.
+inline constexpr std::size_t kMaxNesting = 64;
+
+// A value takes up to 160 bytes of memory where its text takes two. With this limit a line of
+// 1 MiB never becomes more than about 12 MiB.
+inline constexpr std::size_t kMaxValues = 65536;
+
+// Reads one JSON text, with blanks, tabs, CR and LF between its tokens, and nothing after it.
+// False for anything else, with `error` saying what is wrong and at which byte, and `value` null.
+// Refused are, beside broken syntax: a member that stands twice in one object, invalid UTF-8,
+// unpaired surrogates, control bytes in strings, and more nesting or values than the limits.
+// Integers beyond 64 bits become reals; reals beyond a double's range become the nearest double.
+bool ParseJson(std::string_view text, Json::Value& value, std::string& error);
+
+// Appends the text of `value`. Bytes of strings that are no UTF-8 become U+FFFD each; infinities
+// and not-a-number become null. A real keeps a point or an exponent, so that it stays one.
+void AppendJson(const Json::Value& value, std::string& text);
+void AppendJsonString(std::string_view string, std::string& text);
+
+}  // namespace IPC

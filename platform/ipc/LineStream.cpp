@@ -1,0 +1,214 @@
+#include "LineStream.h"
+
+#include <poll.h>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/error.hpp>
+
+namespace IPC {
+namespace {
+
+using boost::system::error_code;
+
+// A line may cost its receiver some work; other streams get their turn after as many.
+constexpr int kLinesPerTurn = 32;
+
+constexpr std::size_t kKeptBytes = 64 * 1024;
+
+}  // namespace
+
+LineStream::LineStream(boost::asio::io_service& queue, Descriptor socket,
+                       std::chrono::seconds stall_limit)
+    : queue_(queue), stall_limit_(stall_limit) {
+  socket_.emplace(queue);
+  socket_->assign(boost::asio::local::stream_protocol(), socket.get());
+  socket.Release();
+  stall_timer_.emplace(queue);
+}
+
+void LineStream::Post(void (LineStream::*job)()) {
+  queue_.post([self = Self(), job] { (self.get()->*job)(); });
+}
+
+void LineStream::Start() {
+  busy_ = true;
+  Read();
+}
+
+// ---- Reading
+
+void LineStream::Turn() {
+  for (int lines = 0; is_open() && !paused_ && !finishing_; ++lines) {
+    if (lines == kLinesPerTurn) return Post(&LineStream::Turn);
+    std::string_view line;
+    switch (decoder_.Next(line)) {
+      case LineDecoder::Result::kLine:
+        OnLine(line);
+        break;
+      case LineDecoder::Result::kTooLong:
+        busy_ = false;
+        return OnLineTooLong();
+      case LineDecoder::Result::kNoLine:
+        if (!input_ended_) return Read();
+        busy_ = false;
+        WatchForPeerGone();
+        return OnPeerFinished();
+    }
+  }
+  busy_ = false;
+  if (is_open() && paused_) WatchForPeerGone();
+}
+
+void LineStream::Read() {
+  socket_->async_read_some(
+      boost::asio::buffer(input_),
+      [self = Self()](const error_code& error, std::size_t size) { self->OnRead(error, size); });
+}
+
+void LineStream::OnRead(const error_code& error, std::size_t size) {
+  if (!is_open()) return;
+  if (error == boost::asio::error::eof) return OnEndOfInput();
+  if (error) return Close(error);
+  decoder_.Append(input_.data(), size);
+  Turn();
+}
+
+void LineStream::OnEndOfInput() {
+  if (HasPeerGone()) return Close(boost::asio::error::eof);
+  input_ended_ = true;
+  Turn();
+}
+
+// A peer that has only shut down its sending side still listens; the system tells the difference.
+bool LineStream::HasPeerGone() {
+  pollfd poll = {socket_->native_handle(), 0, 0};
+  return ::poll(&poll, 1, 0) == 1 && (poll.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+// While nothing is read, nothing else would tell that the peer has gone.
+void LineStream::WatchForPeerGone() {
+  if (watching_peer_) return;
+  watching_peer_ = true;
+  socket_->async_wait(boost::asio::socket_base::wait_error, [self = Self()](const error_code&) {
+    self->watching_peer_ = false;
+    // Where reading goes on, it will find the end itself, after all that came before.
+    if (!self->is_open() || (self->busy_ && !self->paused_)) return;
+    if (self->HasPeerGone()) self->Close(boost::asio::error::eof);
+  });
+}
+
+void LineStream::Pause() {
+  paused_ = true;
+}
+
+void LineStream::Resume() {
+  if (!is_open() || !paused_) return;
+  paused_ = false;
+  if (busy_) return;
+  busy_ = true;
+  Post(&LineStream::Turn);
+}
+
+// ---- Writing
+
+bool LineStream::Send(const std::string& line) {
+  bool overflow = false;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (sealed_) return false;
+    overflow = unsent_bytes_ + line.size() > kMaxOutboxBytes;
+    if (overflow) {
+      sealed_ = true;
+    } else {
+      outbox_ += line;
+      unsent_bytes_ += line.size();
+      if (writing_) return true;
+      writing_ = true;
+    }
+  }
+  Post(overflow ? &LineStream::Overflow : &LineStream::Write);
+  return !overflow;
+}
+
+void LineStream::Overflow() {
+  Close(boost::asio::error::no_buffer_space);
+}
+
+void LineStream::Write() {
+  if (!is_open()) return;
+  if (sent_ == sending_.size()) {
+    sending_.clear();
+    sent_ = 0;
+    if (sending_.capacity() > kKeptBytes) sending_.shrink_to_fit();
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      sending_.swap(outbox_);
+      writing_ = !sending_.empty();
+    }
+    if (sending_.empty()) {
+      if (finishing_) Close(finish_reason_);
+      return;
+    }
+    last_progress_ = std::chrono::steady_clock::now();
+  }
+  if (!watching_stall_) WatchForStall(stall_limit_);
+  socket_->async_write_some(
+      boost::asio::buffer(sending_.data() + sent_, sending_.size() - sent_),
+      [self = Self()](const error_code& error, std::size_t size) { self->OnWritten(error, size); });
+}
+
+void LineStream::OnWritten(const error_code& error, std::size_t size) {
+  if (!is_open()) return;
+  if (error) return Close(error);
+  sent_ += size;
+  last_progress_ = std::chrono::steady_clock::now();
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    unsent_bytes_ -= size;
+  }
+  Write();
+}
+
+void LineStream::WatchForStall(std::chrono::steady_clock::duration time) {
+  if (stall_limit_.count() == 0) return;
+  watching_stall_ = true;
+  stall_timer_->expires_after(time);
+  stall_timer_->async_wait([self = Self()](const error_code&) { self->OnStallTimer(); });
+}
+
+void LineStream::OnStallTimer() {
+  watching_stall_ = false;
+  if (!is_open() || sending_.empty()) return;
+  const auto stalled = std::chrono::steady_clock::now() - last_progress_;
+  if (stalled >= stall_limit_) return Close(boost::asio::error::timed_out);
+  WatchForStall(stall_limit_ - stalled);
+}
+
+// ---- Ending
+
+void LineStream::Finish(const error_code& reason) {
+  if (!is_open() || finishing_) return;
+  finishing_ = true;
+  finish_reason_ = reason;
+  bool writing;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    sealed_ = true;
+    writing = writing_;
+  }
+  if (!writing) Close(reason);
+}
+
+void LineStream::Close(const error_code& reason) {
+  if (!is_open()) return;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    sealed_ = true;
+    std::string().swap(outbox_);
+  }
+  stall_timer_.reset();
+  socket_.reset();
+  OnEnd(reason);
+}
+
+}  // namespace IPC

@@ -1,0 +1,117 @@
+// A connected socket on which lines travel both ways, used by server and client alike. Reading,
+// writing and every hook run on the queue, one at a time, with a bounded amount of work at each
+// turn, so that a peer that sends at full speed keeps nobody else waiting. Send may be called from
+// any thread: it only files the line in the outbox.
+//
+// The stream is shared by the one who made it and by its own jobs on the queue. Once it has ended
+// it touches neither socket nor queue any more, whoever still refers to it.
+
+#pragma once
+
+#include <array>
+#include <boost/asio/io_service.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/noncopyable.hpp>
+#include <boost/system/error_code.hpp>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Descriptor.h"
+#include "LineDecoder.h"
+
+namespace IPC {
+
+inline constexpr std::size_t kMaxOutboxBytes = std::size_t(4) << 20;
+
+class LineStream : public std::enable_shared_from_this<LineStream>, boost::noncopyable {
+ public:
+  virtual ~LineStream() {}
+
+  // Begins to read. On the queue, once.
+  void Start();
+
+  // Files a whole line, with its LF, in the outbox, behind those that were filed before; never
+  // waits. False: nothing of it was or will be sent, because the stream has ended or sends no more,
+  // or because the outbox would hold more than kMaxOutboxBytes, which ends the stream.
+  bool Send(const std::string& line);
+
+  // Ends the stream at once: what is in the outbox is lost. OnEnd is called before this returns.
+  // On the queue; nothing happens where the stream has ended already.
+  void Close(const boost::system::error_code& reason);
+
+ protected:
+  // `stall_limit`: how long the peer may take nothing of what waits for it; zero for ever.
+  LineStream(boost::asio::io_service& queue, Descriptor socket, std::chrono::seconds stall_limit);
+
+  // ---- Hooks, on the queue.
+
+  // The next line, without its LF; valid during the call.
+  virtual void OnLine(std::string_view line) = 0;
+  // The line that the peer is sending is longer than kMaxLineBytes. No line comes after it.
+  virtual void OnLineTooLong() = 0;
+  // The peer sends no more, all its lines have been handed on, and it still listens.
+  virtual void OnPeerFinished() = 0;
+  // The stream has ended; no hook is called any more. Once.
+  virtual void OnEnd(const boost::system::error_code& reason) = 0;
+
+  // ---- For the hooks' use, on the queue.
+
+  bool is_open() const { return socket_.has_value(); }
+  boost::asio::io_service& queue() { return queue_; }
+
+  // From now on no line is handed on or read, until Resume. A peer that goes away meanwhile ends
+  // the stream all the same.
+  void Pause();
+  void Resume();
+
+  // Hands on no more lines, takes no more for the outbox, and ends the stream with `reason` once
+  // the outbox has been written out.
+  void Finish(const boost::system::error_code& reason);
+
+ private:
+  std::shared_ptr<LineStream> Self() { return shared_from_this(); }
+  void Post(void (LineStream::*job)());
+  void Turn();
+  void Read();
+  void OnRead(const boost::system::error_code& error, std::size_t size);
+  void OnEndOfInput();
+  bool HasPeerGone();
+  void WatchForPeerGone();
+  void Overflow();
+  void Write();
+  void OnWritten(const boost::system::error_code& error, std::size_t size);
+  void WatchForStall(std::chrono::steady_clock::duration time);
+  void OnStallTimer();
+
+  boost::asio::io_service& queue_;
+
+  // ---- Used on the queue alone.
+  std::optional<boost::asio::local::stream_protocol::socket> socket_;  // empty: ended
+  std::optional<boost::asio::steady_timer> stall_timer_;
+  const std::chrono::seconds stall_limit_;
+  std::array<char, 16 * 1024> input_;
+  LineDecoder decoder_;
+  bool busy_ = false;           // a read or a turn is under way
+  bool paused_ = false;         // by Pause
+  bool input_ended_ = false;    // the peer sends no more
+  bool watching_peer_ = false;  // the watch for its going away is under way
+  bool watching_stall_ = false;
+  bool finishing_ = false;
+  boost::system::error_code finish_reason_;
+  std::string sending_;  // taken from the outbox; `sent_` bytes of it have gone
+  std::size_t sent_ = 0;
+  std::chrono::steady_clock::time_point last_progress_;
+
+  std::mutex mutex_;  // guards what follows; nothing is called while it is held
+  std::string outbox_;
+  std::size_t unsent_bytes_ = 0;  // of outbox_ and sending_
+  bool writing_ = false;          // a job that will look into outbox_ is on its way
+  bool sealed_ = false;           // Send takes nothing any more
+};
+
+}  // namespace IPC

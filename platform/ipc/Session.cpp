@@ -1,0 +1,153 @@
+#include "Session.h"
+
+#include <IPC/Protocol.h>
+#include <Talvo/Logger.h>
+
+#include <boost/asio/error.hpp>
+#include <boost/make_shared.hpp>
+#include <boost/system/error_code.hpp>
+#include <utility>
+
+#include "Log.h"
+
+namespace IPC {
+namespace {
+
+constexpr int kMaxBadLines = 10;
+constexpr int kMaxUnanswered = 128;
+constexpr std::chrono::seconds kStallLimit(10);
+
+// What the owner of the server holds.
+class SessionConnection : public Server::Connection {
+ public:
+  explicit SessionConnection(std::weak_ptr<Session> session) : session_(std::move(session)) {}
+
+  bool SendNotification(const std::string& name, const Json::Value& params) override {
+    const std::shared_ptr<Session> session = session_.lock();
+    return session && session->Notify(name, params);
+  }
+
+ private:
+  const std::weak_ptr<Session> session_;
+};
+
+// Answers one request, the first time it is called. Copies share the state.
+class Answerer {
+ public:
+  Answerer(std::weak_ptr<Session> session, const Json::Value& id)
+      : state_(std::make_shared<State>(std::move(session), id)) {}
+
+  void operator()(const std::string& status, const Json::Value& result) const {
+    if (state_->answered.exchange(true)) return;
+    if (const std::shared_ptr<Session> session = state_->session.lock())
+      session->Answer(state_->id, status, result);
+  }
+
+ private:
+  struct State {
+    State(std::weak_ptr<Session> session, const Json::Value& id)
+        : session(std::move(session)), id(id) {}
+    const std::weak_ptr<Session> session;
+    const Json::Value id;
+    std::atomic<bool> answered{false};
+  };
+  std::shared_ptr<State> state_;
+};
+
+void AnswerNothing(const std::string&, const Json::Value&) {}
+
+boost::system::error_code BadMessage() {
+  return boost::system::errc::make_error_code(boost::system::errc::bad_message);
+}
+
+}  // namespace
+
+Session::Session(boost::asio::io_service& queue, Descriptor socket, Host& host,
+                 const std::string& server_name)
+    : LineStream(queue, std::move(socket), kStallLimit), host_(host), server_name_(server_name) {}
+
+std::shared_ptr<Session> Session::Make(boost::asio::io_service& queue, Descriptor socket,
+                                       Host& host, const std::string& server_name) {
+  std::shared_ptr<Session> session(new Session(queue, std::move(socket), host, server_name));
+  session->connection_ = boost::make_shared<SessionConnection>(session);
+  return session;
+}
+
+// ---- Reading requests
+
+void Session::OnLine(std::string_view line) {
+  RequestMessage request;
+  WireError error;
+  if (!ReadRequest(line, request, error)) return Refuse(request, error);
+  bad_lines_ = 0;
+  if (!request.has_id) return host_.HandleRequest(connection_, request, &AnswerNothing);
+  if (++unanswered_ >= kMaxUnanswered) Pause();
+  host_.HandleRequest(connection_, request, Answerer(Self(), request.id));
+  if (unanswered_ < kMaxUnanswered) Resume();
+}
+
+void Session::Refuse(const RequestMessage& request, const WireError& error) {
+  if (error.code == kParamsNotAnObject) {
+    bad_lines_ = 0;
+    if (request.has_id) Send(ErrorLine(request.id, error));
+    return;
+  }
+  Send(ErrorLine(request.id, error));
+  if (++bad_lines_ < kMaxBadLines) return;
+  LogWarning("ended a connection that sent ten bad lines in a row, the last: " + error.message);
+  Finish(BadMessage());
+}
+
+void Session::OnLineTooLong() {
+  Send(ErrorLine(Json::Value(), {kNotARequest, "a line holds at most 1048576 bytes"}));
+  LogWarning("ended a connection that sent a line of more than 1048576 bytes");
+  Finish(boost::asio::error::message_size);
+}
+
+void Session::OnPeerFinished() {
+  peer_finished_ = true;
+  GoOnAfterReplies();
+}
+
+// ---- Sending
+
+void Session::Answer(const Json::Value& id, const std::string& status, const Json::Value& result) {
+  std::string line = ReplyLine(id, status, result);
+  if (line.size() > kMaxLineBytes) {
+    LogWarning("a reply of " + std::to_string(line.size()) + " bytes became \"Failed\"");
+    line = ReplyLine(id, Protocol::Core::Status::Failed, Json::Value());
+  }
+  if (!Send(line)) return;
+  // The line is in the outbox before the count says so. Whoever sets peer_finished_ looks at the
+  // count afterwards, and this looks at peer_finished_ after the count: one of them sees the other.
+  const int unanswered = --unanswered_;
+  if (unanswered == kMaxUnanswered - 1 || (unanswered == 0 && peer_finished_))
+    queue().post([self = Self()] { self->GoOnAfterReplies(); });
+}
+
+void Session::GoOnAfterReplies() {
+  if (!is_open()) return;
+  if (unanswered_ < kMaxUnanswered) Resume();
+  if (unanswered_ == 0 && peer_finished_) Finish(boost::asio::error::eof);
+}
+
+bool Session::Notify(const std::string& name, const Json::Value& params) {
+  const std::string line = NotificationLine(name, params);
+  return line.size() <= kMaxLineBytes && Send(line);
+}
+
+// ---- Ending
+
+void Session::LogWarning(const std::string& message) const {
+  Log(server_name_, Talvo::kLogWarning, message);
+}
+
+void Session::OnEnd(const boost::system::error_code& reason) {
+  if (reason == boost::asio::error::no_buffer_space)
+    LogWarning("ended a connection that left more than 4 MiB unread");
+  if (reason == boost::asio::error::timed_out)
+    LogWarning("ended a connection that read nothing for ten seconds");
+  host_.HandleEnd(Self(), std::move(connection_), reason);
+}
+
+}  // namespace IPC

@@ -1,0 +1,70 @@
+// One connection of the server: reads its requests, answers those that are none, hands the others
+// to the server, and carries the replies back. The owner of the server knows it as a
+// Server::Connection, an object of its own that refers to the session weakly: so the count of
+// references to that object changes by the owner's doing alone, and keeping it keeps no socket.
+
+#pragma once
+
+#include <IPC/Server.h>
+
+#include <atomic>
+#include <boost/shared_ptr.hpp>
+#include <memory>
+#include <string>
+
+#include "LineStream.h"
+#include "Message.h"
+
+namespace IPC {
+
+class Session : public LineStream {
+ public:
+  // The server, as its sessions see it. Called on the queue; outlives every session that is open.
+  class Host {
+   public:
+    virtual void HandleRequest(const boost::shared_ptr<Server::Connection>& connection,
+                               const RequestMessage& request, const Server::Reply& reply) = 0;
+    // The session has ended and calls nothing any more; `connection` is its last reference to it.
+    virtual void HandleEnd(const std::shared_ptr<Session>& session,
+                           boost::shared_ptr<Server::Connection> connection,
+                           const boost::system::error_code& reason) = 0;
+
+   protected:
+    ~Host() {}
+  };
+
+  // Takes a connected socket. On the queue.
+  static std::shared_ptr<Session> Make(boost::asio::io_service& queue, Descriptor socket,
+                                       Host& host, const std::string& server_name);
+
+  const boost::shared_ptr<Server::Connection>& connection() const { return connection_; }
+
+  // Sends the reply to the request with this id. Any thread.
+  void Answer(const Json::Value& id, const std::string& status, const Json::Value& result);
+
+  // Sends a notification; false as in Server::Connection. Any thread.
+  bool Notify(const std::string& name, const Json::Value& params);
+
+ private:
+  Session(boost::asio::io_service& queue, Descriptor socket, Host& host,
+          const std::string& server_name);
+
+  void OnLine(std::string_view line) override;
+  void OnLineTooLong() override;
+  void OnPeerFinished() override;
+  void OnEnd(const boost::system::error_code& reason) override;
+
+  std::shared_ptr<Session> Self() { return std::static_pointer_cast<Session>(shared_from_this()); }
+  void Refuse(const RequestMessage& request, const WireError& error);
+  void GoOnAfterReplies();
+  void LogWarning(const std::string& message) const;
+
+  Host& host_;  // used on the queue alone, while the session is open
+  const std::string server_name_;
+  boost::shared_ptr<Server::Connection> connection_;  // null once the end has been reported
+  int bad_lines_ = 0;                                 // in a row; used on the queue alone
+  std::atomic<int> unanswered_{0};
+  std::atomic<bool> peer_finished_{false};
+};
+
+}  // namespace IPC
