@@ -11,3 +11,8 @@ if(QUILLPOST_SANITIZE)
   add_compile_options(-fsanitize=${QUILLPOST_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QUILLPOST_SANITIZE})
 endif()
+
+option(QUILLPOST_FUZZ "Build the fuzz targets; needs clang and the preset asan" OFF)
+if(QUILLPOST_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -39,10 +39,22 @@ bool IsSodiumReady() {
   return sodium_init() >= 0;
 }
 
-// A checked envelope and, where the caller's bytes were not aligned, the copy that it lies in.
-struct Envelope {
-  Buffer copy;
-  const SealedInk* sealed = nullptr;  // null: no well-formed envelope
+// The caller's bytes where they are aligned for reading in place, otherwise a copy, which is wiped.
+class AlignedBytes {
+ public:
+  AlignedBytes(const void* data, std::uint32_t size)
+      : bytes_(static_cast<const std::uint8_t*>(data)) {
+    if (reinterpret_cast<std::uintptr_t>(data) % alignof(std::uint64_t) == 0) return;
+    copy_ = MakeBuffer(size);
+    std::memcpy(copy_.get(), data, size);
+    bytes_ = copy_.get();
+  }
+
+  const std::uint8_t* get() const { return bytes_; }
+
+ private:
+  Buffer copy_;
+  const std::uint8_t* bytes_;
 };
 
 bool IsWellFormed(const SealedInk& sealed) {
@@ -52,24 +64,17 @@ bool IsWellFormed(const SealedInk& sealed) {
          box->size() >= crypto_box_SEALBYTES;
 }
 
-Envelope ReadEnvelope(const void* data, std::uint32_t size) {
-  Envelope envelope;
-  if (size >= FLATBUFFERS_MAX_BUFFER_SIZE) return envelope;
-  const auto* bytes = static_cast<const std::uint8_t*>(data);
-  if (reinterpret_cast<std::uintptr_t>(bytes) % alignof(std::uint64_t) != 0) {
-    envelope.copy = MakeBuffer(size);
-    std::memcpy(envelope.copy.get(), bytes, size);
-    bytes = envelope.copy.get();
-  }
-  flatbuffers::Verifier verifier(bytes, size, 1, 1);  // one table
-  if (!Format::VerifySealedInkBuffer(verifier)) return envelope;
-  const SealedInk* sealed = Format::GetSealedInk(bytes);
-  if (IsWellFormed(*sealed)) envelope.sealed = sealed;
-  return envelope;
+// The envelope, null where it is not well-formed.
+const SealedInk* ReadEnvelope(const AlignedBytes& data, std::uint32_t size) {
+  if (size >= FLATBUFFERS_MAX_BUFFER_SIZE) return nullptr;
+  flatbuffers::Verifier verifier(data.get(), size, 1, 1);  // one table
+  if (!Format::VerifySealedInkBuffer(verifier)) return nullptr;
+  const SealedInk* sealed = Format::GetSealedInk(data.get());
+  return IsWellFormed(*sealed) ? sealed : nullptr;
 }
 
 // The pen of STF2 ink; a status.
-int ReadPen(const void* ink, std::uint32_t size, std::uint64_t& pen) {
+int ReadPen(const std::uint8_t* ink, std::uint32_t size, std::uint64_t& pen) {
   InkDataHandle* handle = nullptr;
   const int status = Stf2InkDataInitialize(ink, size, &handle);
   if (status == STF2_OUT_OF_MEMORY) return TALVO_ENCRYPTION_OUT_OF_MEMORY;
@@ -88,8 +93,8 @@ bool IsForKeys(const SealedInk& sealed, const std::uint8_t* public_key,
          std::memcmp(derived, public_key, TALVO_KEY_BYTES) == 0;
 }
 
-int Seal(const void* ink, std::uint32_t size, std::uint64_t pen, const std::uint8_t* public_key,
-         Buffer& out, std::uint32_t& out_size) {
+int Seal(const std::uint8_t* ink, std::uint32_t size, std::uint64_t pen,
+         const std::uint8_t* public_key, Buffer& out, std::uint32_t& out_size) {
   const std::uint64_t box_size = std::uint64_t{size} + crypto_box_SEALBYTES;
   if (box_size + kEnvelopeBytes >= FLATBUFFERS_MAX_BUFFER_SIZE) {
     return TALVO_ENCRYPTION_OUT_OF_MEMORY;
@@ -98,7 +103,7 @@ int Seal(const void* ink, std::uint32_t size, std::uint64_t pen, const std::uint
   flatbuffers::FlatBufferBuilder builder(box_size + kEnvelopeBytes, &allocator);
   std::uint8_t* box = nullptr;
   const auto box_offset = builder.CreateUninitializedVector<std::uint8_t>(box_size, &box);
-  if (crypto_box_seal(box, static_cast<const std::uint8_t*>(ink), size, public_key) != 0) {
+  if (crypto_box_seal(box, ink, size, public_key) != 0) {
     return TALVO_ENCRYPTION_INVALID_ARGUMENT;
   }
   const auto recipient = builder.CreateVector(public_key, TALVO_KEY_BYTES);
@@ -134,17 +139,18 @@ int GetEncryptedDataInfo(const void* data, uint32_t size, uint8_t** pen, uint8_t
   if (algorithm) *algorithm = 0;
   if (!data || !pen || !recipient || !algorithm) return TALVO_ENCRYPTION_INVALID_ARGUMENT;
   return Guarded([&] {
-    const Envelope envelope = ReadEnvelope(data, size);
-    if (!envelope.sealed) return TALVO_ENCRYPTION_MALFORMED;
+    const AlignedBytes bytes(data, size);
+    const SealedInk* sealed = ReadEnvelope(bytes, size);
+    if (!sealed) return TALVO_ENCRYPTION_MALFORMED;
     Buffer pen_bytes = MakeBuffer(TALVO_PEN_BYTES);
     Buffer recipient_bytes = MakeBuffer(TALVO_KEY_BYTES);
     for (int i = 0; i < TALVO_PEN_BYTES; ++i) {
-      pen_bytes.get()[i] = static_cast<std::uint8_t>(envelope.sealed->pen() >> (56 - 8 * i));
+      pen_bytes.get()[i] = static_cast<std::uint8_t>(sealed->pen() >> (56 - 8 * i));
     }
-    std::memcpy(recipient_bytes.get(), envelope.sealed->recipient()->data(), TALVO_KEY_BYTES);
+    std::memcpy(recipient_bytes.get(), sealed->recipient()->data(), TALVO_KEY_BYTES);
     *pen = pen_bytes.release();
     *recipient = recipient_bytes.release();
-    *algorithm = envelope.sealed->algorithm();
+    *algorithm = sealed->algorithm();
     return TALVO_ENCRYPTION_SUCCESS;
   });
 }
@@ -170,12 +176,13 @@ int SealInkData(const void* ink, uint32_t size, const uint8_t* public_key, uint8
     return TALVO_ENCRYPTION_INVALID_ARGUMENT;
   }
   return Guarded([&] {
+    const AlignedBytes bytes(ink, size);
     std::uint64_t pen = 0;
-    int status = ReadPen(ink, size, pen);
+    int status = ReadPen(bytes.get(), size, pen);
     if (status != TALVO_ENCRYPTION_SUCCESS) return status;
     Buffer sealed;
     std::uint32_t sealed_size = 0;
-    status = Seal(ink, size, pen, public_key, sealed, sealed_size);
+    status = Seal(bytes.get(), size, pen, public_key, sealed, sealed_size);
     if (status != TALVO_ENCRYPTION_SUCCESS) return status;
     *out = sealed.release();
     *out_size = sealed_size;
@@ -191,11 +198,12 @@ int OpenInkData(const void* data, uint32_t size, const uint8_t* public_key,
     return TALVO_ENCRYPTION_INVALID_ARGUMENT;
   }
   return Guarded([&] {
-    const Envelope envelope = ReadEnvelope(data, size);
-    if (!envelope.sealed) return int{TALVO_ENCRYPTION_MALFORMED};
+    const AlignedBytes bytes(data, size);
+    const SealedInk* sealed = ReadEnvelope(bytes, size);
+    if (!sealed) return int{TALVO_ENCRYPTION_MALFORMED};
     Buffer ink;
     std::uint32_t ink_size = 0;
-    const int status = Open(*envelope.sealed, public_key, secret_key, ink, ink_size);
+    const int status = Open(*sealed, public_key, secret_key, ink, ink_size);
     if (status != TALVO_ENCRYPTION_SUCCESS) return status;
     *out = ink.release();
     *out_size = ink_size;
