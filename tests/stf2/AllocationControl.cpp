@@ -39,7 +39,8 @@ void* Allocate(std::size_t size) {
     control.bytes += size;
     control.largest_block = std::max(control.largest_block, size);
   }
-  return std::malloc(std::max<std::size_t>(size, 1));
+  // Cleared, so that text found in it was written by its owner.
+  return std::calloc(std::max<std::size_t>(size, 1), 1);
 }
 
 void Release(void* block) {
@@ -115,7 +116,7 @@ bool AllocationFailure::happened() const {
   return !control.failing;
 }
 
-ReleasedText::ReleasedText(const std::string& text) {
+ReleasedText::ReleasedText(std::string_view text) {
   control = Control();
   control.text = text;
 }

@@ -5,7 +5,7 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <string_view>
 
 // Counts while it lives.
 class AllocationCount {
@@ -29,10 +29,10 @@ class AllocationFailure {
   bool happened() const;
 };
 
-// Looks, while it lives, into every block that is released, whether the text is still in it.
+// Looks, while it lives, into every block that is released, whether the text is still in it. The text must outlive it.
 class ReleasedText {
  public:
-  explicit ReleasedText(const std::string& text);
+  explicit ReleasedText(std::string_view text);
   ~ReleasedText();
   ReleasedText(const ReleasedText&) = delete;
 
