@@ -1,0 +1,195 @@
+#include "Files.h"
+
+#include <fcntl.h>
+#include <glob.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "Refusal.h"
+
+namespace InkTool {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void RefuseWithReason(const std::string& operation) {
+  throw Refusal(operation + ": " + std::generic_category().message(errno));
+}
+
+// A descriptor that is closed at the end.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+  bool Close() {
+    const int fd = fd_;
+    fd_ = -1;
+    return ::close(fd) == 0;
+  }
+
+ private:
+  int fd_;
+};
+
+void WriteAll(int fd, const std::string& bytes, const std::string& path) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) RefuseWithReason("can't write " + path);
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+// The mode of a new file as the user's umask has it.
+mode_t OrdinaryMode() {
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+// Renames without replacing; where the file system has no such operation, after a look.
+bool RenameToFree(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  if (::access(to.c_str(), F_OK) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+std::string AlreadyThere(const std::string& path) {
+  return path + " is there already; --force replaces it";
+}
+
+}  // namespace
+
+std::string ReadInput(const std::string& path) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) RefuseWithReason("can't open");
+  struct stat status;
+  if (::fstat(file.get(), &status) != 0) RefuseWithReason("can't open");
+  if (!S_ISREG(status.st_mode)) throw Refusal("can't open: not a regular file");
+  if (static_cast<std::uint64_t>(status.st_size) > kMostInputBytes) {
+    throw Refusal("larger than " + std::to_string(kMostInputBytes >> 20) + " MiB");
+  }
+  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t count = ::read(file.get(), &bytes[done], bytes.size() - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) RefuseWithReason("can't read");
+    if (count == 0) break;  // cut short since
+    done += static_cast<std::size_t>(count);
+  }
+  bytes.resize(done);
+  if (bytes.empty()) throw Refusal("empty");
+  return bytes;
+}
+
+std::vector<std::string> ExpandGlobs(const std::vector<std::string>& arguments) {
+  std::vector<std::string> files;
+  for (const std::string& argument : arguments) {
+    const bool pattern = argument.find_first_of("*?[") != std::string::npos;
+    glob_t matches{};
+    if (pattern && ::access(argument.c_str(), F_OK) != 0 &&
+        ::glob(argument.c_str(), 0, nullptr, &matches) == 0) {
+      files.insert(files.end(), matches.gl_pathv, matches.gl_pathv + matches.gl_pathc);
+    } else {
+      files.push_back(argument);
+    }
+    ::globfree(&matches);
+  }
+  return files;
+}
+
+std::string StemOf(const std::string& path) {
+  return fs::path(path).stem().string();
+}
+
+bool NamesFolder(const std::string& output) {
+  std::error_code error;
+  return !output.empty() && (output.back() == '/' || fs::is_directory(output, error));
+}
+
+std::string OutputPath(const std::string& input, const std::string& output,
+                       const std::string& name) {
+  if (output.empty()) return (fs::path(input).parent_path() / name).string();
+  if (!NamesFolder(output)) return output;
+  std::error_code error;
+  fs::create_directories(output, error);
+  if (error) throw Refusal("can't make the folder " + output + ": " + error.message());
+  return (fs::path(output) / name).string();
+}
+
+std::string SafeName(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    const bool plain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+                       c == '-' || c == '_' || (c == '.' && !out.empty());
+    if (plain) {
+      out += c;
+    } else {
+      char code[4];
+      std::snprintf(code, sizeof code, "%%%02X", static_cast<unsigned char>(c));
+      out += code;
+    }
+  }
+  return out;
+}
+
+OutputSet::~OutputSet() {
+  for (const Pending& file : pending_) ::unlink(file.temporary.c_str());
+  for (const Pending& file : placed_) {
+    if (!file.replaces) ::unlink(file.path.c_str());
+  }
+}
+
+void OutputSet::CheckPlace(const std::string& path) const {
+  for (const Pending& other : pending_) {
+    if (other.path == path) throw Refusal("two outputs of the name " + path);
+  }
+  struct stat status;
+  if (::stat(path.c_str(), &status) != 0) return;
+  if (!S_ISREG(status.st_mode)) throw Refusal("can't write " + path + ": not a regular file");
+  if (!force_) throw Refusal(AlreadyThere(path));
+}
+
+void OutputSet::Add(const std::string& path, const std::string& bytes, bool secret) {
+  CheckPlace(path);
+  const fs::path target(path);
+  const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+  std::string temporary = (folder / ("." + target.filename().string() + ".XXXXXX")).string();
+  const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+  if (file.get() < 0) RefuseWithReason("can't write " + path);
+  struct stat before;
+  pending_.push_back({temporary, path, ::lstat(path.c_str(), &before) == 0});
+  WriteAll(file.get(), bytes, path);
+  if (!secret && ::fchmod(file.get(), OrdinaryMode()) != 0) RefuseWithReason("can't write " + path);
+}
+
+void OutputSet::Commit() {
+  while (!pending_.empty()) {
+    const Pending file = pending_.front();
+    const bool done = force_ ? ::rename(file.temporary.c_str(), file.path.c_str()) == 0
+                             : RenameToFree(file.temporary, file.path);
+    if (!done && errno == EEXIST) throw Refusal(AlreadyThere(file.path));
+    if (!done) RefuseWithReason("can't write " + file.path);
+    placed_.push_back(file);
+    pending_.erase(pending_.begin());
+  }
+  placed_.clear();
+}
+
+}  // namespace InkTool

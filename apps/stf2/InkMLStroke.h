@@ -1,0 +1,74 @@
+// Strokes from decoded traces: values become micrometres, milliseconds and force. Where a document
+// gives no unit, no range of force or no date, the whole of it decides what is assumed, so every
+// trace is shown twice: first to be measured, then to be made into a stroke.
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+
+#include "Ink.h"
+#include "InkMLContext.h"
+#include "InkMLReader.h"
+#include "Losses.h"
+#include "TraceText.h"
+
+namespace InkTool {
+
+struct TraceTiming {
+  std::optional<WideMs> offset;  // the trace's timeOffset
+  std::size_t context_id = 0;    // the same for traces that share a context
+};
+
+class StrokeMaker {
+ public:
+  // All must outlive this object.
+  StrokeMaker(Definitions& definitions, const InkMLOptions& options, Losses& losses)
+      : definitions_(definitions), options_(options), losses_(losses) {}
+
+  void Measure(const TraceContext& context, const TraceDecoder& trace, const TraceTiming& timing);
+
+  // Between the two passes: settles what is assumed.
+  void EndMeasuring();
+
+  // The stroke, without page and brush; none for a trace without points. Throws Refusal where a
+  // position is out of range.
+  std::optional<Stroke> Make(const TraceContext& context, const TraceDecoder& trace,
+                             const TraceTiming& timing);
+
+ private:
+  struct Range {
+    double low = 0, high = 0;
+    bool empty = true;
+    void Take(double value);
+  };
+
+  void PlacePoints(const TraceFormat& format, const TraceDecoder& trace,
+                   std::vector<Stf2Sample>& points);
+  void PressPoints(const TraceFormat& format, const TraceDecoder& trace,
+                   std::vector<Stf2Sample>& points);
+  void TimePoints(const TraceContext& context, const TraceDecoder& trace, const TraceTiming& timing,
+                  Stroke& stroke, std::vector<Stf2Sample>& points);
+  void TimeStart(const TraceContext& context, const TraceTiming& timing, Stroke& stroke,
+                 std::vector<Stf2Sample>& points);
+  Stroke MakeExact(const TraceContext& context, const TraceDecoder& trace,
+                   const TraceTiming& timing);
+  std::optional<WideMs> BaseOf(const TraceContext& context);
+  bool SetStart(WideMs start, Stroke& stroke);
+  double UnitOf(const TraceFormat& format, Role role) const;
+
+  Definitions& definitions_;
+  const InkMLOptions& options_;
+  Losses& losses_;
+  Range x_, y_;     // of positions without a unit
+  Range force_;     // of force without a range
+  Range relative_;  // of times without a date, in ms
+  double assumed_unit_um_ = 1;
+  double assumed_force_ = 1;
+  bool times_are_dates_ = false;  // the times without a date count from 1970
+  WideMs relative_zero_ = 0;      // what is taken off times without a date
+  std::set<std::size_t> begun_;   // contexts whose first trace has been made
+};
+
+}  // namespace InkTool

@@ -1,0 +1,16 @@
+// Ink as InkML that any reader understands and that this tool reads back as the same ink, sample
+// for sample. Positions are millimetres, force 0 to 65535, times milliseconds after the stroke's
+// start. The samples in which the pen touches down and lifts are implied by a trace; a stroke
+// whose samples say more than that is written with two channels more, SampleType and SampleFlags.
+
+#pragma once
+
+#include <string>
+
+#include "Ink.h"
+
+namespace InkTool {
+
+std::string WriteInkML(const Ink& ink);
+
+}  // namespace InkTool

@@ -1,0 +1,94 @@
+#include "Keys.h"
+
+#include <string.h>
+
+#include "Refusal.h"
+
+namespace InkTool {
+namespace {
+
+const char kPublicTitle[] = "stf2 public key";
+const char kSecretTitle[] = "stf2 secret key";
+
+int Digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+bool BeginsWith(const std::string& text, const char* begin) {
+  return text.compare(0, ::strlen(begin), begin) == 0;
+}
+
+// The key in the line "NAME HEX"; the text is not copied, for it may be secret.
+void ParseLine(const std::string& text, const std::string& name, Key& key) {
+  const std::size_t line = text.find("\n" + name + " ");
+  const std::size_t begin = line == std::string::npos ? text.size() : line + name.size() + 2;
+  const std::size_t count = 2 * key.size();
+  bool whole = text.size() - begin >= count;
+  for (std::size_t i = 0; whole && i < key.size(); ++i) {
+    const int high = Digit(text[begin + 2 * i]);
+    const int low = Digit(text[begin + 2 * i + 1]);
+    whole = high >= 0 && low >= 0;
+    if (whole) key[i] = static_cast<std::uint8_t>(high << 4 | low);
+  }
+  const bool ends = whole && (begin + count == text.size() || text[begin + count] == '\n' ||
+                              text[begin + count] == '\r');
+  if (!ends) throw Refusal("its " + name + " key is not 64 hexadecimal digits");
+}
+
+}  // namespace
+
+KeyPair::~KeyPair() {
+  ::explicit_bzero(secret_key.data(), secret_key.size());
+}
+
+void Wipe(std::string& text) {
+  ::explicit_bzero(text.data(), text.size());
+}
+
+std::string Hexadecimal(const std::uint8_t* bytes, std::size_t count) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string out;
+  out.reserve(2 * count);
+  for (std::size_t i = 0; i < count; ++i) out += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
+  return out;
+}
+
+std::string WritePublicKey(const Key& key) {
+  return std::string(kPublicTitle) + "\npublic " + Hexadecimal(key.data(), key.size()) + "\n";
+}
+
+std::string WriteSecretKey(const KeyPair& pair) {
+  std::string out;
+  out.reserve(256);  // one buffer, so that wiping it wipes every copy
+  out += kSecretTitle;
+  out += "\npublic " + Hexadecimal(pair.public_key.data(), pair.public_key.size()) + "\nsecret ";
+  std::string digits = Hexadecimal(pair.secret_key.data(), pair.secret_key.size());
+  out += digits;
+  Wipe(digits);
+  out += '\n';
+  return out;
+}
+
+Key ParsePublicKey(const std::string& text) {
+  if (BeginsWith(text, kSecretTitle)) {
+    throw Refusal("is a secret key; ink is sealed to the public one, the file ending in .pub");
+  }
+  if (!BeginsWith(text, kPublicTitle)) throw Refusal("is no public key of 'stf2 keygen'");
+  Key key{};
+  ParseLine(text, "public", key);
+  return key;
+}
+
+void ParseSecretKey(const std::string& text, KeyPair& pair) {
+  if (BeginsWith(text, kPublicTitle)) {
+    throw Refusal("is a public key; ink is opened with the secret one");
+  }
+  if (!BeginsWith(text, kSecretTitle)) throw Refusal("is no secret key of 'stf2 keygen'");
+  ParseLine(text, "public", pair.public_key);
+  ParseLine(text, "secret", pair.secret_key);
+}
+
+}  // namespace InkTool

@@ -1,0 +1,19 @@
+// stf2: looks at, converts, splits, merges, draws, seals and opens ink files. It works on files
+// alone and knows nothing of the service.
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "CommandLine.h"
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const int status = InkTool::RunTool(arguments, {std::cout, std::cerr});
+  std::cout.flush();
+  if (!std::cout) {
+    std::cerr << "stf2: can't write to standard output\n";
+    return 1;
+  }
+  return status;
+}
