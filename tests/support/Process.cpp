@@ -142,7 +142,7 @@ bool Process::WaitForError(const std::string& text) {
   return ReadUntil([this, &text] { return error_.find(text) != std::string::npos; });
 }
 
-Finished Run(const std::vector<std::string>& command, const Process::Environment& changes) {
+Finished RunToEnd(const std::vector<std::string>& command, const Process::Environment& changes) {
   Process process(command, changes);
   Finished finished;
   finished.status = process.Wait();

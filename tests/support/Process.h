@@ -63,4 +63,5 @@ struct Finished {
   std::string output;
   std::string error;
 };
-Finished Run(const std::vector<std::string>& command, const Process::Environment& changes = {});
+Finished RunToEnd(const std::vector<std::string>& command,
+                  const Process::Environment& changes = {});

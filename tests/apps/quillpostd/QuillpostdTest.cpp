@@ -138,7 +138,7 @@ TEST(Quillpostd, TheLogFileTakesThePlaceOfStandardError) {
 
 TEST(Quillpostd, ALogFileThatCannotBeOpenedIsExit1WithTheReason) {
   TestRoot root;
-  const Finished daemon = Run({QUILLPOSTD, "--log-file", "/nonexistent/quillpostd.log"});
+  const Finished daemon = RunToEnd({QUILLPOSTD, "--log-file", "/nonexistent/quillpostd.log"});
   EXPECT_EQ(1, daemon.status);
   EXPECT_EQ(
       "quillpostd: the service can't start: can't open the log file "
@@ -150,7 +150,7 @@ TEST(Quillpostd, ASecondOneOfAUserExitsWith1AndLeavesTheFirstAlone) {
   TestRoot root;
   Process first({QUILLPOSTD});
   ASSERT_TRUE(first.WaitForError(kStarted));
-  const Finished second = Run({QUILLPOSTD});
+  const Finished second = RunToEnd({QUILLPOSTD});
   EXPECT_EQ(1, second.status);
   EXPECT_THAT(second.error, HasSubstr("E Quillpost: Failed to start IPC Server.\n"));
   EXPECT_THAT(second.error,
@@ -164,7 +164,7 @@ TEST(Quillpostd, AFailedStartIsOnStandardErrorAlsoWithALogFile) {
   TestRoot root;
   fs::remove(root.path() / "var/tmp");  // where the endpoint would be
   const fs::path file = root.path() / "quillpostd.log";
-  const Finished daemon = Run({QUILLPOSTD, "--log-file", file.string()});
+  const Finished daemon = RunToEnd({QUILLPOSTD, "--log-file", file.string()});
   EXPECT_EQ(1, daemon.status);
   EXPECT_EQ("quillpostd: the service did not start; the log " + file.string() + " says why\n",
             daemon.error);
@@ -177,7 +177,7 @@ TEST(Quillpostd, AStoreThatCannotBeReadIsExit1WithTheReason) {
   fs::create_directories(pen);
   const std::string info = (pen / "RoutingInfo.txt").string();
   ASSERT_EQ(0, ::symlink(info.c_str(), info.c_str()));  // even root can't follow it
-  const Finished daemon = Run({QUILLPOSTD});
+  const Finished daemon = RunToEnd({QUILLPOSTD});
   EXPECT_EQ(1, daemon.status);
   EXPECT_THAT(daemon.error, HasSubstr("quillpostd: the service can't start: "));
   EXPECT_THAT(daemon.error, HasSubstr("Too many levels of symbolic links"));
@@ -225,19 +225,19 @@ TEST(Quillpostd, AnotherStreamThanTheJournalGetsPlainLines) {
 }
 
 TEST(Quillpostd, WrongUsageIsExit2WithALineThatSaysWhatIsWrong) {
-  const Finished level = Run({QUILLPOSTD, "--log-level", "5"});
+  const Finished level = RunToEnd({QUILLPOSTD, "--log-level", "5"});
   EXPECT_EQ(2, level.status);
   EXPECT_THAT(level.error, HasSubstr("--log-level: Value 5 not in range 1 to 4"));
-  const Finished unknown = Run({QUILLPOSTD, "--colour"});
+  const Finished unknown = RunToEnd({QUILLPOSTD, "--colour"});
   EXPECT_EQ(2, unknown.status);
   EXPECT_THAT(unknown.error, HasSubstr("--colour"));
-  EXPECT_EQ(2, Run({QUILLPOSTD, "serve"}).status);
-  EXPECT_EQ(2, Run({QUILLPOSTD, "--log-file"}).status);
-  EXPECT_EQ(2, Run({QUILLPOSTD, "--log-file", ""}).status);
+  EXPECT_EQ(2, RunToEnd({QUILLPOSTD, "serve"}).status);
+  EXPECT_EQ(2, RunToEnd({QUILLPOSTD, "--log-file"}).status);
+  EXPECT_EQ(2, RunToEnd({QUILLPOSTD, "--log-file", ""}).status);
 }
 
 TEST(Quillpostd, HelpBeginsWithWhatItIsAndExamples) {
-  const Finished help = Run({QUILLPOSTD, "--help"});
+  const Finished help = RunToEnd({QUILLPOSTD, "--help"});
   EXPECT_EQ(0, help.status);
   EXPECT_THAT(help.output, StartsWith("Hosts the ink service"));
   const std::size_t examples = help.output.find("Examples:");
@@ -249,7 +249,7 @@ TEST(Quillpostd, HelpBeginsWithWhatItIsAndExamples) {
 }
 
 TEST(Quillpostd, VersionIsPrinted) {
-  const Finished version = Run({QUILLPOSTD, "--version"});
+  const Finished version = RunToEnd({QUILLPOSTD, "--version"});
   EXPECT_EQ(0, version.status);
   EXPECT_THAT(version.output, ContainsRegex("^quillpostd [0-9]+[.][0-9]+[.][0-9]+\n$"));
 }
