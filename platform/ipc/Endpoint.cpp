@@ -163,7 +163,7 @@ ConnectResult ConnectTo(const std::string& path, std::chrono::milliseconds timeo
   sockaddr_un address;
   if (!MakeAddress(path, address, error)) return ConnectResult::kNoService;
   Descriptor socket = MakeSocket(0, error);
-  if (!socket) return ConnectResult::kFailed;
+  if (!socket) return ConnectResult::kNoService;
   // A server whose queue of connections is full makes connect wait, as long as sending may.
   const long long ms = std::max<long long>(timeout.count(), 1);
   const timeval limit = {static_cast<time_t>(ms / 1000),
@@ -180,8 +180,8 @@ ConnectResult ConnectTo(const std::string& path, std::chrono::milliseconds timeo
   const int reason = errno;
   error = SystemReason(reason);
   if (reason == EAGAIN) return ConnectResult::kTimedOut;
-  const bool absent = reason == ENOENT || reason == ECONNREFUSED || reason == ENOTDIR;
-  return absent ? ConnectResult::kNoService : ConnectResult::kFailed;
+  const bool forbidden = reason == EACCES || reason == EPERM;
+  return forbidden ? ConnectResult::kForbidden : ConnectResult::kNoService;
 }
 
 bool IsPeerSameUser(int socket) {

@@ -41,10 +41,11 @@ class Endpoint {
   ino_t inode_ = 0;
 };
 
-enum class ConnectResult { kConnected, kNoService, kTimedOut, kFailed };
+enum class ConnectResult { kConnected, kNoService, kForbidden, kTimedOut };
 
 // The client's side: connects to the server at `path`, waiting at most `timeout` for one that is
-// there but busy. The descriptor of a connection does not block.
+// there but busy. The descriptor of a connection does not block. kForbidden: the socket file is not
+// for this user; kNoService covers every other reason, which `error` tells.
 ConnectResult ConnectTo(const std::string& path, std::chrono::milliseconds timeout,
                         Descriptor& connection, std::string& error);
 

@@ -17,9 +17,8 @@ constexpr std::size_t kKeptBytes = 64 * 1024;
 
 }  // namespace
 
-LineStream::LineStream(boost::asio::io_service& queue, Descriptor socket,
-                       std::chrono::seconds stall_limit)
-    : queue_(queue), stall_limit_(stall_limit) {
+LineStream::LineStream(boost::asio::io_service& queue, Descriptor socket, Patience patience)
+    : queue_(queue), patience_(patience) {
   socket_.emplace(queue);
   socket_->assign(boost::asio::local::stream_protocol(), socket.get());
   socket.Release();
@@ -118,6 +117,7 @@ bool LineStream::Send(const std::string& line) {
     if (sealed_) return false;
     overflow = unsent_bytes_ + line.size() > kMaxOutboxBytes;
     if (overflow) {
+      if (!patience_.overflow_ends) return false;
       sealed_ = true;
     } else {
       outbox_ += line;
@@ -128,6 +128,11 @@ bool LineStream::Send(const std::string& line) {
   }
   Post(overflow ? &LineStream::Overflow : &LineStream::Write);
   return !overflow;
+}
+
+bool LineStream::IsSending() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return !sealed_;
 }
 
 void LineStream::Overflow() {
@@ -151,7 +156,7 @@ void LineStream::Write() {
     }
     last_progress_ = std::chrono::steady_clock::now();
   }
-  if (!watching_stall_) WatchForStall(stall_limit_);
+  if (!watching_stall_) WatchForStall(patience_.stall_limit);
   socket_->async_write_some(
       boost::asio::buffer(sending_.data() + sent_, sending_.size() - sent_),
       [self = Self()](const error_code& error, std::size_t size) { self->OnWritten(error, size); });
@@ -170,7 +175,7 @@ void LineStream::OnWritten(const error_code& error, std::size_t size) {
 }
 
 void LineStream::WatchForStall(std::chrono::steady_clock::duration time) {
-  if (stall_limit_.count() == 0) return;
+  if (patience_.stall_limit.count() == 0) return;
   watching_stall_ = true;
   stall_timer_->expires_after(time);
   stall_timer_->async_wait([self = Self()](const error_code&) { self->OnStallTimer(); });
@@ -180,8 +185,8 @@ void LineStream::OnStallTimer() {
   watching_stall_ = false;
   if (!is_open() || sending_.empty()) return;
   const auto stalled = std::chrono::steady_clock::now() - last_progress_;
-  if (stalled >= stall_limit_) return Close(boost::asio::error::timed_out);
-  WatchForStall(stall_limit_ - stalled);
+  if (stalled >= patience_.stall_limit) return Close(boost::asio::error::timed_out);
+  WatchForStall(patience_.stall_limit - stalled);
 }
 
 // ---- Ending

@@ -37,16 +37,25 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
 
   // Files a whole line, with its LF, in the outbox, behind those that were filed before; never
   // waits. False: nothing of it was or will be sent, because the stream has ended or sends no more,
-  // or because the outbox would hold more than kMaxOutboxBytes, which ends the stream.
+  // or because the outbox would hold more than kMaxOutboxBytes, which may end the stream.
   bool Send(const std::string& line);
+
+  // Whether Send may still take something. Any thread.
+  bool IsSending() const;
 
   // Ends the stream at once: what is in the outbox is lost. OnEnd is called before this returns.
   // On the queue; nothing happens where the stream has ended already.
   void Close(const boost::system::error_code& reason);
 
  protected:
-  // `stall_limit`: how long the peer may take nothing of what waits for it; zero for ever.
-  LineStream(boost::asio::io_service& queue, Descriptor socket, std::chrono::seconds stall_limit);
+  // What a peer that does not read is allowed.
+  struct Patience {
+    std::chrono::seconds stall_limit;  // how long it may take nothing of what waits; 0 for ever
+    bool overflow_ends;                // whether a full outbox ends the stream
+  };
+
+  // Takes a connected socket that does not block. On the queue, or before it knows the stream.
+  LineStream(boost::asio::io_service& queue, Descriptor socket, Patience patience);
 
   // ---- Hooks, on the queue.
 
@@ -89,11 +98,11 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   void OnStallTimer();
 
   boost::asio::io_service& queue_;
+  const Patience patience_;
 
   // ---- Used on the queue alone.
   std::optional<boost::asio::local::stream_protocol::socket> socket_;  // empty: ended
   std::optional<boost::asio::steady_timer> stall_timer_;
-  const std::chrono::seconds stall_limit_;
   std::array<char, 16 * 1024> input_;
   LineDecoder decoder_;
   bool busy_ = false;           // a read or a turn is under way
@@ -107,7 +116,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   std::size_t sent_ = 0;
   std::chrono::steady_clock::time_point last_progress_;
 
-  std::mutex mutex_;  // guards what follows; nothing is called while it is held
+  mutable std::mutex mutex_;  // guards what follows; nothing is called while it is held
   std::string outbox_;
   std::size_t unsent_bytes_ = 0;  // of outbox_ and sending_
   bool writing_ = false;          // a job that will look into outbox_ is on its way

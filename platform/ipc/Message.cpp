@@ -66,7 +66,44 @@ void AppendCall(const std::string& name, const Json::Value& params, std::string&
   line += "}\n";
 }
 
+bool ReadNotification(Json::Value& json, ServerMessage& message, std::string& reason) {
+  message.kind = ServerMessage::kNotification;
+  if (!json["method"].isString()) return reason = "\"method\" is no string", false;
+  message.name = json["method"].asString();
+  message.params.swap(json["params"]);
+  if (message.params.isNull() || message.params.isObject()) return true;
+  return reason = "\"params\" is no object", false;
+}
+
+bool ReadError(const Json::Value& error, ServerMessage& message, std::string& reason) {
+  message.kind = ServerMessage::kError;
+  if (!error.isObject() || !Member(error, "code").isInt() || !Member(error, "message").isString())
+    return reason = "an error without code and message", false;
+  message.error = {Member(error, "code").asInt(), Member(error, "message").asString()};
+  return true;
+}
+
+bool ReadReply(Json::Value& reply, ServerMessage& message, std::string& reason) {
+  message.kind = ServerMessage::kReply;
+  if (!reply.isObject() || !Member(reply, "status").isString())
+    return reason = "a result without status", false;
+  message.status = reply["status"].asString();
+  message.result.swap(reply["result"]);
+  return true;
+}
+
 }  // namespace
+
+bool ReadServerMessage(std::string_view line, ServerMessage& message, std::string& reason) {
+  message = ServerMessage();
+  Json::Value json;
+  if (!ParseJson(line, json, reason)) return false;
+  if (!json.isObject()) return reason = "a message that is no object", false;
+  if (!json.isMember("id")) return ReadNotification(json, message, reason);
+  message.id.swap(json["id"]);
+  if (json.isMember("error")) return ReadError(json["error"], message, reason);
+  return ReadReply(json["result"], message, reason);
+}
 
 bool ReadRequest(std::string_view line, RequestMessage& request, WireError& error) {
   request = RequestMessage();

@@ -1,5 +1,5 @@
-// The messages of JSON-RPC 2.0 as lines: what the server reads and writes, and what the client
-// writes. The meaning of requests and notifications is not known here. Functions without state.
+// The messages of JSON-RPC 2.0 as lines, as server and client read and write them. The meaning of
+// requests and notifications is not known here. Functions without state.
 
 #pragma once
 
@@ -31,6 +31,21 @@ struct RequestMessage {
 // Reads one line as a request. False with the error to answer, if it is one to answer: as
 // `request.id` says, and, with kParamsNotAnObject, only where there is an id.
 bool ReadRequest(std::string_view line, RequestMessage& request, WireError& error);
+
+// What a server sends.
+struct ServerMessage {
+  enum Kind { kReply, kError, kNotification };
+  Kind kind = kReply;
+  Json::Value id;      // of a reply or error: that of the request, or null
+  std::string status;  // of a reply
+  Json::Value result;
+  WireError error;
+  std::string name;  // of a notification
+  Json::Value params;
+};
+
+// Reads one line as a server's message. False, with the reason, where it is none.
+bool ReadServerMessage(std::string_view line, ServerMessage& message, std::string& reason);
 
 // Whole lines with their LF. Their text holds no other LF.
 std::string ReplyLine(const Json::Value& id, const std::string& status, const Json::Value& result);

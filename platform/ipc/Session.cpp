@@ -64,7 +64,9 @@ boost::system::error_code BadMessage() {
 
 Session::Session(boost::asio::io_service& queue, Descriptor socket, Host& host,
                  const std::string& server_name)
-    : LineStream(queue, std::move(socket), kStallLimit), host_(host), server_name_(server_name) {}
+    : LineStream(queue, std::move(socket), {kStallLimit, true}),
+      host_(host),
+      server_name_(server_name) {}
 
 std::shared_ptr<Session> Session::Make(boost::asio::io_service& queue, Descriptor socket,
                                        Host& host, const std::string& server_name) {

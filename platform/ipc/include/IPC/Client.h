@@ -10,11 +10,11 @@
 //   reply.status == IPC::Protocol::Core::Status::Success) Show(reply.result);
 //
 // Threads. Every function may be called from any thread, also from the client's own callbacks. A
-// client with a connection runs one thread for its socket, which runs no code of the owner, and
-// one on which all callbacks run, one at a time, in the order in which their causes arrived.
-// Where the owner gives a queue, callbacks are posted there instead and the second thread does not
-// exist. So a callback may send requests and wait for their replies; but while it waits no other
-// callback runs on its thread.
+// client runs one thread for its socket, which runs no code of the owner, and one on which all
+// callbacks run, one at a time, in the order in which their causes arrived. Where the owner gives
+// a queue, callbacks are posted there instead and the second thread does not exist. So a callback
+// may send requests and wait for their replies; but while it waits no other callback runs on its
+// thread. Both threads block all signals.
 //
 // Signals and descriptors. SIGPIPE is never raised; no descriptor is inherited by programs that
 // are started; signal dispositions and the umask are left alone.
@@ -72,7 +72,9 @@ class Client : boost::noncopyable {
   // Any callback may be empty. What an exception that leaves a callback does: on the client's own
   // thread it is logged at level 1 and ends nothing; on the owner's queue it is the owner's.
   struct Options {
-    // A notification of the service. `params` is an object, or null where there was none.
+    // A notification of the service. `params` is an object, or null where there was none. Up to
+    // 16 MiB of them may wait for the callback to return; a connection that brings more is ended
+    // with kProtocol.
     OnNotification on_notification;
 
     // The connection stands: after the first Connect, and after every reconnection. The place for
@@ -123,15 +125,17 @@ class Client : boost::noncopyable {
                 Milliseconds timeout = Milliseconds(30000));
 
   // The same without waiting: `on_reply` is called once with the reply or the error, also when the
-  // connection is lost or closed; never before this function has returned on the same thread.
+  // connection is lost or closed. Always on the thread of the callbacks, but for a client that has
+  // been closed before: there it is called at once.
   void RequestAsync(const std::string& name, const Json::Value& params, OnReply on_reply,
                     Milliseconds timeout = Milliseconds(30000));
 
   // Ends the connection in order: waits, at most `patience`, until every open request has been
-  // answered, ends what is still open with kClosed, and closes. From its return on no notification
-  // and no report of a connection begins; with a thread of the client's own, every callback has
-  // returned (except the one that calls Close). On the owner's queue replies may still be waiting
-  // to be run. The client stays closed: make another one to connect again.
+  // answered, ends what is still open with kClosed, and closes. On its return, with a thread of the
+  // client's own, every callback has returned and none will run. Where a callback itself closes the
+  // client, and on a queue of the owner's, replies that wait for their callbacks still reach them
+  // afterwards, but no notifications and no reports of the connection. The client stays closed:
+  // make another one to connect again.
   void Close(Milliseconds patience = Milliseconds(2000));
 
  private:
