@@ -1,5 +1,6 @@
 #include "Writer.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace Talvo::Stf2 {
@@ -8,9 +9,12 @@ namespace {
 // Upper bounds, padding included.
 constexpr std::uint64_t kStringOverhead = 12;  // length, terminator
 constexpr std::uint64_t kVectorOverhead = 8;
-constexpr std::uint64_t kItemOverhead = 24;   // slot in the list, Item table
-constexpr std::uint64_t kBodyOverhead = 40;   // the largest body, a stroke
-constexpr std::uint64_t kInkOverhead = 2048;  // root, list, the 50 layouts that tables can have
+constexpr std::uint64_t kItemOverhead = 24;  // slot in the list, Item table
+constexpr std::uint64_t kBodyOverhead = 40;  // the largest body, a stroke
+constexpr std::uint64_t kInkOverhead = 128;  // identifier, root, list, notes of the builder
+// The layouts of an item and its body, which items share: there are no more than 50 different ones.
+constexpr std::uint64_t kLayoutOverhead = 40;
+constexpr std::uint64_t kLayouts = 50;
 
 std::uint64_t WrittenString(std::string_view string) {
   return string.data() ? kStringOverhead + string.size() : 0;
@@ -30,8 +34,9 @@ StrokeValues ValuesOf(const Format::Stroke& stroke) {
   return {View(stroke.page()), stroke.start_time(), samples, count, stroke.color(), stroke.width()};
 }
 
-std::size_t Capacity(std::uint64_t written_size) {
-  const std::uint64_t capacity = written_size + kInkOverhead;
+std::size_t Capacity(std::uint64_t written_size, std::uint64_t count) {
+  const std::uint64_t capacity =
+      written_size + kInkOverhead + kLayoutOverhead * std::min(count, kLayouts);
   if (capacity >= FLATBUFFERS_MAX_BUFFER_SIZE) throw std::length_error("ink of 2 GiB or more");
   return static_cast<std::size_t>(capacity);
 }
@@ -59,7 +64,7 @@ std::uint64_t WrittenSize(const Item& item) {
 }
 
 Writer::Writer(std::uint64_t written_size, std::uint64_t count)
-    : builder_(Capacity(written_size), &allocator_) {
+    : builder_(Capacity(written_size, count), &allocator_) {
   items_.reserve(static_cast<std::size_t>(count));
   // The buffer's start is aligned for 64-bit fields even where it holds none, so that what was
   // written can always be read in place.

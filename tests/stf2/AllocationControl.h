@@ -29,7 +29,8 @@ class AllocationFailure {
   bool happened() const;
 };
 
-// Looks, while it lives, into every block that is released, whether the text is still in it. The text must outlive it.
+// Looks, while it lives, into every block that is released, whether the text is still in it. The
+// text must outlive it.
 class ReleasedText {
  public:
   explicit ReleasedText(std::string_view text);

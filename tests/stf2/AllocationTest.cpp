@@ -105,6 +105,16 @@ TEST(Cost, WritingAPartTakesLittleMoreThanThePart) {
   Stf2WriterFreeData(data);
 }
 
+// Ink is made stroke by stroke: what each costs beside its samples and its page is small.
+TEST(Cost, AddingAnItemTakesLittleMoreThanTheItem) {
+  const Ink ink = MakeInk(7, {PropertyModel("title", "t")});
+  const std::vector<Stf2Sample> samples(64, Coordinate(1, 2, 3));
+  const AllocationCount count;
+  ASSERT_EQ(Stf2InkDataAddStroke(ink.get(), "1.2.3.4", 1, samples.data(), 64, 5, 6), STF2_SUCCESS);
+  EXPECT_LT(count.largest_block(), 64 * sizeof(Stf2Sample) + 300);
+  EXPECT_LT(count.bytes(), 64 * sizeof(Stf2Sample) + 450);
+}
+
 // Calls the function with the first, the second, .. allocation failing, until it gets by.
 void FailEveryAllocation(const std::function<int()>& call, std::size_t at_least) {
   for (std::size_t allowed = 0;; ++allowed) {
