@@ -3,18 +3,31 @@
 #include <Stf2.h>
 #include <dlfcn.h>
 
-#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <string>
 
 namespace {
 
-std::string g_name;  // set while no other thread uses the library
+std::mutex g_mutex;  // guards all below
+std::condition_variable g_changed;
+std::string g_failing;
 int g_status = 0;
-std::atomic<int> g_calls_left{-1};  // the call at 0 fails
+int g_skip = 0;
+std::string g_paused;
+bool g_reached = false;
 
 int TakeFault(const char* name) {
-  if (g_calls_left < 0 || g_name != name) return 0;
-  return g_calls_left-- == 0 ? g_status : 0;
+  std::unique_lock<std::mutex> lock(g_mutex);
+  if (g_paused == name) {
+    g_reached = true;
+    g_changed.notify_all();
+    g_changed.wait(lock, [name] { return g_paused != name; });
+  }
+  if (g_failing != name || g_skip-- > 0) return 0;
+  g_failing.clear();
+  return g_status;
 }
 
 template <typename Function>
@@ -31,9 +44,31 @@ int Fail(int status, Out*... out) {
 }  // namespace
 
 void LetInkCallFail(const char* name, int status, int skip) {
-  g_name = name == nullptr ? "" : name;
+  const std::lock_guard<std::mutex> lock(g_mutex);
+  g_failing = name == nullptr ? "" : name;
   g_status = status;
-  g_calls_left = name == nullptr ? -1 : skip;
+  g_skip = skip;
+}
+
+InkCallPause::InkCallPause(const char* name) {
+  const std::lock_guard<std::mutex> lock(g_mutex);
+  g_paused = name;
+  g_reached = false;
+}
+
+InkCallPause::~InkCallPause() {
+  LetGo();
+}
+
+bool InkCallPause::WaitUntilReached() {
+  std::unique_lock<std::mutex> lock(g_mutex);
+  return g_changed.wait_for(lock, std::chrono::seconds(60), [] { return g_reached; });
+}
+
+void InkCallPause::LetGo() {
+  const std::lock_guard<std::mutex> lock(g_mutex);
+  g_paused.clear();
+  g_changed.notify_all();
 }
 
 extern "C" {
