@@ -136,7 +136,7 @@ int Merge(const Options& options, Streams streams) {
                         " like the first; --pen names one for all");
         }
         first = false;
-        std::move(ink.items.begin(), ink.items.end(), std::back_inserter(merged.items));
+        Append(merged, std::move(ink));
       } catch (const Refusal& refusal) {
         throw Refusal(file, refusal.what());
       }

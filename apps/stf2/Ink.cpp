@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "Refusal.h"
+#include "Stf2Fault.h"
 
 namespace InkTool {
 namespace {
@@ -118,6 +119,12 @@ InkData OpenBuffer(const std::string& bytes) {
   InkDataHandle* handle = nullptr;
   const int status =
       Stf2InkDataInitialize(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &handle);
+  if (status == STF2_MALFORMED) {
+    if (bytes.size() < 8 || bytes.compare(4, 4, "STF2") != 0)
+      throw Refusal("neither STF2 nor InkML");
+    const std::string place = PlaceOfFault(bytes);
+    throw place.empty() ? Refusal(StatusText(status)) : Refusal(place, StatusText(status));
+  }
   if (status != STF2_SUCCESS) throw Refusal(StatusText(status));
   return InkData(handle);
 }
@@ -230,6 +237,23 @@ std::vector<std::optional<std::string>> PagesOf(const Ink& ink) {
     if (stroke != nullptr && seen.insert(stroke->page).second) pages.push_back(stroke->page);
   }
   return pages;
+}
+
+void Append(Ink& ink, Ink more) {
+  std::set<std::pair<std::string, std::optional<std::string>>> properties;
+  std::set<std::tuple<std::optional<std::string>, std::uint64_t, std::optional<std::string>>>
+      markers;
+  const auto is_new = [&](const Item& item) {
+    if (const auto* property = std::get_if<Property>(&item)) {
+      return properties.emplace(property->key, property->value).second;
+    }
+    const auto* marker = std::get_if<Marker>(&item);
+    return marker == nullptr || markers.emplace(marker->page, marker->time_ms, marker->name).second;
+  };
+  for (const Item& item : ink.items) is_new(item);
+  for (Item& item : more.items) {
+    if (is_new(item)) ink.items.push_back(std::move(item));
+  }
 }
 
 bool IsPageAddress(const std::string& text) {

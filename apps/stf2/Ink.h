@@ -71,6 +71,10 @@ std::vector<Stf2Sample> PositionsOf(const Stroke& stroke);
 // The distinct pages of the ink's strokes in the order in which they first appear.
 std::vector<std::optional<std::string>> PagesOf(const Ink& ink);
 
+// Adds the items of `more` behind those of `ink`, but for properties and markers that are in it
+// already: the parts of a split ink all carry them. The pen stays.
+void Append(Ink& ink, Ink more);
+
 // Whether the service accepts the text as the address of a page: four or five fields of digits or
 // "*", joined by dots.
 bool IsPageAddress(const std::string& text);

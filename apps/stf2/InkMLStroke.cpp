@@ -214,7 +214,8 @@ void StrokeMaker::TimePoints(const TraceContext& context, const TraceDecoder& tr
   double zero = 0;  // the time of a point whose offset is 0
   if (base || times_are_dates_ || options_.start_time_ms) {
     // Without an offset of its own a stroke begins with its first point.
-    if (!timing.offset || range.low < 0) zero = range.low;
+    const bool offset_given = timing.offset && meaning.respect_to.empty();
+    if (!offset_given || range.low < 0) zero = range.low;
     const WideMs shift = base               ? *base
                          : times_are_dates_ ? 0
                                             : WideMs(*options_.start_time_ms) - relative_zero_;

@@ -15,6 +15,9 @@ constexpr double kTolerance = 6;
 // The width grows by at most this for each unit of way, so that no end swells into a knob.
 constexpr double kSteepest = 0.12;
 
+// No digitiser's grid is coarser than this; larger steps were meant. A screen's pixel is 265.
+constexpr double kCoarsestPitch = 400;
+
 struct Knot {
   double x, y, radius;
 };
@@ -97,7 +100,7 @@ void Smooth(std::vector<Knot>& knots) {
   const double radius = original[original.size() / 2].radius;
   const double pitch = PitchOf(original);
   const double mean_step = WayAlong(original) / static_cast<double>(original.size() - 1);
-  const bool coarse = pitch > radius / 4 && mean_step < 3 * pitch;
+  const bool coarse = pitch > radius / 4 && pitch <= kCoarsestPitch && mean_step < 3 * pitch;
   const double reach = coarse ? std::max(radius / 3, 1.1 * pitch) : radius / 3;
   const int passes = coarse ? 24 : 2;
   for (int pass = 0; pass < passes; ++pass) SmoothPositions(knots, original, reach, coarse);

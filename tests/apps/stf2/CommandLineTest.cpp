@@ -1,0 +1,356 @@
+#include "CommandLine.h"
+
+#include <gmock/gmock.h>
+#include <json/json.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <memory>
+
+#include "Ink.h"
+#include "ToolRun.h"
+
+namespace InkTool {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+Json::Value ParseJson(const std::string& text) {
+  Json::Value value;
+  std::istringstream stream(text);
+  stream >> value;
+  return value;
+}
+
+TEST(CommandLine, ConvertsInkMLToStf2AndSaysSoInOneLine) {
+  const ToolFolder folder;
+  const Outcome outcome = folder.Run({"convert", "@letter.inkml", "-o", "@letter.stf2"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out,
+            "@letter.inkml: Success, @letter.stf2 (2 pages, 117 strokes, 3327 points)\n");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(folder.Read("letter.stf2").substr(4, 4), "STF2");
+}
+
+TEST(CommandLine, TheWayThereAndBackGivesTheSameFile) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@letter.inkml", "-o", "@a.stf2"});
+  folder.Run({"convert", "@a.stf2", "-o", "@b.inkml"});
+  EXPECT_EQ(folder.Run({"convert", "@b.inkml", "-o", "@b.stf2"}).status, 0);
+  EXPECT_EQ(folder.Read("a.stf2"), folder.Read("b.stf2"));
+}
+
+TEST(CommandLine, WithoutAnOutputTheFileStandsBesideTheInput) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@letter.inkml"});
+  EXPECT_THAT(folder.Names(), Contains("letter.stf2"));
+}
+
+TEST(CommandLine, ManyFilesGoIntoAFolderWithALineEach) {
+  const ToolFolder folder;
+  const Outcome outcome = folder.Run({"convert", "@letter.inkml", "@note.inkml", "-o", "@out/"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out, HasSubstr("@letter.inkml: Success, @out/letter.stf2 "));
+  EXPECT_THAT(outcome.out, HasSubstr("@note.inkml: Success, @out/note.stf2 "));
+}
+
+TEST(CommandLine, PatternsStandForTheFilesThatMatch) {
+  const ToolFolder folder;
+  EXPECT_EQ(folder.Run({"convert", "@*.inkml", "-o", "@out/"}).status, 0);
+  EXPECT_THAT(folder.Names(), Contains("out/letter.stf2"));
+  EXPECT_THAT(folder.Names(), Contains("out/note.stf2"));
+  const Outcome none = folder.Run({"convert", "@*.nothing"});
+  EXPECT_EQ(none.status, 1);
+  EXPECT_EQ(none.err, "@*.nothing: Failed, can't open: No such file or directory\n");
+}
+
+TEST(CommandLine, OneBadFileDoesNotStopTheOthers) {
+  const ToolFolder folder;
+  folder.Write("bad.inkml", "<ink>\n<trace>1 2 x</trace></ink>");
+  const Outcome outcome =
+      folder.Run({"convert", "@bad.inkml", "@nothing.inkml", "@note.inkml", "-o", "@out/"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err,
+              StartsWith("@bad.inkml: Failed, line 2, column 12: not a value of a trace\n"
+                         "@nothing.inkml: Failed, can't open: No such file or directory\n"));
+  EXPECT_THAT(outcome.out, StartsWith("@note.inkml: Success, "));
+}
+
+TEST(CommandLine, AFailureLeavesNoFileBehind) {
+  const ToolFolder folder;
+  folder.Write("bad.inkml", "<ink><trace>1 2 x</trace></ink>");
+  const auto before = folder.Names();
+  folder.Run({"convert", "@bad.inkml", "-o", "@bad.stf2"});
+  folder.Run({"render", "@bad.inkml", "-o", "@bad.png"});
+  folder.Run({"split", "@bad.inkml"});
+  folder.Run({"merge", "@bad.inkml", "-o", "@bad.stf2"});
+  EXPECT_EQ(folder.Names(), before);
+}
+
+TEST(CommandLine, NothingIsReplacedWithoutForce) {
+  const ToolFolder folder;
+  folder.Write("there.stf2", "mine");
+  const auto before = folder.Names();
+  const Outcome refused = folder.Run({"convert", "@note.inkml", "-o", "@there.stf2"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.err,
+            "@note.inkml: Failed, @there.stf2 is there already; --force replaces it\n");
+  EXPECT_EQ(folder.Read("there.stf2"), "mine");
+  EXPECT_EQ(folder.Names(), before);
+  EXPECT_EQ(folder.Run({"convert", "@note.inkml", "-o", "@there.stf2", "--force"}).status, 0);
+  EXPECT_NE(folder.Read("there.stf2"), "mine");
+}
+
+TEST(CommandLine, OneCallNeverWritesAFileTwice) {
+  const ToolFolder folder;
+  folder.Write("sub/note.inkml", folder.Read("note.inkml"));
+  const Outcome outcome =
+      folder.Run({"convert", "--force", "@note.inkml", "@sub/note.inkml", "-o", "@out/"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
+            "@sub/note.inkml: Failed, another file of this call has been written to "
+            "@out/note.stf2\n");
+}
+
+TEST(CommandLine, AnOutputInNoFolderIsRefusedWithTheSystemsReason) {
+  const ToolFolder folder;
+  EXPECT_EQ(folder.Run({"convert", "@note.inkml", "-o", "@gone/note.stf2"}).err,
+            "@note.inkml: Failed, can't write @gone/note.stf2: No such file or directory\n");
+}
+
+TEST(CommandLine, WhatIsNoRegularFileIsNeitherReadNorReplaced) {
+  const ToolFolder folder;
+  ASSERT_EQ(::mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(folder.Run({"info", "@pipe"}).err, "@pipe: Failed, can't open: not a regular file\n");
+  EXPECT_EQ(folder.Run({"convert", "@note.inkml", "--to", "stf2", "-f", "-o", "@pipe"}).err,
+            "@note.inkml: Failed, can't write @pipe: not a regular file\n");
+  EXPECT_THAT(folder.Names(), Not(Contains(StartsWith(".pipe"))));
+}
+
+// A full disk, as far as one process can have one: no file may grow beyond a limit.
+TEST(CommandLine, ADiskThatIsFullLeavesNoFileBehind) {
+  const ToolFolder folder;
+  const auto before = folder.Names();
+  struct rlimit old;
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
+  std::signal(SIGXFSZ, SIG_IGN);
+  const struct rlimit small = {4096, old.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  const Outcome outcome = folder.Run({"convert", "@letter.inkml", "-o", "@letter.stf2"});
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &old), 0);
+  EXPECT_EQ(outcome.err, "@letter.inkml: Failed, can't write @letter.stf2: File too large\n");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(folder.Names(), before);
+}
+
+TEST(CommandLine, NewFilesHaveTheUsersUsualMode) {
+  const ToolFolder folder;
+  const mode_t old = ::umask(027);
+  folder.Run({"convert", "@note.inkml"});
+  ::umask(old);
+  struct stat status;
+  ASSERT_EQ(::stat(folder.Path("note.stf2").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640u);
+}
+
+TEST(CommandLine, WhatIsLostIsSaidOnStandardError) {
+  const ToolFolder folder;
+  folder.Write("bare.inkml", "<ink><trace>10 20 1, 30 40 2</trace></ink>");
+  const Outcome outcome = folder.Run({"convert", "@bare.inkml"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err,
+            "@bare.inkml: lost or assumed: X and Y without a unit; px taken\n"
+            "@bare.inkml: lost or assumed: values without a declared channel dropped: 2\n"
+            "@bare.inkml: lost or assumed: strokes without a time: 1\n"
+            "@bare.inkml: note: names no pen; 0000-0000-0000-0000 taken, --pen names another\n"
+            "@bare.inkml: note: the service will not store 1 stroke without a page address; "
+            "--page names one\n"
+            "@bare.inkml: note: the service will not store the ink: it has no time; "
+            "--start-time gives one\n");
+}
+
+TEST(CommandLine, StrictRefusesWhatWouldLose) {
+  const ToolFolder folder;
+  folder.Write("bare.inkml", "<ink><trace>10 20, 30 40</trace></ink>");
+  const Outcome outcome = folder.Run({"convert", "--strict", "@bare.inkml"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
+            "@bare.inkml: Failed, --strict: X and Y without a unit; px taken; strokes without a "
+            "time: 1\n");
+  EXPECT_THAT(folder.Names(), Not(Contains("bare.stf2")));
+  EXPECT_EQ(folder.Run({"convert", "--strict", "@letter.inkml"}).status, 0);
+}
+
+TEST(CommandLine, PenPageAndStartTimeMakeBareInkStorable) {
+  const ToolFolder folder;
+  folder.Write("bare.inkml", "<ink><trace>10 20, 30 40</trace></ink>");
+  const Outcome outcome =
+      folder.Run({"convert", "--pen", "0000-0000-0000-00FF", "--page", "1.2.3.4", "--start-time",
+                  "2023-11-14T22:13:20Z", "--units", "mm", "@bare.inkml"});
+  EXPECT_EQ(outcome.status, 0);
+  const Json::Value info = ParseJson(folder.Run({"info", "--json", "@bare.stf2"}).out);
+  EXPECT_EQ(info["pen"].asString(), "0000-0000-0000-00FF");
+  EXPECT_EQ(info["pages"][0]["page"].asString(), "1.2.3.4");
+  EXPECT_EQ(info["time"]["first_ms"].asUInt64(), 1700000000000u);
+  EXPECT_EQ(info["bounds_um"]["right"].asInt(), 30000);
+  EXPECT_TRUE(info["storable"].asBool());
+}
+
+TEST(CommandLine, Stf2CanBeGivenPenPageAndTimeAsWell) {
+  const ToolFolder folder;
+  folder.Write("bare.inkml", "<ink><trace>10 20, 30 40</trace></ink>");
+  folder.Run({"convert", "@bare.inkml"});
+  EXPECT_EQ(folder
+                .Run({"convert", "--page", "1.2.3.4", "--start-time", "1700000000000", "--pen",
+                      "0000-0000-0000-0001", "@bare.stf2", "-o", "@full.stf2"})
+                .err,
+            "");
+  EXPECT_TRUE(ParseJson(folder.Run({"info", "--json", "@full.stf2"}).out)["storable"].asBool());
+}
+
+TEST(CommandLine, EachFileCanHaveAPage) {
+  const ToolFolder folder;
+  folder.Run({"convert", "--page", "5.5.5.8", "--page-per-file", "@letter.inkml", "@note.inkml"});
+  EXPECT_THAT(PagesOf(ReadStf2(folder.Read("letter.stf2"))), ElementsAre("5.5.5.8"));
+  EXPECT_THAT(PagesOf(ReadStf2(folder.Read("note.stf2"))), ElementsAre("5.5.5.9"));
+}
+
+TEST(CommandLine, SplitsByPageAndMergesAgain) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@letter.inkml"});
+  const Outcome split = folder.Run({"split", "@letter.stf2", "-o", "@pages/"});
+  EXPECT_EQ(split.out,
+            "@letter.stf2: Success, 2 parts, @pages/letter-1.2.3.4.stf2, "
+            "@pages/letter-1.2.3.5.stf2\n");
+  const Outcome merge = folder.Run({"merge", "@pages/*.stf2", "-o", "@again.stf2"});
+  EXPECT_EQ(merge.out, "@again.stf2: Success, 2 files (2 pages, 117 strokes, 3327 points)\n");
+  EXPECT_EQ(folder.Read("again.stf2"), folder.Read("letter.stf2"));
+}
+
+TEST(CommandLine, ASplitThatFailsHalfwayLeavesNoPart) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@letter.inkml"});
+  folder.Write("pages/letter-1.2.3.5.stf2", "mine");
+  const auto before = folder.Names();
+  EXPECT_EQ(folder.Run({"split", "@letter.stf2", "-o", "@pages"}).status, 1);
+  EXPECT_EQ(folder.Names(), before);
+}
+
+TEST(CommandLine, InkOfDifferentPensIsNotMerged) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@letter.inkml"});
+  folder.Run({"convert", "--pen", "0000-0000-0000-0001", "@note.inkml"});
+  EXPECT_EQ(folder.Run({"merge", "@letter.stf2", "@note.stf2", "-o", "@all.stf2"}).err,
+            "@all.stf2: Failed, @note.stf2: is ink of pen 0000-0000-0000-0001, not of "
+            "0123-4567-89AB-CDEF like the first; --pen names one for all\n");
+  EXPECT_EQ(folder
+                .Run({"merge", "--pen", "0000-0000-0000-0001", "@letter.stf2", "@note.stf2", "-o",
+                      "@all.stf2"})
+                .status,
+            0);
+}
+
+TEST(CommandLine, DrawsWhatTheNameOfTheOutputSays) {
+  const ToolFolder folder;
+  EXPECT_EQ(folder.Run({"render", "@note.inkml", "-o", "@note.svg"}).status, 0);
+  EXPECT_EQ(folder.Run({"render", "@note.inkml", "-o", "@note.png"}).status, 0);
+  EXPECT_EQ(folder.Run({"render", "@note.inkml", "--to", "pdf", "-o", "@"}).status, 0);
+  EXPECT_THAT(folder.Read("note.svg"), HasSubstr("<svg "));
+  EXPECT_THAT(folder.Read("note.png"), StartsWith("\x89PNG"));
+  EXPECT_THAT(folder.Read("note.pdf"), StartsWith("%PDF"));
+  EXPECT_EQ(folder.Run({"render", "@note.inkml", "-o", "@note.gif"}).err,
+            "@note.inkml: Failed, 'gif' is none of svg, png and pdf; --to says which is wanted\n");
+}
+
+TEST(CommandLine, InfoTellsInLinesOrInJson) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@note.inkml"});
+  const std::string text = folder.Run({"info", "@note.stf2"}).out;
+  EXPECT_THAT(text, HasSubstr("@note.stf2: STF2, "));
+  EXPECT_THAT(text, HasSubstr("  pen         0123-4567-89AB-CDEF\n"));
+  EXPECT_THAT(text, HasSubstr("  pages       '1.2.7.1', 39 strokes\n"));
+  EXPECT_THAT(text, HasSubstr("  time        2026-01-01T10:00:00.000Z to 2026-01-01T10:00:"));
+  const Json::Value json = ParseJson(folder.Run({"info", "--json", "@note.stf2"}).out);
+  EXPECT_EQ(json["format"].asString(), "STF2");
+  EXPECT_EQ(json["strokes"].asUInt(), 39u);
+  EXPECT_EQ(json["coordinates"].asUInt() + 2 * 39, json["samples"].asUInt());
+  EXPECT_EQ(json["bytes"].asUInt64(), folder.Read("note.stf2").size());
+}
+
+TEST(CommandLine, WrongUsageIsStatusTwo) {
+  const ToolFolder folder;
+  const std::vector<std::vector<std::string>> wrong = {
+      {},
+      {"dance"},
+      {"info"},
+      {"info", "--wrong", "@note.inkml"},
+      {"convert", "--pen", "blue", "@note.inkml"},
+      {"convert", "--page", "one", "@note.inkml"},
+      {"convert", "--start-time", "noon", "@note.inkml"},
+      {"convert", "--to", "svg", "@note.inkml"},
+      {"convert", "--page-per-file", "@note.inkml"},
+      {"convert", "@note.inkml", "@letter.inkml", "-o", "@one.stf2"},
+      {"merge", "@note.inkml"},
+      {"merge", "@note.inkml", "-o", "@"},
+      {"split", "@note.inkml", "-o", "@one.stf2"},
+      {"render", "--dpi", "0", "@note.inkml"},
+      {"render", "--page-size", "huge", "@note.inkml"},
+      {"seal", "@note.inkml"},
+      {"keygen"}};
+  const auto before = folder.Names();
+  for (const auto& arguments : wrong) {
+    const Outcome outcome = folder.Run(arguments);
+    EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
+    EXPECT_NE(outcome.err, "") << testing::PrintToString(arguments);
+    EXPECT_EQ(outcome.out, "") << testing::PrintToString(arguments);
+  }
+  EXPECT_EQ(folder.Names(), before);
+}
+
+TEST(CommandLine, HelpBeginsWithExamples) {
+  const ToolFolder folder;
+  for (const char* command :
+       {"info", "convert", "split", "merge", "render", "keygen", "seal", "open"}) {
+    const Outcome outcome = folder.Run({command, "--help"});
+    EXPECT_EQ(outcome.status, 0) << command;
+    EXPECT_THAT(outcome.out, StartsWith("Examples:\n  stf2 " + std::string(command)));
+  }
+  EXPECT_THAT(folder.Run({"--help"}).out, StartsWith("Examples:\n"));
+  EXPECT_THAT(folder.Run({"--version"}).out, StartsWith("stf2 "));
+}
+
+TEST(CommandLine, NamesWithControlBytesStayInTheirLine) {
+  const ToolFolder folder;
+  EXPECT_EQ(folder.Run({"info", "@no\nsuch"}).err,
+            "@no\\x0Asuch: Failed, can't open: No such file or directory\n");
+}
+
+TEST(CommandLine, TheLocaleOfTheMachineChangesNothing) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@letter.inkml", "-o", "@classic.stf2"});
+  struct Comma : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  const std::locale old = std::locale::global(std::locale(std::locale(), new Comma));
+  folder.Run({"convert", "@letter.inkml", "-o", "@comma.stf2"});
+  folder.Run({"convert", "@comma.stf2", "-o", "@comma.inkml"});
+  folder.Run({"convert", "@comma.inkml", "-o", "@again.stf2"});
+  const Outcome svg = folder.Run({"render", "@comma.stf2", "-o", "@comma.svg"});
+  std::locale::global(old);
+  EXPECT_EQ(svg.status, 0);
+  EXPECT_EQ(folder.Read("classic.stf2"), folder.Read("comma.stf2"));
+  EXPECT_EQ(folder.Read("classic.stf2"), folder.Read("again.stf2"));
+  folder.Run({"render", "@classic.stf2", "-o", "@classic.svg"});
+  EXPECT_EQ(folder.Read("classic.svg"), folder.Read("comma.svg"));
+}
+
+}  // namespace
+}  // namespace InkTool

@@ -1,0 +1,65 @@
+#include "InkSupport.h"
+
+#include <algorithm>
+
+namespace InkTool {
+
+std::vector<Stroke> Reading::Strokes() const {
+  std::vector<Stroke> strokes;
+  for (const Item& item : ink.items) {
+    if (const auto* stroke = std::get_if<Stroke>(&item)) strokes.push_back(*stroke);
+  }
+  return strokes;
+}
+
+bool Reading::Lost(const std::string& line) const {
+  return std::find(losses.begin(), losses.end(), line) != losses.end();
+}
+
+Reading ReadDocument(const std::string& bytes, const InkMLOptions& options) {
+  Reading reading;
+  Losses losses;
+  try {
+    reading.ink = ReadInkML(bytes, options, losses);
+  } catch (const Refusal& refusal) {
+    reading.refusal = refusal.what();
+  }
+  reading.losses = losses.Lines();
+  reading.hints = losses.hints();
+  return reading;
+}
+
+std::string Document(const std::string& body) {
+  return "<ink xmlns=\"http://www.w3.org/2003/InkML\">" + body + "</ink>";
+}
+
+std::string TraceDocument(const std::string& trace, const std::string& channels) {
+  return Document(
+      "<definitions><context xml:id=\"c\"><traceFormat><channel name=\"X\" units=\"mm\"/>"
+      "<channel name=\"Y\" units=\"mm\"/>" +
+      channels + "</traceFormat></context></definitions><trace contextRef=\"#c\">" + trace +
+      "</trace>");
+}
+
+std::string Positions(const Stroke& stroke) {
+  std::string text;
+  for (const Stf2Sample& sample : stroke.samples) {
+    if (sample.type != STF2_SAMPLE_COORDINATE) continue;
+    text +=
+        (text.empty() ? "" : " ") + std::to_string(sample.x_um) + "," + std::to_string(sample.y_um);
+  }
+  return text;
+}
+
+Stf2Sample Sample(int type, int x_um, int y_um, int force, unsigned time, int flags) {
+  Stf2Sample sample{};
+  sample.type = static_cast<std::uint8_t>(type);
+  sample.x_um = x_um;
+  sample.y_um = y_um;
+  sample.force = static_cast<std::uint16_t>(force);
+  sample.time_offset_ms = time;
+  sample.flags = static_cast<std::uint8_t>(flags);
+  return sample;
+}
+
+}  // namespace InkTool

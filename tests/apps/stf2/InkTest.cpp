@@ -1,0 +1,125 @@
+#include "Ink.h"
+
+#include <gmock/gmock.h>
+
+#include "InkSupport.h"
+#include "Summary.h"
+
+namespace InkTool {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Stroke StrokeOn(std::optional<std::string> page, std::uint64_t time = 1700000000000) {
+  Stroke stroke;
+  stroke.page = std::move(page);
+  stroke.start_time_ms = time;
+  stroke.samples = DrawThrough({Sample(STF2_SAMPLE_COORDINATE, -5, 6, 10, 0, 1),
+                                Sample(STF2_SAMPLE_COORDINATE, 7, 8, 900, 20, 1)});
+  return stroke;
+}
+
+TEST(Ink, Stf2KeepsEverything) {
+  Ink ink;
+  ink.pen = 42;
+  Stroke stroke = StrokeOn("1.2.3.4");
+  stroke.color = 0x80123456;
+  stroke.width_um = 350;
+  ink.items = {Property{"k", "v"}, Property{"none", std::nullopt}, Marker{"1.2.3.4", 9, "m"},
+               stroke, StrokeOn(std::nullopt, 0)};
+  EXPECT_TRUE(ReadStf2(WriteStf2(ink)) == ink);
+}
+
+TEST(Ink, SplittingMakesAPartForEachPage) {
+  Ink ink;
+  ink.items = {StrokeOn("1.1.1.2"), StrokeOn("1.1.1.1"), Property{"k", "v"}, StrokeOn("1.1.1.2")};
+  const auto parts = SplitByPage(ink);
+  ASSERT_EQ(parts.size(), 2u);
+  EXPECT_EQ(parts[0].first, "1.1.1.2");
+  EXPECT_EQ(parts[0].second.items.size(), 3u);
+  EXPECT_EQ(parts[1].first, "1.1.1.1");
+  EXPECT_EQ(parts[1].second.items.size(), 2u);
+}
+
+TEST(Ink, AppendingTakesWhatEachPartRepeatsOnce) {
+  Ink ink;
+  ink.items = {Property{"k", "v"}, Marker{std::nullopt, 1, "m"}, StrokeOn("1.1.1.1")};
+  Ink more;
+  more.items = {Property{"k", "v"}, Property{"k", "w"}, Marker{std::nullopt, 1, "m"},
+                StrokeOn("1.1.1.1")};
+  Append(ink, more);
+  EXPECT_EQ(ink.items.size(), 5u);
+}
+
+TEST(Ink, MalformedStf2IsRefusedWithTheItem) {
+  Ink ink;
+  for (int i = 0; i < 20; ++i) ink.items.emplace_back(StrokeOn("1.2.3." + std::to_string(i)));
+  const std::string whole = WriteStf2(ink);
+  std::string refusal;
+  try {
+    ReadStf2(whole.substr(0, whole.size() - 40));
+  } catch (const Refusal& reason) {
+    refusal = reason.what();
+  }
+  EXPECT_THAT(refusal, testing::MatchesRegex("item [0-9]+: no well-formed STF2 ink"));
+}
+
+TEST(Ink, EveryCutAndDamagedStf2IsRefusedOrRead) {
+  Ink ink;
+  ink.items = {Property{"k", "v"}, Marker{"1.2.3.4", 9, "m"}, StrokeOn("1.2.3.4")};
+  const std::string whole = WriteStf2(ink);
+  for (std::size_t size = 0; size + 8 < whole.size(); ++size) {
+    EXPECT_THROW(ReadStf2(whole.substr(0, size)), Refusal) << size;
+  }
+  for (std::size_t at = 0; at < whole.size(); ++at) {
+    for (const int change : {0xFF, 0x80, 0x01}) {
+      std::string damaged = whole;
+      damaged[at] = static_cast<char>(damaged[at] ^ change);
+      try {
+        Summarize(ReadStf2(damaged));
+      } catch (const Refusal& refusal) {
+        EXPECT_STRNE(refusal.what(), "");
+      }
+    }
+  }
+}
+
+TEST(Ink, PageAddressesAreFourOrFiveFields) {
+  for (const char* good : {"1.2.3.4", "1.2.3.4.5", "1.2.*.4", "00.1.2.99999999999"}) {
+    EXPECT_TRUE(IsPageAddress(good)) << good;
+  }
+  for (const char* bad : {"", "1.2.3", "1.2.3.4.5.6", ".1.2.3", "1.2.3.", "1..2.3", "1.2.3.a"}) {
+    EXPECT_FALSE(IsPageAddress(bad)) << bad;
+  }
+}
+
+TEST(Ink, ASummaryTellsCountsTimesBoundsAndForce) {
+  Ink ink;
+  ink.items = {StrokeOn("1.2.3.4", 2000), StrokeOn("1.2.3.4", 1000), Marker{}, Property{"k", "v"}};
+  const Summary summary = Summarize(ink);
+  EXPECT_EQ(InShort(summary), "1 page, 2 strokes, 4 points");
+  EXPECT_EQ(summary.samples, 8u);
+  EXPECT_EQ(summary.first_ms, 1000u);
+  EXPECT_EQ(summary.last_ms, 2020u);
+  EXPECT_EQ(summary.left_um, -5);
+  EXPECT_EQ(summary.bottom_um, 8);
+  EXPECT_EQ(summary.least_force, 10);
+  EXPECT_EQ(summary.most_force, 900);
+  EXPECT_THAT(summary.Obstacles(), IsEmpty());
+}
+
+TEST(Ink, ASummaryTellsWhyTheServiceWouldNotStoreIt) {
+  Ink ink;
+  ink.items = {StrokeOn("page one"), StrokeOn("1.2.3.4", 0), StrokeOn(std::nullopt)};
+  EXPECT_THAT(
+      Summarize(ink).Obstacles(),
+      ElementsAre("the service will not store the ink of page 'page one': not a page address such "
+                  "as 1.2.3.4; --page names another",
+                  "the service will not store the ink of page '1.2.3.4': it has no time; "
+                  "--start-time gives one",
+                  "the service will not store 1 stroke without a page address; --page names one"));
+}
+
+}  // namespace
+}  // namespace InkTool
