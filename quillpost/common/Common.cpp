@@ -122,20 +122,21 @@ bool IsPageAddressInRange(const std::string& address, const std::string& range) 
 
 bool PrepareDirectory(const fs::path& directory) {
   boost::system::error_code error;
-  if (IsAbsent(fs::status(directory, error))) {
-    // A parent that is tidied away meanwhile is made again.
-    int attempts = kPrepareAttempts;
-    do {
-      error.clear();
-      fs::create_directories(directory, error);
-    } while (error == boost::system::errc::no_such_file_or_directory && --attempts > 0);
-    if (error) {
+  fs::file_status status = fs::status(directory, error);
+  // The directory, or a parent, may be tidied away again by others: then it is made once more.
+  for (int attempt = 1; IsAbsent(status) && attempt <= kPrepareAttempts; ++attempt) {
+    error.clear();
+    fs::create_directories(directory, error);
+    const bool may_pass = error == boost::system::errc::no_such_file_or_directory ||
+                          error == boost::system::errc::file_exists;
+    if (error && (!may_pass || attempt == kPrepareAttempts)) {
       QUILLPOST_LOG_ERROR("Failed to create directory '%s': %s (%d)", directory.c_str(),
                           error.message().c_str(), error.value());
       return false;
     }
+    status = fs::status(directory, error);
   }
-  if (fs::status(directory, error).type() == fs::directory_file) return true;
+  if (status.type() == fs::directory_file) return true;
   QUILLPOST_LOG_ERROR("'%s' not a directory (as it should): %s (%d)", directory.c_str(),
                       error.message().c_str(), error.value());
   return false;

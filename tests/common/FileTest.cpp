@@ -1,0 +1,307 @@
+#include "common/File.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <boost/filesystem/operations.hpp>
+#include <cstdint>
+#include <thread>
+
+#include "support/Machine.h"
+#include "support/TestRoot.h"
+
+using namespace TalvoQuillpost::Common;
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+bool IsOpen(int descriptor) {
+  return ::fcntl(descriptor, F_GETFD) >= 0;
+}
+
+// What the descriptors of this process are, without those of the object under test.
+int NextDescriptor() {
+  const int descriptor = ::dup(1);
+  ::close(descriptor);
+  return descriptor;
+}
+
+std::string Text(const FileBytes& bytes) {
+  return std::string(bytes.data.get(), bytes.data ? bytes.size_bytes : 0);
+}
+
+class FileTest : public testing::Test {
+ protected:
+  fs::path Path(const std::string& name) const { return root_.path() / name; }
+
+  int OpenError(const std::string& name, int flags) const {
+    Descriptor file;
+    const auto error = OpenRegularFile(Path(name), flags, file);
+    EXPECT_EQ(!error, file.is_open()) << name;
+    return error.value();
+  }
+
+  // One of everything that is no regular file.
+  void MakeOthers() {
+    fs::create_directory(Path("directory"));
+    ASSERT_EQ(0, ::mkfifo(Path("fifo").c_str(), 0600));
+    fs::create_symlink("/dev/null", Path("device"));
+    fs::create_symlink(Path("loop"), Path("loop"));
+    Descriptor server(::socket(AF_UNIX, SOCK_STREAM, 0));
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    Path("socket").string().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(0, ::bind(server.get(), reinterpret_cast<sockaddr*>(&address), sizeof address));
+  }
+
+  const TestRoot root_;
+};
+
+class DescriptorTest : public FileTest {};
+class OpenRegularFileTest : public FileTest {};
+class ReadRegularFileTest : public FileTest {};
+class WriteTest : public FileTest {};
+class CopyFileTest : public FileTest {};
+
+}  // namespace
+
+TEST_F(DescriptorTest, IsClosedAtTheEndOfItsScope) {
+  const int value = ::dup(1);
+  {
+    const Descriptor descriptor(value);
+    EXPECT_TRUE(descriptor.is_open());
+    EXPECT_EQ(value, descriptor.get());
+    EXPECT_TRUE(IsOpen(value));
+  }
+  EXPECT_FALSE(IsOpen(value));
+}
+
+TEST_F(DescriptorTest, CloseIsNowAndOnceOnly) {
+  Descriptor descriptor(::dup(1));
+  const int value = descriptor.get();
+  EXPECT_FALSE(descriptor.Close());
+  EXPECT_FALSE(descriptor.is_open());
+  EXPECT_FALSE(IsOpen(value));
+  const Descriptor somebody_else(::dup(1));
+  ASSERT_EQ(value, somebody_else.get());
+  EXPECT_FALSE(descriptor.Close());
+  EXPECT_TRUE(IsOpen(value));
+}
+
+TEST_F(DescriptorTest, CloseTellsTheError) {
+  Descriptor descriptor(::dup(1));
+  ::close(descriptor.get());
+  EXPECT_EQ(EBADF, descriptor.Close().value());
+}
+
+TEST_F(DescriptorTest, ResetClosesWhatItHeld) {
+  Descriptor descriptor(::dup(1));
+  const int first = descriptor.get();
+  const int second = ::dup(1);
+  descriptor.Reset(second);
+  EXPECT_FALSE(IsOpen(first));
+  EXPECT_EQ(second, descriptor.get());
+  EXPECT_TRUE(IsOpen(second));
+}
+
+TEST_F(OpenRegularFileTest, OpensAFileAndALinkToOne) {
+  WriteFile(Path("file"), "ink");
+  fs::create_symlink(Path("file"), Path("link"));
+  for (const char* name : {"file", "link"}) {
+    Descriptor file;
+    ASSERT_FALSE(OpenRegularFile(Path(name), O_RDONLY, file));
+    char bytes[8];
+    EXPECT_EQ(3, ::read(file.get(), bytes, sizeof bytes));
+    EXPECT_EQ(FD_CLOEXEC, ::fcntl(file.get(), F_GETFD)) << "launched programs would inherit it";
+  }
+}
+
+TEST_F(OpenRegularFileTest, MakesAFileWithTheRightsOfTheUmask) {
+  Descriptor file;
+  const mode_t mask = ::umask(027);
+  EXPECT_FALSE(OpenRegularFile(Path("new"), O_WRONLY | O_CREAT | O_EXCL, file));
+  ::umask(mask);
+  EXPECT_EQ(fs::perms(0640), fs::status(Path("new")).permissions());
+}
+
+TEST_F(OpenRegularFileTest, RefusesWhatIsNoRegularFileAndNeverWaits) {
+  MakeOthers();
+  EXPECT_EQ(ENOENT, OpenError("missing", O_RDONLY));
+  EXPECT_EQ(ENOENT, OpenError("missing/below", O_WRONLY | O_CREAT));
+  EXPECT_EQ(EISDIR, OpenError("directory", O_RDONLY));
+  EXPECT_EQ(EISDIR, OpenError("directory", O_WRONLY | O_CREAT));
+  EXPECT_EQ(EINVAL, OpenError("fifo", O_RDONLY));
+  EXPECT_EQ(ENXIO, OpenError("fifo", O_WRONLY | O_CREAT));
+  EXPECT_EQ(EINVAL, OpenError("device", O_RDONLY));
+  EXPECT_EQ(EINVAL, OpenError("device", O_WRONLY));
+  EXPECT_EQ(ENXIO, OpenError("socket", O_RDONLY));
+  EXPECT_EQ(ELOOP, OpenError("loop", O_RDONLY));
+}
+
+TEST_F(OpenRegularFileTest, LeavesNoDescriptorOpenAfterARefusal) {
+  MakeOthers();
+  const int before = NextDescriptor();
+  for (const char* name : {"directory", "fifo", "device", "missing"}) OpenError(name, O_RDONLY);
+  EXPECT_EQ(before, NextDescriptor());
+}
+
+TEST_F(OpenRegularFileTest, TellsTheLackOfRights) {
+  WriteFile(Path("file"), "ink");
+  fs::permissions(Path("file"), fs::perms(0));
+  fs::permissions(root_.path(), fs::perms(0755));
+  const PlainUser user;
+  EXPECT_EQ(EACCES, OpenError("file", O_RDONLY));
+}
+
+TEST_F(ReadRegularFileTest, GivesTheBytes) {
+  const std::string content = std::string("ink\0\r\n\xFF", 7) + std::string(300000, 'x');
+  WriteFile(Path("file"), content);
+  FileBytes bytes;
+  EXPECT_FALSE(ReadRegularFile(Path("file"), UINT64_MAX, bytes));
+  EXPECT_EQ(content, Text(bytes));
+}
+
+TEST_F(ReadRegularFileTest, AnEmptyFileHasNoBytes) {
+  WriteFile(Path("empty"), "");
+  FileBytes bytes;
+  bytes.size_bytes = 7;
+  EXPECT_FALSE(ReadRegularFile(Path("empty"), UINT64_MAX, bytes));
+  EXPECT_EQ(nullptr, bytes.data);
+  EXPECT_EQ(0u, bytes.size_bytes);
+}
+
+TEST_F(ReadRegularFileTest, AFileBeyondTheLimitIsMeasuredAndNotRead) {
+  WriteFile(Path("file"), "0123456789");
+  FileBytes bytes;
+  EXPECT_FALSE(ReadRegularFile(Path("file"), 10, bytes));
+  EXPECT_EQ("0123456789", Text(bytes));
+  EXPECT_FALSE(ReadRegularFile(Path("file"), 9, bytes));
+  EXPECT_EQ(nullptr, bytes.data);
+  EXPECT_EQ(10u, bytes.size_bytes);
+}
+
+TEST_F(ReadRegularFileTest, TellsWhyAFileCantBeRead) {
+  MakeOthers();
+  FileBytes bytes;
+  bytes.size_bytes = 7;
+  EXPECT_EQ(ENOENT, ReadRegularFile(Path("missing"), 10, bytes).value());
+  EXPECT_EQ(0u, bytes.size_bytes);
+  EXPECT_EQ(EISDIR, ReadRegularFile(Path("directory"), 10, bytes).value());
+  EXPECT_EQ(EINVAL, ReadRegularFile(Path("fifo"), 10, bytes).value());
+}
+
+// A mapped file that another program cuts short ends the process; a copied one does not.
+TEST_F(ReadRegularFileTest, AFileThatIsCutShortMeanwhileGivesWhatWasThere) {
+  const std::string content(1 << 20, 'x');
+  WriteFile(Path("file"), content);
+  std::atomic<bool> stop(false);
+  std::thread other([&] {
+    while (!stop) {
+      EXPECT_EQ(0, ::truncate(Path("file").c_str(), 100));
+      EXPECT_EQ(0, ::truncate(Path("file").c_str(), 1 << 20));
+    }
+  });
+  for (int i = 0; i < 100; ++i) {
+    FileBytes bytes;
+    EXPECT_FALSE(ReadRegularFile(Path("file"), UINT64_MAX, bytes));
+    EXPECT_GE(bytes.size_bytes, 100u);
+    EXPECT_LE(bytes.size_bytes, content.size());
+    EXPECT_EQ(content.substr(0, 100), Text(bytes).substr(0, 100));
+  }
+  stop = true;
+  other.join();
+}
+
+TEST_F(WriteTest, AllBytesArriveThoughTheReaderIsSlow) {
+  int ends[2];
+  ASSERT_EQ(0, ::pipe(ends));
+  Descriptor reader(ends[0]);
+  Descriptor writer(ends[1]);
+  const std::string content(1 << 20, 'x');
+  std::string arrived;
+  std::thread thread([&] {
+    char buffer[1000];
+    for (ssize_t got; (got = ::read(reader.get(), buffer, sizeof buffer)) > 0;) {
+      arrived.append(buffer, static_cast<std::size_t>(got));
+    }
+  });
+  EXPECT_FALSE(WriteAll(writer.get(), content.data(), content.size()));
+  writer.Close();
+  thread.join();
+  EXPECT_EQ(content, arrived);
+}
+
+TEST_F(WriteTest, TellsTheErrorOfWritingAndOfCutting) {
+  EXPECT_EQ(EBADF, WriteAll(-1, "ink", 3).value());
+  EXPECT_FALSE(WriteAll(-1, "ink", 0));
+  EXPECT_EQ(EBADF, Truncate(-1, 0).value());
+}
+
+TEST_F(WriteTest, CutsAndExtendsAFile) {
+  WriteFile(Path("file"), "0123456789");
+  Descriptor file;
+  ASSERT_FALSE(OpenRegularFile(Path("file"), O_WRONLY, file));
+  EXPECT_FALSE(Truncate(file.get(), 4));
+  EXPECT_EQ("0123", ReadFile(Path("file")));
+  EXPECT_FALSE(Truncate(file.get(), 6));
+  EXPECT_EQ(std::string("0123\0\0", 6), ReadFile(Path("file")));
+}
+
+TEST_F(WriteTest, TellsAFullDisk) {
+  Disk disk(Path("disk"));
+  if (!disk.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  Descriptor file;
+  ASSERT_FALSE(OpenRegularFile(Path("disk/file"), O_WRONLY | O_CREAT, file));
+  disk.Fill();
+  EXPECT_EQ(ENOSPC, WriteAll(file.get(), "ink", 3).value());
+}
+
+TEST_F(CopyFileTest, ReplacesWhatTheTargetHolds) {
+  const std::string content = std::string("ink\0\n", 5) + std::string(200000, 'x');
+  WriteFile(Path("source"), content);
+  WriteFile(Path("target"), std::string(300000, 'y'));
+  EXPECT_FALSE(CopyFile(Path("source"), Path("target")));
+  EXPECT_EQ(content, ReadFile(Path("target")));
+  EXPECT_EQ(content, ReadFile(Path("source")));
+}
+
+TEST_F(CopyFileTest, KeepsTheRightsOfTheTarget) {
+  WriteFile(Path("source"), "ink");
+  WriteFile(Path("target"), "");
+  fs::permissions(Path("source"), fs::perms(0644));
+  fs::permissions(Path("target"), fs::perms(0600));
+  EXPECT_FALSE(CopyFile(Path("source"), Path("target")));
+  EXPECT_EQ(fs::perms(0600), fs::status(Path("target")).permissions());
+}
+
+TEST_F(CopyFileTest, RefusesWhatIsNoRegularFileOnEitherSide) {
+  MakeOthers();
+  WriteFile(Path("file"), "ink");
+  EXPECT_EQ(ENOENT, CopyFile(Path("missing"), Path("file")).value());
+  EXPECT_EQ(EISDIR, CopyFile(Path("directory"), Path("file")).value());
+  EXPECT_EQ(EINVAL, CopyFile(Path("fifo"), Path("file")).value());
+  EXPECT_EQ("ink", ReadFile(Path("file"))) << "the target was touched before the source was known";
+  EXPECT_EQ(ENOENT, CopyFile(Path("file"), Path("missing")).value());
+  EXPECT_EQ(EISDIR, CopyFile(Path("file"), Path("directory")).value());
+  EXPECT_EQ(ENXIO, CopyFile(Path("file"), Path("fifo")).value());
+}
+
+TEST_F(CopyFileTest, GoesFromOneFileSystemToAnotherAndTellsWhenThatIsFull) {
+  Disk disk(Path("disk"));
+  if (!disk.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  const std::string content(30000, 'x');
+  WriteFile(Path("source"), content);
+  WriteFile(Path("disk/target"), "");
+  EXPECT_FALSE(CopyFile(Path("source"), Path("disk/target")));
+  EXPECT_EQ(content, ReadFile(Path("disk/target")));
+  EXPECT_FALSE(CopyFile(Path("disk/target"), Path("source")));
+  WriteFile(Path("disk/target"), "");
+  disk.Fill();
+  EXPECT_EQ(ENOSPC, CopyFile(Path("source"), Path("disk/target")).value());
+}

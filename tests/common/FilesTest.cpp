@@ -1,0 +1,415 @@
+// The file-system helpers of the service. Failures are real ones: files in a directory's place,
+// directories without rights, loops of links, full and read-only disks.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/filesystem.hpp>
+#include <functional>
+#include <regex>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "common/Common.h"
+#include "support/LogCapture.h"
+#include "support/Machine.h"
+#include "support/TestRoot.h"
+
+using namespace TalvoQuillpost::Common;
+using testing::ElementsAre;
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+typedef std::vector<LogCapture::Line> Lines;
+
+std::string NotADirectory(const fs::path& path) {
+  return "'" + path.string() + "' not a directory (as it should): Success (0)";
+}
+
+std::string NotCreated(const fs::path& path, const std::string& reason) {
+  return "Failed to create directory '" + path.string() + "': " + reason;
+}
+
+std::size_t OpenDescriptors() {
+  std::size_t count = 0;
+  for (int descriptor = 0; descriptor < 256; ++descriptor) {
+    if (::fcntl(descriptor, F_GETFD) >= 0) ++count;
+  }
+  return count;
+}
+
+std::set<fs::path> Content(const fs::path& directory) {
+  return std::set<fs::path>(fs::directory_iterator(directory), fs::directory_iterator());
+}
+
+class FilesTest : public testing::Test {
+ protected:
+  const fs::path Path(const std::string& name) const { return root_.path() / "d" / name; }
+
+  void SetUp() override {
+    fs::create_directory(root_.path() / "d");
+    fs::permissions(root_.path(), fs::perms(0755));  // for a user without rights, too
+  }
+
+  const TestRoot root_;
+};
+
+class PrepareDirectoryTest : public FilesTest {};
+class CreateTempSTF2FileTest : public FilesTest {};
+class LeftoversTest : public FilesTest {};
+class ListingTest : public FilesTest {};
+
+}  // namespace
+
+// ---- PrepareDirectory ------------------------------------------------------------------------
+
+TEST_F(PrepareDirectoryTest, LeavesOneThatIsThereAndLogsNothing) {
+  WriteFile(Path("here/file"), "ink");
+  const LogCapture log;
+  EXPECT_TRUE(PrepareDirectory(Path("here")));
+  EXPECT_EQ("ink", ReadFile(Path("here/file")));
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(PrepareDirectoryTest, MakesTheWholeChain) {
+  const LogCapture log;
+  EXPECT_TRUE(PrepareDirectory(Path("a/b/c/d")));
+  EXPECT_TRUE(fs::is_directory(Path("a/b/c/d")));
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(PrepareDirectoryTest, TakesALinkToADirectory) {
+  fs::create_directory(Path("real"));
+  fs::create_directory_symlink(Path("real"), Path("link"));
+  EXPECT_TRUE(PrepareDirectory(Path("link")));
+  EXPECT_TRUE(PrepareDirectory(Path("link/below")));
+  EXPECT_TRUE(fs::is_directory(Path("real/below")));
+}
+
+TEST_F(PrepareDirectoryTest, NamesWhatIsNoDirectory) {
+  WriteFile(Path("file"), "ink");
+  fs::create_symlink(Path("file"), Path("link"));
+  ASSERT_EQ(0, ::mkfifo(Path("fifo").c_str(), 0600));
+  for (const char* name : {"file", "link", "fifo"}) {
+    const LogCapture log;
+    EXPECT_FALSE(PrepareDirectory(Path(name)));
+    EXPECT_EQ(Lines({{1, NotADirectory(Path(name))}}), log.lines());
+  }
+  EXPECT_EQ("ink", ReadFile(Path("file")));
+}
+
+TEST_F(PrepareDirectoryTest, NamesTheReasonWhyOneCantBeMade) {
+  WriteFile(Path("file"), "ink");
+  fs::create_symlink(Path("nowhere"), Path("dangling"));
+  fs::create_symlink(Path("loop"), Path("loop"));
+  const std::string long_name(256, 'n');
+  const std::vector<std::pair<fs::path, std::string>> rows = {
+      {Path("file/below"), "Not a directory (20)"},
+      {Path("dangling"), "File exists (17)"},
+      {Path("loop/below"), "Too many levels of symbolic links (40)"},
+      {Path(long_name), "File name too long (36)"}};
+  for (const auto& [path, reason] : rows) {
+    const LogCapture log;
+    EXPECT_FALSE(PrepareDirectory(path));
+    EXPECT_EQ(Lines({{1, NotCreated(path, reason)}}), log.lines());
+  }
+}
+
+TEST_F(PrepareDirectoryTest, NamesTheLackOfRights) {
+  fs::create_directory(Path("locked"));
+  fs::permissions(Path("locked"), fs::perms(0));
+  const LogCapture log;
+  {
+    const PlainUser user;
+    EXPECT_FALSE(PrepareDirectory(Path("locked/a/b")));
+  }
+  EXPECT_EQ(Lines({{1, NotCreated(Path("locked/a/b"), "Permission denied (13)")}}), log.lines());
+  fs::permissions(Path("locked"), fs::perms(0755));
+}
+
+TEST_F(PrepareDirectoryTest, NamesAReadOnlyDisk) {
+  Disk disk(Path("disk"));
+  if (!disk.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  ASSERT_TRUE(disk.MakeReadOnly());
+  const LogCapture log;
+  EXPECT_FALSE(PrepareDirectory(Path("disk/new")));
+  EXPECT_EQ(Lines({{1, NotCreated(Path("disk/new"), "Read-only file system (30)")}}), log.lines());
+  EXPECT_TRUE(PrepareDirectory(Path("disk")));
+}
+
+TEST_F(PrepareDirectoryTest, LogsAtLevelOneAndWithoutALoggerNothing) {
+  WriteFile(Path("file"), "ink");
+  {
+    const LogCapture log(1);
+    PrepareDirectory(Path("file"));
+    PrepareDirectory(Path("file/below"));
+    EXPECT_EQ(2u, log.lines().size());
+  }
+  const LogCapture other(4, "Other");
+  EXPECT_FALSE(PrepareDirectory(Path("file")));
+  EXPECT_FALSE(PrepareDirectory(Path("file/below")));
+  EXPECT_TRUE(other.lines().empty());
+}
+
+TEST_F(PrepareDirectoryTest, ManyMayMakeTheSameChainAtOnce) {
+  for (int round = 0; round < 20; ++round) {
+    const fs::path chain = Path("chain" + std::to_string(round)) / "a/b/c/d/e";
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&] { EXPECT_TRUE(PrepareDirectory(chain)); });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+}
+
+// ---- SetPermissions --------------------------------------------------------------------------
+
+TEST_F(FilesTest, SetPermissionsIsTrueAndChangesNothing) {
+  WriteFile(Path("file"), "ink");
+  fs::permissions(Path("file"), fs::perms(0640));
+  EXPECT_TRUE(SetPermissions(Path("file")));
+  EXPECT_EQ(fs::perms(0640), fs::status(Path("file")).permissions());
+  EXPECT_TRUE(SetPermissions(Path("missing")));
+  EXPECT_FALSE(fs::exists(Path("missing")));
+}
+
+// ---- CreateTempSTF2File ----------------------------------------------------------------------
+
+TEST_F(CreateTempSTF2FileTest, MakesTwoDifferentEmptyFilesInTheScratchDirectory) {
+  ::setenv("HOME", "/of/the/environment", 1);
+  const LogCapture log;
+  fs::path first = "/untouched";
+  fs::path second = "/untouched";
+  ASSERT_TRUE(CreateTempSTF2File(first));
+  ASSERT_TRUE(CreateTempSTF2File(second));
+  EXPECT_NE(first, second);
+  for (const fs::path& path : {first, second}) {
+    EXPECT_EQ(root_.home() / "Library/Application Support/Talvo/Quillpost/Temp",
+              path.parent_path());
+    EXPECT_TRUE(std::regex_match(path.filename().string(), std::regex("stf2\\.[A-Za-z0-9]{6}")))
+        << path;
+    EXPECT_TRUE(fs::is_regular_file(path));
+    EXPECT_EQ(0u, fs::file_size(path));
+    EXPECT_EQ(fs::perms(0600), fs::status(path).permissions());
+  }
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(CreateTempSTF2FileTest, LeavesNoDescriptorOpen) {
+  fs::path out;
+  ASSERT_TRUE(CreateTempSTF2File(out));
+  const std::size_t before = OpenDescriptors();
+  for (int i = 0; i < 5; ++i) ASSERT_TRUE(CreateTempSTF2File(out));
+  EXPECT_EQ(before, OpenDescriptors());
+}
+
+TEST_F(CreateTempSTF2FileTest, FailsWhereTheScratchDirectoryCantBeMade) {
+  WriteFile(root_.scratch(), "in its place");
+  const LogCapture log;
+  fs::path out = "/untouched";
+  EXPECT_FALSE(CreateTempSTF2File(out));
+  EXPECT_TRUE(out.empty());
+  EXPECT_EQ(Lines({{1, NotADirectory(root_.scratch())}}), log.lines());
+}
+
+TEST_F(CreateTempSTF2FileTest, FailsInSilenceWhereTheFileCantBeMade) {
+  fs::create_directories(root_.scratch());
+  fs::permissions(root_.home(), fs::perms(0755));
+  fs::permissions(root_.scratch(), fs::perms(0555));
+  const LogCapture log;
+  fs::path out = "/untouched";
+  {
+    const PlainUser user;
+    EXPECT_FALSE(CreateTempSTF2File(out));
+  }
+  EXPECT_TRUE(out.empty());
+  EXPECT_TRUE(log.lines().empty());
+  fs::permissions(root_.scratch(), fs::perms(0755));
+}
+
+TEST_F(CreateTempSTF2FileTest, FailsForAUserWithoutAHome) {
+  const UnknownUser user;
+  if (!user.is_set()) GTEST_SKIP() << "only root can take on the user ID of nobody's";
+  fs::path out = "/untouched";
+  EXPECT_FALSE(CreateTempSTF2File(out));
+  EXPECT_TRUE(out.empty());
+}
+
+// Descriptor 0 is standard input's: who gets it here has closed his own.
+TEST_F(CreateTempSTF2FileTest, TakesDescriptorZeroForAFailureAndLeavesNoFile) {
+  const int standard_input = ::dup(0);
+  ::close(0);
+  fs::path out = "/untouched";
+  EXPECT_FALSE(CreateTempSTF2File(out));
+  EXPECT_TRUE(out.empty());
+  EXPECT_EQ(-1, ::fcntl(0, F_GETFD)) << "descriptor 0 was left open";
+  ::dup2(standard_input, 0);
+  ::close(standard_input);
+  EXPECT_TRUE(fs::is_empty(root_.scratch()));
+}
+
+TEST_F(CreateTempSTF2FileTest, ManyAtOnceMakeDifferentFiles) {
+  std::vector<std::vector<fs::path>> made(4, std::vector<fs::path>(50));
+  std::vector<std::thread> threads;
+  for (auto& paths : made) {
+    threads.emplace_back([&paths] {
+      for (fs::path& path : paths) EXPECT_TRUE(CreateTempSTF2File(path));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::set<fs::path> all;
+  for (const auto& paths : made) all.insert(paths.begin(), paths.end());
+  EXPECT_EQ(200u, all.size());
+  EXPECT_EQ(all, Content(root_.scratch()));
+}
+
+// ---- RemoveLeftoverTempSTF2Files -------------------------------------------------------------
+
+TEST_F(LeftoversTest, ScratchFilesGoAndNothingElse) {
+  fs::path first;
+  fs::path second;
+  ASSERT_TRUE(CreateTempSTF2File(first));
+  ASSERT_TRUE(CreateTempSTF2File(second));
+  WriteFile(Path("elsewhere"), "ink");
+  fs::create_symlink(Path("elsewhere"), root_.scratch() / "stf2.linked");
+  fs::create_directory(root_.scratch() / "stf2.folder");
+  for (const char* name : {"stf2", "xstf2.abcdef", "ink.stf2", ".stf2.abcdef"}) {
+    WriteFile(root_.scratch() / name, "somebody else's");
+  }
+  const LogCapture log;
+  RemoveLeftoverTempSTF2Files();
+  EXPECT_THAT(Content(root_.scratch()),
+              ElementsAre(root_.scratch() / ".stf2.abcdef", root_.scratch() / "ink.stf2",
+                          root_.scratch() / "stf2", root_.scratch() / "stf2.folder",
+                          root_.scratch() / "xstf2.abcdef"));
+  EXPECT_EQ("ink", ReadFile(Path("elsewhere")));
+  EXPECT_EQ(Lines({{3, "Removed 3 leftover package files."}}), log.lines());
+}
+
+TEST_F(LeftoversTest, NothingIsSaidWhereThereIsNothing) {
+  const LogCapture log;
+  RemoveLeftoverTempSTF2Files();
+  EXPECT_FALSE(fs::exists(root_.scratch()));
+  fs::create_directories(root_.scratch());
+  RemoveLeftoverTempSTF2Files();
+  WriteFile(root_.scratch() / "stf2", "somebody else's");
+  RemoveLeftoverTempSTF2Files();
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(LeftoversTest, WhatCantBeRemovedStaysAndIsNotCounted) {
+  WriteFile(root_.scratch() / "stf2.abcdef", "ink");
+  fs::permissions(root_.home(), fs::perms(0755));
+  fs::permissions(root_.scratch(), fs::perms(0555));
+  const LogCapture log;
+  {
+    const PlainUser user;
+    EXPECT_NO_THROW(RemoveLeftoverTempSTF2Files());
+  }
+  fs::permissions(root_.scratch(), fs::perms(0755));
+  EXPECT_TRUE(fs::exists(root_.scratch() / "stf2.abcdef"));
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(LeftoversTest, AScratchDirectoryThatCantBeReadIsBorne) {
+  WriteFile(root_.scratch(), "in its place");
+  EXPECT_NO_THROW(RemoveLeftoverTempSTF2Files());
+  const UnknownUser user;
+  if (!user.is_set()) GTEST_SKIP() << "only root can take on the user ID of nobody's";
+  EXPECT_NO_THROW(RemoveLeftoverTempSTF2Files());
+}
+
+// ---- ListFiles, ListDirectories --------------------------------------------------------------
+
+// A folder with one of everything.
+TEST_F(ListingTest, HiddenDirectoriesAreListedAndHiddenFilesAreNot) {
+  WriteFile(Path("a.stf"), "ink");
+  WriteFile(Path("b"), "");
+  WriteFile(Path(".hidden"), "ink");
+  WriteFile(Path("sub/file"), "ink");
+  fs::create_directory(Path(".cache"));
+  fs::create_symlink(Path("a.stf"), Path("link to file"));
+  fs::create_symlink(Path(".hidden"), Path("link to hidden"));
+  fs::create_symlink(Path("a.stf"), Path(".hidden link"));
+  fs::create_directory_symlink(Path("sub"), Path("link to sub"));
+  fs::create_symlink(Path("nowhere"), Path("dangling"));
+  fs::create_symlink(Path("loop"), Path("loop"));
+  ASSERT_EQ(0, ::mkfifo(Path("fifo").c_str(), 0600));
+  std::set<fs::path> found = {"/stale"};
+  EXPECT_TRUE(ListFiles(root_.path() / "d", found));
+  EXPECT_THAT(found,
+              ElementsAre(Path("a.stf"), Path("b"), Path("link to file"), Path("link to hidden")));
+  EXPECT_TRUE(ListDirectories(root_.path() / "d", found));
+  EXPECT_THAT(found, ElementsAre(Path(".cache"), Path("link to sub"), Path("sub")));
+}
+
+TEST_F(ListingTest, AnEmptyDirectoryIsListedAsEmpty) {
+  std::set<fs::path> found = {"/stale"};
+  EXPECT_TRUE(ListFiles(root_.path() / "d", found));
+  EXPECT_TRUE(found.empty());
+  found = {"/stale"};
+  EXPECT_TRUE(ListDirectories(root_.path() / "d", found));
+  EXPECT_TRUE(found.empty());
+}
+
+TEST_F(ListingTest, ALinkToADirectoryIsListedByItsOwnName) {
+  WriteFile(Path("real/file"), "ink");
+  fs::create_directory_symlink(Path("real"), Path("link"));
+  std::set<fs::path> found;
+  EXPECT_TRUE(ListFiles(Path("link"), found));
+  EXPECT_THAT(found, ElementsAre(Path("link/file")));
+}
+
+TEST_F(ListingTest, WhatIsNoDirectoryIsFalseAndLeavesNothing) {
+  WriteFile(Path("file"), "ink");
+  fs::create_symlink(Path("nowhere"), Path("dangling"));
+  fs::create_symlink(Path("loop"), Path("loop"));
+  ASSERT_EQ(0, ::mkfifo(Path("fifo").c_str(), 0600));
+  const LogCapture log;
+  for (const char* name :
+       {"missing", "missing/below", "file", "file/below", "dangling", "loop", "fifo"}) {
+    for (const auto& list : {ListFiles, ListDirectories}) {
+      std::set<fs::path> found = {"/stale"};
+      EXPECT_FALSE(list(Path(name), found)) << name;
+      EXPECT_TRUE(found.empty()) << name;
+    }
+  }
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(ListingTest, ADirectoryThatCantBeReadRaises) {
+  WriteFile(Path("locked/file"), "ink");
+  fs::permissions(Path("locked"), fs::perms(0));
+  {
+    const PlainUser user;
+    std::set<fs::path> found = {"/stale"};
+    EXPECT_THROW(ListFiles(Path("locked"), found), fs::filesystem_error);
+    EXPECT_TRUE(found.empty());
+    EXPECT_THROW(ListDirectories(Path("locked"), found), fs::filesystem_error);
+    EXPECT_FALSE(ListFiles(Path("locked/below"), found)) << "an error of the query is an absence";
+  }
+  fs::permissions(Path("locked"), fs::perms(0755));
+}
+
+// Readable, but nothing in it can be looked at: every entry counts as absent.
+TEST_F(ListingTest, EntriesThatCantBeLookedAtAreLeftOut) {
+  WriteFile(Path("names/file"), "ink");
+  fs::create_directory(Path("names/sub"));
+  fs::permissions(Path("names"), fs::perms(0444));
+  {
+    const PlainUser user;
+    std::set<fs::path> found;
+    EXPECT_TRUE(ListFiles(Path("names"), found));
+    EXPECT_TRUE(found.empty());
+    EXPECT_TRUE(ListDirectories(Path("names"), found));
+    EXPECT_TRUE(found.empty());
+  }
+  fs::permissions(Path("names"), fs::perms(0755));
+}

@@ -1,0 +1,112 @@
+// What a test does to the machine that it runs on, to see a failure for real: a disk that is full
+// or read-only, a user without rights, a user without a home, a foreign number format. Each lasts
+// as long as its object. Where the machine does not allow it the object says so, and the test is
+// skipped.
+
+#pragma once
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <locale>
+#include <string>
+
+// A file system of its own, in memory, mounted on a directory that is made when missing. The mount
+// is seen by this process alone, and ends with it at the latest.
+class Disk {
+ public:
+  explicit Disk(const boost::filesystem::path& at, const std::string& options = "size=64k")
+      : at_(at.string()) {
+    boost::filesystem::create_directories(at);
+    is_mounted_ = ::unshare(CLONE_NEWNS) == 0 &&
+                  ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                  ::mount("none", at_.c_str(), "tmpfs", 0, options.c_str()) == 0;
+  }
+  ~Disk() {
+    if (is_mounted_) ::umount2(at_.c_str(), MNT_DETACH);
+  }
+  Disk(const Disk&) = delete;
+  Disk& operator=(const Disk&) = delete;
+
+  bool is_mounted() const { return is_mounted_; }
+
+  bool MakeReadOnly() {
+    return ::mount(nullptr, at_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+  }
+
+  // Leaves no room for another byte, and then takes the room back.
+  void Fill() {
+    const int file = ::open((at_ + "/filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const std::string bytes(4096, 'x');
+    while (::write(file, bytes.data(), bytes.size()) > 0) {
+    }
+    ::close(file);
+  }
+  void Free() { ::unlink((at_ + "/filler").c_str()); }
+
+ private:
+  const std::string at_;
+  bool is_mounted_ = false;
+};
+
+// The rights of a user to whom nothing belongs that root has made; the real user, and so the home,
+// stays. For who is not root, nothing changes.
+class PlainUser {
+ public:
+  PlainUser() {
+    if (::geteuid() == 0) is_root_ = ::seteuid(65534) == 0;
+  }
+  ~PlainUser() {
+    if (is_root_ && ::seteuid(0) != 0) ::_exit(1);
+  }
+  PlainUser(const PlainUser&) = delete;
+  PlainUser& operator=(const PlainUser&) = delete;
+
+ private:
+  bool is_root_ = false;
+};
+
+// A user whom the password database does not know.
+class UnknownUser {
+ public:
+  UnknownUser() {
+    if (::geteuid() == 0 && ::getpwuid(kId) == nullptr) is_set_ = ::setresuid(kId, 0, 0) == 0;
+  }
+  ~UnknownUser() {
+    if (is_set_ && ::setresuid(0, 0, 0) != 0) ::_exit(1);
+  }
+  UnknownUser(const UnknownUser&) = delete;
+  UnknownUser& operator=(const UnknownUser&) = delete;
+
+  static constexpr uid_t kId = 3999999998u;
+  bool is_set() const { return is_set_; }
+
+ private:
+  bool is_set_ = false;
+};
+
+// A global locale that writes 1234567.5 as 1.234.567,5, and true as "ja".
+class ForeignLocale {
+ public:
+  ForeignLocale()
+      : before_(std::locale::global(std::locale(std::locale::classic(), new Punctuation))) {}
+  ~ForeignLocale() { std::locale::global(before_); }
+  ForeignLocale(const ForeignLocale&) = delete;
+  ForeignLocale& operator=(const ForeignLocale&) = delete;
+
+ private:
+  class Punctuation : public std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\1"; }
+    std::string do_truename() const override { return "ja"; }
+    std::string do_falsename() const override { return "nein"; }
+  };
+
+  const std::locale before_;
+};
