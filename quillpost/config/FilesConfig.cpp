@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <locale>
+#include <sstream>
 
 #include "common/Common.h"
 #include "common/File.h"
@@ -19,13 +21,40 @@ namespace Config {
 
 namespace {
 
-// The reader takes numbers with a fraction through a stream in the host's global locale, where a
-// comma may be the decimal point and a dot a separator of thousands, and then refuses the file.
-// No number in a subscription means anything, so in such a locale the fractions are left out.
-void DropFractions(std::string& text) {
-  const auto is_digit = [&text](std::size_t i) {
-    return i < text.size() && '0' <= text[i] && text[i] <= '9';
+// A subscription is a few lines; what is larger is none, and not read into memory.
+constexpr std::uint64_t kMaxFileBytes = 16u << 20;
+
+// The end of the number that begins at `i`: as the reader takes it, which is more than JSON allows.
+std::size_t NumberEnd(const std::string& text, std::size_t i) {
+  const auto skip_digits = [&] {
+    i = std::min(text.find_first_not_of("0123456789", i), text.size());
   };
+  const auto skip_one_of = [&](const char* characters) {
+    const bool found = i < text.size() && std::strchr(characters, text[i]) != nullptr;
+    if (found) ++i;
+    return found;
+  };
+  skip_one_of("-");
+  skip_digits();
+  if (skip_one_of(".")) skip_digits();
+  if (skip_one_of("eE")) {
+    skip_one_of("+-");
+    skip_digits();
+  }
+  return i;
+}
+
+bool IsNumber(const std::string& token) {
+  std::istringstream stream(token);
+  stream.imbue(std::locale::classic());
+  double value = 0;
+  return static_cast<bool>(stream >> value);
+}
+
+// The reader takes numbers with a fraction through a stream in the host's global locale, where a
+// dot may separate thousands, and then refuses the file. No number in a subscription means
+// anything: those with a dot are judged here, and left out of what the reader sees.
+void DropFractions(std::string& text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '"') {
       for (++i; i < text.size() && text[i] != '"'; ++i) {
@@ -34,10 +63,15 @@ void DropFractions(std::string& text) {
     } else if (text.compare(i, 2, "//") == 0) {
       i = std::min(text.find_first_of("\r\n", i), text.size());
     } else if (text.compare(i, 2, "/*") == 0) {
-      i = std::min(text.find("*/", i + 2), text.size());
-    } else if (text[i] == '.' && i > 0 && is_digit(i - 1) && is_digit(i + 1)) {
-      text[i] = '0';
-      while (is_digit(i + 1)) text[++i] = '0';
+      i = std::min(text.find("*/", i + 2), text.size() - 1) + 1;
+    } else if (text[i] == '-' || ('0' <= text[i] && text[i] <= '9')) {
+      const std::size_t size = NumberEnd(text, i) - i;
+      const std::string token = text.substr(i, size);
+      if (token.find('.') != std::string::npos) {
+        text.replace(i, size, size, ' ');
+        text[i] = IsNumber(token) ? '0' : '?';
+      }
+      i += size - 1;
     }
   }
 }
@@ -93,7 +127,8 @@ std::string GetRoot() {
 bool LoadConfig(const fs::path& file, Json::Value& out) {
   out = Json::Value(Json::objectValue);
   Common::FileBytes bytes;
-  if (Common::ReadRegularFile(file, UINT64_MAX, bytes)) return false;
+  if (Common::ReadRegularFile(file, kMaxFileBytes, bytes)) return false;
+  if (bytes.size_bytes > kMaxFileBytes) return false;
   Json::Value root;
   if (!ParseJson(std::string(bytes.data.get(), bytes.size_bytes), root)) return false;
   if (!IsSubscription(root)) return false;

@@ -34,7 +34,9 @@ struct App {
 std::string GetRoot();
 
 // Reads one subscription file. True when it is a valid subscription, with its root object in `out`;
-// false otherwise, with an empty object. Comments and text after the document are accepted.
+// false otherwise, and for a file of more than 16 MiB, with an empty object. Comments and text
+// after the document are accepted. Numbers, which mean nothing here, may read as 0 where the host's
+// global locale has a number format of its own.
 bool LoadConfig(const boost::filesystem::path& file, Json::Value& out);
 
 // Whether there is a regular file of that name; the caller has checked that `id` is an
