@@ -9,6 +9,7 @@
 #include <boost/thread/recursive_mutex.hpp>
 #include <cstdint>
 #include <map>
+#include <stdexcept>
 
 #include "common/Common.h"
 #include "common/File.h"
@@ -31,8 +32,12 @@ typedef boost::lock_guard<boost::recursive_mutex> Lock;
 
 constexpr char kRoutingInfoFile[] = "RoutingInfo.txt";
 
+// Room for some ten million strokes of one pen; a larger file is damaged, and not read into memory.
+constexpr std::uint64_t kMaxRoutingInfoBytes = 1u << 30;
+
 bool IsDirectory(const fs::path& path) {
-  return fs::status(path).type() == fs::directory_file;
+  boost::system::error_code error;
+  return fs::status(path, error).type() == fs::directory_file;
 }
 
 bool IsVisibleFile(const fs::path& path) {
@@ -51,12 +56,13 @@ void LoadRoutingInfo(const std::string& pen) {
     return;
   }
   Common::FileBytes bytes;
-  if (Common::ReadRegularFile(path, UINT64_MAX, bytes)) {
+  if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, bytes)) {
     QUILLPOST_LOG_ERROR("Failed to open Routing Info 'ROOT/%s'.", relative.c_str());
     return;
   }
   StrokeMap strokes;
   try {
+    if (bytes.size_bytes > kMaxRoutingInfoBytes) throw std::length_error("file too large");
     strokes = ReadRoutingInfo(std::string(bytes.data.get(), bytes.size_bytes));
   } catch (const std::exception& error) {
     QUILLPOST_LOG_WARNING("Corrupted Routing Info 'ROOT/%s': %s.", relative.c_str(), error.what());
@@ -275,7 +281,9 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
 void Cleanup(const std::string& pen) {
   if (!Common::IsPenSerialValid(pen)) return;
   const fs::path directory = GetStorageRoot() / pen;
-  if (!IsDirectory(directory)) fs::remove(directory);
+  // Absent is absent, and not to be removed: an import may make it meanwhile.
+  if (!fs::exists(fs::symlink_status(directory))) return;
+  if (fs::status(directory).type() != fs::directory_file) fs::remove(directory);
   if (!fs::exists(fs::status(directory))) return;
   std::set<fs::path> pages;
   Common::ListDirectories(directory, pages);

@@ -70,7 +70,9 @@ bool CreateStrokeFile(const fs::path& directory, const std::string& file_name, f
     }
     path = directory / file_name;
     MakePathUnique(path);
-    error = Common::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL, file);
+    // A dangling link is a free name, too: the file is made where it points.
+    const int flags = fs::is_symlink(fs::symlink_status(path, error)) ? 0 : O_EXCL;
+    error = Common::OpenRegularFile(path, O_WRONLY | O_CREAT | flags, file);
     if (!error) return true;
     const bool changed_meanwhile = error == boost::system::errc::no_such_file_or_directory ||
                                    error == boost::system::errc::file_exists;
@@ -171,8 +173,10 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
 bool RemoveDirectoryWithout(const fs::path& directory,
                             const std::function<bool(const fs::path&)>& keep) {
   std::vector<fs::path> entries;
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-    if (!keep(entry.path())) entries.push_back(entry.path());
+  if (!fs::is_symlink(fs::symlink_status(directory))) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+      if (!keep(entry.path())) entries.push_back(entry.path());
+    }
   }
   for (const fs::path& entry : entries) fs::remove_all(entry);
   boost::system::error_code error;

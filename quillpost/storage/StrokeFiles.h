@@ -49,7 +49,8 @@ void MakePathUnique(boost::filesystem::path& path);
 
 // Removes from `directory` every entry that `keep` does not ask to keep, subdirectories with all
 // that is in them, and then the directory itself, if it is empty by then. Ink that is filed there
-// meanwhile stays. True when the directory is gone. Throws.
+// meanwhile stays. Of a link to a directory only the link is removed: what lies behind it is not
+// the store's. True when the directory is gone. Throws.
 bool RemoveDirectoryWithout(const boost::filesystem::path& directory,
                             const std::function<bool(const boost::filesystem::path&)>& keep);
 

@@ -1,0 +1,127 @@
+// The store from several threads at once. No test here measures time: each one does a number of
+// rounds and looks at what is left.
+
+#include <atomic>
+#include <boost/filesystem.hpp>
+#include <thread>
+
+#include "storage/StoreTest.h"
+
+using namespace TalvoQuillpost::Storage;
+using testing::IsEmpty;
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+class StorageThreadsTest : public StoreTest {
+ protected:
+  static constexpr int kThreads = 4;
+
+  // Runs `work` on several threads at once, each with a number of its own.
+  template <typename Work>
+  static void AtOnce(const Work& work) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
+    for (std::thread& thread : threads) thread.join();
+  }
+};
+
+}  // namespace
+
+// Each import is the first ink of its pen, and directories without ink are tidied away all the
+// time: whatever was imported is there afterwards, every time.
+TEST_F(StorageThreadsTest, AnImportIsNeverLostToTheTidyingOfItsDirectory) {
+  std::atomic<bool> stop(false);
+  std::thread tidier([&] {
+    while (!stop) EXPECT_NO_THROW(Cleanup(kPen));
+  });
+  const LogCapture log(1);
+  const fs::path file = PenPath("1.2.3.4/a.stf2");
+  for (int round = 0; round < 1000; ++round) {
+    EXPECT_TRUE(ImportStroke(kPen, Stroke("a"), {'i', 'n', 'k'}));
+    EXPECT_EQ("ink", ReadFile(file)) << "lost in round " << round;
+    fs::remove(file);
+  }
+  stop = true;
+  tidier.join();
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(StorageThreadsTest, ImportsOfOneNameBecomeAsManyFiles) {
+  AtOnce([](int) {
+    for (int i = 0; i < 25; ++i) {
+      EXPECT_TRUE(ImportStroke(kPen, Stroke("a"), {'i', 'n', 'k'}));
+    }
+  });
+  ASSERT_TRUE(Sync({kApp}));
+  EXPECT_EQ(25u * kThreads, Undelivered().size());
+}
+
+// Importer, worker and delivery threads of four pens and applications, all on one table.
+TEST_F(StorageThreadsTest, TheTableBearsAllOperationsAtOnce) {
+  constexpr int kStrokes = 15;
+  const auto pen = [](int i) { return "pen-" + std::to_string(i); };
+  const auto app = [](int i) { return "app." + std::to_string(i); };
+  Names apps;
+  for (int i = 0; i < kThreads; ++i) apps.insert(app(i));
+  for (int i = 0; i < kThreads; ++i) {
+    for (int s = 0; s < kStrokes; ++s) ImportStroke(pen(i), Stroke(std::to_string(s)), {'i'});
+    ASSERT_TRUE(SyncRoutingInfo(pen(i), kPage, apps));
+  }
+  // Each thread is one application that confirms all strokes of all pens, and one worker.
+  AtOnce([&](int thread) {
+    for (int i = 0; i < kThreads; ++i) {
+      const std::string p = pen((thread + i) % kThreads);
+      Strokes undelivered;
+      while (GetUndeliveredStrokes(p, app(thread), undelivered) && !undelivered.empty()) {
+        const Strokes first = {*undelivered.begin()};
+        EXPECT_TRUE(SetRoutingInfoMarkers(p, app(thread), first, first));
+        EXPECT_TRUE(SyncRoutingInfo(p, kPage, apps));
+      }
+      Strokes processed;
+      EXPECT_TRUE(GetProccessedStrokes(p, processed));
+      EXPECT_TRUE(SaveRoutingInfo(p));
+    }
+  });
+  for (int i = 0; i < kThreads; ++i) {
+    EXPECT_EQ(static_cast<std::size_t>(kStrokes), Processed(pen(i)).size());
+    const std::string saved = ReadFile(Path(pen(i) + "/RoutingInfo.txt"));
+    EXPECT_EQ(static_cast<std::size_t>(kStrokes), ReadRoutingInfo(saved).size());
+  }
+}
+
+// A stop while passes still run: the table is empty or whole, never between.
+TEST_F(StorageThreadsTest, StartingAndStoppingBesideEverythingElse) {
+  Put("a.stf2");
+  ASSERT_TRUE(Sync({kApp}));
+  AtOnce([](int thread) {
+    for (int round = 0; round < 50; ++round) {
+      if (thread == 0) {
+        Cleanup();
+        EXPECT_TRUE(Initialize());
+      } else if (thread == 1) {
+        EXPECT_TRUE(Sync({kApp}));
+      } else {
+        Strokes strokes;
+        EXPECT_TRUE(GetUndeliveredStrokes(kPen, kApp, strokes));
+        EXPECT_LE(strokes.size(), 1u);
+      }
+    }
+  });
+  ASSERT_TRUE(Sync({kApp}));
+  EXPECT_EQ(1u, Undelivered().size());
+}
+
+TEST_F(StorageThreadsTest, CopiesOfOneStrokeAreMadeByManyAtOnce) {
+  Put("a.stf2");
+  AtOnce([&](int) {
+    for (int i = 0; i < 25; ++i) {
+      fs::path out;
+      EXPECT_TRUE(ExportStroke(kPen, Stroke("a"), out));
+      EXPECT_EQ("ink", ReadFile(out));
+    }
+  });
+  EXPECT_EQ(25 * kThreads,
+            std::distance(fs::directory_iterator(root_.scratch()), fs::directory_iterator()));
+}
