@@ -30,8 +30,11 @@ class StoreReader {
     report_.root = root_.string();
     if (root_.empty()) report_.problems.push_back("this user has no home directory");
     std::set<std::string> pens;
-    if (!root_.empty() && Storage::GetKnownPens(pens)) {
+    boost::system::error_code error;
+    if (Storage::GetKnownPens(pens)) {
       for (const std::string& pen : pens) ReadPen(pen);
+    } else if (fs::exists(fs::symlink_status(root_, error))) {
+      report_.problems.push_back(report_.root + " is no directory");
     }
     return std::move(report_);
   }

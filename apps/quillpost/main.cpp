@@ -104,6 +104,7 @@ struct CommandLine {
   AddOptions add;
   std::string removed;
   std::function<int()> run;
+  std::string missing = "a command";  // what is to be said, where there is nothing to run
 };
 
 void DeclareHelloAndStatus(CLI::App& app, CommandLine& line) {
@@ -185,7 +186,9 @@ void DeclareAdd(CLI::App* subscriptions, CommandLine& line) {
 
 void DeclareSubscriptions(CLI::App& app, CommandLine& line) {
   CLI::App* subscriptions = app.add_subcommand("subscriptions", kSubscriptions);
-  subscriptions->require_subcommand(1);
+  subscriptions->callback([&line, subscriptions] {
+    if (subscriptions->get_subcommands().empty()) line.missing = "list, check, add or remove";
+  });
 
   CLI::App* list = subscriptions->add_subcommand(
       "list", "Print every subscription, and every file that the service ignores");
@@ -226,7 +229,6 @@ int main(int argc, char** argv) {
   CLI::App app(kDescription, "quillpost");
   app.formatter(std::make_shared<ShortCommandList>());
   app.set_version_flag("--version", "quillpost " QUILLPOST_VERSION, "Print the version and exit");
-  app.require_subcommand(1);
   CommandLine line;
   DeclareHelloAndStatus(app, line);
   DeclareImport(app, line);
@@ -234,7 +236,9 @@ int main(int argc, char** argv) {
   DeclareSubscriptions(app, line);
   try {
     app.parse(argc, argv);
-    return FinishOutput(line.run());
+    if (line.run) return FinishOutput(line.run());
+    Complain(line.missing + " is missing; --help tells more");
+    return kUsage;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kUsage;
   } catch (const std::exception& error) {

@@ -1,0 +1,82 @@
+#include "SavedPackage.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <boost/filesystem.hpp>
+#include <future>
+
+#include "support/TestRoot.h"
+
+namespace fs = boost::filesystem;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+std::vector<std::string> NamesIn(const fs::path& directory) {
+  std::vector<std::string> names;
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+    names.push_back(entry.path().filename().string());
+  }
+  return names;
+}
+
+}  // namespace
+
+TEST(SavePackage, MakesTheDirectoryAndNumbersNamesThatAreTaken) {
+  TestRoot root;
+  const fs::path directory = root.path() / "deep/ink";
+  fs::path saved;
+  std::string reason;
+  for (const char* content : {"one", "two", "three"}) {
+    WriteFile(root.path() / "package", content);
+    ASSERT_TRUE(SavePackage(root.path() / "package", directory, "pen_1.2.3.4", saved, reason));
+    EXPECT_EQ(content, ReadFile(saved));
+  }
+  EXPECT_EQ(directory / "pen_1.2.3.4-2.stf2", saved);
+  EXPECT_THAT(NamesIn(directory),
+              UnorderedElementsAre("pen_1.2.3.4.stf2", "pen_1.2.3.4-1.stf2", "pen_1.2.3.4-2.stf2"));
+}
+
+TEST(SavePackage, SaysWhyThePackageCannotBeRead) {
+  TestRoot root;
+  fs::path saved;
+  std::string reason;
+  EXPECT_FALSE(SavePackage("/nonexistent/package", root.path() / "ink", "x", saved, reason));
+  EXPECT_EQ("can't read the package '/nonexistent/package': No such file or directory", reason);
+}
+
+TEST(SavePackage, SaysWhyTheCopyCannotBeMade) {
+  TestRoot root;
+  WriteFile(root.path() / "package", "ink");
+  WriteFile(root.path() / "file", "not a directory");
+  fs::path saved;
+  std::string reason;
+  const fs::path directory = root.path() / "file/ink";
+  EXPECT_FALSE(SavePackage(root.path() / "package", directory, "x", saved, reason));
+  EXPECT_EQ("can't save into '" + directory.string() + "': Not a directory", reason);
+}
+
+TEST(WaitUntilGone, EndsWhenTheLastFileIsRemoved) {
+  TestRoot root;
+  const fs::path one = root.path() / "one";
+  const fs::path two = root.path() / "two";
+  WriteFile(one, "1");
+  WriteFile(two, "2");
+  auto waiting = std::async(std::launch::async, [&] {
+    WaitUntilGone({one, two}, std::chrono::hours(1));
+    return fs::exists(one) || fs::exists(two);
+  });
+  fs::remove(two);
+  fs::remove(one);
+  EXPECT_FALSE(waiting.get());
+}
+
+TEST(WaitUntilGone, DoesNotWaitForWhatIsGoneAndNoLongerThanItIsTold) {
+  TestRoot root;
+  WaitUntilGone({root.path() / "missing"}, std::chrono::hours(1));
+  const fs::path stays = root.path() / "stays";
+  WriteFile(stays, "x");
+  WaitUntilGone({stays}, std::chrono::milliseconds(1));
+  EXPECT_TRUE(fs::exists(stays));
+}

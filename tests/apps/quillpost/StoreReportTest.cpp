@@ -1,0 +1,158 @@
+#include "StoreReport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/filesystem.hpp>
+
+#include "storage/FilesStorage.h"
+#include "support/TestRoot.h"
+
+namespace fs = boost::filesystem;
+using namespace TalvoQuillpost;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const char kPen[] = "0123-4567-89AB-CDEF";
+
+class StoreReportTest : public testing::Test {
+ protected:
+  void FileStroke(const std::string& page, const std::string& name, const std::string& bytes,
+                  const std::string& pen = kPen) {
+    ASSERT_TRUE(Storage::ImportStroke(pen, {page, name, "stf2"},
+                                      std::vector<char>(bytes.begin(), bytes.end())));
+  }
+
+  fs::path PathOf(const std::string& stroke) const { return root_.storage() / kPen / stroke; }
+
+  // Every name below the store, with its bytes.
+  std::vector<std::string> Snapshot() const {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root_.storage())) {
+      names.push_back(entry.path().string() +
+                      (fs::is_regular_file(entry.path()) ? ReadFile(entry.path()) : ""));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  TestRoot root_;
+};
+
+}  // namespace
+
+TEST_F(StoreReportTest, AMissingStoreIsEmpty) {
+  const StoreReport report = ReadStore();
+  EXPECT_EQ(root_.storage().string(), report.root);
+  EXPECT_THAT(report.pens, IsEmpty());
+  EXPECT_THAT(report.applications, IsEmpty());
+  EXPECT_THAT(report.problems, IsEmpty());
+  EXPECT_EQ(0u, report.Total().strokes);
+}
+
+TEST_F(StoreReportTest, CountsPensPagesStrokesAndBytes) {
+  FileStroke("1.2.3.4", "1_2", "12345");
+  FileStroke("1.2.3.4", "3_4", "123");
+  FileStroke("1.2.3.5", "1_2", "12");
+  FileStroke("1.2.3.4", "1_2", "1", "FFFF-FFFF-FFFF-FFFF");
+  const StoreReport report = ReadStore();
+  EXPECT_EQ(2u, report.pens.size());
+  EXPECT_EQ(3u, report.PageCount());
+  EXPECT_EQ(3u, report.Of(kPen).strokes);
+  EXPECT_EQ(10u, report.Of(kPen).bytes);
+  EXPECT_EQ(2u, report.pens.at(kPen).at("1.2.3.4").strokes);
+  EXPECT_EQ(4u, report.Total().strokes);
+  EXPECT_EQ(11u, report.Total().bytes);
+  EXPECT_EQ(4u, report.unclaimed);
+  EXPECT_THAT(report.problems, IsEmpty());
+}
+
+TEST_F(StoreReportTest, TellsHowFarEachApplicationIs) {
+  root_.Subscribe("Notes", "1.2.3.*");
+  root_.Subscribe("Quiet", "9.9.9.9");
+  FileStroke("1.2.3.4", "1_2", "12345");
+  FileStroke("1.2.3.4", "3_4", "123");
+  FileStroke("1.2.3.5", "5_6", "12");
+  ASSERT_TRUE(Storage::SyncRoutingInfo(kPen, "1.2.3.4", {"Notes", "Former"}));
+  ASSERT_TRUE(Storage::SetRoutingInfoMarkers(
+      kPen, "Notes", {{"1.2.3.4", "1_2", "stf2"}, {"1.2.3.4", "3_4", "stf2"}},
+      {{"1.2.3.4", "3_4", "stf2"}}));
+  const StoreReport report = ReadStore();
+  ASSERT_EQ(3u, report.applications.size());
+  const StoreReport::Application& notes = report.applications.at("Notes");
+  EXPECT_TRUE(notes.subscribed);
+  EXPECT_EQ("A test", notes.title);
+  EXPECT_EQ(2u, notes.claimed);
+  EXPECT_EQ(2u, notes.delivered);
+  EXPECT_EQ(1u, notes.processed);
+  EXPECT_FALSE(report.applications.at("Former").subscribed);
+  EXPECT_EQ(2u, report.applications.at("Former").claimed);
+  EXPECT_EQ(0u, report.applications.at("Former").delivered);
+  EXPECT_EQ(0u, report.applications.at("Quiet").claimed);
+  EXPECT_EQ(1u, report.unclaimed);
+}
+
+TEST_F(StoreReportTest, NamesAStrokeWhoseFileHasVanished) {
+  FileStroke("1.2.3.4", "1_2", "12345");
+  FileStroke("1.2.3.4", "3_4", "12345");
+  ASSERT_TRUE(Storage::SyncRoutingInfo(kPen, "1.2.3.4", {"Notes"}));
+  fs::remove(PathOf("1.2.3.4/1_2.stf2"));
+  const StoreReport report = ReadStore();
+  EXPECT_THAT(report.problems,
+              ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: the file has vanished"));
+  EXPECT_EQ(2u, report.applications.at("Notes").claimed);
+  EXPECT_EQ(1u, report.Total().strokes);
+}
+
+TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsEmpty) {
+  FileStroke("1.2.3.4", "1_2", "12345");
+  WriteFile(PathOf("1.2.3.4/1_2.stf2"), "");
+  EXPECT_THAT(ReadStore().problems,
+              ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: the file is empty"));
+}
+
+TEST_F(StoreReportTest, NamesAStrokeThatCannotBeRead) {
+  if (::getuid() == 0) GTEST_SKIP() << "root can read every file";
+  FileStroke("1.2.3.4", "1_2", "12345");
+  ::chmod(PathOf("1.2.3.4/1_2.stf2").c_str(), 0);
+  EXPECT_THAT(ReadStore().problems,
+              ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: the file can't be read: "
+                          "Permission denied"));
+}
+
+TEST_F(StoreReportTest, NamesACorruptedRoutingInfo) {
+  FileStroke("1.2.3.4", "1_2", "12345");
+  ASSERT_TRUE(Storage::SyncRoutingInfo(kPen, "1.2.3.4", {"Notes"}));
+  const std::string whole = ReadFile(PathOf("RoutingInfo.txt"));
+  WriteFile(PathOf("RoutingInfo.txt"), whole.substr(0, whole.size() / 2));
+  const StoreReport report = ReadStore();
+  ASSERT_EQ(1u, report.problems.size());
+  EXPECT_THAT(report.problems[0],
+              testing::StartsWith("0123-4567-89AB-CDEF/RoutingInfo.txt: the file is corrupted: "));
+  EXPECT_EQ(1u, report.unclaimed);
+}
+
+TEST_F(StoreReportTest, NamesARoutingInfoThatIsNoFile) {
+  FileStroke("1.2.3.4", "1_2", "12345");
+  ASSERT_EQ(0, ::mkfifo(PathOf("RoutingInfo.txt").c_str(), 0600));
+  const StoreReport report = ReadStore();
+  ASSERT_EQ(1u, report.problems.size());
+  EXPECT_THAT(report.problems[0],
+              testing::StartsWith("0123-4567-89AB-CDEF/RoutingInfo.txt: the file can't be read"));
+}
+
+TEST_F(StoreReportTest, ReadingChangesNothing) {
+  root_.Subscribe("Notes", "1.2.3.*");
+  FileStroke("1.2.3.4", "1_2", "12345");
+  ASSERT_TRUE(Storage::SyncRoutingInfo(kPen, "1.2.3.4", {"Notes", "Former"}));
+  fs::remove(PathOf("1.2.3.4/1_2.stf2"));
+  fs::create_directories(PathOf("1.2.3.9"));
+  const auto before = Snapshot();
+  ReadStore();
+  EXPECT_EQ(before, Snapshot());
+}
