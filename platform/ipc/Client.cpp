@@ -388,8 +388,8 @@ void Client::Impl::ShutDown() {
     std::lock_guard<std::mutex> lock(mutex_);
     stream = stream_;
   }
-  if (stream) stream->Close(boost::asio::error::operation_aborted);
   FailOpenRequests(MakeOutcome(Error::kClosed, "the client has been closed"));
+  if (stream) stream->Close(boost::asio::error::operation_aborted);
 }
 
 // ---- The public face
