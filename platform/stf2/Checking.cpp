@@ -42,8 +42,8 @@ class Budget {
   std::uint64_t strings_left_;
 };
 
+// An item without a body is none of the three.
 bool CheckItem(const Item& item, Budget& budget) {
-  if (!item.body()) return false;
   std::uint32_t samples = 0;
   if (const auto* property = item.body_as_Property()) {
     return budget.TakeItem(0) && budget.TakeString(property->key()) &&

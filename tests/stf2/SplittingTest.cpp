@@ -142,7 +142,7 @@ TEST(Splitting, AHundredThousandPagesWithPropertiesAreSplit) {
   constexpr std::uint32_t kPages = 100000;
   const Ink ink = MakeInk(7, {});
   for (int i = 0; i < 10; ++i) Stf2InkDataAddProperty(ink.get(), "key", "value");
-  for (std::uint32_t i = 0; i < 2 * kPages; ++i) {
+  for (std::uint32_t i = 0; i < kPages + 1000; ++i) {
     const std::string page = "1.2.3." + std::to_string(i % kPages);
     ASSERT_EQ(Stf2InkDataAddStroke(ink.get(), page.c_str(), i + 1, nullptr, 0, 0, 0), STF2_SUCCESS);
   }
