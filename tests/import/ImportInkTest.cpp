@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include "import/ImportFixture.h"
+#include "support/Machine.h"
 
 namespace fs = boost::filesystem;
 
@@ -85,6 +86,12 @@ TEST_F(ImportInk, TimesUseAll64Bits) {
   const std::uint64_t last = UINT64_MAX - 10;
   EXPECT_TRUE(Import(InkFile().AddStroke("1.2.3.4", 1).AddStroke("1.2.3.4", last).bytes()));
   EXPECT_EQ(StoredNames(), Names{Stroke("1.2.3.4/1_18446744073709551605")});
+}
+
+TEST_F(ImportInk, TimesAreWrittenWithoutTheHostsPunctuation) {
+  const ForeignLocale locale;
+  EXPECT_TRUE(Import(InkFile().AddStroke("1.2.3.4", 1700000000123).bytes()));
+  EXPECT_EQ(StoredNames(), Names{Stroke("1.2.3.4/1700000000123_1700000000123")});
 }
 
 TEST_F(ImportInk, OnlyStrokesHaveTimesAndPages) {

@@ -67,6 +67,29 @@ TEST_F(Disconnect, OfAClientWithPackagesOfTwoPensRollsBothBack) {
   EXPECT_EQ(CountScratchFiles(), 0u);
 }
 
+TEST_F(Disconnect, AtLevel2OnlyTheCrashIsSaid) {
+  const LogCapture quiet(2);
+  {
+    WireClient client(Endpoint());
+    Enable(client, "Alpha");
+    client.WaitForNotification();
+  }
+  EXPECT_TRUE(quiet.WaitFor(2, Crashed("Alpha").second));
+  service->Stop();
+  EXPECT_EQ(quiet.lines(), Lines{Crashed("Alpha")});
+}
+
+TEST_F(Disconnect, AtLevel1NothingIsSaid) {
+  const LogCapture quiet(1);
+  {
+    WireClient client(Endpoint());
+    Enable(client, "Alpha");
+    client.WaitForNotification();
+  }
+  service->Stop();
+  EXPECT_TRUE(quiet.lines().empty());
+}
+
 TEST_F(Disconnect, OfAClientWithoutPackagesIsOneLine) {
   WireClient client(Endpoint());
   Enable(client, "Gamma");

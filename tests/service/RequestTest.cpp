@@ -2,6 +2,7 @@
 // ImportRequestTest.cpp, what delivery does in NotificationTest.cpp.
 
 #include "service/ServiceFixture.h"
+#include "support/Machine.h"
 
 namespace fs = boost::filesystem;
 
@@ -21,6 +22,12 @@ TEST_F(Request, TheEndpointIsTheUsersOwn) {
   EXPECT_EQ(endpoint, (root.path() / "var/tmp/com.talvo.quillpost.sock.").string() +
                           std::to_string(::getuid()));
   EXPECT_EQ(fs::status(endpoint).type(), fs::socket_file);
+}
+
+TEST_F(Request, TheEndpointOfAnotherUserIsAnother) {
+  const UnknownUser user;
+  if (!user.is_set()) GTEST_SKIP() << "only root can become somebody else";
+  EXPECT_EQ(Endpoint(), (root.path() / "var/tmp/com.talvo.quillpost.sock.3999999998").string());
 }
 
 TEST_F(Request, HelloAnswersTheVersionAndNothingElse) {
