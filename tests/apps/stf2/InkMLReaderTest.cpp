@@ -113,7 +113,7 @@ TEST(InkMLReader, AChannelThatGrowsUpwardIsTurned) {
 TEST(InkMLReader, ForceIsScaledFromItsRange) {
   const Reading reading = ReadDocument(
       TraceDocument("1 1 0, 2 2 500, 3 3 1000", "<channel name='F' min='0' max='1000'/>"));
-  const auto& samples = reading.Strokes()[0].samples;
+  const std::vector<Stf2Sample> samples = reading.Strokes()[0].samples;
   EXPECT_EQ(samples[1].force, 0);
   EXPECT_EQ(samples[2].force, 32768);
   EXPECT_EQ(samples[3].force, 65535);
