@@ -91,18 +91,18 @@ void SmoothPositions(std::vector<Knot>& knots, const std::vector<Knot>& original
   }
 }
 
-// Digitisers report positions on a grid and force in jumps; both are smoothed along the stroke.
-// Steps of a grid that is coarse beside the pen's width are ironed out over many points, but never
-// by more than the grid can have been wrong.
+// Digitisers report positions on a grid; its steps are ironed out, but never by more than the grid
+// can have been wrong. Where the grid is coarse beside the pen's width and the points are dense on
+// it, a step is many points long, and so must be the smoothing.
 void Smooth(std::vector<Knot>& knots) {
   if (knots.size() < 3) return;
   const std::vector<Knot> original = knots;
   const double radius = original[original.size() / 2].radius;
   const double pitch = PitchOf(original);
-  const double mean_step = WayAlong(original) / static_cast<double>(original.size() - 1);
-  const bool coarse = pitch > radius / 4 && pitch <= kCoarsestPitch && mean_step < 3 * pitch;
-  const double reach = coarse ? std::max(radius / 3, 1.1 * pitch) : radius / 3;
-  const int passes = coarse ? 24 : 2;
+  const double density = pitch * static_cast<double>(original.size() - 1) / WayAlong(original);
+  const bool coarse = pitch > radius / 4 && pitch <= kCoarsestPitch && density > 0.3;
+  const double reach = coarse ? 1.1 * pitch : std::min(pitch, radius / 4);
+  const int passes = coarse ? std::clamp(static_cast<int>(24 * density * density), 2, 24) : 2;
   for (int pass = 0; pass < passes; ++pass) SmoothPositions(knots, original, reach, coarse);
 }
 
