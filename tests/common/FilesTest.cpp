@@ -9,8 +9,6 @@
 #include <unistd.h>
 
 #include <boost/filesystem.hpp>
-#include <functional>
-#include <regex>
 #include <set>
 #include <thread>
 #include <vector>
@@ -193,8 +191,7 @@ TEST_F(CreateTempSTF2FileTest, MakesTwoDifferentEmptyFilesInTheScratchDirectory)
   for (const fs::path& path : {first, second}) {
     EXPECT_EQ(root_.home() / "Library/Application Support/Talvo/Quillpost/Temp",
               path.parent_path());
-    EXPECT_TRUE(std::regex_match(path.filename().string(), std::regex("stf2\\.[A-Za-z0-9]{6}")))
-        << path;
+    EXPECT_THAT(path.filename().string(), testing::MatchesRegex("stf2\\.[A-Za-z0-9]{6}"));
     EXPECT_TRUE(fs::is_regular_file(path));
     EXPECT_EQ(0u, fs::file_size(path));
     EXPECT_EQ(fs::perms(0600), fs::status(path).permissions());
