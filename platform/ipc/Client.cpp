@@ -101,7 +101,8 @@ class Worker {
 
 }  // namespace
 
-class Client::Impl : public ClientStream::Host, public std::enable_shared_from_this<Client::Impl> {
+class Client::Impl final : public ClientStream::Host,
+                           public std::enable_shared_from_this<Client::Impl> {
  public:
   explicit Impl(Options options)
       : options_(std::move(options)), reconnect_delay_(options_.reconnect_first) {}
