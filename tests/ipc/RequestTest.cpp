@@ -165,12 +165,8 @@ TEST_F(Request, BlankLinesAndCarriageReturnsAreIgnored) {
 }
 
 TEST_F(Request, OutputIsValidUtf8InOneLineWhateverTheOwnerSends) {
-  const std::string file_name = "in\xFFk\n.stf2";
-  server_.queue().post([&] {
-    Json::Value params(Json::objectValue);
-    params["Path"] = file_name;
-    server_.connections().at(0)->SendNotification("Note", params);
-  });
+  ASSERT_TRUE(Eventually([&] { return server_.connected() == 1; }));
+  server_.connections().at(0)->SendNotification("Note", Params({{"Path", "in\xFFk\n.stf2"}}));
   EXPECT_EQ(client_->WaitForLine(),
             "{\"jsonrpc\":\"2.0\",\"method\":\"Note\",\"params\":{\"Path\":"
             "\"in\xEF\xBF\xBDk\\u000a.stf2\"}}");
