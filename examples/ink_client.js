@@ -48,12 +48,13 @@ class Service {
 
 async function listen(application, count) {
   const service = new Service(async ({ InkPackagePath, InkPackagePen, InkPackagePages }) => {
-    if (count-- === 0) return;
+    if (count === 0) return;
+    const last = --count === 0;
     const name = path.basename(InkPackagePath);
     fs.copyFileSync(InkPackagePath, name);  // the confirmation makes the file vanish
     console.log(`pen ${InkPackagePen}, pages ${InkPackagePages.join(' ')}: ${name}`);
     await service.request('ConfirmInkPackageDelivery', { InkPackagePen, InkPackageDelivered: true });
-    if (count !== 0) return;
+    if (!last) return;
     // Who leaves before the file has gone gets the package again.
     while (fs.existsSync(InkPackagePath)) await new Promise((done) => setTimeout(done, 10));
     await service.request('DisableNotifications', { ApplicationID: application });
