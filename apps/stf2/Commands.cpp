@@ -43,6 +43,9 @@ void Readdress(Ink& ink, const InkMLOptions& options) {
   }
 }
 
+// The largest file that the service imports.
+constexpr std::size_t kMostImportBytes = 104857600;
+
 std::string CompactJson(const Json::Value& value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
@@ -94,7 +97,11 @@ int Convert(const Options& options, Streams streams) {
     if (!from_xml) Readdress(ink, inkml);
     const Summary summary = Summarize(ink);
     const std::string path = OutputPath(file, options.output, StemOf(file) + "." + format);
-    session.Save(path, format == "stf2" ? WriteStf2(ink) : WriteInkML(ink));
+    const std::string bytes = format == "stf2" ? WriteStf2(ink) : WriteInkML(ink);
+    session.Save(path, bytes);
+    if (format == "stf2" && bytes.size() > kMostImportBytes) {
+      session.Note(file, "note: the service imports files of at most 100 MiB; split it");
+    }
     for (const std::string& obstacle : summary.Obstacles()) session.Note(file, "note: " + obstacle);
     return path + " (" + InShort(summary) + ")";
   });
