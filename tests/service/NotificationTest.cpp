@@ -327,7 +327,7 @@ TEST_F(Notification, ManyApplicationsAtOnceAllReceiveAllInk) {
   AddStrokes(kStrokes, "A");
   AddStrokes(kStrokes, "B");
   Start();
-  const auto run = [this](int number) {
+  const auto run = [](int number) {
     const std::string app = "app" + std::to_string(number);
     for (int packages = 0, lives = 0; packages < 2 * kStrokes; ++lives) {
       WireClient client(Endpoint());
