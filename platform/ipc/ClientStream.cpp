@@ -7,7 +7,8 @@ namespace IPC {
 
 ClientStream::ClientStream(boost::asio::io_service& queue, Descriptor socket, Host& host)
     // A service reads on when it has answered enough, however long that takes.
-    : LineStream(queue, std::move(socket), {std::chrono::seconds(0), false}), host_(host) {}
+    : LineStream(queue, std::move(socket), {std::chrono::seconds(0), false, nullptr}),
+      host_(host) {}
 
 void ClientStream::OnLine(std::string_view line) {
   ServerMessage message;

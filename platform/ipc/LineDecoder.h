@@ -27,6 +27,9 @@ class LineDecoder {
   // blanks (space, tab, CR) alone are passed over.
   Result Next(std::string_view& line);
 
+  // The bytes that have been taken and not been given as lines.
+  std::size_t size() const { return bytes_.size() - begin_; }
+
  private:
   std::string bytes_;
   std::size_t begin_ = 0;    // where the next line begins

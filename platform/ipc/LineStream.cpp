@@ -4,6 +4,7 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
+#include <utility>
 
 namespace IPC {
 namespace {
@@ -58,7 +59,19 @@ void LineStream::Turn() {
   if (is_open() && paused_) WatchForPeerGone();
 }
 
+// Called whenever all complete lines have been handed on.
+void LineStream::HoldInput(std::size_t bytes) {
+  if (!patience_.room) return;
+  std::lock_guard<std::mutex> lock(mutex_);
+  patience_.room->used_bytes += bytes;
+  patience_.room->used_bytes -= input_bytes_;
+  input_bytes_ = bytes;
+}
+
 void LineStream::Read() {
+  HoldInput(decoder_.size());
+  if (decoder_.size() > 0 && patience_.room && patience_.room->IsExceeded()) OnRoomExceeded();
+  if (!is_open()) return;
   socket_->async_read_some(
       boost::asio::buffer(input_),
       [self = Self()](const error_code& error, std::size_t size) { self->OnRead(error, size); });
@@ -112,6 +125,8 @@ void LineStream::Resume() {
 
 bool LineStream::Send(const std::string& line) {
   bool overflow = false;
+  bool exceeded = false;
+  bool start_writing = false;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (sealed_) return false;
@@ -122,17 +137,28 @@ bool LineStream::Send(const std::string& line) {
     } else {
       outbox_ += line;
       unsent_bytes_ += line.size();
-      if (writing_) return true;
-      writing_ = true;
+      if (patience_.room) {
+        patience_.room->used_bytes += line.size();
+        exceeded = patience_.room->IsExceeded();
+      }
+      if (writing_ && !exceeded) return true;
+      start_writing = !std::exchange(writing_, true);
     }
   }
-  Post(overflow ? &LineStream::Overflow : &LineStream::Write);
+  if (overflow) Post(&LineStream::Overflow);
+  if (start_writing) Post(&LineStream::Write);
+  if (exceeded) Post(&LineStream::OnRoomExceeded);
   return !overflow;
 }
 
 bool LineStream::IsSending() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return !sealed_;
+}
+
+std::size_t LineStream::HeldBytes() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return unsent_bytes_ + input_bytes_;
 }
 
 void LineStream::Overflow() {
@@ -170,6 +196,7 @@ void LineStream::OnWritten(const error_code& error, std::size_t size) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
     unsent_bytes_ -= size;
+    if (patience_.room) patience_.room->used_bytes -= size;
   }
   Write();
 }
@@ -210,6 +237,8 @@ void LineStream::Close(const error_code& reason) {
     std::lock_guard<std::mutex> lock(mutex_);
     sealed_ = true;
     std::string().swap(outbox_);
+    if (patience_.room) patience_.room->used_bytes -= unsent_bytes_ + input_bytes_;
+    unsent_bytes_ = input_bytes_ = 0;
   }
   stall_timer_.reset();
   socket_.reset();

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <boost/asio/io_service.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -28,6 +29,15 @@ namespace IPC {
 
 inline constexpr std::size_t kMaxOutboxBytes = std::size_t(4) << 20;
 
+// What many streams of one owner may hold together, of lines that have begun to arrive and of lines
+// that have not been sent.
+struct SharedRoom {
+  const std::size_t limit_bytes;
+  std::atomic<std::size_t> used_bytes{0};
+
+  bool IsExceeded() const { return used_bytes > limit_bytes; }
+};
+
 class LineStream : public std::enable_shared_from_this<LineStream>, boost::noncopyable {
  public:
   virtual ~LineStream() {}
@@ -43,6 +53,9 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // Whether Send may still take something. Any thread.
   bool IsSending() const;
 
+  // Its part of the room. Any thread.
+  std::size_t HeldBytes() const;
+
   // Ends the stream at once: what is in the outbox is lost. OnEnd is called before this returns.
   // On the queue; nothing happens where the stream has ended already.
   void Close(const boost::system::error_code& reason);
@@ -52,6 +65,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   struct Patience {
     std::chrono::seconds stall_limit;  // how long it may take nothing of what waits; 0 for ever
     bool overflow_ends;                // whether a full outbox ends the stream
+    std::shared_ptr<SharedRoom> room;  // null for none
   };
 
   // Takes a connected socket that does not block. On the queue, or before it knows the stream.
@@ -65,6 +79,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   virtual void OnLineTooLong() = 0;
   // The peer sends no more, all its lines have been handed on, and it still listens.
   virtual void OnPeerFinished() = 0;
+  // The room is exceeded. What is done about it may end this stream.
+  virtual void OnRoomExceeded() {}
   // The stream has ended; no hook is called any more. Once.
   virtual void OnEnd(const boost::system::error_code& reason) = 0;
 
@@ -92,6 +108,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   bool HasPeerGone();
   void WatchForPeerGone();
   void Overflow();
+  void HoldInput(std::size_t bytes);
   void Write();
   void OnWritten(const boost::system::error_code& error, std::size_t size);
   void WatchForStall(std::chrono::steady_clock::duration time);
@@ -119,6 +136,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   mutable std::mutex mutex_;  // guards what follows; nothing is called while it is held
   std::string outbox_;
   std::size_t unsent_bytes_ = 0;  // of outbox_ and sending_
+  std::size_t input_bytes_ = 0;   // of the line that has begun to arrive
   bool writing_ = false;          // a job that will look into outbox_ is on its way
   bool sealed_ = false;           // Send takes nothing any more
 };

@@ -3,6 +3,7 @@
 #include <Talvo/Logger.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <atomic>
 #include <boost/asio/error.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
@@ -24,6 +25,10 @@ namespace {
 using boost::system::error_code;
 
 constexpr std::size_t kMaxConnections = 64;
+
+// What all connections together may make the server hold for them. Peers that read and send whole
+// lines hold next to nothing.
+constexpr std::size_t kMaxHeldBytes = std::size_t(16) << 20;
 
 // How long accepting rests when the system has no descriptors or memory for another connection.
 constexpr std::chrono::milliseconds kAcceptRest(100);
@@ -48,6 +53,7 @@ class ServerImpl : public Server,
                      const Reply& reply) override;
   void HandleEnd(const std::shared_ptr<Session>& session, boost::shared_ptr<Connection> connection,
                  const error_code& reason) override;
+  void HandleRoomExceeded() override;
   void LogWarning(const std::string& message) const;
 
   void StartAccepting(Descriptor listener);
@@ -59,6 +65,8 @@ class ServerImpl : public Server,
 
   boost::asio::io_service& queue_;
   const std::string name_;
+
+  const std::shared_ptr<SharedRoom> room_{new SharedRoom{kMaxHeldBytes}};
 
   std::atomic<bool> listen_called_{false};
   std::atomic<bool> listening_{false};
@@ -113,7 +121,7 @@ void ServerImpl::Accept() {
       ::accept4(listener_->native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
   if (socket) {
     accepting_rests_ = false;
-    Admit(std::move(socket));
+    RunGuarded(name_, "taking a new connection", [&] { Admit(std::move(socket)); });
   } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
     return RestFromAccepting(errno);
   }
@@ -139,7 +147,8 @@ void ServerImpl::Admit(Descriptor socket) {
     (void)!::send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     return LogWarning("refused a connection beyond 64");
   }
-  const std::shared_ptr<Session> session = Session::Make(queue_, std::move(socket), *this, name_);
+  const std::shared_ptr<Session> session =
+      Session::Make(queue_, std::move(socket), *this, room_, name_);
   sessions_.insert(session);
   if (on_connected_) {
     RunGuarded(name_, "taking a new connection", [&] { on_connected_(session->connection()); });
@@ -167,6 +176,17 @@ void ServerImpl::HandleEnd(const std::shared_ptr<Session>& session,
     RunGuarded(name_, "reporting the end of a connection",
                [&] { on_disconnected_(connection, reason); });
   } while (connection.use_count() < references_before);
+}
+
+// Ends the connection that holds the most, and so on, until the others have room.
+void ServerImpl::HandleRoomExceeded() {
+  while (room_->IsExceeded() && !sessions_.empty()) {
+    const std::shared_ptr<Session> largest = *std::max_element(
+        sessions_.begin(), sessions_.end(),
+        [](const auto& a, const auto& b) { return a->HeldBytes() < b->HeldBytes(); });
+    LogWarning("ended the connection that held the most of more than 16 MiB");
+    largest->Close(boost::asio::error::no_memory);
+  }
 }
 
 void ServerImpl::LogWarning(const std::string& message) const {

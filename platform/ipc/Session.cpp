@@ -63,14 +63,16 @@ boost::system::error_code BadMessage() {
 }  // namespace
 
 Session::Session(boost::asio::io_service& queue, Descriptor socket, Host& host,
-                 const std::string& server_name)
-    : LineStream(queue, std::move(socket), {kStallLimit, true}),
+                 std::shared_ptr<SharedRoom> room, const std::string& server_name)
+    : LineStream(queue, std::move(socket), {kStallLimit, true, std::move(room)}),
       host_(host),
       server_name_(server_name) {}
 
 std::shared_ptr<Session> Session::Make(boost::asio::io_service& queue, Descriptor socket,
-                                       Host& host, const std::string& server_name) {
-  std::shared_ptr<Session> session(new Session(queue, std::move(socket), host, server_name));
+                                       Host& host, std::shared_ptr<SharedRoom> room,
+                                       const std::string& server_name) {
+  std::shared_ptr<Session> session(
+      new Session(queue, std::move(socket), host, std::move(room), server_name));
   session->connection_ = boost::make_shared<SessionConnection>(session);
   return session;
 }
@@ -142,6 +144,10 @@ bool Session::Notify(const std::string& name, const Json::Value& params) {
 
 void Session::LogWarning(const std::string& message) const {
   Log(server_name_, Talvo::kLogWarning, message);
+}
+
+void Session::OnRoomExceeded() {
+  host_.HandleRoomExceeded();
 }
 
 void Session::OnEnd(const boost::system::error_code& reason) {

@@ -29,13 +29,17 @@ class Session : public LineStream {
                            boost::shared_ptr<Server::Connection> connection,
                            const boost::system::error_code& reason) = 0;
 
+    // The sessions together hold more than their room.
+    virtual void HandleRoomExceeded() = 0;
+
    protected:
     ~Host() {}
   };
 
   // Takes a connected socket. On the queue.
   static std::shared_ptr<Session> Make(boost::asio::io_service& queue, Descriptor socket,
-                                       Host& host, const std::string& server_name);
+                                       Host& host, std::shared_ptr<SharedRoom> room,
+                                       const std::string& server_name);
 
   const boost::shared_ptr<Server::Connection>& connection() const { return connection_; }
 
@@ -47,11 +51,12 @@ class Session : public LineStream {
 
  private:
   Session(boost::asio::io_service& queue, Descriptor socket, Host& host,
-          const std::string& server_name);
+          std::shared_ptr<SharedRoom> room, const std::string& server_name);
 
   void OnLine(std::string_view line) override;
   void OnLineTooLong() override;
   void OnPeerFinished() override;
+  void OnRoomExceeded() override;
   void OnEnd(const boost::system::error_code& reason) override;
 
   std::shared_ptr<Session> Self() { return std::static_pointer_cast<Session>(shared_from_this()); }

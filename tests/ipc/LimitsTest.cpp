@@ -152,6 +152,43 @@ TEST_F(Limits, APeerThatReadsNothingForTenSecondsIsEnded) {
       server_.log().Has(2, "Quillpost:Test ended a connection that read nothing for ten seconds"));
 }
 
+// ---- All together
+
+// Six peers that do not read, each within its own bound, are more than there is room for. The
+// others go on.
+TEST_F(Limits, PeersThatTogetherLeaveTooMuchUnreadLoseTheOneThatHoldsMost) {
+  const auto good = Connect();
+  ASSERT_EQ(good->Request("Echo"), "Success");
+  std::vector<std::unique_ptr<WireClient>> clients;
+  for (std::size_t i = 0; i < 6; ++i) {
+    clients.push_back(Connect());
+    ASSERT_TRUE(Eventually([&] { return server_.connected() == i + 2; }));
+    const std::size_t half_mebibytes = i == 3 ? 7 : 6;
+    for (std::size_t n = 0; n < half_mebibytes; ++n)
+      ASSERT_TRUE(server_.connections().at(i + 1)->SendNotification("Note", Bulk(512 * 1024)));
+  }
+  ASSERT_TRUE(Eventually([&] { return server_.ends().size() == 1; }));
+  EXPECT_EQ(server_.ends()[0], boost::asio::error::no_memory);
+  EXPECT_FALSE(server_.connections().at(4)->SendNotification("Note", Bulk(1)));
+  EXPECT_EQ(good->Request("Echo"), "Success");
+}
+
+TEST_F(Limits, LinesThatNeverEndCountToo) {
+  const auto good = Connect();
+  std::vector<std::unique_ptr<WireClient>> clients;
+  for (int i = 0; i < 20; ++i) {
+    clients.push_back(Connect());
+    try {
+      clients.back()->SendBytes(std::string(1000 * 1000, ' '));
+    } catch (const std::runtime_error&) {
+      // Ended already.
+    }
+  }
+  EXPECT_TRUE(Eventually([&] { return !server_.ends().empty(); }));
+  EXPECT_EQ(server_.ends()[0], boost::asio::error::no_memory);
+  EXPECT_EQ(good->Request("Echo"), "Success");
+}
+
 // ---- Descriptors
 
 // With all descriptors taken the server can't accept. It says so once, goes on serving those who
