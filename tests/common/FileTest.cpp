@@ -196,6 +196,16 @@ TEST_F(ReadRegularFileTest, TellsWhyAFileCantBeRead) {
   EXPECT_EQ(EINVAL, ReadRegularFile(Path("fifo"), 10, bytes).value());
 }
 
+// The kernel's own files are said to be a page long.
+TEST_F(ReadRegularFileTest, AFileThatHoldsLessThanItSaysGivesWhatThereIs) {
+  const fs::path file = "/sys/devices/system/cpu/online";
+  const std::string content = ReadFile(file);
+  if (content.empty() || fs::file_size(file) <= content.size()) GTEST_SKIP() << "no such file";
+  FileBytes bytes;
+  EXPECT_FALSE(ReadRegularFile(file, UINT64_MAX, bytes));
+  EXPECT_EQ(content, Text(bytes));
+}
+
 // A mapped file that another program cuts short ends the process; a copied one does not.
 TEST_F(ReadRegularFileTest, AFileThatIsCutShortMeanwhileGivesWhatWasThere) {
   const std::string content(1 << 20, 'x');

@@ -287,8 +287,10 @@ TEST(IsPageAddressInRange, AnswersTheSameForEachPairOfFieldsInEachPlace) {
 }
 
 TEST(IsPageAddressInRange, TheHostsLocaleHasNoSay) {
-  const ForeignLocale locale;
-  ExpectTableAsModelled();
+  for (const char separator : {'.', ' ', '-'}) {
+    const ForeignLocale locale(separator);
+    ExpectTableAsModelled();
+  }
 }
 
 TEST(IsPageAddressInRange, BearsFieldsOfAnyLength) {

@@ -171,9 +171,11 @@ TEST(RoutingInfoFile, IsReadBackAsItWas) {
 TEST(RoutingInfoFile, TheHostsLocaleChangesNothing) {
   for (const StrokeMap& table : Tables()) {
     const std::string classic = WriteRoutingInfo(table);
-    const ForeignLocale locale;
-    EXPECT_EQ(classic, WriteRoutingInfo(table));
-    EXPECT_EQ(table, ReadRoutingInfo(classic));
+    for (const char separator : {'.', ' '}) {
+      const ForeignLocale locale(separator);
+      EXPECT_EQ(classic, WriteRoutingInfo(table));
+      EXPECT_EQ(table, ReadRoutingInfo(classic));
+    }
   }
 }
 

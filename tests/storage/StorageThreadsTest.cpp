@@ -91,6 +91,23 @@ TEST_F(StorageThreadsTest, TheTableBearsAllOperationsAtOnce) {
   }
 }
 
+// Marks overwrite their own bytes: a process that is killed at any moment leaves a whole archive.
+TEST_F(StorageThreadsTest, RoutingInfoIsNeverShorterWhileMarksAreSet) {
+  for (int i = 0; i < 50; ++i) Put(std::to_string(i) + ".stf2");
+  ASSERT_TRUE(Sync({kApp}));
+  const auto size = fs::file_size(RoutingInfoPath());
+  std::atomic<bool> stop(false);
+  std::thread reader([&] {
+    while (!stop) EXPECT_EQ(size, fs::file_size(RoutingInfoPath()));
+  });
+  for (int i = 0; i < 500; ++i) {
+    const Strokes stroke = {Stroke(std::to_string(i % 50))};
+    EXPECT_TRUE(SetRoutingInfoMarkers(kPen, kApp, stroke, stroke));
+  }
+  stop = true;
+  reader.join();
+}
+
 // A stop while passes still run: the table is empty or whole, never between.
 TEST_F(StorageThreadsTest, StartingAndStoppingBesideEverythingElse) {
   Put("a.stf2");

@@ -164,6 +164,19 @@ TEST_F(TidyingTest, ALinkedPageWithInkStays) {
   EXPECT_EQ("ink", ReadFile(PenPath("1.2.3.4/a.stf2")));
 }
 
+// An import comes between the look into the directory and its removal.
+TEST_F(TidyingTest, InkThatIsFiledMeanwhileStays) {
+  Put(".hidden");
+  bool imported = false;
+  EXPECT_FALSE(RemoveDirectoryWithout(PenPath(kPage), [&](const fs::path& entry) {
+    if (!imported) imported = ImportStroke(kPen, Stroke("late"), {'i', 'n', 'k'});
+    return entry.filename() != ".hidden";
+  }));
+  EXPECT_TRUE(imported);
+  EXPECT_EQ("ink", ReadFile(PenPath("1.2.3.4/late.stf2")));
+  EXPECT_FALSE(fs::exists(PenPath("1.2.3.4/.hidden")));
+}
+
 TEST_F(TidyingTest, WhatCantBeRemovedRaises) {
   fs::create_directories(PenPath(kPage));
   fs::permissions(PenPath(), fs::perms(0555));

@@ -90,22 +90,30 @@ class UnknownUser {
   bool is_set_ = false;
 };
 
-// A global locale that writes 1234567.5 as 1.234.567,5, and true as "ja".
+// A global locale that writes 12345.5 as 1.2.3.4.5,5, or with another separator than the dot, and
+// true as "ja".
 class ForeignLocale {
  public:
-  ForeignLocale()
-      : before_(std::locale::global(std::locale(std::locale::classic(), new Punctuation))) {}
+  explicit ForeignLocale(char separator = '.')
+      : before_(
+            std::locale::global(std::locale(std::locale::classic(), new Punctuation(separator)))) {}
   ~ForeignLocale() { std::locale::global(before_); }
   ForeignLocale(const ForeignLocale&) = delete;
   ForeignLocale& operator=(const ForeignLocale&) = delete;
 
  private:
   class Punctuation : public std::numpunct<char> {
+   public:
+    explicit Punctuation(char separator) : separator_(separator) {}
+
+   private:
     char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
+    char do_thousands_sep() const override { return separator_; }
     std::string do_grouping() const override { return "\1"; }
     std::string do_truename() const override { return "ja"; }
     std::string do_falsename() const override { return "nein"; }
+
+    const char separator_;
   };
 
   const std::locale before_;

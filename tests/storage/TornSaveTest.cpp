@@ -1,0 +1,90 @@
+// Routing info whose saving was cut off in the middle, as by a full disk or a killed process.
+
+#include <signal.h>
+#include <sys/resource.h>
+
+#include "storage/StoreTest.h"
+
+using namespace TalvoQuillpost::Storage;
+
+namespace {
+
+// Files of this process grow no further than this, as long as the object lives.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit = {bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_;
+};
+
+class TornSave : public StoreTest {
+ protected:
+  static std::string Name(int i) { return "17000000000" + std::to_string(10 + i); }
+
+  // Half of the strokes have been taken, the other half nobody has received.
+  void FileStrokes() {
+    for (int i = 0; i < 80; ++i) {
+      Put(Name(i) + ".stf2");
+      if (i % 2 == 0) taken_.insert(Stroke(Name(i)));
+    }
+    ASSERT_TRUE(Sync({kApp}));
+    ASSERT_TRUE(SetRoutingInfoMarkers(kPen, kApp, taken_, taken_));
+  }
+
+  Strokes taken_;
+};
+
+// Records of strokes are often equally long: the new beginning of a file before its old rest would
+// read well, and give strokes that nobody has received the marks of others.
+TEST_F(TornSave, ReadsAsCorruptedAndNeverAsMarksOfOtherStrokes) {
+  FileStrokes();
+  for (const rlim_t bytes : {300, 1000, 1500}) {
+    {
+      const FileSizeLimit limit(bytes);
+      EXPECT_FALSE(RemoveStrokes(kPen, taken_));
+    }
+    Cleanup();
+    const LogCapture log;
+    ASSERT_TRUE(Initialize());
+    EXPECT_TRUE(log.Has(2, "Corrupted Routing Info 'ROOT/" + std::string(kPen) +
+                               "/RoutingInfo.txt': input stream error."));
+    EXPECT_TRUE(Processed().empty());
+    ASSERT_TRUE(Sync({kApp}));
+    EXPECT_EQ(Undelivered().size(), 40u);
+  }
+}
+
+TEST_F(TornSave, OfMarksKeepsThoseThatWereWritten) {
+  FileStrokes();
+  const auto size = boost::filesystem::file_size(RoutingInfoPath());
+  const Strokes last = {Stroke(Name(79))};
+  {
+    const FileSizeLimit limit(size / 2);
+    EXPECT_FALSE(SetRoutingInfoMarkers(kPen, kApp, last, last));
+  }
+  Cleanup();
+  ASSERT_TRUE(Initialize());
+  EXPECT_EQ(Processed(), taken_);
+  EXPECT_EQ(Undelivered().size(), 40u);
+}
+
+TEST_F(TornSave, IsMadeGoodByTheNextSave) {
+  FileStrokes();
+  {
+    const FileSizeLimit limit(500);
+    EXPECT_FALSE(RemoveStrokes(kPen, taken_));
+  }
+  EXPECT_TRUE(SaveRoutingInfo(kPen));
+  EXPECT_EQ(Saved().size(), 40u);
+}
+
+}  // namespace
