@@ -82,7 +82,10 @@ bool ListEntries(const fs::path& directory, fs::file_type wanted, bool hidden,
   out.clear();
   boost::system::error_code error;
   if (fs::status(directory, error).type() != fs::directory_file) return false;
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+  fs::directory_iterator entries(directory, error);
+  if (error == boost::system::errc::no_such_file_or_directory) return false;  // gone meanwhile
+  if (error) throw fs::filesystem_error("can't list directory", directory, error);
+  for (const fs::directory_entry& entry : entries) {
     if (!hidden && entry.path().filename().native().front() == '.') continue;
     if (fs::status(entry.path(), error).type() == wanted) out.insert(entry.path());
   }

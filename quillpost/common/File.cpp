@@ -63,6 +63,15 @@ boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t
   return {};
 }
 
+boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, char byte) {
+  ssize_t written;
+  do {
+    written = ::pwrite(descriptor, &byte, 1, static_cast<off_t>(offset));
+  } while (written < 0 && errno == EINTR);
+  if (written < 0) return LastError();
+  return {};
+}
+
 boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes) {
   if (::ftruncate(descriptor, static_cast<off_t>(size_bytes)) != 0) return LastError();
   return {};
@@ -87,8 +96,9 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                std::min(size_bytes - out.size_bytes, kMaxTransfer));
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
+      const auto error = LastError();
       out = FileBytes();
-      return LastError();
+      return error;
     }
     if (got == 0) break;  // cut short meanwhile
     out.size_bytes += static_cast<std::size_t>(got);

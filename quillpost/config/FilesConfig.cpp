@@ -22,7 +22,7 @@ namespace Config {
 namespace {
 
 // A subscription is a few lines; what is larger is none, and not read into memory.
-constexpr std::uint64_t kMaxFileBytes = 16u << 20;
+constexpr std::uint64_t kMaxFileBytes = 1u << 20;
 
 // The end of the number that begins at `i`: as the reader takes it, which is more than JSON allows.
 std::size_t NumberEnd(const std::string& text, std::size_t i) {

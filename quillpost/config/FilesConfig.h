@@ -34,7 +34,7 @@ struct App {
 std::string GetRoot();
 
 // Reads one subscription file. True when it is a valid subscription, with its root object in `out`;
-// false otherwise, and for a file of more than 16 MiB, with an empty object. Comments and text
+// false otherwise, and for a file of more than 1 MiB, with an empty object. Comments and text
 // after the document are accepted. Numbers, which mean nothing here, may read as 0 where the host's
 // global locale has a number format of its own.
 bool LoadConfig(const boost::filesystem::path& file, Json::Value& out);

@@ -32,8 +32,8 @@ typedef boost::lock_guard<boost::recursive_mutex> Lock;
 
 constexpr char kRoutingInfoFile[] = "RoutingInfo.txt";
 
-// Room for some ten million strokes of one pen; a larger file is damaged, and not read into memory.
-constexpr std::uint64_t kMaxRoutingInfoBytes = 1u << 30;
+// Room for some two million strokes of one pen; a larger file is damaged, and not read into memory.
+constexpr std::uint64_t kMaxRoutingInfoBytes = 256u << 20;
 
 bool IsDirectory(const fs::path& path) {
   boost::system::error_code error;
@@ -55,13 +55,13 @@ void LoadRoutingInfo(const std::string& pen) {
     QUILLPOST_LOG_ERROR("Routing Info 'ROOT/%s' is not regular file?!?.", relative.c_str());
     return;
   }
-  Common::FileBytes bytes;
-  if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, bytes)) {
-    QUILLPOST_LOG_ERROR("Failed to open Routing Info 'ROOT/%s'.", relative.c_str());
-    return;
-  }
   StrokeMap strokes;
   try {
+    Common::FileBytes bytes;
+    if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, bytes)) {
+      QUILLPOST_LOG_ERROR("Failed to open Routing Info 'ROOT/%s'.", relative.c_str());
+      return;
+    }
     if (bytes.size_bytes > kMaxRoutingInfoBytes) throw std::length_error("file too large");
     strokes = ReadRoutingInfo(std::string(bytes.data.get(), bytes.size_bytes));
   } catch (const std::exception& error) {
@@ -101,22 +101,50 @@ bool IsProcessed(const ClaimList& claims) {
          std::any_of(claims.begin(), claims.end(), is_processed);
 }
 
-// Writes the archive over what the file holds and cuts it to length afterwards: marks that were set
-// overwrite their own bytes, which needs no room on the disk, and a process that is killed between
-// the two leaves a complete archive, with bytes behind it that nobody reads.
-bool WriteArchive(const StrokeMap& strokes, Common::Descriptor& file, std::string& reason) {
-  std::string archive;
+// Whether `bytes` become `archive` by setting marks alone: a "0" that stands by itself turns to
+// "1".
+bool DifferByMarksOnly(const Common::FileBytes& bytes, const std::string& archive) {
+  if (bytes.size_bytes != archive.size()) return false;
+  for (std::size_t i = 0; i < archive.size(); ++i) {
+    if (bytes.data[i] == archive[i]) continue;
+    const bool is_mark = bytes.data[i] == '0' && archive[i] == '1' && archive[i - 1] == ' ' &&
+                         (archive[i + 1] == ' ' || archive[i + 1] == '\n');
+    if (!is_mark) return false;
+  }
+  return true;
+}
+
+// Marks are set in their places: a process that is killed meanwhile leaves a whole archive with
+// some of them. Everything else is written anew from nothing: a new beginning before an old rest
+// could read as a whole archive, with the marks of one stroke at another.
+boost::system::error_code WriteArchive(const fs::path& path, const std::string& archive,
+                                       Common::Descriptor& file) {
+  Common::FileBytes old;
+  if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, old) ||
+      !DifferByMarksOnly(old, archive)) {
+    if (const auto error = Common::Truncate(file.get(), 0)) return error;
+    if (const auto error = Common::WriteAll(file.get(), archive.data(), archive.size())) {
+      return error;
+    }
+    return file.Close();
+  }
+  for (std::size_t i = 0; i < archive.size(); ++i) {
+    if (old.data[i] == archive[i]) continue;
+    if (const auto error = Common::WriteAt(file.get(), i, archive[i])) return error;
+  }
+  return file.Close();
+}
+
+bool SaveArchive(const StrokeMap& strokes, const fs::path& path, Common::Descriptor& file,
+                 std::string& reason) {
   try {
-    archive = WriteRoutingInfo(strokes);
+    const auto error = WriteArchive(path, WriteRoutingInfo(strokes), file);
+    if (error) reason = error.message();
+    return !error;
   } catch (const std::exception& error) {
     reason = error.what();
     return false;
   }
-  auto error = Common::WriteAll(file.get(), archive.data(), archive.size());
-  if (!error) error = Common::Truncate(file.get(), archive.size());
-  if (!error) error = file.Close();
-  if (error) reason = error.message();
-  return !error;
 }
 
 void RemoveStrokeFile(const std::string& pen, const StrokeID& id) {
@@ -202,14 +230,15 @@ bool SaveRoutingInfo(const std::string& pen) {
         pen.c_str());
     return false;
   }
+  const fs::path path = directory / kRoutingInfoFile;
   Common::Descriptor file;
-  if (Common::OpenRegularFile(directory / kRoutingInfoFile, O_WRONLY | O_CREAT, file)) {
+  if (Common::OpenRegularFile(path, O_WRONLY | O_CREAT, file)) {
     QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': can't create file 'ROOT/%s/%s'.",
                         pen.c_str(), pen.c_str(), kRoutingInfoFile);
     return false;
   }
   std::string reason;
-  if (!WriteArchive(entry->second, file, reason)) {
+  if (!SaveArchive(entry->second, path, file, reason)) {
     QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': %s.", pen.c_str(),
                         reason.c_str());
     return false;
@@ -297,8 +326,10 @@ void Cleanup(const std::string& pen) {
                                 name.c_str());
     }
   }
-  if (!Common::ListDirectories(directory, pages) || !pages.empty()) return;
+  // Under the lock, so that no page that is routed between the look and the removal loses its
+  // claims.
   const Lock lock(g_routing_info_guard);
+  if (!Common::ListDirectories(directory, pages) || !pages.empty()) return;
   g_routing_info.erase(pen);
   if (RemoveDirectoryWithout(directory, IsDirectory)) {
     QUILLPOST_LOG_INFORMATION("Removed empty Storage dir: 'ROOT/%s'.", pen.c_str());

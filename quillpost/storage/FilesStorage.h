@@ -3,9 +3,11 @@
 //
 // The routing info lives in one table of the process, from the loading of the library to the end
 // of the process, guarded by one recursive mutex. Each pen's part of it is written to
-// ROOT/<pen serial>/RoutingInfo.txt after every change, in place: a process that is killed while it
-// writes leaves a short file, which the next start reports as corrupted; the claims are then
-// rebuilt from the stroke files, and what had been delivered is offered again.
+// ROOT/<pen serial>/RoutingInfo.txt after every change, in place. Marks are set byte by byte, so a
+// process that is killed meanwhile leaves a whole file with some of them. Where strokes or claims
+// come or go, the file is emptied and written anew: killed meanwhile it is short, which the next
+// start reports as corrupted; the claims are then rebuilt from the stroke files, and what had been
+// delivered is offered again.
 //
 // All functions may be called from any thread. Where a result is false the reason is in the log,
 // except for an invalid pen, page address or application ID, which is refused in silence. Functions

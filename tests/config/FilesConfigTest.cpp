@@ -240,7 +240,8 @@ TEST_F(LoadConfigTest, RefusesAFileThatIsTooLargeToBeOne) {
   ASSERT_EQ(0, ::truncate(Path("huge").c_str(), off_t{1} << 40));
   Json::Value root;
   EXPECT_FALSE(LoadConfig(Path("huge"), root));
-  EXPECT_TRUE(IsAccepted(std::string(2 << 20, ' ') + kSubscription));
+  EXPECT_TRUE(IsAccepted(std::string(1000 << 10, ' ') + kSubscription));
+  EXPECT_FALSE(IsAccepted(std::string(1024 << 10, ' ') + kSubscription));
 }
 
 // Numbers mean nothing here, but a file with a bad one is not JSON. What the reader takes is more

@@ -46,8 +46,8 @@ class TornSave : public StoreTest {
 // Records of strokes are often equally long: the new beginning of a file before its old rest would
 // read well, and give strokes that nobody has received the marks of others.
 TEST_F(TornSave, ReadsAsCorruptedAndNeverAsMarksOfOtherStrokes) {
-  FileStrokes();
   for (const rlim_t bytes : {300, 1000, 1500}) {
+    FileStrokes();
     {
       const FileSizeLimit limit(bytes);
       EXPECT_FALSE(RemoveStrokes(kPen, taken_));
