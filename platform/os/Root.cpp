@@ -6,6 +6,8 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
+#include <mutex>
+#include <string>
 #include <vector>
 
 namespace fs = boost::filesystem;
@@ -18,23 +20,39 @@ fs::path UnderRoot(const fs::path& path) {
   return fs::absolute(root) / path.relative_path();
 }
 
-bool GetHomeDirectory(fs::path& home) {
-  home.clear();
+namespace {
+
+// The user's home directory in the password database; empty where there is none.
+std::string FindHome(uid_t user) {
   const long suggested = ::sysconf(_SC_GETPW_R_SIZE_MAX);
   std::vector<char> buffer(suggested > 0 ? static_cast<std::size_t>(suggested) : 1024);
   passwd entry;
   passwd* found = nullptr;
   int error;
-  while ((error = ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found)) ==
-             ERANGE ||
+  while ((error = ::getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found)) == ERANGE ||
          error == EINTR) {
     if (error == ERANGE) buffer.resize(buffer.size() * 2);
   }
-  if (error != 0 || found == nullptr || found->pw_dir == nullptr || *found->pw_dir == '\0') {
-    return false;
+  const bool has_home = error == 0 && found != nullptr && found->pw_dir != nullptr;
+  return has_home ? found->pw_dir : std::string();
+}
+
+}  // namespace
+
+bool GetHomeDirectory(fs::path& home) {
+  // Kept once found: the database can fail for a moment, for want of a descriptor or of its server,
+  // and files must not go astray meanwhile.
+  static std::mutex mutex;
+  static uid_t user = 0;
+  static std::string found;  // of `user`; empty: not found yet
+
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (found.empty() || user != ::getuid()) {
+    user = ::getuid();
+    found = FindHome(user);
   }
-  home = UnderRoot(found->pw_dir);
-  return true;
+  home = found.empty() ? fs::path() : UnderRoot(found);
+  return !found.empty();
 }
 
 }  // namespace TalvoOS

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
@@ -46,6 +47,21 @@ TEST(GetHomeDirectory, IsThePasswordDatabasesAndBelowTheRoot) {
   ::setenv("QUILLPOST_ROOT", "/tmp/world", 1);
   ASSERT_TRUE(GetHomeDirectory(home));
   EXPECT_EQ(std::string("/tmp/world") + user->pw_dir, home);
+}
+
+// The database needs a descriptor to be read. Files must not go astray for want of one.
+TEST(GetHomeDirectory, StaysKnownWhenTheDatabaseCanNotBeRead) {
+  boost::filesystem::path home;
+  ASSERT_TRUE(GetHomeDirectory(home));
+  rlimit before;
+  ::getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none = {0, before.rlim_max};
+  ::setrlimit(RLIMIT_NOFILE, &none);
+  boost::filesystem::path again;
+  const bool found = GetHomeDirectory(again);
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_TRUE(found);
+  EXPECT_EQ(home, again);
 }
 
 TEST(GetHomeDirectory, IsFalseForAUserWithoutAnEntry) {
