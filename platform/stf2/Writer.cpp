@@ -16,6 +16,8 @@ constexpr std::uint64_t kInkOverhead = 128;  // identifier, root, list, notes of
 constexpr std::uint64_t kLayoutOverhead = 40;
 constexpr std::uint64_t kLayouts = 50;
 
+constexpr std::size_t kMaxSharedPage = 64;
+
 std::uint64_t WrittenString(std::string_view string) {
   return string.data() ? kStringOverhead + string.size() : 0;
 }
@@ -115,6 +117,8 @@ flatbuffers::Offset<flatbuffers::String> Writer::WriteString(std::string_view st
 
 flatbuffers::Offset<flatbuffers::String> Writer::WritePage(std::string_view page) {
   if (!page.data()) return 0;
+  // Longer ones could share more text than a reader grants a buffer of that size.
+  if (page.size() > kMaxSharedPage) return WriteString(page);
   return builder_.CreateSharedString(page.data(), page.size());
 }
 

@@ -63,10 +63,28 @@ TEST(Writing, WhatIsWrittenIsAMultipleOfEightBytesAtAnAlignedAddress) {
   }
 }
 
+// One that is longer than any real one is not: shared by all strokes it would stand for more text
+// than a reader takes from a file of that size.
 TEST(Writing, APageAddressIsStoredOnce) {
-  const std::string page(100, '1');
-  const std::vector<ItemModel> items(50, StrokeModel(page, 1));
-  EXPECT_LT(Write(MakeInk(7, items)).size(), 50 * page.size());
+  const auto size_with = [](std::size_t length) {
+    const std::vector<ItemModel> items(50, StrokeModel(std::string(length, '1'), 1));
+    return Write(MakeInk(7, items)).size();
+  };
+  EXPECT_LT(size_with(64), size_with(1) + 100);
+  EXPECT_GT(size_with(65), size_with(1) + 50 * 60);
+}
+
+TEST(Writing, ManyStrokesOnPagesOfAnyLengthCanBeReadAgain) {
+  for (const std::size_t length : {1, 64, 65, 200, 1000}) {
+    const std::vector<ItemModel> items(1000, StrokeModel(std::string(length, '1'), 1));
+    const auto written = Write(MakeInk(7, items));
+    InkDataHandle* ink = nullptr;
+    EXPECT_EQ(
+        Stf2InkDataInitialize(written.data(), static_cast<std::uint32_t>(written.size()), &ink),
+        STF2_SUCCESS)
+        << length;
+    Stf2InkDataFreeHandle(&ink);
+  }
 }
 
 TEST(Writing, AThousandRandomlyMixedItemsSurvive) {
