@@ -6,6 +6,7 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
+#include <exception>
 
 #include "common/Assert.h"
 #include "common/Common.h"
@@ -77,6 +78,7 @@ void Service::DeliverInk(const Config::App& application, const std::set<std::str
     const Lock lock(clients_mutex_);
     const auto entry = clients_.find(application.id);
     if (entry == clients_.end()) {
+      if (worker_queue_.IsStopped()) return;  // its client went with the end of the service
       QUILLPOST_LOG_INFORMATION(
           "We have some Ink to Deliver to application '%s'; we'll launch it ('%s').",
           application.id.c_str(), application.path.c_str());
@@ -147,7 +149,7 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   package.path = file;
   {
     const Lock lock(client->packages_mutex);
-    if (client->ended) return;  // its packages have been rolled back: this one must not stay
+    if (client->ended) return;  // nobody would delete this one any more
     if (!client->packages.emplace(pen, package).second) {
       QUILLPOST_LOG_WARNING(
           "We won't any more Ink to application '%s', because it has not confirmed previous "
@@ -157,9 +159,13 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
     }
   }
   // Recorded before it is sent: the confirmation may come at once.
-  if (client->connection &&
-      !client->connection->SendNotification(IPC::Protocol::Quillpost::Notification::NewInkPackage,
-                                            ToParameters(package, type))) {
+  bool sent = false;
+  Common::RunJob("announcement of a package", [&] {
+    sent = !client->connection ||
+           client->connection->SendNotification(
+               IPC::Protocol::Quillpost::Notification::NewInkPackage, ToParameters(package, type));
+  });
+  if (!sent) {
     const Lock lock(client->packages_mutex);
     client->packages.erase(pen);
     return;
@@ -195,7 +201,7 @@ void Service::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::st
   if (Storage::HasUndeliveredStrokes(pen, client->application_id)) {
     DeliverInk(client, pen);
   } else {
-    CleanupStorage(pen);
+    Common::RunJob("clean-up of a pen's ink", [&] { CleanupStorage(pen); });
   }
 }
 
@@ -203,13 +209,20 @@ void Service::RollbackInkDelivery(boost::shared_ptr<Client> client) {
   QUILLPOST_ASSERT(client != nullptr);
   const Lock lock(client->packages_mutex);
   client->ended = true;
+  std::exception_ptr failure;  // the first: a file that stays must not keep the others
   for (const auto& [pen, package] : client->packages) {
-    fs::remove(package.path);
+    try {
+      fs::remove(package.path);
+    } catch (const fs::filesystem_error&) {
+      if (!failure) failure = std::current_exception();
+      continue;
+    }
     QUILLPOST_LOG_INFORMATION(
         "Delivering %lu Ink items from Pen '%s' to application '%s' canceled.",
         Count(package.strokes), pen.c_str(), client->application_id.c_str());
   }
   client->packages.clear();
+  if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace TalvoQuillpost

@@ -16,21 +16,26 @@ void EventQueue::Post(const char* name, const boost::function<void()>& job) {
 
 void EventQueue::Run() {
   boost::system::error_code error;
-  io_service_.run(error);
+  // Jobs catch what they throw; handlers of others on this queue may not.
+  while (!Common::RunJob("work of a queue", [&] { io_service_.run(error); })) {
+  }
   if (error) throw boost::system::system_error(error);
 }
 
 void EventQueue::StopAndJoin(boost::thread& thread) {
-  if (!thread.joinable()) return;
-  io_service_.stop();
-  thread.join();
+  const bool was_running = thread.joinable();
+  if (was_running) {
+    io_service_.stop();
+    thread.join();
+    io_service_.restart();
+  }
   // Jobs hold references to their client or service, which owns this queue: left in here, they and
   // their owner would keep each other. The library frees a job only after calling it.
   discarding_ = true;
-  io_service_.restart();
   boost::system::error_code ignored;
   io_service_.poll(ignored);
-  io_service_.stop();
+  discarding_ = false;
+  if (was_running) io_service_.stop();
 }
 
 }  // namespace TalvoQuillpost

@@ -23,9 +23,14 @@ class EventQueue : boost::noncopyable {
   // boost::system::system_error where the queue itself fails.
   void Run();
 
-  // Where `thread`, which runs this queue, is joinable: stops the queue, joins the thread and frees
-  // the jobs that are left without running them. Throws boost::thread_resource_error on that very
-  // thread. A job that is running is waited for. A stopped queue is not run again.
+  // No further job begins; one that is running goes on. A stopped queue is not run again. Any
+  // thread.
+  void Stop() { io_service_.stop(); }
+  bool IsStopped() const { return io_service_.stopped(); }
+
+  // Where `thread`, which runs this queue, is joinable: stops the queue and joins the thread, after
+  // the job that is running. Throws boost::thread_resource_error on that very thread. In every case
+  // frees the jobs that are left without running them.
   void StopAndJoin(boost::thread& thread);
 
   // For those who run handlers of their own on this queue's thread.

@@ -109,11 +109,17 @@ std::string Service::OnEnableDisableNotifications(Connection connection, bool en
   if (entry != clients_.end()) return Status::AlreadyConnected;
   QUILLPOST_LOG_INFORMATION("Client '%s' connected.", application_id.c_str());
   const auto client = boost::make_shared<Client>();
-  client->application_id = application_id;
-  client->connection = connection;
-  clients_[application_id] = client;
-  client->delivery_queue.Post("delivery to a new client",
-                              [self = shared_from_this(), client] { self->DeliverInk(client); });
+  try {
+    client->application_id = application_id;
+    client->connection = connection;
+    clients_[application_id] = client;
+    client->delivery_queue.Post("delivery to a new client",
+                                [self = shared_from_this(), client] { self->DeliverInk(client); });
+  } catch (...) {
+    client->StopDelivery();
+    clients_.erase(application_id);
+    throw;
+  }
   return CoreStatus::Success;
 }
 

@@ -22,6 +22,10 @@ Service::~Service() {}
 
 bool Service::Start() {
   QUILLPOST_LOG_TRACE("Starting Quillpost...");
+  if (server_queue_.IsStopped()) {
+    QUILLPOST_LOG_ERROR("Failed to start: a service that was stopped is not started again.");
+    return false;
+  }
   try {
     if (!Storage::Initialize()) {
       QUILLPOST_LOG_ERROR("Failed to initialize Storage.");
@@ -61,14 +65,18 @@ bool Service::StartServer() {
 
 void Service::StartWork() {
   QUILLPOST_LOG_TRACE("Starting Worker & Importer threads...");
-  importer_thread_ = boost::thread(&Service::Importer, this);
-  worker_thread_ = boost::thread(&Service::Worker, this);
+  // Queued before the threads run, so that no import that is already waiting comes before them.
   worker_queue_.Post("clean-up of the store", [this] { CleanupStorage(); });
   RouteAndDeliverInkAsync();
+  importer_thread_ = boost::thread(&Service::Importer, this);
+  worker_thread_ = boost::thread(&Service::Worker, this);
 }
 
 void Service::Stop() {
   QUILLPOST_LOG_TRACE("Stopping Quillpost...");
+  // A delivery pass that goes on beside the end of all connections would launch the applications
+  // that have just been disconnected; it looks at its queue before it does.
+  if (worker_thread_.joinable()) worker_queue_.Stop();
   if (server_) {
     server_->Stop();
     server_.reset();
@@ -123,8 +131,13 @@ Service::ClientMap::iterator Service::FindClient(const Connection& connection) {
 }
 
 void Service::RemoveClient(ClientMap::iterator entry) {
-  entry->second->StopDelivery();
-  entry->second->connection.reset();
+  Client& client = *entry->second;
+  {
+    const Lock lock(client.packages_mutex);
+    client.ended = true;
+  }
+  client.StopDelivery();
+  client.connection.reset();
   clients_.erase(entry);
 }
 

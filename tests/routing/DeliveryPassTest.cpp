@@ -99,6 +99,18 @@ TEST_F(DeliveryPass, LaunchesNobodyWhoHasReceivedEverything) {
   EXPECT_EQ(log.lines(), (Lines{kStart, kEnd}));
 }
 
+// A pass that goes on beside the end of the service finds its clients gone: they have just been
+// disconnected, and are not to be launched for it.
+TEST_F(DeliveryPass, LaunchesNobodyOnceTheServiceIsStopped) {
+  root.Subscribe("Alpha", "1.2.3.4", MakeProgram("alpha"));
+  ASSERT_TRUE(service->Start());
+  service->Stop();
+  AddStroke("1.2.3.4", "s1");
+  Route();
+  service->DeliverInk();
+  EXPECT_EQ(log.lines(), (Lines{kStart, kEnd}));
+}
+
 TEST(DeliveryPassLog, ShowsAtEachLevelTheMessagesOfItAndOfThoseBelow) {
   const TestRoot root;
   const auto service = boost::make_shared<TalvoQuillpost::Service>();

@@ -64,6 +64,21 @@ TEST_F(Rollback, OfAPackageWhoseFileCanNotBeDeletedRaises) {
   EXPECT_EQ(Undelivered("Alpha").size(), 1u);
 }
 
+TEST_F(Rollback, GoesOnAfterAPackageWhoseFileCanNotBeDeleted) {
+  AddStroke("1.2.3.4", "s1", "ink", "PEN-A");
+  AddStroke("1.2.3.4", "s1", "ink", "PEN-B");
+  Route();
+  OnDeliveryThread([this] { service->DeliverInk(client); });
+  const fs::path first = client->packages.at("PEN-A").path;
+  fs::remove(first);
+  WriteFile(first / "file", "in the way");
+  log.Clear();
+  EXPECT_THROW(service->RollbackInkDelivery(client), fs::filesystem_error);
+  EXPECT_EQ(log.lines(), Lines{Canceled("PEN-B")});
+  EXPECT_EQ(CountScratchFiles(), 1u);
+  EXPECT_TRUE(client->packages.empty());
+}
+
 TEST_F(Rollback, LeavesNoFileOfAPackageThatWasUnderWay) {
   AddRoutedStrokes(2);
   connection->on_send = [] { FAIL() << "nothing is to be announced"; };

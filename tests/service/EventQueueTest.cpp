@@ -125,6 +125,24 @@ TEST_F(EventQueueTest, StoppingWithoutAThreadDoesNothing) {
   EXPECT_FALSE(idle.io_service().stopped());
 }
 
+TEST_F(EventQueueTest, StoppingFreesAlsoTheJobsOfAQueueThatNobodyRuns) {
+  const auto owner = std::make_shared<int>(7);
+  EventQueue idle;
+  boost::thread none;
+  idle.Post("job", [owner] { FAIL() << *owner; });
+  idle.StopAndJoin(none);
+  EXPECT_EQ(owner.use_count(), 1);
+}
+
+TEST_F(EventQueueTest, AHandlerOfOthersThatThrowsIsLoggedAndEndsNothing) {
+  const LogCapture log;
+  queue.io_service().post([] { throw std::runtime_error("out of paper"); });
+  boost::promise<void> done;
+  queue.Post("job", [&] { done.set_value(); });
+  done.get_future().get();
+  EXPECT_TRUE(log.Has(1, "The work of a queue failed: out of paper"));
+}
+
 TEST_F(EventQueueTest, StoppingOnItsOwnThreadThrows) {
   const LogCapture log;
   boost::promise<std::string> reason;

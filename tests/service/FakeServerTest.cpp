@@ -7,10 +7,15 @@
 #include <TalvoQuillpost/Protocol.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <atomic>
 #include <boost/asio/error.hpp>
 #include <boost/make_shared.hpp>
 #include <boost/thread/future.hpp>
 #include <functional>
+#include <string>
+#include <thread>
 
 #include "support/LogCapture.h"
 #include "support/TestRoot.h"
@@ -42,7 +47,14 @@ boost::shared_ptr<FakeServer> g_server;  // the latest
 
 class Peer : public IPC::Server::Connection {
  public:
-  bool SendNotification(const std::string&, const Json::Value&) override { return true; }
+  bool SendNotification(const std::string&, const Json::Value&) override {
+    ++notifications;
+    if (on_send) on_send();
+    return true;
+  }
+
+  std::atomic<int> notifications{0};
+  std::function<void()> on_send;  // set while nothing is delivered
 };
 
 }  // namespace
@@ -179,6 +191,34 @@ TEST_F(ServiceOverAFakeServer, TakesEveryEndForACrash) {
   EXPECT_EQ(Ask("EnableNotifications", Params({{"ApplicationID", "Sketcher"}})), "Success");
   OnServerThread([this] { g_server->on_disconnected(peer, boost::system::error_code()); });
   EXPECT_TRUE(log.Has(2, "Client 'Sketcher' crashed."));
+}
+
+// Disabling joins the delivery thread, which is in the midst of offering the ink of two pens: the
+// package under way is its last.
+TEST_F(ServiceOverAFakeServer, OffersNothingMoreToAnApplicationThatIsBeingDisabled) {
+  WriteFile(root.storage() / "PEN-A/1.2.3.4/s1.stf2", "ink");
+  WriteFile(root.storage() / "PEN-B/1.2.3.4/s1.stf2", "ink");
+  ASSERT_TRUE(service->Start());
+  ASSERT_TRUE(log.WaitFor(3, "Ink Delivery finished."));
+  boost::promise<void> offering, let_go;
+  peer->on_send = [&] {
+    if (peer->notifications > 1) return;
+    offering.set_value();
+    let_go.get_future().get();
+  };
+  const Json::Value sketcher = Params({{"ApplicationID", "Sketcher"}});
+  EXPECT_EQ(Ask("EnableNotifications", sketcher), "Success");
+  offering.get_future().get();
+  std::atomic<pid_t> server_thread{0};
+  g_server->queue->post([&] { server_thread = ::gettid(); });
+  std::string status;
+  std::thread asking([&] { status = Ask("DisableNotifications", sketcher); });
+  EXPECT_TRUE(log.WaitFor(3, "Client 'Sketcher' disconnected."));
+  EXPECT_TRUE(Eventually([&] { return IsThreadAsleep(server_thread); }));
+  let_go.set_value();
+  asking.join();
+  EXPECT_EQ(status, "Success");
+  EXPECT_EQ(peer->notifications, 1);
 }
 
 TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereThereIsNoServer) {

@@ -115,6 +115,16 @@ TEST_F(Life, StopWithoutAStartSaysTheSameAndDoesNothing) {
   EXPECT_EQ(CountThreads(), threads_before);
 }
 
+TEST_F(Life, AServiceThatWasStoppedIsNotStartedAgain) {
+  Start();
+  service->Stop();
+  log.Clear();
+  EXPECT_FALSE(service->Start());
+  EXPECT_EQ(log.lines(),
+            (Lines{{4, "Starting Quillpost..."},
+                   {1, "Failed to start: a service that was stopped is not started again."}}));
+}
+
 TEST_F(Life, AServiceThatWasNeverStartedNeedsNoStop) {
   service.reset();
   EXPECT_TRUE(log.lines().empty());

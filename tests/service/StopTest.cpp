@@ -26,13 +26,6 @@ class Stop : public ServiceFixture {
     EXPECT_EQ(log.lines().back(), LogCapture::Line(3, "Quillpost stopped."));
   }
 
-  // Whether the thread waits for something.
-  static bool IsAsleep(pid_t thread) {
-    const std::string status = ReadFile("/proc/self/task/" + std::to_string(thread) + "/stat");
-    const std::size_t name_end = status.rfind(") ");
-    return name_end != std::string::npos && status.compare(name_end + 2, 1, "S") == 0;
-  }
-
   // How many lines of work were written after `line`.
   std::size_t CountWorkAfter(const std::string& line) const {
     const Lines lines = log.lines();
@@ -139,7 +132,7 @@ TEST_F(Stop, DropsTheImportsThatAreQueued) {
     service->Stop();
   });
   EXPECT_TRUE(log.WaitFor(4, "Stopped Quillpost Worker thread."));
-  EXPECT_TRUE(Eventually([&] { return IsAsleep(host_thread); }));
+  EXPECT_TRUE(Eventually([&] { return IsThreadAsleep(host_thread); }));
   pause.LetGo();
   host.join();
   ExpectStopped();

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <thread>
 
+#include "support/TestRoot.h"
+
 LogCapture::LogCapture(int level, const char* tag) : tag_(tag) {
   Talvo::Logger::Open(tag_, level,
                       Talvo::LogSink::Callback([this](int line_level, const std::string& message) {
@@ -52,4 +54,10 @@ bool Eventually(const std::function<bool()>& condition, std::chrono::seconds bou
     std::this_thread::yield();
   }
   return true;
+}
+
+bool IsThreadAsleep(pid_t thread) {
+  const std::string status = ReadFile("/proc/self/task/" + std::to_string(thread) + "/stat");
+  const std::size_t name_end = status.rfind(") ");
+  return name_end != std::string::npos && status.compare(name_end + 2, 1, "S") == 0;
 }

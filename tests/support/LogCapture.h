@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -37,3 +39,6 @@ class LogCapture {
 // Waits until `condition` holds, asking again and again; false when it does not within the bound.
 bool Eventually(const std::function<bool()>& condition,
                 std::chrono::seconds bound = std::chrono::seconds(20));
+
+// Whether a thread of this process waits for something.
+bool IsThreadAsleep(pid_t thread);

@@ -40,7 +40,7 @@ class Server : boost::noncopyable {
   // The end of a connection is reported once, also when the server stops. Where the owner lets go
   // of a reference to the connection during the report, the report is repeated, until one of them
   // lets go of none: so an owner that files several things under one connection may release one
-  // of them at each report.
+  // of them at each report. No request of a connection comes after its end was reported.
   typedef boost::function<void(boost::shared_ptr<Connection>, const boost::system::error_code&)>
       OnDisconnected;
 
