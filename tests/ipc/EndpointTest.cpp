@@ -302,7 +302,7 @@ int CountListenersOfTwentyProcesses(const std::string& path) {
 
 TEST_F(Endpoint, OfTwentyThatStartAtOnceExactlyOneListens) {
   // From the second round on there is a dead socket to be taken over.
-  for (int round = 0; round < 5; ++round) EXPECT_EQ(CountListenersOfTwentyProcesses(path()), 1);
+  for (int round = 0; round < 40; ++round) EXPECT_EQ(CountListenersOfTwentyProcesses(path()), 1);
 }
 
 TEST_F(Endpoint, OfTwentyThreadsOfOneProcessExactlyOneListens) {
