@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <thread>
 
 #include <boost/asio/error.hpp>
 
@@ -85,6 +86,26 @@ TEST_F(Limits, RequestsWithoutAnIdAreNeverUnanswered) {
   EXPECT_EQ(server_.held(), 300u);
 }
 
+// Requests that want no answer are carried out some time, too; what they hold has a bound.
+TEST_F(Limits, RequestsThatAreNotCarriedOutYetHoldFourMebibytesAtTheMost) {
+  const auto client = Connect();
+  const std::string ink(700 * 1024, 'x');
+  std::thread sending([&] {
+    for (int i = 0; i < 20; ++i) {
+      client->SendBytes("{\"jsonrpc\":\"2.0\",\"method\":\"Hold\",\"params\":{\"Ink\":\"" + ink +
+                        "\"}}\n");
+    }
+  });
+  EXPECT_TRUE(Eventually([&] { return server_.held() == 6; }));
+  EXPECT_EQ(Connect()->Request("Echo"), "Success");
+  EXPECT_EQ(server_.held(), 6u);
+  EXPECT_TRUE(Eventually([&] {
+    server_.Release(false);
+    return server_.requests().size() == 21;
+  }));
+  sending.join();
+}
+
 // ---- The outbox
 
 Json::Value Bulk(std::size_t size) {
@@ -154,13 +175,13 @@ TEST_F(Limits, APeerThatReadsNothingForTenSecondsIsEnded) {
 
 // ---- All together
 
-// Six peers that do not read, each within its own bound, are more than there is room for. The
+// Nineteen peers that do not read, each within its own bound, are more than there is room for. The
 // others go on.
 TEST_F(Limits, PeersThatTogetherLeaveTooMuchUnreadLoseTheOneThatHoldsMost) {
   const auto good = Connect();
   ASSERT_EQ(good->Request("Echo"), "Success");
   std::vector<std::unique_ptr<WireClient>> clients;
-  for (std::size_t i = 0; i < 6; ++i) {
+  for (std::size_t i = 0; i < 19; ++i) {
     clients.push_back(Connect());
     ASSERT_TRUE(Eventually([&] { return server_.connected() == i + 2; }));
     const std::size_t half_mebibytes = i == 3 ? 7 : 6;
@@ -176,7 +197,7 @@ TEST_F(Limits, PeersThatTogetherLeaveTooMuchUnreadLoseTheOneThatHoldsMost) {
 TEST_F(Limits, LinesThatNeverEndCountToo) {
   const auto good = Connect();
   std::vector<std::unique_ptr<WireClient>> clients;
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 60; ++i) {
     clients.push_back(Connect());
     try {
       clients.back()->SendBytes(std::string(1000 * 1000, ' '));
