@@ -160,6 +160,7 @@ class Client::Impl final : public ClientStream::Host,
   Phase phase_ = Phase::kNew;
   std::string endpoint_;
   std::shared_ptr<ClientStream> stream_;  // null while there is no connection
+  Outcome end_reason_;                    // of the last connection, while there is none
   Json::Int64 last_id_ = 0;
   std::map<Json::Int64, OpenRequest> open_requests_;
 };
@@ -196,6 +197,7 @@ Client::Outcome Client::Impl::Connect(const std::string& endpoint, Milliseconds 
 // Under the mutex. Nothing is read before the report of the connection has been posted.
 void Client::Impl::Adopt(Descriptor connection) {
   phase_ = Phase::kConnected;
+  end_reason_ = Outcome();
   stream_ = std::make_shared<ClientStream>(socket_worker_.queue(), std::move(connection), *this);
   if (options_.on_connected) PostReport("reporting the connection", options_.on_connected);
   socket_worker_.queue().post([stream = stream_] { stream->Start(); });
@@ -212,6 +214,7 @@ void Client::Impl::HandleEnd(const Outcome& reason) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
     stream_.reset();
+    end_reason_ = reason;
     lost = phase_ == Phase::kConnected;
     reconnect = lost && options_.reconnect;
     if (lost) phase_ = reconnect ? Phase::kReconnecting : Phase::kNew;
@@ -248,14 +251,17 @@ Client::Outcome Client::Impl::Call(const std::string& name, const Json::Value& p
                                    OnReply on_reply, Milliseconds timeout) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (phase_ >= Phase::kClosing) return MakeOutcome(Error::kClosed, "the client has been closed");
-  if (!stream_) return MakeOutcome(Error::kClosed, "there is no connection to the service");
+  if (!stream_) {
+    return end_reason_ ? MakeOutcome(Error::kClosed, "there is no connection to the service")
+                       : end_reason_;
+  }
   const Json::Int64 id = ++last_id_;
   const std::string line = RequestLine(id, name, params);
   if (line.size() > kMaxLineBytes)
     return MakeOutcome(Error::kProtocol, "the request " + name + " has more than 1048576 bytes");
-  if (!stream_->Send(line)) {
-    if (!stream_->IsSending())
-      return MakeOutcome(Error::kClosed, "the connection to the service has ended");
+  // A stream that is ending takes nothing more, but knows why: the request is ended with the
+  // reason.
+  if (!stream_->Send(line) && stream_->IsSending()) {
     return MakeOutcome(Error::kProtocol,
                        "no room for the request " + name + ": the service leaves too many unread");
   }

@@ -190,6 +190,8 @@ void LineStream::Write() {
 
 void LineStream::OnWritten(const error_code& error, std::size_t size) {
   if (!is_open()) return;
+  // The peer has gone, but may have said why: the read that is under way finds that, and the end.
+  if (error == boost::asio::error::broken_pipe && busy_ && !paused_ && !input_ended_) return;
   if (error) return Close(error);
   sent_ += size;
   last_progress_ = std::chrono::steady_clock::now();

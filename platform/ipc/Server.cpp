@@ -28,7 +28,7 @@ constexpr std::size_t kMaxConnections = 64;
 
 // What all connections together may make the server hold for them. Peers that read and send whole
 // lines hold next to nothing.
-constexpr std::size_t kMaxHeldBytes = std::size_t(16) << 20;
+constexpr std::size_t kMaxHeldBytes = std::size_t(48) << 20;
 
 // How long accepting rests when the system has no descriptors or memory for another connection.
 constexpr std::chrono::milliseconds kAcceptRest(100);
@@ -56,7 +56,7 @@ class ServerImpl : public Server,
   void HandleRoomExceeded() override;
   void LogWarning(const std::string& message) const;
 
-  void StartAccepting(Descriptor listener);
+  bool RefuseToListen(const std::string& endpoint, const std::string& reason) const;
   void WaitForConnection();
   void Accept();
   void RestFromAccepting(int reason);
@@ -72,7 +72,7 @@ class ServerImpl : public Server,
   std::atomic<bool> listening_{false};
   Endpoint endpoint_;  // used by the threads that call Listen and Stop
 
-  // ---- Used on the queue alone.
+  // ---- Used on the queue alone, after Listen.
   OnConnected on_connected_;
   OnDisconnected on_disconnected_;
   OnRequest on_request_;
@@ -90,21 +90,29 @@ bool ServerImpl::Listen(const std::string& endpoint) {
   std::string error;
   Descriptor listener = endpoint_.Listen(endpoint, error);
   if (!listener) {
-    Log(name_, Talvo::kLogError, "can't listen on " + endpoint + ": " + error);
-    return false;
+    return RefuseToListen(endpoint, error);
+  }
+  // Made here and not on the queue: where the system has no room for what waiting takes, this is
+  // the place to say so.
+  try {
+    listener_.emplace(queue_);
+    listener_->assign(listener.get());
+    listener.Release();
+    accept_rest_.emplace(queue_);
+  } catch (const std::exception& failure) {
+    listener_.reset();
+    accept_rest_.reset();
+    endpoint_.Remove();
+    return RefuseToListen(endpoint, failure.what());
   }
   listening_ = true;
-  auto shared = std::make_shared<Descriptor>(std::move(listener));
-  queue_.post([self = shared_from_this(), shared] { self->StartAccepting(std::move(*shared)); });
+  queue_.post([self = shared_from_this()] { self->WaitForConnection(); });
   return true;
 }
 
-void ServerImpl::StartAccepting(Descriptor listener) {
-  listener_.emplace(queue_);
-  listener_->assign(listener.get());
-  listener.Release();
-  accept_rest_.emplace(queue_);
-  WaitForConnection();
+bool ServerImpl::RefuseToListen(const std::string& endpoint, const std::string& reason) const {
+  Log(name_, Talvo::kLogError, "can't listen on " + endpoint + ": " + reason);
+  return false;
 }
 
 // ---- Accepting. One of its jobs is always under way while the server listens, and keeps it alive.
@@ -184,7 +192,7 @@ void ServerImpl::HandleRoomExceeded() {
     const std::shared_ptr<Session> largest = *std::max_element(
         sessions_.begin(), sessions_.end(),
         [](const auto& a, const auto& b) { return a->HeldBytes() < b->HeldBytes(); });
-    LogWarning("ended the connection that held the most of more than 16 MiB");
+    LogWarning("ended the connection that held the most of more than 48 MiB");
     largest->Close(boost::asio::error::no_memory);
   }
 }

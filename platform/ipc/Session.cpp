@@ -15,6 +15,9 @@ namespace {
 
 constexpr int kMaxBadLines = 10;
 constexpr int kMaxUnanswered = 128;
+
+// Of the requests that are not carried out yet, also those that want no answer.
+constexpr std::size_t kMaxPendingBytes = std::size_t(4) << 20;
 constexpr std::chrono::seconds kStallLimit(10);
 
 // What the owner of the server holds.
@@ -34,27 +37,29 @@ class SessionConnection : public Server::Connection {
 // Answers one request, the first time it is called. Copies share the state.
 class Answerer {
  public:
-  Answerer(std::weak_ptr<Session> session, const Json::Value& id)
-      : state_(std::make_shared<State>(std::move(session), id)) {}
+  Answerer(std::weak_ptr<Session> session, const RequestMessage& request, std::size_t bytes)
+      : state_(std::make_shared<State>(std::move(session), request, bytes)) {}
 
   void operator()(const std::string& status, const Json::Value& result) const {
     if (state_->answered.exchange(true)) return;
-    if (const std::shared_ptr<Session> session = state_->session.lock())
-      session->Answer(state_->id, status, result);
+    const std::shared_ptr<Session> session = state_->session.lock();
+    if (!session) return;
+    if (state_->has_id) session->Answer(state_->id, status, result);
+    session->NoteCarriedOut(state_->has_id, state_->bytes);
   }
 
  private:
   struct State {
-    State(std::weak_ptr<Session> session, const Json::Value& id)
-        : session(std::move(session)), id(id) {}
+    State(std::weak_ptr<Session> session, const RequestMessage& request, std::size_t bytes)
+        : session(std::move(session)), has_id(request.has_id), id(request.id), bytes(bytes) {}
     const std::weak_ptr<Session> session;
+    const bool has_id;
     const Json::Value id;
+    const std::size_t bytes;
     std::atomic<bool> answered{false};
   };
   std::shared_ptr<State> state_;
 };
-
-void AnswerNothing(const std::string&, const Json::Value&) {}
 
 boost::system::error_code BadMessage() {
   return boost::system::errc::make_error_code(boost::system::errc::bad_message);
@@ -84,10 +89,11 @@ void Session::OnLine(std::string_view line) {
   WireError error;
   if (!ReadRequest(line, request, error)) return Refuse(request, error);
   bad_lines_ = 0;
-  if (!request.has_id) return host_.HandleRequest(connection_, request, &AnswerNothing);
-  if (++unanswered_ >= kMaxUnanswered) Pause();
-  host_.HandleRequest(connection_, request, Answerer(Self(), request.id));
-  if (unanswered_ < kMaxUnanswered) Resume();
+  if (request.has_id) ++unanswered_;
+  pending_bytes_ += line.size();
+  if (!HasRoom()) Pause();
+  host_.HandleRequest(connection_, request, Answerer(Self(), request, line.size()));
+  if (HasRoom()) Resume();
 }
 
 void Session::Refuse(const RequestMessage& request, const WireError& error) {
@@ -121,17 +127,28 @@ void Session::Answer(const Json::Value& id, const std::string& status, const Jso
     LogWarning("a reply of " + std::to_string(line.size()) + " bytes became \"Failed\"");
     line = ReplyLine(id, Protocol::Core::Status::Failed, Json::Value());
   }
-  if (!Send(line)) return;
-  // The line is in the outbox before the count says so. Whoever sets peer_finished_ looks at the
-  // count afterwards, and this looks at peer_finished_ after the count: one of them sees the other.
-  const int unanswered = --unanswered_;
-  if (unanswered == kMaxUnanswered - 1 || (unanswered == 0 && peer_finished_))
+  Send(line);
+}
+
+// The line is in the outbox before the count says so. Whoever sets peer_finished_ looks at the
+// count afterwards, and this looks at peer_finished_ after the count: one of them sees the other.
+void Session::NoteCarriedOut(bool was_answered, std::size_t bytes) {
+  const std::size_t bytes_before = pending_bytes_.fetch_sub(bytes);
+  const int unanswered = was_answered ? --unanswered_ : unanswered_.load();
+  const bool has_room_again =
+      (was_answered && unanswered == kMaxUnanswered - 1) ||
+      (bytes_before >= kMaxPendingBytes && bytes_before - bytes < kMaxPendingBytes);
+  if (has_room_again || (unanswered == 0 && peer_finished_))
     queue().post([self = Self()] { self->GoOnAfterReplies(); });
+}
+
+bool Session::HasRoom() const {
+  return unanswered_ < kMaxUnanswered && pending_bytes_ < kMaxPendingBytes;
 }
 
 void Session::GoOnAfterReplies() {
   if (!is_open()) return;
-  if (unanswered_ < kMaxUnanswered) Resume();
+  if (HasRoom()) Resume();
   if (unanswered_ == 0 && peer_finished_) Finish(boost::asio::error::eof);
 }
 

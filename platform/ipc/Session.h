@@ -46,6 +46,10 @@ class Session : public LineStream {
   // Sends the reply to the request with this id. Any thread.
   void Answer(const Json::Value& id, const std::string& status, const Json::Value& result);
 
+  // One request, of a line of so many bytes, has been carried out, and answered if it wanted an
+  // answer. Any thread.
+  void NoteCarriedOut(bool was_answered, std::size_t bytes);
+
   // Sends a notification; false as in Server::Connection. Any thread.
   bool Notify(const std::string& name, const Json::Value& params);
 
@@ -61,6 +65,7 @@ class Session : public LineStream {
 
   std::shared_ptr<Session> Self() { return std::static_pointer_cast<Session>(shared_from_this()); }
   void Refuse(const RequestMessage& request, const WireError& error);
+  bool HasRoom() const;
   void GoOnAfterReplies();
   void LogWarning(const std::string& message) const;
 
@@ -69,6 +74,7 @@ class Session : public LineStream {
   boost::shared_ptr<Server::Connection> connection_;  // null once the end has been reported
   int bad_lines_ = 0;                                 // in a row; used on the queue alone
   std::atomic<int> unanswered_{0};
+  std::atomic<std::size_t> pending_bytes_{0};  // of requests that are not carried out yet
   std::atomic<bool> peer_finished_{false};
 };
 

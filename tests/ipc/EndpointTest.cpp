@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -347,6 +348,28 @@ TEST_F(Endpoint, ThatIsGoneAlreadyDoesNotHinderTheEnd) {
   fs::remove(server.endpoint());
   server.Stop();
   EXPECT_FALSE(fs::exists(server.endpoint()));
+}
+
+// Waiting for connections takes descriptors, too. A server that can't wait does not say it listens.
+TEST(EndpointShortage, WithoutDescriptorsToWaitWithIsNotListenedOn) {
+  const TestRoot root;
+  const LogCapture log;
+  const std::string endpoint = (root.path() / "sock").string();
+  const int next = ::dup(STDIN_FILENO);
+  ::close(next);
+  rlimit before;
+  ::getrlimit(RLIMIT_NOFILE, &before);
+  boost::asio::io_service queue;
+  const auto server = IPC::Server::CreateEx(queue, {}, {}, {}, "Quillpost:Test");
+  const rlimit enough_for_the_socket = {static_cast<rlim_t>(next) + 2, before.rlim_max};
+  ::setrlimit(RLIMIT_NOFILE, &enough_for_the_socket);
+  const bool listening = server->Listen(endpoint);
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_FALSE(listening);
+  EXPECT_FALSE(fs::exists(endpoint));
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_EQ(log.lines()[0].first, 1);
+  EXPECT_EQ(log.lines()[0].second.find("Quillpost:Test can't listen on " + endpoint + ": "), 0u);
 }
 
 }  // namespace

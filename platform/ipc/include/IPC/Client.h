@@ -5,9 +5,10 @@
 //   IPC::Client::Options options;
 //   options.on_notification = [](const std::string& name, const Json::Value& params) { ... };
 //   IPC::Client client(options);
-//   if (IPC::Client::Outcome outcome = client.Connect(endpoint); !outcome)
-//   Complain(outcome.message); IPC::Client::Reply reply = client.Request("Hello"); if (reply &&
-//   reply.status == IPC::Protocol::Core::Status::Success) Show(reply.result);
+//   IPC::Client::Outcome outcome = client.Connect(endpoint);
+//   if (!outcome) Complain(outcome.message);
+//   IPC::Client::Reply reply = client.Request("Hello");
+//   if (reply && reply.status == IPC::Protocol::Core::Status::Success) Show(reply.result);
 //
 // Threads. Every function may be called from any thread, also from the client's own callbacks. A
 // client runs one thread for its socket, which runs no code of the owner, and one on which all
