@@ -147,6 +147,10 @@ class Parser {
   bool ParseString(std::string& string) {
     ++at_;
     while (!AtEnd()) {
+      const std::size_t plain = PlainLength(text_.substr(at_));
+      string.append(text_, at_, plain);
+      at_ += plain;
+      if (AtEnd()) break;
       const unsigned char c = static_cast<unsigned char>(text_[at_]);
       if (c == '"') return ++at_, true;
       if (c == '\\') {

@@ -17,7 +17,7 @@ namespace IPC {
 inline constexpr std::size_t kMaxNesting = 64;
 
 // A value takes up to 160 bytes of memory where its text takes two. With this limit a line of
-// 1 MiB never becomes more than about 12 MiB.
+// 1 MiB never becomes more than about 20 MiB.
 inline constexpr std::size_t kMaxValues = 131072;
 
 // Reads one JSON text, with blanks, tabs, CR and LF between its tokens, and nothing after it.

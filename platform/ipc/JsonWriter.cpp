@@ -31,6 +31,13 @@ void AppendControl(unsigned char c, std::string& text) {
   text += kHex[c & 15];
 }
 
+void AppendStringValue(const Json::Value& string, std::string& text) {
+  const char* begin = nullptr;
+  const char* end = nullptr;
+  string.getString(&begin, &end);
+  AppendJsonString(std::string_view(begin, static_cast<std::size_t>(end - begin)), text);
+}
+
 void AppendArray(const Json::Value& array, std::string& text) {
   text += '[';
   for (Json::ArrayIndex i = 0; i < array.size(); ++i) {
@@ -56,6 +63,10 @@ void AppendObject(const Json::Value& object, std::string& text) {
 void AppendJsonString(std::string_view string, std::string& text) {
   text += '"';
   for (std::size_t at = 0; at < string.size();) {
+    const std::size_t plain = PlainLength(string.substr(at));
+    text.append(string, at, plain);
+    at += plain;
+    if (at == string.size()) break;
     const unsigned char c = static_cast<unsigned char>(string[at]);
     const std::size_t length = Utf8SequenceLength(string.substr(at));
     if (c == '"' || c == '\\') {
@@ -88,7 +99,7 @@ void AppendJson(const Json::Value& value, std::string& text) {
       AppendReal(value.asDouble(), text);
       break;
     case Json::stringValue:
-      AppendJsonString(value.asString(), text);
+      AppendStringValue(value, text);
       break;
     case Json::booleanValue:
       text += value.asBool() ? "true" : "false";

@@ -1,8 +1,10 @@
-// The one question about UTF-8 that reading and writing JSON share.
+// The questions about bytes of strings that reading and writing JSON share.
 
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace IPC {
@@ -29,6 +31,27 @@ inline std::size_t Utf8SequenceLength(std::string_view text) {
     return follows(1, low, high) && follows(2) && follows(3) ? 4 : 0;
   }
   return 0;
+}
+
+// Whether all eight bytes stand for themselves in a JSON string: printable ASCII without quote and
+// backslash. The high bit of a byte of `found` says that this byte, or one before it, does not.
+inline bool ArePlain(std::uint64_t bytes) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  const auto has_zero = [](std::uint64_t x) { return (x - kOnes) & ~x; };
+  const std::uint64_t found = bytes | (bytes - kOnes * 0x20) | has_zero(bytes ^ kOnes * '"') |
+                              has_zero(bytes ^ kOnes * '\\') | has_zero(bytes ^ kOnes * 0x7F);
+  return (found & kOnes * 0x80) == 0;
+}
+
+// How many bytes at the beginning of `text` certainly stand for themselves. Most text is nothing
+// else, and is taken in pieces of eight.
+inline std::size_t PlainLength(std::string_view text) {
+  std::size_t length = 0;
+  for (std::uint64_t bytes; length + sizeof bytes <= text.size(); length += sizeof bytes) {
+    std::memcpy(&bytes, text.data() + length, sizeof bytes);
+    if (!ArePlain(bytes)) break;
+  }
+  return length;
 }
 
 }  // namespace IPC

@@ -181,12 +181,13 @@ TEST_F(Limits, PeersThatTogetherLeaveTooMuchUnreadLoseTheOneThatHoldsMost) {
   const auto good = Connect();
   ASSERT_EQ(good->Request("Echo"), "Success");
   std::vector<std::unique_ptr<WireClient>> clients;
+  const Json::Value bulk = Bulk(512 * 1024);
   for (std::size_t i = 0; i < 18; ++i) {
     clients.push_back(Connect());
     ASSERT_TRUE(Eventually([&] { return server_.connected() == i + 2; }));
     const std::size_t half_mebibytes = i == 3 ? 7 : 6;
     for (std::size_t n = 0; n < half_mebibytes; ++n)
-      ASSERT_TRUE(server_.connections().at(i + 1)->SendNotification("Note", Bulk(512 * 1024)));
+      ASSERT_TRUE(server_.connections().at(i + 1)->SendNotification("Note", bulk));
   }
   ASSERT_TRUE(Eventually([&] { return server_.ends().size() == 1; }));
   EXPECT_EQ(server_.ends()[0], boost::asio::error::no_memory);
