@@ -28,7 +28,7 @@ constexpr std::size_t kMaxConnections = 64;
 
 // What all connections together may make the server hold for them. Peers that read and send whole
 // lines hold next to nothing.
-constexpr std::size_t kMaxHeldBytes = std::size_t(48) << 20;
+constexpr std::size_t kMaxHeldBytes = std::size_t(32) << 20;
 
 // How long accepting rests when the system has no descriptors or memory for another connection.
 constexpr std::chrono::milliseconds kAcceptRest(100);
@@ -192,7 +192,7 @@ void ServerImpl::HandleRoomExceeded() {
     const std::shared_ptr<Session> largest = *std::max_element(
         sessions_.begin(), sessions_.end(),
         [](const auto& a, const auto& b) { return a->HeldBytes() < b->HeldBytes(); });
-    LogWarning("ended the connection that held the most of more than 48 MiB");
+    LogWarning("ended the connection that held the most of more than 32 MiB");
     largest->Close(boost::asio::error::no_memory);
   }
 }

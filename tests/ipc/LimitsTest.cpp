@@ -175,14 +175,14 @@ TEST_F(Limits, APeerThatReadsNothingForTenSecondsIsEnded) {
 
 // ---- All together
 
-// Eighteen peers that do not read, each within its own bound, are more than there is room for. The
+// Twelve peers that do not read, each within its own bound, are more than there is room for. The
 // others go on.
 TEST_F(Limits, PeersThatTogetherLeaveTooMuchUnreadLoseTheOneThatHoldsMost) {
   const auto good = Connect();
   ASSERT_EQ(good->Request("Echo"), "Success");
   std::vector<std::unique_ptr<WireClient>> clients;
   const Json::Value bulk = Bulk(512 * 1024);
-  for (std::size_t i = 0; i < 18; ++i) {
+  for (std::size_t i = 0; i < 12; ++i) {
     clients.push_back(Connect());
     ASSERT_TRUE(Eventually([&] { return server_.connected() == i + 2; }));
     const std::size_t half_mebibytes = i == 3 ? 7 : 6;
