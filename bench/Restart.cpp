@@ -1,0 +1,108 @@
+// restart: a full store from the start of the process until it is ready to serve; and idle: what
+// the service holds and does when there is nothing to do.
+
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "Workloads.h"
+#include "World.h"
+#include "storage/RoutingInfoFile.h"
+
+namespace fs = std::filesystem;
+
+namespace bench {
+
+namespace {
+
+constexpr std::uint64_t kPens = 4;
+
+std::string ReadFile(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+fs::path RoutingInfo(const World& world, std::uint64_t pen) {
+  return world.storage() / PenSerial(pen) / "RoutingInfo.txt";
+}
+
+// Strokes on all pens together, with their archives, as a service leaves them that was stopped.
+void FillStore(const World& world, const Sizes& sizes, std::size_t strokes) {
+  constexpr std::size_t kBytes = 100;  // nobody reads them here
+  for (std::uint64_t pen = 1; pen <= kPens; ++pen) {
+    TalvoQuillpost::Storage::StrokeMap table;
+    const std::size_t share = strokes / kPens;
+    const std::size_t pages = std::max<std::size_t>(sizes.store_pages / kPens, 1);
+    for (const fs::path& file : world.FillStore(pen, share, pages, kBytes)) {
+      const std::string page = file.parent_path().filename().string();
+      table[{page, file.stem().string(), "stf2"}]["app0"];
+    }
+    std::ofstream archive(RoutingInfo(world, pen), std::ios::binary);
+    archive << TalvoQuillpost::Storage::WriteRoutingInfo(table);
+  }
+}
+
+void LoadArchives(const World& world) {
+  std::map<std::string, TalvoQuillpost::Storage::StrokeMap> table;
+  for (std::uint64_t pen = 1; pen <= kPens; ++pen) {
+    table[PenSerial(pen)] =
+        TalvoQuillpost::Storage::ReadRoutingInfo(ReadFile(RoutingInfo(world, pen)));
+  }
+  // What it loaded is given back by the end of the process.
+  new auto(std::move(table));
+}
+
+}  // namespace
+
+void RunRestart(const Sizes& sizes, Report& report) {
+  for (const std::size_t strokes : sizes.stores) {
+    const World world(sizes.directory);
+    world.Subscribe(1);
+    FillStore(world, sizes, strokes);
+    Case result = {"restart", std::to_string(strokes) + " strokes", {}, {}, {}};
+    result.sizes = {{"strokes", strokes}, {"pens", kPens}, {"pages", sizes.store_pages}};
+    for (std::size_t i = 0; i < sizes.repetitions; ++i) {
+      result.floor.seconds.push_back(TimeOf([&] { Child([&] { LoadArchives(world); }).Wait(); }));
+      const double start = Now();
+      const Daemon daemon(world);
+      result.service.seconds.push_back(Now() - start);
+    }
+    const double ratio = report.Add(result);
+    const std::string name = "restart: " + std::to_string(strokes) + " strokes, x their archives";
+    if (strokes >= 100000) {
+      report.AddAtMost(name, ratio, 1.3);
+    } else {
+      report.AddFigure(name, ratio);
+    }
+  }
+}
+
+void RunIdle(const Sizes& sizes, Report& report) {
+  double empty_bytes = 0;
+  std::vector<std::size_t> stores = {0};
+  stores.insert(stores.end(), sizes.stores.begin(), sizes.stores.end());
+  for (const std::size_t strokes : stores) {
+    const World world(sizes.directory);
+    world.Subscribe(1);
+    if (strokes > 0) FillStore(world, sizes, strokes);
+    const Daemon daemon(world);
+    daemon.WaitUntilQuiet();
+    const std::uint64_t wake_ups = daemon.WakeUps();
+    const double cpu = daemon.CpuSeconds();
+    ::usleep(static_cast<useconds_t>(sizes.idle_seconds * 1e6));
+    const std::string name = "idle: " + std::to_string(strokes) + " strokes, ";
+    report.AddAtMost(name + "wake-ups", static_cast<double>(daemon.WakeUps() - wake_ups), 0);
+    report.AddAtMost(name + "processor time in ms", (daemon.CpuSeconds() - cpu) * 1e3, 0);
+    const auto bytes = static_cast<double>(daemon.ResidentBytes());
+    if (strokes == 0) {
+      empty_bytes = bytes;
+      report.AddAtMost(name + "resident MiB", bytes / (1 << 20), 20);
+    } else {
+      report.AddAtMost(name + "resident bytes a stroke beyond an empty store",
+                       (bytes - empty_bytes) / static_cast<double>(strokes), 800);
+    }
+  }
+}
+
+}  // namespace bench

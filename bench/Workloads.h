@@ -1,0 +1,46 @@
+// The workloads. Each makes its own world, measures the service and its floor in turns, and adds
+// its cases and figures to the report. They throw std::exception where the world does not play.
+
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Measure.h"
+
+namespace bench {
+
+// What the command line selects.
+struct Sizes {
+  std::filesystem::path directory = "/tmp";  // where worlds are made: the file system measured
+
+  std::size_t import_bytes = 100u << 20;  // of the one large file
+  std::vector<std::size_t> import_pages = {1, 1000};
+  std::size_t import_files = 1000;  // small ones
+  std::size_t stroke_bytes = 10 * 1024;
+
+  std::vector<std::size_t> route_pages = {100, 1000};
+  std::size_t route_strokes = 10;  // of each page
+  std::size_t applications = 10;
+
+  std::vector<std::size_t> backlogs = {1000, 10000};
+  std::size_t deliver_pages = 10;
+  std::size_t packages = 500;  // confirmed in each measurement
+  std::size_t clients = 8;
+
+  std::vector<std::size_t> stores = {10000};  // strokes, for restart and idle
+  std::size_t store_pages = 100;
+  double idle_seconds = 10;
+
+  std::size_t repetitions = 5;
+};
+
+void RunImport(const Sizes& sizes, Report& report);
+void RunRoute(const Sizes& sizes, Report& report);
+void RunDeliver(const Sizes& sizes, Report& report);
+void RunRestart(const Sizes& sizes, Report& report);
+void RunIdle(const Sizes& sizes, Report& report);
+
+}  // namespace bench
