@@ -108,16 +108,17 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
     const Lock lock(client->packages_mutex);
     if (client->ended || client->packages.count(pen) > 0) return;
   }
-  std::set<Storage::StrokeID> undelivered;
-  if (!Storage::GetUndeliveredStrokes(pen, client->application_id, undelivered)) return;
-  if (undelivered.empty()) return;
+  Storage::StrokeID first;
+  const std::size_t undelivered =
+      Storage::FindUndeliveredStroke(pen, client->application_id, first);
+  if (undelivered == 0) return;
   // One stroke file at a time: the next follows the confirmation of this one.
-  const std::set<Storage::StrokeID> strokes = {*undelivered.begin()};
-  const InkType type = strokes.begin()->page_address == Common::kEncryptedPageAddress
-                           ? InkType::kSTF2Encrypted
-                           : InkType::kSTF2;
+  const std::set<Storage::StrokeID> strokes = {first};
+  const InkType type = first.page_address == Common::kEncryptedPageAddress ? InkType::kSTF2Encrypted
+                                                                           : InkType::kSTF2;
   QUILLPOST_LOG_INFORMATION("Delivering %lu/%lu Ink items to application '%s'...", Count(strokes),
-                            Count(undelivered), client->application_id.c_str());
+                            static_cast<unsigned long>(undelivered),
+                            client->application_id.c_str());
   DeliverInk(client, pen, type, strokes);
 }
 

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/recursive_mutex.hpp>
@@ -15,6 +14,7 @@
 #include "common/File.h"
 #include "common/Log.h"
 #include "storage/RoutingInfoFile.h"
+#include "storage/RoutingTable.h"
 
 namespace fs = boost::filesystem;
 
@@ -25,7 +25,7 @@ namespace {
 
 // Made when the library is loaded and never freed, so that they outlive every service object and
 // every thread of the host: no destructor of a static object can come too early.
-auto& g_routing_info = *new std::map<std::string, StrokeMap>;
+auto& g_routing_info = *new std::map<std::string, RoutingTable>;
 auto& g_routing_info_guard = *new boost::recursive_mutex;  // guards g_routing_info and its files
 
 typedef boost::lock_guard<boost::recursive_mutex> Lock;
@@ -70,35 +70,12 @@ void LoadRoutingInfo(const std::string& pen) {
   if (strokes.empty()) return;
   QUILLPOST_LOG_INFORMATION("Loaded Routing Info 'ROOT/%s' with %lu Ink items.", relative.c_str(),
                             static_cast<unsigned long>(strokes.size()));
-  g_routing_info[pen] = std::move(strokes);
-}
-
-// Drops the claims of applications that are not in `apps`. True when the stroke leaves the table
-// because of it.
-bool DropClaims(ClaimList& claims, const std::set<std::string>& apps) {
-  if (apps.empty()) return true;
-  bool dropped = false;
-  for (auto claim = claims.begin(); claim != claims.end();) {
-    if (apps.count(claim->first) > 0) {
-      ++claim;
-    } else {
-      claim = claims.erase(claim);
-      dropped = true;
-    }
-  }
-  return dropped && claims.empty();
+  g_routing_info[pen] = RoutingTable(std::move(strokes));
 }
 
 StrokeID ToStrokeID(const std::string& page, const fs::path& file) {
   const std::string extension = file.extension().native();
   return {page, file.stem().native(), extension.empty() ? extension : extension.substr(1)};
-}
-
-bool IsProcessed(const ClaimList& claims) {
-  const auto is_delivered = [](const auto& claim) { return claim.second.delivered; };
-  const auto is_processed = [](const auto& claim) { return claim.second.processed; };
-  return std::all_of(claims.begin(), claims.end(), is_delivered) &&
-         std::any_of(claims.begin(), claims.end(), is_processed);
 }
 
 // Whether `bytes` become `archive` by setting marks alone: a "0" that stands by itself turns to
@@ -126,25 +103,30 @@ boost::system::error_code WriteArchive(const fs::path& path, const std::string& 
     if (const auto error = Common::WriteAll(file.get(), archive.data(), archive.size())) {
       return error;
     }
-    return file.Close();
+    return {};
   }
   for (std::size_t i = 0; i < archive.size(); ++i) {
     if (old.data[i] == archive[i]) continue;
     if (const auto error = Common::WriteAt(file.get(), i, archive[i])) return error;
   }
-  return file.Close();
+  return {};
 }
 
-bool SaveArchive(const StrokeMap& strokes, const fs::path& path, Common::Descriptor& file,
+bool SaveArchive(RoutingTable& table, const fs::path& path, Common::Descriptor& file,
                  std::string& reason) {
+  boost::system::error_code error;
   try {
-    const auto error = WriteArchive(path, WriteRoutingInfo(strokes), file);
-    if (error) reason = error.message();
-    return !error;
-  } catch (const std::exception& error) {
-    reason = error.what();
+    const std::string archive = WriteRoutingInfo(table.strokes());
+    error = WriteArchive(path, archive, file);
+    if (!error) table.saved().Adopt(file.get(), archive, table.strokes());
+  } catch (const std::exception& failure) {
+    reason = failure.what();
     return false;
   }
+  if (!error) error = file.Close();
+  if (error) table.saved().Forget();
+  if (error) reason = error.message();
+  return !error;
 }
 
 void RemoveStrokeFile(const std::string& pen, const StrokeID& id) {
@@ -201,17 +183,11 @@ bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps) {
   if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(page)) return false;
   const Lock lock(g_routing_info_guard);
-  StrokeMap& strokes = g_routing_info[pen];
-  for (auto stroke = strokes.begin(); stroke != strokes.end();) {
-    const bool leaves = stroke->first.page_address == page && DropClaims(stroke->second, apps);
-    stroke = leaves ? strokes.erase(stroke) : std::next(stroke);
-  }
+  RoutingTable& table = g_routing_info[pen];
+  table.KeepClaims(page, apps);
   std::set<fs::path> files;
   if (!apps.empty() && Common::ListFiles(GetStorageRoot() / pen / page, files)) {
-    for (const fs::path& file : files) {
-      ClaimList& claims = strokes[ToStrokeID(page, file.filename())];
-      for (const std::string& app : apps) claims.emplace(app, RoutingInfo_App());
-    }
+    for (const fs::path& file : files) table.Claim(ToStrokeID(page, file.filename()), apps);
   }
   return SaveRoutingInfo(pen);
 }
@@ -223,7 +199,9 @@ bool SaveRoutingInfo(const std::string& pen) {
     QUILLPOST_LOG_WARNING("Will not save Routing Info for Pen '%s': nothing to save.", pen.c_str());
     return false;
   }
+  RoutingTable& table = entry->second;
   const fs::path directory = GetStorageRoot() / pen;
+  if (table.saved().Update(directory / kRoutingInfoFile, table.strokes())) return true;
   if (!Common::PrepareDirectory(directory)) {
     QUILLPOST_LOG_ERROR(
         "Failed to save Routing Info for Pen '%s': can't create directory 'ROOT/%s'.", pen.c_str(),
@@ -238,7 +216,7 @@ bool SaveRoutingInfo(const std::string& pen) {
     return false;
   }
   std::string reason;
-  if (!SaveArchive(entry->second, path, file, reason)) {
+  if (!SaveArchive(table, path, file, reason)) {
     QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': %s.", pen.c_str(),
                         reason.c_str());
     return false;
@@ -251,25 +229,30 @@ bool GetUndeliveredStrokes(const std::string& pen, const std::string& app,
   out.clear();
   if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return false;
   const Lock lock(g_routing_info_guard);
-  for (const auto& [id, claims] : g_routing_info[pen]) {
-    const auto claim = claims.find(app);
-    if (claim != claims.end() && !claim->second.delivered) out.insert(out.end(), id);
-  }
+  out = g_routing_info[pen].Undelivered(app);
   return true;
 }
 
 bool HasUndeliveredStrokes(const std::string& pen, const std::string& app) {
-  std::set<StrokeID> strokes;
-  return GetUndeliveredStrokes(pen, app, strokes) && !strokes.empty();
+  if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return false;
+  const Lock lock(g_routing_info_guard);
+  return g_routing_info[pen].CountUndelivered(app) > 0;
+}
+
+std::size_t FindUndeliveredStroke(const std::string& pen, const std::string& app, StrokeID& first) {
+  if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return 0;
+  const Lock lock(g_routing_info_guard);
+  const RoutingTable& table = g_routing_info[pen];
+  const StrokeID* const found = table.FirstUndelivered(app);
+  if (found != nullptr) first = *found;
+  return table.CountUndelivered(app);
 }
 
 bool GetProccessedStrokes(const std::string& pen, std::set<StrokeID>& out) {
   out.clear();
   if (!Common::IsPenSerialValid(pen)) return false;
   const Lock lock(g_routing_info_guard);
-  for (const auto& [id, claims] : g_routing_info[pen]) {
-    if (IsProcessed(claims)) out.insert(out.end(), id);
-  }
+  out = g_routing_info[pen].Processed();
   return true;
 }
 
@@ -280,14 +263,7 @@ bool SetRoutingInfoMarkers(const std::string& pen, const std::string& app,
   const Lock lock(g_routing_info_guard);
   const auto entry = g_routing_info.find(pen);
   if (entry == g_routing_info.end()) return false;
-  for (const StrokeID& id : delivered) {
-    const auto stroke = entry->second.find(id);
-    if (stroke == entry->second.end()) continue;
-    const auto claim = stroke->second.find(app);
-    if (claim == stroke->second.end()) continue;
-    claim->second.delivered = true;
-    if (processed.count(id) > 0) claim->second.processed = true;
-  }
+  for (const StrokeID& id : delivered) entry->second.Mark(id, app, processed.count(id) > 0);
   return SaveRoutingInfo(pen);
 }
 
@@ -300,8 +276,8 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
   }
   for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
   const Lock lock(g_routing_info_guard);
-  StrokeMap& strokes = g_routing_info[pen];
-  for (const StrokeID& id : ids) strokes.erase(id);
+  RoutingTable& table = g_routing_info[pen];
+  for (const StrokeID& id : ids) table.Erase(id);
   const bool saved = SaveRoutingInfo(pen);
   QUILLPOST_LOG_INFORMATION("Removed %lu Inks from Pen '%s' storage.", count, pen.c_str());
   return saved;

@@ -15,6 +15,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
 
@@ -47,6 +48,10 @@ bool SaveRoutingInfo(const std::string& pen);
 // false for an invalid pen or application.
 bool GetUndeliveredStrokes(const std::string& pen, const std::string& app, std::set<StrokeID>& out);
 bool HasUndeliveredStrokes(const std::string& pen, const std::string& app);
+
+// The number of strokes that GetUndeliveredStrokes would give, and the first of them in `first`,
+// without walking all of them. 0, with `first` untouched, where there is none.
+std::size_t FindUndeliveredStroke(const std::string& pen, const std::string& app, StrokeID& first);
 
 // The strokes of a pen that every claiming application has received and at least one has accepted.
 // `out` is emptied first; false for an invalid pen.
