@@ -17,7 +17,8 @@ namespace TalvoOS {
 fs::path UnderRoot(const fs::path& path) {
   const char* root = ::getenv("QUILLPOST_ROOT");
   if (root == nullptr || *root == '\0') return path;
-  return fs::absolute(root) / path.relative_path();
+  const fs::path base = *root == '/' ? fs::path(root) : fs::absolute(root);
+  return base / path.relative_path();
 }
 
 namespace {

@@ -1,7 +1,10 @@
 #include "common/Common.h"
 
+#include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <TalvoOS/Root.h>
@@ -12,6 +15,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <cstdint>
 #include <locale>
+#include <memory>
 #include <sstream>
 #include <string_view>
 #include <vector>
@@ -42,7 +46,33 @@ bool IsIdentifier(const std::string& text, std::string_view characters) {
 // Field 0 to field 4; a four-field address leaves field 0 at 0. In a range, -1 is the wildcard.
 typedef std::array<std::int32_t, 5> NumericAddress;
 
+// Reads the fields of an address whose fields are "*" or numbers of few digits, where the rules of
+// ToNumericAddress have nothing special to say. False for any other.
+bool ReadPlainFields(const std::string& page, NumericAddress& fields) {
+  constexpr std::size_t kMaxDigits = 9;  // never out of range
+  std::array<std::string_view, 5> texts;
+  std::size_t count = 0;
+  for (std::string_view rest = page;; ++count) {
+    const std::size_t dot = rest.find('.');
+    if (count == texts.size()) return false;
+    texts[count] = rest.substr(0, dot);
+    if (dot == std::string_view::npos) break;
+    rest.remove_prefix(dot + 1);
+  }
+  const std::size_t skipped = texts.size() - 1 - count;
+  for (std::size_t i = 0; i <= count; ++i) {
+    std::int32_t& field = fields[skipped + i];
+    field = texts[i] == "*" ? -1 : 0;
+    if (field == -1) continue;
+    if (texts[i].size() > kMaxDigits || texts[i].find('*') != std::string_view::npos) return false;
+    for (const char digit : texts[i]) field = field * 10 + (digit - '0');
+  }
+  return true;
+}
+
 NumericAddress ToNumericAddress(const std::string& page) {
+  NumericAddress fields = {};
+  if (ReadPlainFields(page, fields)) return fields;
   std::string numbers;
   std::size_t dots = 0;
   for (const char character : page) {
@@ -59,7 +89,7 @@ NumericAddress ToNumericAddress(const std::string& page) {
   // beyond the range becomes. The host's locale has no say in them.
   std::istringstream stream(numbers);
   stream.imbue(std::locale::classic());
-  NumericAddress fields = {};
+  fields = {};
   for (std::size_t field = dots == 4 ? 0 : 1; field < fields.size(); ++field) {
     stream >> fields[field];
   }
@@ -77,19 +107,62 @@ bool GetScratchDirectory(fs::path& out) {
   return true;
 }
 
+[[noreturn]] void ThrowListingError(const char* operation, const fs::path& directory) {
+  const boost::system::error_code error(errno, boost::system::system_category());
+  throw fs::filesystem_error(operation, directory, error);
+}
+
+// The type of an entry, links followed. Reading a directory mostly tells it; to ask for it takes
+// much longer.
+fs::file_type TypeOf(int directory, const dirent& entry) {
+  if (entry.d_type == DT_REG) return fs::regular_file;
+  if (entry.d_type == DT_DIR) return fs::directory_file;
+  struct stat status;
+  const bool must_ask = entry.d_type == DT_LNK || entry.d_type == DT_UNKNOWN;
+  if (!must_ask || ::fstatat(directory, entry.d_name, &status, 0) != 0) return fs::type_unknown;
+  if (S_ISREG(status.st_mode)) return fs::regular_file;
+  return S_ISDIR(status.st_mode) ? fs::directory_file : fs::type_unknown;
+}
+
+// Calls `visit` with the name of every entry that is of the wanted type.
+template <typename Visit>
+bool VisitEntries(const fs::path& directory, fs::file_type wanted, bool hidden,
+                  const Visit& visit) {
+  boost::system::error_code error;
+  if (fs::status(directory, error).type() != fs::directory_file) return false;
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.c_str()), ::closedir);
+  if (!stream && errno == ENOENT) return false;  // gone meanwhile
+  if (!stream) ThrowListingError("can't list directory", directory);
+  // Without the right to search the directory no entry can be asked for its type, and none counts.
+  struct stat status;
+  const int descriptor = ::dirfd(stream.get());
+  const bool searchable = ::fstatat(descriptor, ".", &status, 0) == 0;
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = ::readdir(stream.get());
+    if (entry == nullptr) break;
+    const std::string_view name = entry->d_name;
+    if (!searchable || name == "." || name == ".." || (!hidden && name.front() == '.')) continue;
+    if (TypeOf(descriptor, *entry) == wanted) visit(entry->d_name);
+  }
+  if (errno != 0) ThrowListingError("can't go on listing directory", directory);
+  return true;
+}
+
 bool ListEntries(const fs::path& directory, fs::file_type wanted, bool hidden,
                  std::set<fs::path>& out) {
   out.clear();
-  boost::system::error_code error;
-  if (fs::status(directory, error).type() != fs::directory_file) return false;
-  fs::directory_iterator entries(directory, error);
-  if (error == boost::system::errc::no_such_file_or_directory) return false;  // gone meanwhile
-  if (error) throw fs::filesystem_error("can't list directory", directory, error);
-  for (const fs::directory_entry& entry : entries) {
-    if (!hidden && entry.path().filename().native().front() == '.') continue;
-    if (fs::status(entry.path(), error).type() == wanted) out.insert(entry.path());
-  }
-  return true;
+  return VisitEntries(directory, wanted, hidden,
+                      [&](const char* name) { out.insert(directory / name); });
+}
+
+bool ListNames(const fs::path& directory, fs::file_type wanted, bool hidden,
+               std::vector<std::string>& out) {
+  out.clear();
+  const bool listed =
+      VisitEntries(directory, wanted, hidden, [&](const char* name) { out.emplace_back(name); });
+  std::sort(out.begin(), out.end());
+  return listed;
 }
 
 }  // namespace
@@ -197,6 +270,14 @@ bool ListFiles(const fs::path& directory, std::set<fs::path>& out) {
 
 bool ListDirectories(const fs::path& directory, std::set<fs::path>& out) {
   return ListEntries(directory, fs::directory_file, true, out);
+}
+
+bool ListFileNames(const fs::path& directory, std::vector<std::string>& out) {
+  return ListNames(directory, fs::regular_file, false, out);
+}
+
+bool ListDirectoryNames(const fs::path& directory, std::vector<std::string>& out) {
+  return ListNames(directory, fs::directory_file, true, out);
 }
 
 }  // namespace Common

@@ -6,6 +6,7 @@
 #include <boost/filesystem/path.hpp>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace TalvoQuillpost {
 namespace Common {
@@ -60,6 +61,11 @@ bool ListFiles(const boost::filesystem::path& directory, std::set<boost::filesys
 // The same for subdirectories, those whose names begin with "." included.
 bool ListDirectories(const boost::filesystem::path& directory,
                      std::set<boost::filesystem::path>& out);
+
+// The same, as names in their directory, in the same order: paths take long to compare. Where
+// reading the directory fails `out` holds the names so far, in no order.
+bool ListFileNames(const boost::filesystem::path& directory, std::vector<std::string>& out);
+bool ListDirectoryNames(const boost::filesystem::path& directory, std::vector<std::string>& out);
 
 }  // namespace Common
 }  // namespace TalvoQuillpost

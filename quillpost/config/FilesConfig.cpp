@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <locale>
 #include <sstream>
+#include <vector>
 
 #include "common/Common.h"
 #include "common/File.h"
@@ -146,12 +148,11 @@ bool GetApplications(std::set<App>& out) {
   const fs::path directory = GetRoot();
   boost::system::error_code error;
   if (fs::status(directory, error).type() == fs::file_not_found) return true;
-  std::set<fs::path> files;
-  if (!Common::ListFiles(directory, files)) return false;
-  for (const fs::path& file : files) {
-    const std::string id = file.filename().native();
+  std::vector<std::string> names;
+  if (!Common::ListFileNames(directory, names)) return false;
+  for (const std::string& id : names) {
     Json::Value root;
-    if (Common::IsAppIDValid(id) && LoadConfig(file, root)) out.insert(ToApp(id, root));
+    if (Common::IsAppIDValid(id) && LoadConfig(directory / id, root)) out.insert(ToApp(id, root));
   }
   return true;
 }
@@ -161,14 +162,14 @@ bool FindApplications(const std::string& address, std::set<App>& out) {
   if (!Common::IsPageAddressValid(address)) return false;
   std::set<App> applications;
   if (!GetApplications(applications)) return false;
-  for (const App& application : applications) {
-    const auto& ranges = application.pageAddresses;
-    if (std::any_of(ranges.begin(), ranges.end(), [&](const std::string& range) {
-          return Common::IsPageAddressInRange(address, range);
-        })) {
-      out.insert(application);
-    }
+  for (auto application = applications.begin(); application != applications.end();) {
+    const auto& ranges = application->pageAddresses;
+    const bool claims = std::any_of(ranges.begin(), ranges.end(), [&](const std::string& range) {
+      return Common::IsPageAddressInRange(address, range);
+    });
+    application = claims ? std::next(application) : applications.erase(application);
   }
+  out.swap(applications);
   return !out.empty();
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <stdexcept>
+#include <vector>
 
 #include "common/Common.h"
 #include "common/File.h"
@@ -185,9 +186,9 @@ bool SyncRoutingInfo(const std::string& pen, const std::string& page,
   const Lock lock(g_routing_info_guard);
   RoutingTable& table = g_routing_info[pen];
   table.KeepClaims(page, apps);
-  std::set<fs::path> files;
-  if (!apps.empty() && Common::ListFiles(GetStorageRoot() / pen / page, files)) {
-    for (const fs::path& file : files) table.Claim(ToStrokeID(page, file.filename()), apps);
+  std::vector<std::string> files;
+  if (!apps.empty() && Common::ListFileNames(GetStorageRoot() / pen / page, files)) {
+    for (const std::string& file : files) table.Claim(ToStrokeID(page, file), apps);
   }
   return SaveRoutingInfo(pen);
 }
@@ -290,22 +291,21 @@ void Cleanup(const std::string& pen) {
   if (!fs::exists(fs::symlink_status(directory))) return;
   if (fs::status(directory).type() != fs::directory_file) fs::remove(directory);
   if (!fs::exists(fs::status(directory))) return;
-  std::set<fs::path> pages;
-  Common::ListDirectories(directory, pages);
-  for (const fs::path& page : pages) {
-    const std::string name = page.filename().native();
-    std::set<fs::path> files;
-    if (!Common::IsPageAddressValid(name)) continue;
-    if (!Common::ListFiles(page, files) || !files.empty()) continue;
-    if (RemoveDirectoryWithout(page, IsVisibleFile)) {
+  std::vector<std::string> pages;
+  Common::ListDirectoryNames(directory, pages);
+  for (const std::string& page : pages) {
+    std::vector<std::string> files;
+    if (!Common::IsPageAddressValid(page)) continue;
+    if (!Common::ListFileNames(directory / page, files) || !files.empty()) continue;
+    if (RemoveDirectoryWithout(directory / page, IsVisibleFile)) {
       QUILLPOST_LOG_INFORMATION("Removed empty Storage dir: 'ROOT/%s/%s'.", pen.c_str(),
-                                name.c_str());
+                                page.c_str());
     }
   }
   // Under the lock, so that no page that is routed between the look and the removal loses its
   // claims.
   const Lock lock(g_routing_info_guard);
-  if (!Common::ListDirectories(directory, pages) || !pages.empty()) return;
+  if (!Common::ListDirectoryNames(directory, pages) || !pages.empty()) return;
   g_routing_info.erase(pen);
   if (RemoveDirectoryWithout(directory, IsDirectory)) {
     QUILLPOST_LOG_INFORMATION("Removed empty Storage dir: 'ROOT/%s'.", pen.c_str());

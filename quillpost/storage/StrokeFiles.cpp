@@ -27,15 +27,14 @@ typedef bool (*IsNameValid)(const std::string&);
 bool ListValidNames(const fs::path& directory, IsNameValid is_valid, const char* what,
                     std::set<std::string>& names) {
   names.clear();
-  std::set<fs::path> directories;
-  if (!Common::ListDirectories(directory, directories)) return false;
-  for (const fs::path& entry : directories) {
-    const std::string name = entry.filename().native();
+  std::vector<std::string> directories;
+  if (!Common::ListDirectoryNames(directory, directories)) return false;
+  for (const std::string& name : directories) {
     if (is_valid(name)) {
-      names.insert(name);
+      names.insert(names.end(), name);
     } else {
       QUILLPOST_LOG_WARNING("Got unexpected directory while looking for %s: '%s'.", what,
-                            entry.c_str());
+                            (directory / name).c_str());
     }
   }
   return true;
