@@ -74,11 +74,12 @@ void CopyToPackage(const fs::path& stroke, const fs::path& package) {
   ::close(to);
 }
 
-// The floor's side of the service: copy a stroke, announce it, be told, delete, write one byte.
+// The floor's side of the service: copy a stroke, announce it, be told, delete, write one byte. In
+// the service's own places: what making a file takes differs from directory to directory.
 void ServeFloor(LineSocket& socket, const World& world, const std::vector<fs::path>& strokes,
                 std::size_t packages) {
-  const fs::path package = world.path() / "package";
-  const fs::path marks = world.path() / "marks";
+  const fs::path package = world.scratch() / "package";
+  const fs::path marks = world.storage() / "marks";
   const int fd = ::open(marks.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   for (std::size_t i = 0; i <= packages; ++i) {
     CopyToPackage(strokes[i], package);

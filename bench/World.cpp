@@ -55,6 +55,12 @@ int BindReadySocket(const fs::path& path) {
   ::_exit(127);
 }
 
+fs::path OwnFolder() {
+  boost::filesystem::path home;
+  if (!TalvoOS::GetHomeDirectory(home)) throw std::runtime_error("this user has no home");
+  return fs::path(home.string()) / "Library/Application Support/Talvo/Quillpost";
+}
+
 }  // namespace
 
 std::string PenSerial(std::uint64_t pen) {
@@ -72,6 +78,7 @@ World::World(const fs::path& parent) {
   ::setenv("QUILLPOST_ROOT", path_.c_str(), 1);
   fs::create_directories(path_ / "var/tmp");
   fs::create_directories(storage());
+  fs::create_directories(scratch());
   fs::create_directories(subscriptions());
 }
 
@@ -82,9 +89,11 @@ World::~World() {
 }
 
 fs::path World::storage() const {
-  boost::filesystem::path home;
-  if (!TalvoOS::GetHomeDirectory(home)) throw std::runtime_error("this user has no home");
-  return fs::path(home.string()) / "Library/Application Support/Talvo/Quillpost/Storage";
+  return OwnFolder() / "Storage";
+}
+
+fs::path World::scratch() const {
+  return OwnFolder() / "Temp";
 }
 
 fs::path World::subscriptions() const {

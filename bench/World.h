@@ -30,6 +30,7 @@ class World {
 
   const std::filesystem::path& path() const { return path_; }
   std::filesystem::path storage() const;
+  std::filesystem::path scratch() const;
   std::filesystem::path subscriptions() const;
 
   // Subscribes app0, app1, ... to every page.
