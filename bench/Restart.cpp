@@ -31,15 +31,8 @@ fs::path RoutingInfo(const World& world, std::uint64_t pen) {
 void FillStore(const World& world, const Sizes& sizes, std::size_t strokes) {
   constexpr std::size_t kBytes = 100;  // nobody reads them here
   for (std::uint64_t pen = 1; pen <= kPens; ++pen) {
-    TalvoQuillpost::Storage::StrokeMap table;
-    const std::size_t share = strokes / kPens;
     const std::size_t pages = std::max<std::size_t>(sizes.store_pages / kPens, 1);
-    for (const fs::path& file : world.FillStore(pen, share, pages, kBytes)) {
-      const std::string page = file.parent_path().filename().string();
-      table[{page, file.stem().string(), "stf2"}]["app0"];
-    }
-    std::ofstream archive(RoutingInfo(world, pen), std::ios::binary);
-    archive << TalvoQuillpost::Storage::WriteRoutingInfo(table);
+    world.WriteArchive(pen, world.FillStore(pen, strokes / kPens, pages, kBytes), 1);
   }
 }
 

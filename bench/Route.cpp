@@ -72,11 +72,12 @@ void AddStroke(std::size_t page, std::size_t number, std::size_t bytes) {
 double RunPages(const Sizes& sizes, std::size_t pages, Report& report) {
   const World world(sizes.directory);
   world.Subscribe(sizes.applications);
-  world.FillStore(kPen, pages * sizes.route_strokes, pages, sizes.stroke_bytes);
+  world.WriteArchive(kPen,
+                     world.FillStore(kPen, pages * sizes.route_strokes, pages, sizes.stroke_bytes),
+                     sizes.applications);
   TalvoQuillpost::Storage::Initialize();
   const auto service = boost::make_shared<TalvoQuillpost::Service>();
-  Case first = MakeCase(sizes, pages, "all strokes new");
-  first.service.seconds.push_back(TimeOf([&] { service->RouteInk(); }));
+  service->RouteInk();
   Case same = MakeCase(sizes, pages, "nothing new");
   Case more = MakeCase(sizes, pages, "one new stroke");
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {
@@ -87,7 +88,6 @@ double RunPages(const Sizes& sizes, std::size_t pages, Report& report) {
   }
   TalvoQuillpost::Storage::Cleanup();
   more.floor = same.floor;
-  report.Add(first);
   report.Add(same);
   report.Add(more);
   const std::string name = "route: " + std::to_string(pages) + " pages, ";

@@ -18,6 +18,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "storage/RoutingInfoFile.h"
+
 namespace fs = std::filesystem;
 
 namespace bench {
@@ -121,6 +123,17 @@ std::vector<fs::path> World::FillStore(std::uint64_t pen, std::size_t strokes, s
     WriteFile(files.back(), content);
   }
   return files;
+}
+
+void World::WriteArchive(std::uint64_t pen, const std::vector<fs::path>& strokes,
+                         std::size_t applications) const {
+  TalvoQuillpost::Storage::StrokeMap table;
+  for (const fs::path& file : strokes) {
+    auto& claims = table[{file.parent_path().filename(), file.stem(), "stf2"}];
+    for (std::size_t i = 0; i < applications; ++i) claims["app" + std::to_string(i)];
+  }
+  WriteFile(storage() / PenSerial(pen) / "RoutingInfo.txt",
+            TalvoQuillpost::Storage::WriteRoutingInfo(table));
 }
 
 Child::Child(const std::function<void()>& job) {

@@ -41,6 +41,10 @@ class World {
   std::vector<std::filesystem::path> FillStore(std::uint64_t pen, std::size_t strokes,
                                                std::size_t pages, std::size_t bytes) const;
 
+  // Writes the pen's archive: these strokes, claimed by the first applications, not delivered.
+  void WriteArchive(std::uint64_t pen, const std::vector<std::filesystem::path>& strokes,
+                    std::size_t applications) const;
+
  private:
   std::filesystem::path path_;
 };

@@ -3,9 +3,10 @@
 //
 // The routing info lives in one table of the process, from the loading of the library to the end
 // of the process, guarded by one recursive mutex. Each pen's part of it is written to
-// ROOT/<pen serial>/RoutingInfo.txt after every change, in place. Marks are set byte by byte, so a
-// process that is killed meanwhile leaves a whole file with some of them. Where strokes or claims
-// come or go, the file is emptied and written anew: killed meanwhile it is short, which the next
+// ROOT/<pen serial>/RoutingInfo.txt after every change, in place, as far as its bytes are
+// others than before (SavedRoutingInfo.h). Marks overwrite marks, so a process that is killed
+// meanwhile leaves a whole file with some of them. Where strokes or claims come or go, the file is
+// cut and written anew from there: killed meanwhile it is short, which the next
 // start reports as corrupted; the claims are then rebuilt from the stroke files, and what had been
 // delivered is offered again.
 //
