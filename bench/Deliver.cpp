@@ -1,11 +1,13 @@
 // deliver: a backlog of strokes on its way to confirming clients, each in a process of its own.
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <stdexcept>
 
@@ -25,7 +27,8 @@ constexpr std::uint64_t kPen = 1;
 class SharedTimes {
  public:
   explicit SharedTimes(std::size_t count)
-      : bytes_(count * sizeof(double)),
+      : count_(count),
+        bytes_((count + 1) * sizeof(double)),
         times_(static_cast<double*>(
             ::mmap(nullptr, bytes_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {}
   ~SharedTimes() { ::munmap(times_, bytes_); }
@@ -34,7 +37,13 @@ class SharedTimes {
 
   double* data() const { return times_; }
 
+  // A count that the processes share.
+  std::atomic<std::size_t>& count() const {
+    return *reinterpret_cast<std::atomic<std::size_t>*>(times_ + count_);
+  }
+
  private:
+  const std::size_t count_;
   const std::size_t bytes_;
   double* const times_;
 };
@@ -55,8 +64,11 @@ void Confirm(LineSocket& socket, std::size_t packages, double* times) {
   }
 }
 
-void RunClient(std::size_t application, std::size_t packages, double* times) {
+// `ready` counts the clients that are connected; all of `clients` begin together.
+void RunClient(std::size_t application, std::size_t packages, double* times,
+               std::atomic<std::size_t>& ready, std::size_t clients) {
   LineSocket socket(LineSocket::ConnectToService());
+  for (++ready; ready < clients;) ::sched_yield();
   socket.Send(R"({"jsonrpc":"2.0","method":"EnableNotifications","params":{"ApplicationID":"app)" +
               std::to_string(application) + R"("}})");
   Confirm(socket, packages, times);
@@ -119,19 +131,19 @@ void MeasureFloor(const World& world, const std::vector<fs::path>& strokes, std:
 
 void MeasureOneClient(std::size_t application, std::size_t packages, Samples& samples) {
   const SharedTimes times(packages + 1);
-  Child client([&] { RunClient(application, packages, times.data()); });
+  Child client([&] { RunClient(application, packages, times.data(), times.count(), 1); });
   client.Wait();
   AddIntervals(times.data(), packages, samples);
 }
 
 // Packages per second of all clients together, while all are at work.
-double MeasureThroughput(std::size_t first_application, std::size_t clients, std::size_t packages) {
+double MeasureThroughput(std::size_t clients, std::size_t packages) {
   const std::size_t taken = packages + 1;
   const SharedTimes times(clients * taken);
   std::vector<std::unique_ptr<Child>> children;
   for (std::size_t i = 0; i < clients; ++i) {
     children.push_back(std::make_unique<Child>(
-        [&, i] { RunClient(first_application + i, packages, times.data() + i * taken); }));
+        [&, i] { RunClient(i, packages, times.data() + i * taken, times.count(), clients); }));
   }
   double from = 0;
   double to = 1e18;
@@ -179,8 +191,8 @@ void RunManyClients(const Sizes& sizes, Report& report) {
   Samples one;
   Samples all;
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {
-    one.seconds.push_back(1 / MeasureThroughput(0, 1, packages));
-    all.seconds.push_back(1 / MeasureThroughput(0, sizes.clients, packages));
+    one.seconds.push_back(1 / MeasureThroughput(1, packages));
+    all.seconds.push_back(1 / MeasureThroughput(sizes.clients, packages));
   }
   const std::string clients = std::to_string(sizes.clients);
   report.Add({"deliver", "1 client of " + clients, {{"clients", 1}}, {}, one});
