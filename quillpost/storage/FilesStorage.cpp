@@ -113,6 +113,15 @@ boost::system::error_code WriteArchive(const fs::path& path, const std::string& 
   return {};
 }
 
+// A link in the file's place is replaced by a file: what it leads to is not the store's to write.
+boost::system::error_code OpenForWriting(const fs::path& path, Common::Descriptor& file) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW;
+  auto error = Common::OpenRegularFile(path, kFlags, file);
+  if (error != boost::system::errc::too_many_symbolic_link_levels) return error;
+  fs::remove(path, error);
+  return error ? error : Common::OpenRegularFile(path, kFlags, file);
+}
+
 bool SaveArchive(RoutingTable& table, const fs::path& path, Common::Descriptor& file,
                  std::string& reason) {
   boost::system::error_code error;
@@ -211,7 +220,7 @@ bool SaveRoutingInfo(const std::string& pen) {
   }
   const fs::path path = directory / kRoutingInfoFile;
   Common::Descriptor file;
-  if (Common::OpenRegularFile(path, O_WRONLY | O_CREAT, file)) {
+  if (OpenForWriting(path, file)) {
     QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': can't create file 'ROOT/%s/%s'.",
                         pen.c_str(), pen.c_str(), kRoutingInfoFile);
     return false;

@@ -118,7 +118,8 @@ bool SavedRoutingInfo::Update(const boost::filesystem::path& path, const StrokeM
     Forget();
     return false;
   }
-  const Common::Descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const Common::Descriptor file(
+      ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   const bool is_written = file.is_open() && ::fstat(file.get(), &status) == 0 &&
                           IsUntouched(status) && (!has_touched || WriteRecords(file.get())) &&
                           (!has_tail || WriteTail(file.get(), strokes)) && TakeStamp(file.get());

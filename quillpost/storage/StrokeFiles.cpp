@@ -57,21 +57,32 @@ bool IsImportValid(const std::string& pen, const StrokeID& id, const std::vector
   return false;
 }
 
+// Gives the file name a number, 1 and up, as long as it is taken.
+void NumberWhile(fs::path& path, bool (*is_taken)(const fs::path&)) {
+  const fs::path start = path;
+  for (unsigned int number = 1; is_taken(path); ++number) {
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, "-%u", number);
+    path = start;
+    path.replace_extension();
+    path += suffix;
+    path += start.extension();
+  }
+}
+
 // Makes the page directory and in it a new, empty file with a free name. The tidying of the store
 // may remove the directory before the file is in it: then both are made again.
 bool CreateStrokeFile(const fs::path& directory, const std::string& file_name, fs::path& path,
                       Common::Descriptor& file) {
-  boost::system::error_code error;
   for (int attempt = 0; attempt < kImportAttempts; ++attempt) {
     if (!Common::PrepareDirectory(directory)) {
       QUILLPOST_LOG_ERROR("Ink Import failed: can't create directory '%s'.", directory.c_str());
       return false;
     }
     path = directory / file_name;
-    MakePathUnique(path);
-    // A dangling link is a free name, too: the file is made where it points.
-    const int flags = fs::is_symlink(fs::symlink_status(path, error)) ? 0 : O_EXCL;
-    error = Common::OpenRegularFile(path, O_WRONLY | O_CREAT | flags, file);
+    // A link has its name to itself, also one that leads nowhere: ink never goes through it.
+    NumberWhile(path, [](const fs::path& name) { return fs::exists(fs::symlink_status(name)); });
+    const auto error = Common::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL, file);
     if (!error) return true;
     const bool changed_meanwhile = error == boost::system::errc::no_such_file_or_directory ||
                                    error == boost::system::errc::file_exists;
@@ -113,15 +124,7 @@ bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages) {
 }
 
 void MakePathUnique(fs::path& path) {
-  const fs::path start = path;
-  for (unsigned int number = 1; fs::exists(fs::status(path)); ++number) {
-    char suffix[16];
-    std::snprintf(suffix, sizeof suffix, "-%u", number);
-    path = start;
-    path.replace_extension();
-    path += suffix;
-    path += start.extension();
-  }
+  NumberWhile(path, [](const fs::path& name) { return fs::exists(fs::status(name)); });
 }
 
 bool ImportStroke(const std::string& pen, const StrokeID& id, const std::vector<char>& data) {

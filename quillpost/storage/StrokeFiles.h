@@ -33,7 +33,7 @@ bool GetKnownPens(std::set<std::string>& pens);
 bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages);
 
 // Files `data` as a new stroke file of the pen, under the id's page address and name, or where that
-// is taken under the name with a number. False, with the reason in the log, for an invalid id,
+// is taken, be it by a link that leads nowhere, under the name with a number. False, with the reason in the log, for an invalid id,
 // empty data, and where the file can't be made; a failed write is not reported, and leaves a short
 // or empty stroke file. Throws.
 bool ImportStroke(const std::string& pen, const StrokeID& id, const std::vector<char>& data);

@@ -71,7 +71,8 @@ const std::vector<Row>& ImportAndExport() {
       {1, "Ink Import failed: can't create file 'STORE/pen/1.2.3.4/a.stf2'",
        [](const Store& store) {
          store.MakeDirectory("pen/1.2.3.4");
-         fs::create_symlink("no/such/directory", store.Path("pen/1.2.3.4/a.stf2"));
+         fs::permissions(store.Path("pen/1.2.3.4"), fs::perms(0555));
+         const PlainUser user;
          Import("pen", kStroke, kInk);
        }},
       {3, "Exporting Ink '1.2.3.4/a.stf2' from Pen 'pen' storage...",
