@@ -77,6 +77,15 @@ TEST_F(DeliveryPass, LaunchesAnApplicationOnceForThePensThatHaveInkForIt) {
   EXPECT_TRUE(WasLaunched(program, 2));
 }
 
+TEST_F(DeliveryPass, PassesOverPensWithoutInkForTheApplication) {
+  AddStroke("9.9.9.9", "s1", "ink", "A");
+  AddStroke("1.2.3.4", "s1", "ink", "B");
+  root.Subscribe("Sketcher", "1.2.3.4", "/missing");
+  Route();
+  service->DeliverInk();
+  EXPECT_EQ(log.lines(), (Lines{kStart, Launch("Sketcher", "/missing"), kEnd}));
+}
+
 TEST_F(DeliveryPass, LaunchesEveryApplicationThatHasInkInTheirOrder) {
   AddStroke("1.2.3.4", "s1");
   const std::string program = MakeProgram("program");

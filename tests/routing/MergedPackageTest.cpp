@@ -1,5 +1,7 @@
 #include "routing/MergedPackage.h"
 
+#include <thread>
+
 #include "routing/ClientFixture.h"
 #include "support/FailingInk.h"
 #include "support/InkFile.h"
@@ -146,6 +148,22 @@ TEST_F(MergedPackage, ThatCanNotBeWrittenIsNoneAndLeavesNoFile) {
   const Strokes strokes = {AddInk("1.2.3.4", "a", 100), AddInk("1.2.3.4", "b", 200)};
   LetInkCallFail("Stf2WriterWriteDataHandle", STF2_OUT_OF_MEMORY);
   EXPECT_EQ(Merge(strokes), Ink());
+  EXPECT_EQ(CountScratchFiles(), 0u);
+}
+
+// The scratch file is taken away before the ink is written to it, and not made again.
+TEST_F(MergedPackage, WhoseFileVanishesMeanwhileIsNoneAndLeavesNoFile) {
+  const Strokes strokes = {AddInk("1.2.3.4", "a", 100), AddInk("1.2.3.4", "b", 200)};
+  InkCallPause pause("Stf2WriterWriteDataHandle");
+  std::thread other([&] {
+    EXPECT_TRUE(pause.WaitUntilReached());
+    for (const fs::directory_entry& entry : fs::directory_iterator(root.scratch())) {
+      fs::remove(entry.path());
+    }
+    pause.LetGo();
+  });
+  EXPECT_EQ(Merge(strokes), Ink());
+  other.join();
   EXPECT_EQ(CountScratchFiles(), 0u);
 }
 

@@ -116,6 +116,20 @@ TEST_F(Notification, TheDeliveryPassLaunchesTheApplicationThatIsNotConnected) {
                     "('/missing')."}}));
 }
 
+// The ink of two pens has come into the store while the application was connected.
+TEST_F(Notification, OneDeliveryPassOffersTheInkOfEveryPen) {
+  Start();
+  WireClient client(Endpoint());
+  client.Request("EnableNotifications", App("Sketcher"));
+  AddStrokes(1, "B");
+  AddStrokes(1, "A");
+  EXPECT_EQ(client.Request("ImportSTF2File",
+                           Params({{"InkPackagePath", Capture("elsewhere", 100, "9.9.9.9")}})),
+            "Success");
+  EXPECT_EQ(client.WaitForNotification()["InkPackagePen"], "A");
+  EXPECT_EQ(client.WaitForNotification()["InkPackagePen"], "B");
+}
+
 TEST_F(Notification, ARefusedStrokeIsOfferedAgainAtOnce) {
   AddStrokes(1);
   Start();

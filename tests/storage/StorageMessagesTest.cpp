@@ -212,7 +212,7 @@ class StorageMessagesTest : public StoreTest {
   static void ExpectGated(const std::vector<Row>& rows) {
     for (const Row& row : rows) {
       SCOPED_TRACE(row.message);
-      for (int level = 1; level <= 4; ++level) {
+      for (int level = 0; level <= 4; ++level) {
         const LogCapture log(level);
         const std::string message = Cause(row);
         // Not counting what the work itself has logged before it: only this one is looked for.
