@@ -142,6 +142,40 @@ TEST_F(ImportInk, AStrokeWithoutCoordinatesHasNoTime) {
   EXPECT_EQ(Errors(), Names{FailureLine()});
 }
 
+// Splitting makes parts of one page each. What a part is taken for does not rely on it.
+TEST_F(ImportInk, APartsPageIsTheFirstThatAStrokeHasAndEveryStrokeHasATime) {
+  struct Row {
+    std::vector<StrokeInInk> strokes;  // a page "none" is no page
+    const char* page;
+    unsigned long long first;
+    unsigned long long last;
+    bool expected;
+  };
+  const std::vector<Row> rows = {{{{"1.1.1.1", 300}, {"2.2.2.2", 50}}, "1.1.1.1", 300, 50, true},
+                                 {{{"none", 100}, {"2.2.2.2", 200}}, "2.2.2.2", 100, 200, true},
+                                 {{{"1.1.1.1", 0}, {"none", 200}}, "1.1.1.1", 200, 200, true},
+                                 {{{"none", 100}, {"none", 200}}, "", 100, 200, false},
+                                 {{{"1.1.1.1", 0}, {"2.2.2.2", 0}}, "1.1.1.1", 0, 0, false}};
+  for (const Row& row : rows) {
+    InkFile file;
+    for (const StrokeInInk& stroke : row.strokes) {
+      file.AddStroke(stroke.page == "none" ? nullptr : stroke.page.c_str(), stroke.start_time_ms);
+    }
+    const std::string bytes = file.bytes();
+    InkDataHandle* part = nullptr;
+    ASSERT_EQ(Stf2InkDataInitialize(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &part),
+              STF2_SUCCESS);
+    std::string page = "stale";
+    unsigned long long first = 7;
+    unsigned long long last = 7;
+    EXPECT_EQ(service->GetSTF2InkDataInfo(part, page, first, last), row.expected) << row.page;
+    Stf2InkDataFreeHandle(&part);
+    EXPECT_EQ(page, row.page);
+    EXPECT_EQ(first, row.first) << row.page;
+    EXPECT_EQ(last, row.last) << row.page;
+  }
+}
+
 TEST_F(ImportInk, InkWithoutStrokesIsASuccessWithNothingToStore) {
   EXPECT_TRUE(Import(InkFile().AddProperty("a", "b").AddMarker("1.2.3.4", 5, "m").bytes()));
   EXPECT_TRUE(Import(InkFile().bytes()));
@@ -169,16 +203,24 @@ TEST_F(ImportInk, APartWhoseDirectoryCanNotBeMadeDoesNotHarmTheOthers) {
                              (root.storage() / kTestPenSerial / page).string() + "'."));
 }
 
-// A link to itself in the place of the stroke file: whether that name is free can't be asked.
+// A page directory without rights: whether a name is free in it can't be asked.
 TEST_F(ImportInk, APartWhoseFileNameCanNotBeLookedUpDoesNotHarmTheOthers) {
-  const fs::path loop = root.storage() / Stroke("1.1.1.1/100_100");
-  fs::create_directories(loop.parent_path());
-  fs::create_symlink(loop, loop);
-  EXPECT_FALSE(Import(InkFile().AddStroke("1.1.1.1", 100).AddStroke("2.2.2.2", 200).bytes()));
+  const fs::path page = root.storage() / kTestPenSerial / "1.1.1.1";
+  fs::create_directories(page);
+  fs::permissions(root.path(), fs::all_all);
+  for (const auto& entry : fs::recursive_directory_iterator(root.path())) {
+    fs::permissions(entry.path(), fs::all_all);
+  }
+  fs::permissions(page, fs::no_perms);
+  {
+    const PlainUser user;
+    EXPECT_FALSE(Import(InkFile().AddStroke("1.1.1.1", 100).AddStroke("2.2.2.2", 200).bytes()));
+  }
+  fs::permissions(page, fs::all_all);
   EXPECT_TRUE(fs::exists(root.storage() / Stroke("2.2.2.2/200_200")));
   ASSERT_EQ(Errors().size(), 2u);
   EXPECT_EQ(Errors()[0].find("The import of a page failed: "), 0u);
-  EXPECT_NE(Errors()[0].find("Too many levels of symbolic links"), std::string::npos);
+  EXPECT_NE(Errors()[0].find("Permission denied"), std::string::npos) << Errors()[0];
   EXPECT_EQ(Errors()[1], FailureLine());
 }
 
