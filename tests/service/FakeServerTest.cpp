@@ -125,4 +125,29 @@ TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereThereIsNoServer) {
               "Assertion failed: \\(server_ != nullptr\\), .*file Service.cpp");
 }
 
+// A server that does not report the end of its connections, as this one, leaves their clients with
+// the service. They have threads, which nobody would join.
+TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereItIsDestroyedWithAClient) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto leave_a_client = [] {
+    TestRoot root;
+    root.Subscribe("Sketcher", "1.2.3.4");
+    auto service = TalvoQuillpost::CreateQuillpostService();
+    service->Start();
+    boost::promise<void> answered;
+    FakeServer::latest->queue->post([&] {
+      FakeServer::latest->on_request(boost::make_shared<Peer>(), "EnableNotifications",
+                                     Params({{"ApplicationID", "Sketcher"}}),
+                                     [&](const std::string&, const Json::Value&) {});
+      answered.set_value();
+    });
+    answered.get_future().get();
+    service->Stop();
+    service.reset();
+  };
+  EXPECT_EXIT(
+      leave_a_client(), testing::KilledBySignal(SIGABRT),
+      "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file Service.cpp");
+}
+
 }  // namespace
