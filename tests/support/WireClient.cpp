@@ -99,6 +99,20 @@ Json::Value WireClient::WaitForNotification() {
   return params;
 }
 
+bool WireClient::HasNotification(int timeout_ms) {
+  while (notifications_.empty()) {
+    if (!ReadMessage(timeout_ms)) return false;
+  }
+  return true;
+}
+
+pid_t WireClient::service() const {
+  ucred credentials = {};
+  socklen_t size = sizeof credentials;
+  if (::getsockopt(fd_, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) Fail("no peer");
+  return credentials.pid;
+}
+
 std::size_t WireClient::CountNotifications() {
   while (ReadMessage(0)) {
   }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <deque>
@@ -39,6 +40,15 @@ class WireClient {
 
   // The "params" of the next notification that has not been taken yet.
   Json::Value WaitForNotification();
+
+  // Whether a notification is there that has not been taken yet, or comes within that time.
+  bool HasNotification(int timeout_ms);
+
+  // Whether the service has ended the connection, as far as reading has shown.
+  bool has_ended() const { return ended_; }
+
+  // The process that listened at the endpoint.
+  pid_t service() const;
 
   // Takes what has arrived, without waiting; the number of notifications not taken yet. A reply
   // that came after a notification proves that the notification is here.

@@ -1,0 +1,38 @@
+// The service as a process that may be killed at any moment. Its log goes to a file, which outlives
+// it and never fills a pipe.
+
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "support/Process.h"
+
+class KilledService {
+ public:
+  // Starts the program without waiting for it. Its log is written to `log_file`.
+  KilledService(const std::string& program, const std::string& log_file,
+                const Process::Environment& environment = {});
+
+  // Waits until it serves; false where it ends instead.
+  bool WaitUntilServing();
+
+  // Waits until the log holds at least that many lines; false where it does not within the bound.
+  bool WaitForLines(std::size_t count) const;
+
+  // Whether the log holds these words; waits for them.
+  bool HasLogged(const std::string& words) const;
+  bool WaitForLog(const std::string& words) const;
+
+  void Kill();
+
+  // Ends it by SIGTERM; its exit status.
+  int Stop();
+
+  std::string log() const;
+  pid_t pid() const { return process_.pid(); }
+
+ private:
+  const std::string log_file_;
+  Process process_;
+};
