@@ -1,6 +1,7 @@
 #include "Endpoint.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -85,6 +86,15 @@ class StartLock {
   bool taken_ = false;
 };
 
+// Whether the process that listens at the other end of `probe` has ended. A child that it forked
+// just before may hold its socket open for a moment more, and serves nobody.
+bool HasServerEnded(const Descriptor& probe) {
+  ucred server;
+  socklen_t size = sizeof server;
+  return ::getsockopt(probe.get(), SOL_SOCKET, SO_PEERCRED, &server, &size) == 0 &&
+         server.pid > 0 && ::kill(server.pid, 0) != 0 && errno == ESRCH;
+}
+
 // Whether the path is free, made so if a dead socket of ours is in the way. Under the lock.
 bool ClearTheWay(const std::string& path, const sockaddr_un& address, std::string& error) {
   struct stat status;
@@ -102,12 +112,14 @@ bool ClearTheWay(const std::string& path, const sockaddr_un& address, std::strin
   }
   const Descriptor probe = MakeSocket(SOCK_NONBLOCK, error);
   if (!probe) return false;
-  if (::connect(probe.get(), AsSockaddr(address), sizeof address) == 0 || errno == EAGAIN) {
+  const bool is_connected = ::connect(probe.get(), AsSockaddr(address), sizeof address) == 0;
+  const int reason = is_connected ? 0 : errno;
+  if ((is_connected && !HasServerEnded(probe)) || reason == EAGAIN) {
     error = "another server is listening there";
     return false;
   }
-  if (errno != ECONNREFUSED && errno != ENOENT) {
-    error = "the path is taken by a socket that can't be connected to: " + SystemReason(errno);
+  if (!is_connected && reason != ECONNREFUSED && reason != ENOENT) {
+    error = "the path is taken by a socket that can't be connected to: " + SystemReason(reason);
     return false;
   }
   if (::unlink(path.c_str()) == 0 || errno == ENOENT) return true;

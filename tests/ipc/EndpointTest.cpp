@@ -247,6 +247,28 @@ TEST_F(Endpoint, OfAKilledProcessIsTakenOver) {
 }
 
 // What a service leaves that is killed while it starts: its lock, and a socket that never listened.
+// A server killed while it starts a program: the child of the fork still has its sockets.
+TEST_F(Endpoint, OfAKilledProcessIsTakenOverThoughAChildStillHoldsItsSocket) {
+  int life[2];
+  ASSERT_EQ(::pipe(life), 0);
+  const pid_t server = ::fork();
+  if (server == 0) {
+    const Holder holder(path());
+    if (!holder.is_listening()) ::_exit(1);
+    ::close(life[1]);
+    char end;
+    if (::fork() == 0) ::_exit(static_cast<int>(::read(life[0], &end, 1)));
+    ::raise(SIGKILL);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(server, &status, 0), server);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_NO_THROW(WireClient{path()}) << "the socket is there and open";
+  EXPECT_TRUE(Holder(path()).is_listening());
+  ::close(life[0]);
+  ::close(life[1]);
+}
+
 TEST_F(Endpoint, TheTracesOfAStartThatWasKilledHinderNobody) {
   WriteFile(path() + ".lock", "");
   ASSERT_EQ(::chmod((path() + ".lock").c_str(), 0), 0);
