@@ -79,10 +79,13 @@ void TraceDecoder::Value(const char*& at, const char* end, std::size_t offset) {
     if (declared && *at == '*' && !channels_[next_].known) {
       throw TraceFault{offset, "'*' without a value before it"};
     }
-    const double value = declared && *at == '*' ? channels_[next_].value : kNone;
-    if (declared && *at == '*') channels_[next_].difference = 0;
+    const bool repeats = declared && *at == '*';
     ++at;
-    Put(value);
+    if (repeats) {
+      Repeat(channels_[next_], offset);
+    } else {
+      Put(kNone);
+    }
     return;
   }
   if (*at == 'T' || *at == 'F') {
@@ -99,6 +102,15 @@ void TraceDecoder::Value(const char*& at, const char* end, std::size_t offset) {
     throw TraceFault{offset, number ? "a number that can't be held" : "not a value of a trace"};
   }
   Accept(negative ? -value : value, offset);
+}
+
+// The value before, or with differences the one that the last difference leads to: a pen that moves
+// goes on moving.
+void TraceDecoder::Repeat(Channel& channel, std::size_t offset) {
+  if (channel.order == kExplicit) channel.difference = 0;
+  channel.value += channel.difference;
+  if (!std::isfinite(channel.value)) throw TraceFault{offset, "a number that can't be held"};
+  Put(channel.value);
 }
 
 // Adds up differences as the channel's prefix says.

@@ -1,7 +1,8 @@
 // The text of one InkML trace, decoded: points separated by commas, values by white space or by
 // nothing where a sign or a prefix tells them apart. Values may be explicit (!), differences (')
 // or second differences ("), sticky for each channel; decimal with or without exponent,
-// hexadecimal (#), truth values (T, F), "same as before" (*) and "not reported" (?).
+// hexadecimal (#), truth values (T, F), "as before" (*: the same value, or with differences the
+// same step) and "not reported" (?).
 //
 // This knows nothing of XML or of what the channels mean.
 
@@ -61,6 +62,7 @@ class TraceDecoder {
 
   void Value(const char*& at, const char* end, std::size_t offset);
   void Accept(double value, std::size_t offset);
+  void Repeat(Channel& channel, std::size_t offset);
   void Put(double value);
   void EndPoint(std::size_t offset);
 

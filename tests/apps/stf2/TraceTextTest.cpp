@@ -88,6 +88,12 @@ TEST(TraceText, AnAsteriskRepeatsTheValue) {
   EXPECT_THAT(XY("1 2, * 3, 4 *"), ElementsAre(Pair(1, 2), Pair(1, 3), Pair(4, 3)));
 }
 
+TEST(TraceText, AnAsteriskRepeatsTheStepWhereValuesAreDifferences) {
+  EXPECT_THAT(XY("10 10, '3 '1, * \"2, 0 *, * !1, * *"),
+              ElementsAre(Pair(10, 10), Pair(13, 11), Pair(16, 14), Pair(16, 17), Pair(16, 1),
+                          Pair(16, 1)));
+}
+
 TEST(TraceText, AQuestionMarkLeavesTheValueUnknown) {
   const TraceDecoder decoder = Decode("1 2 ?, 3 4 5", {kX, kY, kForce});
   ASSERT_EQ(decoder.points().size(), 2u);
