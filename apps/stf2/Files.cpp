@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "Refusal.h"
+#include "Temporaries.h"
 
 namespace InkTool {
 namespace {
@@ -150,7 +151,10 @@ std::string SafeName(const std::string& text) {
 }
 
 OutputSet::~OutputSet() {
-  for (const Pending& file : pending_) ::unlink(file.temporary.c_str());
+  for (const Pending& file : pending_) {
+    ::unlink(file.temporary.c_str());
+    ForgetTemporary(file.temporary);
+  }
   for (const Pending& file : placed_) {
     if (!file.replaces) ::unlink(file.path.c_str());
   }
@@ -171,7 +175,7 @@ void OutputSet::Add(const std::string& path, const std::string& bytes, bool secr
   const fs::path target(path);
   const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
   std::string temporary = (folder / ("." + target.filename().string() + ".XXXXXX")).string();
-  const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+  const Descriptor file(MakeTemporary(temporary));
   if (file.get() < 0) RefuseWithReason("can't write " + path);
   struct stat before;
   pending_.push_back({temporary, path, ::lstat(path.c_str(), &before) == 0});
@@ -180,14 +184,16 @@ void OutputSet::Add(const std::string& path, const std::string& bytes, bool secr
 }
 
 void OutputSet::Commit() {
+  const SignalsHeld held;
   while (!pending_.empty()) {
     const Pending file = pending_.front();
     const bool done = force_ ? ::rename(file.temporary.c_str(), file.path.c_str()) == 0
                              : RenameToFree(file.temporary, file.path);
     if (!done && errno == EEXIST) throw Refusal(AlreadyThere(file.path));
     if (!done) RefuseWithReason("can't write " + file.path);
+    ForgetTemporary(file.temporary);
     placed_.push_back(file);
-    pending_.erase(pending_.begin());
+    pending_.pop_front();
   }
   placed_.clear();
 }

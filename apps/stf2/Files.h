@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -34,8 +35,9 @@ bool NamesFolder(const std::string& output);
 std::string SafeName(const std::string& text);
 
 // Outputs that appear together or not at all, as far as the file system lets them: when one can't
-// take its place, those before it are taken back. A process killed in between leaves complete
-// files only; one killed earlier may leave a file of the name ".NAME.XXXXXX".
+// take its place, those before it are taken back. A signal that can be caught ends the process
+// before or after, with nothing left behind (see Temporaries.h); one killed in between leaves
+// complete files only, and one killed earlier may leave a file of the name ".NAME.XXXXXX".
 class OutputSet {
  public:
   // With `force`, files that are there already are replaced, else they are a reason to refuse.
@@ -60,8 +62,8 @@ class OutputSet {
   void CheckPlace(const std::string& path) const;
 
   const bool force_;
-  std::vector<Pending> pending_;  // not renamed yet
-  std::vector<Pending> placed_;   // renamed, until Commit is through
+  std::deque<Pending> pending_;  // not renamed yet
+  std::vector<Pending> placed_;  // renamed, until Commit is through
 };
 
 }  // namespace InkTool

@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "CommandLine.h"
+#include "Temporaries.h"
 
 int main(int argc, char** argv) {
+  InkTool::RemoveTemporariesOnSignals();
   const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   const int status = InkTool::RunTool(arguments, {std::cout, std::cerr});
   std::cout.flush();
