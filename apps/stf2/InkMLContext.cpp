@@ -4,7 +4,6 @@
 #include <cmath>
 #include <utility>
 
-#include "Color.h"
 #include "Time.h"
 #include "Units.h"
 #include "XmlText.h"
@@ -15,37 +14,76 @@ namespace {
 constexpr int kDeepestReference = 16;  // contexts, brushes and timestamps that refer on and on
 constexpr std::size_t kMostChannels = 64;
 
+const char kMappings[] = "mappings of channels and of the canvas not applied";
+const char kRoundedTimes[] = "times rounded to whole milliseconds";
+
 bool IsNamed(pugi::xml_node node, const char* name) {
   return LocalName(node.name()) == name;
 }
 
+// Documents write the channels' names in either case.
 int RoleOf(const std::string& channel) {
-  static const std::pair<const char*, Role> kNames[] = {{"X", kX},
-                                                        {"Y", kY},
-                                                        {"F", kForce},
-                                                        {"T", kTime},
-                                                        {"SampleType", kSampleType},
-                                                        {"SampleFlags", kSampleFlags}};
+  static const std::pair<const char*, Role> kNames[] = {{"x", kX},
+                                                        {"y", kY},
+                                                        {"f", kForce},
+                                                        {"t", kTime},
+                                                        {"sampletype", kSampleType},
+                                                        {"sampleflags", kSampleFlags}};
+  const std::string plain = LowerCase(Trim(channel));
   for (const auto& [name, role] : kNames) {
-    if (channel == name) return role;
+    if (plain == name) return role;
   }
   return -1;
+}
+
+bool IsUnitless(const std::string& unit) {
+  const std::string plain = LowerCase(Trim(unit));
+  return plain.empty() || plain == "dev";
 }
 
 TraceFormat PositionsAlone() {
   TraceFormat format;
   format.roles = {kX, kY};
+  format.names = "X, Y";
   format.regular = 2;
   return format;
 }
 
-// Finds every element with an id, and the contexts and formats, without descending into
-// annotations: what stands there is another language's.
+// The names by which a reference means what holds in a document that says nothing.
+bool NamesDefault(const std::string& reference) {
+  for (const char* name : {"#DefaultContext", "#DefaultBrush", "#DefaultTraceFormat",
+                           "#DefaultCanvas", "#DefaultInkSource"}) {
+    if (reference == name) return true;
+  }
+  return false;
+}
+
+bool IsInDefinitions(pugi::xml_node node) {
+  return IsNamed(node.parent(), "definitions");
+}
+
+// Whether a mapping below the element changes values.
+bool Maps(pugi::xml_node element) {
+  for (const pugi::xml_node& child : element.children()) {
+    if (!IsNamed(child, "mapping")) continue;
+    const std::string type = AttributeOf(child, "type");
+    if (type != "identity" && type != "unknown" && !(type.empty() && !child.first_child()))
+      return true;
+  }
+  return false;
+}
+
+// Finds every element with an id, and the contexts and formats among the definitions, without
+// descending into annotations: what stands there is another language's.
 class Collector : public pugi::xml_tree_walker {
  public:
   Collector(std::unordered_map<std::string, pugi::xml_node>& by_id,
-            std::vector<pugi::xml_node>& contexts, std::vector<pugi::xml_node>& formats)
-      : by_id_(by_id), contexts_(contexts), formats_(formats) {}
+            std::vector<pugi::xml_node>& contexts, std::vector<pugi::xml_node>& formats,
+            bool& contexts_are_named)
+      : by_id_(by_id),
+        contexts_(contexts),
+        formats_(formats),
+        contexts_are_named_(contexts_are_named) {}
 
   bool for_each(pugi::xml_node& node) override {
     if (node.type() != pugi::node_element) return true;
@@ -57,11 +95,9 @@ class Collector : public pugi::xml_tree_walker {
     }
     const std::string id = AttributeOf(node, "id");
     if (!id.empty()) by_id_.emplace(id, node);
-    if (IsNamed(node, "context")) contexts_.push_back(node);
-    if (IsNamed(node, "traceFormat") && !IsNamed(node.parent(), "context") &&
-        !IsNamed(node.parent(), "inkSource")) {
-      formats_.push_back(node);
-    }
+    if (!AttributeOf(node, "contextRef").empty()) contexts_are_named_ = true;
+    if (IsNamed(node, "context") && IsInDefinitions(node)) contexts_.push_back(node);
+    if (IsNamed(node, "traceFormat") && IsInDefinitions(node)) formats_.push_back(node);
     return true;
   }
 
@@ -70,6 +106,7 @@ class Collector : public pugi::xml_tree_walker {
   std::unordered_map<std::string, pugi::xml_node>& by_id_;
   std::vector<pugi::xml_node>& contexts_;
   std::vector<pugi::xml_node>& formats_;
+  bool& contexts_are_named_;
   int annotation_depth_ = kNowhere;
 };
 
@@ -77,8 +114,10 @@ class Collector : public pugi::xml_tree_walker {
 std::optional<double> CountLength(pugi::xml_node property, const std::string& channel_unit) {
   const std::optional<double> value = ParseNumber(AttributeOf(property, "value"));
   if (!value || *value <= 0) return std::nullopt;
-  std::string unit = AttributeOf(property, "units");
-  if (unit.compare(0, 2, "1/") == 0) unit.erase(0, 2);
+  std::string unit = LowerCase(Trim(AttributeOf(property, "units")));
+  const std::size_t slash = unit.find('/');  // "1/mm", "dots/inch"
+  if (slash != std::string::npos) unit.erase(0, slash + 1);
+  if (unit == "dpi" || unit == "ppi") unit = "in";
   if (unit.empty()) unit = channel_unit;
   const std::optional<double> length = MicrometresOf(unit);
   if (!length) return std::nullopt;
@@ -110,7 +149,7 @@ pugi::xml_node ChildOf(pugi::xml_node node, const char* name) {
   return {};
 }
 
-std::optional<WideMs> ParseMilliseconds(const std::string& text) {
+std::optional<WideMs> ParseMilliseconds(const std::string& text, Losses* losses) {
   const std::string trimmed = Trim(text);
   const bool negative = !trimmed.empty() && trimmed[0] == '-';
   const char* begin = trimmed.data() + (negative ? 1 : 0);
@@ -122,6 +161,7 @@ std::optional<WideMs> ParseMilliseconds(const std::string& text) {
   }
   const std::optional<double> number = ParseNumber(trimmed);
   if (!number || std::abs(*number) > 9e18) return std::nullopt;
+  if (losses != nullptr && *number != std::round(*number)) losses->Count(kRoundedTimes, 1);
   return static_cast<WideMs>(std::llround(*number));
 }
 
@@ -132,10 +172,9 @@ bool TraceFormat::Has(Role role) const {
   return false;
 }
 
-Definitions::Definitions(const pugi::xml_document& document, Losses& losses)
-    : document_(document), losses_(losses) {
-  Collector collector(by_id_, contexts_, bare_formats_);
-  const_cast<pugi::xml_document&>(document_).traverse(collector);
+Definitions::Definitions(const pugi::xml_document& document, Losses& losses) : losses_(losses) {
+  Collector collector(by_id_, contexts_, formats_, contexts_are_named_);
+  const_cast<pugi::xml_document&>(document).traverse(collector);
 }
 
 pugi::xml_node Definitions::Find(const std::string& reference) const {
@@ -145,78 +184,154 @@ pugi::xml_node Definitions::Find(const std::string& reference) const {
   return found == by_id_.end() ? pugi::xml_node() : found->second;
 }
 
-const TraceContext& Definitions::Context(pugi::xml_node context) {
-  const auto found = resolved_.find(context.hash_value());
-  if (found != resolved_.end()) return found->second;
-  TraceContext& out = resolved_[context.hash_value()];
-  out.format = PositionsAlone();
-  Resolve(context, out, 0);
-  return out;
+// The element of a kind that an attribute refers to; null where there is no such attribute, where
+// it names the default of that kind, and where it names nothing, which is told.
+pugi::xml_node Definitions::Referred(pugi::xml_node node, const char* attribute, const char* kind) {
+  const std::string reference = AttributeOf(node, attribute);
+  if (reference.empty()) return {};
+  const pugi::xml_node found = Find(reference);
+  if (found && IsNamed(found, kind)) return found;
+  if (!NamesDefault(reference)) {
+    losses_.Add(std::string(attribute) + " '" + reference + "' to nothing");
+  }
+  return {};
 }
 
-const TraceContext& Definitions::DefaultContext() {
-  if (!default_) {
-    default_.emplace();
-    default_->format = PositionsAlone();
-    const pugi::xml_node named = Find("DefaultContext");
-    if (named) {
-      Resolve(named, *default_, 0);
-    } else if (bare_formats_.size() == 1) {
-      default_->format = ReadFormat(bare_formats_.front());
-    } else if (contexts_.size() == 1) {
-      Resolve(contexts_.front(), *default_, 0);
-      losses_.Add("traces without a context; the document's only one taken");
-    }
+TraceContext Definitions::InitialContext() {
+  TraceContext context;
+  context.format = Format({}, {});
+  if (const pugi::xml_node named = Find("DefaultContext")) {
+    Apply(ChangeOf(named), context);
+  } else if (formats_.size() == 1) {
+    context.format = Format(formats_.front(), {});
+    context.assumption = "traces without a context; the document's only trace format taken";
+  } else if (contexts_.size() == 1) {
+    // Where some traces name it, those that don't are not meant to look like them.
+    Change assumed = ChangeOf(contexts_.front());
+    if (contexts_are_named_) assumed.brush.reset();
+    Apply(assumed, context);
+    context.assumption = "traces without a context; the document's only one taken";
   }
-  return *default_;
+  return context;
+}
+
+bool Definitions::Apply(pugi::xml_node element, TraceContext& current) {
+  if (IsNamed(element, "context")) {
+    Apply(ChangeOf(element), current);
+  } else if (IsNamed(element, "brush")) {
+    current.brush = BrushOf(element);
+  } else if (IsNamed(element, "timestamp")) {
+    ApplyTimestamp(element, current);
+  } else if (IsNamed(element, "traceFormat")) {
+    current.format = Format(element, {});
+    current.assumption = nullptr;
+  } else if (IsNamed(element, "inkSource")) {
+    Change change;
+    ReadFormatChange(element, {}, change);
+    Apply(change, current);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void Definitions::ApplyReferences(pugi::xml_node element, TraceContext& current) {
+  if (const pugi::xml_node context = Referred(element, "contextRef", "context")) {
+    Apply(ChangeOf(context), current);
+  } else if (NamesDefault(AttributeOf(element, "contextRef"))) {
+    current = TraceContext{Format({}, {}), {}, {}, 0, nullptr};
+  }
+  if (const pugi::xml_node brush = Referred(element, "brushRef", "brush")) {
+    current.brush = BrushOf(brush);
+  } else if (NamesDefault(AttributeOf(element, "brushRef"))) {
+    current.brush = {};
+  }
+}
+
+void Definitions::Apply(const Change& change, TraceContext& current) {
+  if (change.from_default) current = TraceContext{Format({}, {}), {}, {}, 0, nullptr};
+  if (change.format) {
+    current.format = change.format;
+    current.assumption = nullptr;
+  }
+  if (change.brush) current.brush = *change.brush;
+  if (change.timestamp) ApplyTimestamp(change.timestamp, current);
+}
+
+void Definitions::ApplyTimestamp(pugi::xml_node timestamp, TraceContext& current) {
+  current.timestamp = Timestamp(timestamp);
+  current.timestamp_id = timestamp.hash_value();
+}
+
+const Definitions::Change& Definitions::ChangeOf(pugi::xml_node context) {
+  const auto found = changes_.find(context.hash_value());
+  if (found != changes_.end()) return found->second;
+  return changes_[context.hash_value()] = ReadChange(context, 0);
 }
 
 // What the context refers to first, then what it says itself.
-void Definitions::Resolve(pugi::xml_node context, TraceContext& out, int depth) {
+Definitions::Change Definitions::ReadChange(pugi::xml_node context, int depth) {
   if (depth > kDeepestReference) {
     losses_.Add("contexts that refer to one another without end");
-    return;
+    return {};
   }
-  const auto referred = [&](const char* attribute) {
-    const std::string reference = AttributeOf(context, attribute);
-    const pugi::xml_node node = reference.empty() ? pugi::xml_node() : Find(reference);
-    if (!reference.empty() && !node) losses_.Add(std::string(attribute) + " to nothing");
-    return node;
-  };
-  if (const pugi::xml_node base = referred("contextRef")) Resolve(base, out, depth + 1);
-  for (const pugi::xml_node& source : {referred("inkSourceRef"), ChildOf(context, "inkSource")}) {
-    if (source) ReadInkSource(source, out);
+  Change change;
+  if (const pugi::xml_node base = Referred(context, "contextRef", "context")) {
+    change = ReadChange(base, depth + 1);
+  } else if (NamesDefault(AttributeOf(context, "contextRef"))) {
+    change.from_default = true;
   }
-  for (const pugi::xml_node& format :
-       {referred("traceFormatRef"), ChildOf(context, "traceFormat")}) {
-    if (format) out.format = ReadFormat(format);
+  pugi::xml_node source = ChildOf(context, "inkSource");
+  if (!source) source = Referred(context, "inkSourceRef", "inkSource");
+  ReadFormatChange(source, context, change);
+  for (const pugi::xml_node& brush :
+       {Referred(context, "brushRef", "brush"), ChildOf(context, "brush")}) {
+    if (brush) change.brush = BrushOf(brush);
   }
-  for (const pugi::xml_node& brush : {referred("brushRef"), ChildOf(context, "brush")}) {
-    if (brush) out.brush = ReadBrush(brush);
+  if (NamesDefault(AttributeOf(context, "brushRef"))) change.brush = Brush();
+  for (const pugi::xml_node& time :
+       {Referred(context, "timestampRef", "timestamp"), ChildOf(context, "timestamp")}) {
+    if (time) change.timestamp = time;
   }
-  for (const pugi::xml_node& time : {referred("timestampRef"), ChildOf(context, "timestamp")}) {
-    if (time) out.timestamp = ReadTimestamp(time);
-  }
-  if (ChildOf(context, "mapping") || ChildOf(context, "canvasTransform") ||
-      !AttributeOf(context, "canvasTransformRef").empty()) {
-    losses_.Add("mappings of channels and of the canvas not applied");
+  ReadMappings(context);
+  return change;
+}
+
+// The context's own format, or that of its source; the source's resolutions hold for either.
+void Definitions::ReadFormatChange(pugi::xml_node source, pugi::xml_node context, Change& change) {
+  pugi::xml_node format = ChildOf(context, "traceFormat");
+  if (!format) format = Referred(context, "traceFormatRef", "traceFormat");
+  if (!format) format = ChildOf(source, "traceFormat");
+  if (!format) format = Referred(source, "traceFormatRef", "traceFormat");
+  const bool only_resolutions = !format && !change.format && ChildOf(source, "channelProperties");
+  if (format || only_resolutions || NamesDefault(AttributeOf(context, "traceFormatRef"))) {
+    change.format = Format(format, source);
   }
 }
 
-void Definitions::ReadInkSource(pugi::xml_node ink_source, TraceContext& out) {
-  const std::string reference = AttributeOf(ink_source, "traceFormatRef");
-  const pugi::xml_node referred = reference.empty() ? pugi::xml_node() : Find(reference);
-  const pugi::xml_node own = ChildOf(ink_source, "traceFormat");
-  if (own || referred) out.format = ReadFormat(own ? own : referred);
-  ReadResolutions(ink_source, out.format);
+void Definitions::ReadMappings(pugi::xml_node context) {
+  const pugi::xml_node transforms[] = {context, ChildOf(context, "canvasTransform"),
+                                       Referred(context, "canvasTransformRef", "canvasTransform")};
+  for (const pugi::xml_node& element : transforms) {
+    if (Maps(element)) losses_.Add(kMappings);
+  }
+}
+
+std::shared_ptr<const TraceFormat> Definitions::Format(pugi::xml_node format,
+                                                       pugi::xml_node ink_source) {
+  auto& read = read_formats_[{format.hash_value(), ink_source.hash_value()}];
+  if (!read) {
+    TraceFormat fresh = format ? ReadFormat(format) : PositionsAlone();
+    if (ink_source) ReadResolutions(ink_source, fresh);
+    read = std::make_shared<const TraceFormat>(std::move(fresh));
+  }
+  return read;
 }
 
 TraceFormat Definitions::ReadFormat(pugi::xml_node format) {
   TraceFormat out;
   for (const pugi::xml_node& child : format.children()) {
-    if (IsNamed(child, "channel") || IsNamed(child, "regularChannel")) {
-      ReadChannel(child, false, out);
-    }
+    if (IsNamed(child, "channel")) ReadChannel(child, false, out);
   }
   out.regular = out.roles.size();
   for (const pugi::xml_node& child : ChildOf(format, "intermittentChannels").children()) {
@@ -234,6 +349,11 @@ void Definitions::ReadChannel(pugi::xml_node channel, bool intermittent, TraceFo
     return;
   }
   const std::string name = AttributeOf(channel, "name");
+  format.names += (format.names.empty() ? "" : ", ") + name;
+  const pugi::xml_node mapping = Referred(channel, "mappingRef", "mapping");
+  if (Maps(channel) || (mapping && AttributeOf(mapping, "type") != "identity")) {
+    losses_.Add(kMappings);
+  }
   int role = RoleOf(name);
   if (role >= 0 && format.Has(static_cast<Role>(role))) role = -1;
   if (role < 0) losses_.Add("channel " + name + " dropped");
@@ -246,9 +366,9 @@ void Definitions::ReadChannel(pugi::xml_node channel, bool intermittent, TraceFo
   if ((is_length || role == kTime) && scale) {
     meaning.scale = *scale;
     meaning.has_unit = true;
-  } else if (is_length && !unit.empty() && unit != "dev") {
+  } else if (is_length && !IsUnitless(unit)) {
     losses_.Add("unit '" + unit + "' of channel " + name + " is not known");
-  } else if (role == kTime && !unit.empty() && unit != "dev") {
+  } else if (role == kTime && !IsUnitless(unit)) {
     losses_.Add("unit '" + unit + "' of channel T is not known; ms taken");
   }
   meaning.mirrored = AttributeOf(channel, "orientation") == "-ve";
@@ -273,9 +393,7 @@ void Definitions::ReadResolutions(pugi::xml_node ink_source, TraceFormat& format
     if (meaning.has_unit && !meaning.whole) continue;
     std::string unit;
     for (const pugi::xml_node& channel : ChildOf(ink_source, "traceFormat").children()) {
-      if (AttributeOf(channel, "name") == AttributeOf(property, "channel")) {
-        unit = AttributeOf(channel, "units");
-      }
+      if (RoleOf(AttributeOf(channel, "name")) == role) unit = AttributeOf(channel, "units");
     }
     if (const auto length = CountLength(property, unit)) {
       meaning.scale = *length;
@@ -284,45 +402,33 @@ void Definitions::ReadResolutions(pugi::xml_node ink_source, TraceFormat& format
   }
 }
 
+const Brush& Definitions::BrushOf(pugi::xml_node brush) {
+  const auto found = brushes_.find(brush.hash_value());
+  if (found != brushes_.end()) return found->second;
+  return brushes_[brush.hash_value()] = ReadBrush(brush, 0);
+}
+
 Brush Definitions::ReadBrush(pugi::xml_node brush, int depth) {
   Brush out;
-  const std::string base = AttributeOf(brush, "brushRef");
-  if (!base.empty() && depth < kDeepestReference) {
-    if (const pugi::xml_node node = Find(base)) out = ReadBrush(node, depth + 1);
-  }
+  const pugi::xml_node base = Referred(brush, "brushRef", "brush");
+  if (base && depth < kDeepestReference) out = ReadBrush(base, depth + 1);
   for (const pugi::xml_node& property : brush.children()) {
-    if (!IsNamed(property, "brushProperty")) continue;
-    const std::string name = AttributeOf(property, "name");
-    const std::string value = AttributeOf(property, "value");
-    const std::optional<double> number = ParseNumber(value);
-    if (name == "color") {
-      const std::optional<std::uint32_t> color = ParseColor(value);
-      if (!color) losses_.Add("colour '" + value + "' is not known; black taken");
-      out.color = (out.color & 0xFF000000) | (color.value_or(0) & 0x00FFFFFF);
-    } else if (name == "transparency" && number && *number >= 0 && *number <= 255) {
-      const auto alpha = static_cast<std::uint32_t>(255 - std::lround(*number));
-      out.color = (out.color & 0x00FFFFFF) | alpha << 24;
-    } else if (name == "width" && number && *number >= 0) {
-      const std::string unit = AttributeOf(property, "units");
-      std::optional<double> length = MicrometresOf(unit);
-      if (!length) {
-        // Twenty pixels are a broad marker; a larger number is that of a finer unit.
-        length = MicrometresOf(*number <= 20 ? "px" : "himetric");
-        losses_.Add(std::string("a brush without a unit of its width; ") +
-                    (*number <= 20 ? "px" : "himetric") + " taken");
-      }
-      const double width = *number * *length;
-      if (width < 1e6) out.width_um = static_cast<std::uint32_t>(std::lround(width));
-    }
+    if (IsNamed(property, "brushProperty")) ReadBrushProperty(property, out, losses_);
   }
   return out;
+}
+
+std::optional<WideMs> Definitions::Timestamp(pugi::xml_node timestamp) {
+  const auto found = timestamps_.find(timestamp.hash_value());
+  if (found != timestamps_.end()) return found->second;
+  return timestamps_[timestamp.hash_value()] = ReadTimestamp(timestamp, 0);
 }
 
 std::optional<WideMs> Definitions::ReadTimestamp(pugi::xml_node timestamp, int depth) {
   const std::string time = AttributeOf(timestamp, "time");
   const std::string text = AttributeOf(timestamp, "timeString");
   if (!time.empty()) {
-    const std::optional<WideMs> value = ParseMilliseconds(time);
+    const std::optional<WideMs> value = ParseMilliseconds(time, &losses_);
     if (!value) losses_.Add("timestamp '" + time + "' is not known");
     return value;
   }
@@ -336,13 +442,19 @@ std::optional<WideMs> Definitions::ReadTimestamp(pugi::xml_node timestamp, int d
     if (clock != std::string::npos && text.find_first_of("Z+-", clock) == std::string::npos) {
       losses_.Add("a timestamp without a time zone; UTC taken");
     }
+    const std::size_t point = text.find('.');
+    if (point != std::string::npos && point + 4 < text.size() &&
+        text.find_first_of("123456789", point + 4) <
+            text.find_first_not_of("0123456789", point + 4)) {
+      losses_.Count(kRoundedTimes, 1);
+    }
     return static_cast<WideMs>(*value);
   }
-  const std::string base = AttributeOf(timestamp, "timestampRef");
-  const pugi::xml_node node = base.empty() ? pugi::xml_node() : Find(base);
+  const pugi::xml_node node = Referred(timestamp, "timestampRef", "timestamp");
   if (!node || depth > kDeepestReference) return std::nullopt;
   const std::optional<WideMs> start = ReadTimestamp(node, depth + 1);
-  const std::optional<WideMs> offset = ParseMilliseconds(AttributeOf(timestamp, "timeOffset"));
+  const std::optional<WideMs> offset =
+      ParseMilliseconds(AttributeOf(timestamp, "timeOffset"), &losses_);
   if (!start) return std::nullopt;
   return *start + offset.value_or(0);
 }

@@ -8,12 +8,15 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <pugixml.hpp>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "InkMLBrush.h"
 #include "Losses.h"
 #include "TraceText.h"
 
@@ -22,9 +25,9 @@ namespace InkTool {
 // Wide enough for the difference of any two 64-bit times.
 using WideMs = __int128;
 
-// Reads a whole number of milliseconds exactly and any other number rounded; none for what is no
-// number or far out of range.
-std::optional<WideMs> ParseMilliseconds(const std::string& text);
+// Reads a whole number of milliseconds exactly and any other number rounded, which is told where
+// `losses` is given; none for what is no number or far out of range.
+std::optional<WideMs> ParseMilliseconds(const std::string& text, Losses* losses = nullptr);
 
 // How the values of one channel are to be read.
 struct ChannelMeaning {
@@ -38,56 +41,79 @@ struct ChannelMeaning {
 
 struct TraceFormat {
   std::vector<int> roles;  // see TraceDecoder
+  std::string names;       // of the channels, "X, Y"
   std::size_t regular = 0;
   std::array<ChannelMeaning, kRoles> meanings;
   bool Has(Role role) const;
 };
 
-struct Brush {
-  std::uint32_t color = 0xFF000000;  // 0xAARRGGBB
-  std::uint32_t width_um = 0;        // 0 for the default width
-};
-
+// All that holds at one place of the document. Cheap to copy.
 struct TraceContext {
-  TraceFormat format;
+  std::shared_ptr<const TraceFormat> format;  // never null
   Brush brush;
-  std::optional<WideMs> timestamp;  // since 1970-01-01 UTC
+  std::optional<WideMs> timestamp;   // since 1970-01-01 UTC
+  std::size_t timestamp_id = 0;      // the same where times count from the same <timestamp>
+  const char* assumption = nullptr;  // what was assumed, to be told when a trace relies on it
 };
 
 // The definitions of a document, found by their ids and worked out once each.
 class Definitions {
  public:
-  // `document` and `losses` must outlive this object.
+  // Both must outlive this object.
   Definitions(const pugi::xml_document& document, Losses& losses);
 
   // The element that a reference (#id) names; null where there is none.
   pugi::xml_node Find(const std::string& reference) const;
 
-  // The context that the element <context> describes.
-  const TraceContext& Context(pugi::xml_node context);
+  // What holds until the document says otherwise: X and Y alone, or what the only context or
+  // format of its <definitions> says.
+  TraceContext InitialContext();
 
-  // The context of traces that name none: the document's only one, or X and Y alone.
-  const TraceContext& DefaultContext();
+  // Changes `current` as the element says, if it is a <context>, <inkSource>, <traceFormat>,
+  // <brush> or <timestamp>; what it says nothing of stays as it is. False for other elements.
+  bool Apply(pugi::xml_node element, TraceContext& current);
 
-  Brush ReadBrush(pugi::xml_node brush, int depth = 0);
+  // Changes `current` as the element's contextRef and brushRef say.
+  void ApplyReferences(pugi::xml_node element, TraceContext& current);
 
   // The time that a <timestamp> states, which may be relative to another.
-  std::optional<WideMs> ReadTimestamp(pugi::xml_node timestamp, int depth = 0);
+  std::optional<WideMs> Timestamp(pugi::xml_node timestamp);
 
  private:
-  void Resolve(pugi::xml_node context, TraceContext& out, int depth);
+  // What one <context> says, that which it refers to included.
+  struct Change {
+    bool from_default = false;  // begins with the context of a document that says nothing
+    std::shared_ptr<const TraceFormat> format;
+    std::optional<Brush> brush;
+    pugi::xml_node timestamp;
+  };
+
+  pugi::xml_node Referred(pugi::xml_node node, const char* attribute, const char* kind);
+  const Change& ChangeOf(pugi::xml_node context);
+  Change ReadChange(pugi::xml_node context, int depth);
+  void ReadFormatChange(pugi::xml_node source, pugi::xml_node context, Change& change);
+  void ReadMappings(pugi::xml_node context);
+  void Apply(const Change& change, TraceContext& current);
+  void ApplyTimestamp(pugi::xml_node timestamp, TraceContext& current);
+  std::shared_ptr<const TraceFormat> Format(pugi::xml_node format, pugi::xml_node ink_source);
   TraceFormat ReadFormat(pugi::xml_node format);
   void ReadChannel(pugi::xml_node channel, bool intermittent, TraceFormat& format);
   void ReadResolutions(pugi::xml_node ink_source, TraceFormat& format);
-  void ReadInkSource(pugi::xml_node ink_source, TraceContext& out);
+  const Brush& BrushOf(pugi::xml_node brush);
+  Brush ReadBrush(pugi::xml_node brush, int depth);
+  std::optional<WideMs> ReadTimestamp(pugi::xml_node timestamp, int depth);
 
-  const pugi::xml_document& document_;
   Losses& losses_;
   std::unordered_map<std::string, pugi::xml_node> by_id_;
-  std::vector<pugi::xml_node> contexts_;          // in the order of the document
-  std::vector<pugi::xml_node> bare_formats_;      // that stand outside of contexts
-  std::map<std::size_t, TraceContext> resolved_;  // by the node's hash
-  std::optional<TraceContext> default_;
+  std::vector<pugi::xml_node> contexts_;  // in <definitions>, in the order of the document
+  std::vector<pugi::xml_node> formats_;   // in <definitions>, outside of contexts
+  bool contexts_are_named_ = false;       // by a contextRef anywhere
+
+  // By the nodes' hashes.
+  std::unordered_map<std::size_t, Change> changes_;
+  std::unordered_map<std::size_t, Brush> brushes_;
+  std::unordered_map<std::size_t, std::optional<WideMs>> timestamps_;
+  std::map<std::pair<std::size_t, std::size_t>, std::shared_ptr<const TraceFormat>> read_formats_;
 };
 
 // The value of an attribute, found by its local name; empty where there is none.

@@ -3,14 +3,20 @@
 #include <TalvoCppUtils/PenId.h>
 
 #include <charconv>
+#include <cmath>
 #include <limits>
+#include <map>
 #include <pugixml.hpp>
 #include <set>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "InkMLContext.h"
 #include "InkMLStroke.h"
 #include "Refusal.h"
+#include "Units.h"
+#include "XmlEncoding.h"
 #include "XmlText.h"
 
 namespace InkTool {
@@ -18,11 +24,17 @@ namespace {
 
 constexpr int kDeepestGroup = 64;
 
-// What the traces at one place of the document inherit from the elements around them.
+constexpr std::uint64_t kLastField = std::numeric_limits<std::int32_t>::max();  // of a page address
+
+bool IsText(pugi::xml_node node) {
+  return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+}
+
+// What the traces at one place of the document inherit from the elements around and before them.
 struct Scope {
-  pugi::xml_node context;
-  pugi::xml_node brush;
+  TraceContext context;
   std::optional<std::string> page;
+  std::size_t top_group = 0;  // the group in the root that this place belongs to, 0 for none
   int depth = 0;
 };
 
@@ -43,13 +55,15 @@ class Reader {
     }
     for (const bool measuring : {true, false}) {
       measuring_ = measuring;
-      groups_ = 0;
       viewed_.clear();
+      read_.clear();
       Scope scope;
+      scope.context = definitions_.InitialContext();
       scope.page = PageOf(root_);
       Walk(root_, scope);
       if (measuring) strokes_.EndMeasuring();
     }
+    CheckThatInkIsLeft();
     if (!options_.pen && !pen_named_) {
       losses_.Hint("names no pen; 0000-0000-0000-0000 taken, --pen names another");
     }
@@ -68,6 +82,7 @@ class Reader {
       Refuse(parent, "groups nested deeper than " + std::to_string(kDeepestGroup));
     }
     for (const pugi::xml_node& child : parent.children()) {
+      if (IsText(child)) losses_.Add("text outside of traces left out");
       if (child.type() != pugi::node_element) continue;
       const std::string name = LocalName(child.name());
       if (name == "trace") {
@@ -76,38 +91,28 @@ class Reader {
         Walk(child, GroupScope(child, scope));
       } else if (name == "traceView") {
         ReadView(child, scope);
-      } else if (name == "context" && parent == root_) {
-        scope.context = child;  // for the traces that follow
-      } else if (name == "annotation" && !measuring_) {
-        ReadAnnotation(child, parent);
+      } else if (name == "annotation" || name == "annotationXML") {
+        if (!measuring_) ReadAnnotation(child, parent);
+      } else if (name == "definitions") {
+        if (!measuring_) definition_lists_.push_back(child);
+      } else if (!definitions_.Apply(child, scope.context)) {
+        LeaveOut(child);
       }
     }
+  }
+
+  void LeaveOut(pugi::xml_node element) {
+    losses_.Add(std::string("element <") + element.name() + "> left out");
+    if (!left_out_) left_out_ = element;
   }
 
   Scope GroupScope(pugi::xml_node group, const Scope& outer) {
     Scope scope = outer;
     ++scope.depth;
-    TakeReferences(group, scope);
+    if (scope.top_group == 0) scope.top_group = group.hash_value();
+    definitions_.ApplyReferences(group, scope.context);
     if (const auto page = PageOf(group)) scope.page = page;
-    if (options_.page && options_.page_for_each_group && group.parent() == root_) {
-      scope.page = PageAfter(*options_.page, groups_++);
-    }
     return scope;
-  }
-
-  // The context and the brush that the element names instead of the inherited ones.
-  void TakeReferences(pugi::xml_node node, Scope& scope) {
-    for (const auto& [attribute, target] :
-         {std::make_pair("contextRef", &scope.context), std::make_pair("brushRef", &scope.brush)}) {
-      const std::string reference = AttributeOf(node, attribute);
-      if (reference.empty()) continue;
-      const pugi::xml_node found = definitions_.Find(reference);
-      if (found) {
-        *target = found;
-      } else {
-        losses_.Add(std::string(attribute) + " '" + reference + "' to nothing");
-      }
-    }
   }
 
   // The page that an element's own annotation or attribute names.
@@ -123,7 +128,9 @@ class Reader {
     return std::nullopt;
   }
 
+  // A trace is ink once, however many views show it.
   void ReadTrace(pugi::xml_node trace, Scope scope) {
+    if (!read_.insert(trace.hash_value()).second) return;
     const std::string type = AttributeOf(trace, "type");
     if (type == "penUp") {
       if (!measuring_) losses_.Count("traces of a lifted pen left out", 1);
@@ -132,39 +139,87 @@ class Reader {
     if (!AttributeOf(trace, "continuation").empty()) {
       losses_.Add("continued traces kept as strokes of their own");
     }
-    TakeReferences(trace, scope);
-    const TraceContext& context =
-        scope.context ? definitions_.Context(scope.context) : definitions_.DefaultContext();
-    const TraceDecoder decoder = Decode(trace, context.format);
-    TraceTiming timing;
-    timing.context_id = scope.context.hash_value();
-    const std::string offset = AttributeOf(trace, "timeOffset");
-    timing.offset = ParseMilliseconds(offset);
-    if (!offset.empty() && !timing.offset) losses_.Add("timeOffset '" + offset + "' is not known");
+    definitions_.ApplyReferences(trace, scope.context);
+    if (scope.context.assumption != nullptr) losses_.Add(scope.context.assumption);
+    const TraceDecoder decoder = Decode(trace, *scope.context.format);
+    const std::string text = AttributeOf(trace, "timeOffset");
+    const TraceOffset offset = ParseMilliseconds(text, measuring_ ? nullptr : &losses_);
+    if (!text.empty() && !offset) losses_.Add("timeOffset '" + text + "' is not known");
     if (measuring_) {
-      strokes_.Measure(context, decoder, timing);
+      strokes_.Measure(scope.context, decoder, offset);
       return;
     }
     try {
-      std::optional<Stroke> stroke = strokes_.Make(context, decoder, timing);
+      std::optional<Stroke> stroke = strokes_.Make(scope.context, decoder, offset);
+      if (decoder.unplaced() > 0) channels_without_place_ = &scope.context.format->names;
       if (!stroke) return;
-      const Brush brush = scope.brush ? definitions_.ReadBrush(scope.brush) : context.brush;
-      stroke->color = brush.color;
-      stroke->width_um = brush.width_um;
-      const bool same_page = options_.page && !options_.page_for_each_group;
-      stroke->page = same_page ? options_.page : scope.page;
+      ReportDuration(trace, *stroke);
+      stroke->color = scope.context.brush.color;
+      stroke->width_um = scope.context.brush.width_um;
+      stroke->page = PageAt(scope);
       ink_.items.emplace_back(std::move(*stroke));
+      ++made_;
     } catch (const Refusal& refusal) {
       Refuse(trace, refusal.what());
     }
   }
 
-  TraceDecoder Decode(pugi::xml_node trace, const TraceFormat& format) const {
+  // The page of a stroke. Groups that are counted take the next page with their first stroke, and
+  // so do all strokes outside of groups together.
+  std::optional<std::string> PageAt(const Scope& scope) {
+    if (!options_.page) return scope.page;
+    if (!options_.page_for_each_group) return options_.page;
+    const auto [found, fresh] = group_pages_.emplace(scope.top_group, "");
+    if (fresh) found->second = PageAfter(*options_.page, group_pages_.size() - 1);
+    return found->second;
+  }
+
+  // How long the pen was down; said by the points' times as well where all of them have one.
+  void ReportDuration(pugi::xml_node trace, const Stroke& stroke) {
+    const std::string duration = AttributeOf(trace, "duration");
+    if (duration.empty()) return;
+    const std::vector<Stf2Sample>& samples = stroke.samples;
+    const bool timed = !samples.empty() && samples.front().flags != 0 && samples.back().flags != 0;
+    if (timed) {
+      const double span = double(samples.back().time_offset_ms) - samples.front().time_offset_ms;
+      if (std::abs(ParseNumber(duration).value_or(-1) - span) < 1) return;
+    }
+    losses_.Count("durations of traces left out", 1);
+  }
+
+  // A document whose every trace came to nothing is not what its author meant.
+  void CheckThatInkIsLeft() {
+    std::size_t unseen = 0;
+    for (const pugi::xml_node& list : definition_lists_) unseen += UnseenTraces(list, 0);
+    if (unseen > 0) losses_.Count("traces in definitions that no view shows left out", unseen);
+    if (made_ > 0) return;
+    if (channels_without_place_ != nullptr) {
+      Refuse(root_, "no point has both an X and a Y; the channels are " + *channels_without_place_);
+    }
+    if (unseen > 0) Refuse(root_, "all traces stand in definitions, and no view shows them");
+    if (left_out_) {
+      Refuse(left_out_,
+             std::string("no trace but perhaps in the unknown element <") + left_out_.name() + ">");
+    }
+  }
+
+  std::size_t UnseenTraces(pugi::xml_node parent, int depth) const {
+    std::size_t unseen = 0;
+    for (const pugi::xml_node& child : parent.children()) {
+      const std::string name = LocalName(child.name());
+      if (name == "trace" && read_.count(child.hash_value()) == 0) ++unseen;
+      if (name == "traceGroup" && depth < kDeepestGroup) unseen += UnseenTraces(child, depth + 1);
+    }
+    return unseen;
+  }
+
+  TraceDecoder Decode(pugi::xml_node trace, const TraceFormat& format) {
     TraceDecoder decoder(format.roles, format.regular);
     try {
       std::size_t end = 0;
       for (const pugi::xml_node& piece : trace.children()) {
-        if (piece.type() != pugi::node_pcdata && piece.type() != pugi::node_cdata) continue;
+        if (piece.type() == pugi::node_element) LeaveOut(piece);
+        if (!IsText(piece)) continue;
         const std::ptrdiff_t offset = piece.offset_debug();
         const std::size_t size = std::char_traits<char>::length(piece.value());
         decoder.Feed(piece.value(), size, offset < 0 ? 0 : static_cast<std::size_t>(offset));
@@ -183,7 +238,7 @@ class Reader {
     if (++scope.depth > kDeepestGroup) {
       Refuse(view, "views nested deeper than " + std::to_string(kDeepestGroup));
     }
-    TakeReferences(view, scope);
+    definitions_.ApplyReferences(view, scope.context);
     const std::string reference = AttributeOf(view, "traceDataRef");
     const pugi::xml_node target =
         reference.empty() ? pugi::xml_node() : definitions_.Find(reference);
@@ -197,8 +252,13 @@ class Reader {
       if (name == "traceGroup") Walk(target, GroupScope(target, scope));
       if (name == "traceView") ReadView(target, scope);
     }
+    if (scope.top_group == 0) scope.top_group = view.hash_value();
     for (const pugi::xml_node& child : view.children()) {
-      if (LocalName(child.name()) == "traceView") ReadView(child, scope);
+      const std::string name = LocalName(child.name());
+      if (name == "traceView") ReadView(child, scope);
+      if ((name == "annotation" || name == "annotationXML") && !measuring_) {
+        ReadAnnotation(child, view);
+      }
     }
   }
 
@@ -211,8 +271,11 @@ class Reader {
 
   void ReadAnnotation(pugi::xml_node annotation, pugi::xml_node parent) {
     const std::string type = AttributeOf(annotation, "type");
-    if (type == "page") return;
-    if (parent != root_) {
+    if (LocalName(annotation.name()) == "annotationXML") {
+      losses_.Count("annotations in other languages left out", 1);
+    } else if (type == "page") {
+      return;  // see PageOf
+    } else if (parent != root_) {
       losses_.Count("annotations of groups left out", 1);
     } else if (type == "pen") {
       const std::string text = Trim(TextOf(annotation));
@@ -263,26 +326,41 @@ class Reader {
   Ink ink_;
   bool measuring_ = true;
   bool pen_named_ = false;
-  std::uint64_t groups_ = 0;
-  std::set<std::size_t> viewed_;
+  std::map<std::size_t, std::string> group_pages_;  // by the group's hash
+  std::set<std::size_t> viewed_;                    // what views have shown
+  std::unordered_set<std::size_t> read_;            // traces
+  std::vector<pugi::xml_node> definition_lists_;
+  std::size_t made_ = 0;                                 // strokes
+  const std::string* channels_without_place_ = nullptr;  // of a trace whose points were left out
+  pugi::xml_node left_out_;
 };
 
+[[noreturn]] void RefuseXml(const std::string& text, std::ptrdiff_t offset,
+                            const std::string& reason) {
+  throw Refusal(PlaceIn(text, offset < 0 ? 0 : static_cast<std::size_t>(offset)), reason);
+}
+
 void LoadDocument(const std::string& text, pugi::xml_document& document) {
-  // Line ends and white space stay as they are, so that offsets into the text hold.
-  const unsigned flags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_doctype;
-  const pugi::xml_parse_result result = document.load_buffer(text.data(), text.size(), flags);
-  if (!result) {
-    const auto offset = static_cast<std::size_t>(result.offset < 0 ? 0 : result.offset);
-    throw Refusal(PlaceIn(text, offset),
-                  std::string("not well-formed XML: ") + result.description());
-  }
+  // Line ends and white space stay as they are, so that offsets into the text hold. As a fragment,
+  // what stands outside of the root element is not passed over.
+  const unsigned flags =
+      pugi::parse_cdata | pugi::parse_escapes | pugi::parse_doctype | pugi::parse_fragment;
+  const pugi::xml_parse_result result =
+      document.load_buffer(text.data(), text.size(), flags, pugi::encoding_utf8);
+  const std::string malformed = "not well-formed XML: ";
+  if (!result) RefuseXml(text, result.offset, malformed + result.description());
   for (const pugi::xml_node& node : document.children()) {
-    if (node.type() != pugi::node_doctype) continue;
-    const std::size_t entity = std::string(node.value()).find("<!ENTITY");
-    if (entity != std::string::npos) {
-      throw Refusal(PlaceIn(text, text.find("<!ENTITY")), "declares entities; they are not read");
+    if (node.type() == pugi::node_doctype &&
+        std::string(node.value()).find("<!ENTITY") != std::string::npos) {
+      const std::size_t entity = text.find("<!ENTITY");
+      RefuseXml(text, static_cast<std::ptrdiff_t>(entity), "declares entities; they are not read");
+    }
+    if (IsText(node)) RefuseXml(text, node.offset_debug(), malformed + "text outside of the root");
+    if (node.type() == pugi::node_element && node != document.document_element()) {
+      RefuseXml(text, node.offset_debug(), malformed + "a second root element");
     }
   }
+  if (!document.document_element()) RefuseXml(text, 0, malformed + "no element");
 }
 
 }  // namespace
@@ -292,7 +370,7 @@ bool LooksLikeXml(const std::string& bytes) {
   if (bytes.size() >= 8 && bytes.compare(4, 4, "STFE") == 0) return false;
   const std::string begin = bytes.substr(0, 3);
   if (begin == "\xEF\xBB\xBF" || begin.substr(0, 2) == "\xFF\xFE" ||
-      begin.substr(0, 2) == "\xFE\xFF") {
+      begin.substr(0, 2) == "\xFE\xFF" || begin.substr(0, 2) == std::string("\0<", 2)) {
     return true;
   }
   const std::size_t first = bytes.find_first_not_of(" \t\r\n");
@@ -300,7 +378,7 @@ bool LooksLikeXml(const std::string& bytes) {
 }
 
 Ink ReadInkML(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
-  const std::string text = ToUtf8Document(bytes);
+  const std::string text = DecodeDocument(bytes);
   pugi::xml_document document;
   LoadDocument(text, document);
   return Reader(text, document, options, losses).Read();
@@ -308,11 +386,16 @@ Ink ReadInkML(const std::string& bytes, const InkMLOptions& options, Losses& los
 
 std::string PageAfter(const std::string& page, std::uint64_t count) {
   const std::size_t dot = page.rfind('.');
-  std::uint64_t last = 0;
+  std::uint32_t last = 0;
   const char* begin = page.data() + (dot == std::string::npos ? 0 : dot + 1);
   const char* end = page.data() + page.size();
   const auto result = std::from_chars(begin, end, last);
-  if (result.ec != std::errc() || result.ptr != end) return page;
+  const bool number = result.ec == std::errc() && result.ptr == end && last <= kLastField;
+  if (count == 0) return page;
+  if (!number || count > kLastField - last) {
+    throw Refusal("no page " + std::to_string(count) + " behind " + page +
+                  ": the last field goes up to " + std::to_string(kLastField));
+  }
   return page.substr(0, dot + 1) + std::to_string(last + count);
 }
 

@@ -23,10 +23,14 @@ namespace InkTool {
 struct InkMLOptions {
   std::optional<std::uint64_t> pen;            // instead of the file's
   std::optional<std::string> page;             // instead of the file's
-  bool page_for_each_group = false;            // counts the last field of `page` up
+  bool page_for_each_group = false;            // counts the last field of `page` up, see below
   std::optional<std::uint64_t> start_time_ms;  // of ink whose time of day is not known
   std::optional<double> unit_um;               // of positions that have no unit
 };
+
+// Where each group of the document's root gets a page of its own, the pages are counted in the
+// order of the groups' first strokes; a group without strokes takes none. All strokes outside of
+// groups share one page, counted like that of a group.
 
 // Whether the bytes look like XML rather than STF2.
 bool LooksLikeXml(const std::string& bytes);
@@ -35,7 +39,7 @@ bool LooksLikeXml(const std::string& bytes);
 // Costs two passes over the traces; memory for the document's tree and for the ink.
 Ink ReadInkML(const std::string& bytes, const InkMLOptions& options, Losses& losses);
 
-// "1.2.3.4" and 2 is "1.2.3.6". The page as it is where its last field is no number.
+// "1.2.3.4" and 2 is "1.2.3.6". Throws Refusal where the last field would be no 32-bit number.
 std::string PageAfter(const std::string& page, std::uint64_t count);
 
 }  // namespace InkTool

@@ -13,6 +13,7 @@ namespace InkTool {
 namespace {
 
 constexpr double kMostOffset = std::numeric_limits<std::uint32_t>::max();
+constexpr double kSameTime = 1e-3;      // ms: what reckoning in fractions of seconds is off by
 constexpr double kEarliestDate = 1e11;  // ms: in 1973; a smaller count is no date
 
 double Scaled(const ChannelMeaning& meaning, double value) {
@@ -47,11 +48,11 @@ void StrokeMaker::Range::Take(double value) {
 }
 
 void StrokeMaker::Measure(const TraceContext& context, const TraceDecoder& trace,
-                          const TraceTiming& timing) {
-  const TraceFormat& format = context.format;
+                          TraceOffset offset) {
+  const TraceFormat& format = *context.format;
   const bool no_unit = !format.meanings[kX].has_unit && !format.meanings[kY].has_unit;
   const bool dated = BaseOf(context).has_value();
-  const double offset = timing.offset ? static_cast<double>(*timing.offset) : 0;
+  const double shift = offset ? static_cast<double>(*offset) : 0;
   for (const TracePoint& point : trace.points()) {
     if (no_unit) {
       x_.Take(point[kX]);
@@ -59,7 +60,7 @@ void StrokeMaker::Measure(const TraceContext& context, const TraceDecoder& trace
     }
     if (!format.meanings[kForce].max && !std::isnan(point[kForce])) force_.Take(point[kForce]);
     if (!dated && !std::isnan(point[kTime])) {
-      relative_.Take(Scaled(format.meanings[kTime], point[kTime]) + offset);
+      relative_.Take(Scaled(format.meanings[kTime], point[kTime]) + shift);
     }
   }
 }
@@ -101,7 +102,7 @@ void StrokeMaker::EndMeasuring() {
 }
 
 std::optional<Stroke> StrokeMaker::Make(const TraceContext& context, const TraceDecoder& trace,
-                                        const TraceTiming& timing) {
+                                        TraceOffset offset) {
   if (trace.undeclared() > 0) {
     losses_.Count("values without a declared channel dropped", trace.undeclared());
   }
@@ -112,17 +113,17 @@ std::optional<Stroke> StrokeMaker::Make(const TraceContext& context, const Trace
     losses_.Count("points with fewer values than channels",
                   trace.short_points() - trace.unplaced());
   }
-  if (context.format.Has(kSampleType)) return MakeExact(context, trace, timing);
+  if (context.format->Has(kSampleType)) return MakeExact(context, trace, offset);
   if (trace.points().empty()) {
     losses_.Count("traces without points left out", 1);
     return std::nullopt;
   }
   Stroke stroke;
   std::vector<Stf2Sample> points(trace.points().size());
-  PlacePoints(context.format, trace, points);
-  PressPoints(context.format, trace, points);
-  TimePoints(context, trace, timing, stroke, points);
-  begun_.insert(timing.context_id);
+  PlacePoints(*context.format, trace, points);
+  PressPoints(*context.format, trace, points);
+  TimePoints(context, trace, offset, stroke, points);
+  begun_.insert(context.timestamp_id);
   stroke.samples = DrawThrough(points);
   return stroke;
 }
@@ -180,9 +181,9 @@ void StrokeMaker::PressPoints(const TraceFormat& format, const TraceDecoder& tra
 
 // The time from which the context's times count.
 std::optional<WideMs> StrokeMaker::BaseOf(const TraceContext& context) {
-  const std::string& reference = context.format.meanings[kTime].respect_to;
+  const std::string& reference = context.format->meanings[kTime].respect_to;
   const pugi::xml_node node = reference.empty() ? pugi::xml_node() : definitions_.Find(reference);
-  return node ? definitions_.ReadTimestamp(node) : context.timestamp;
+  return node ? definitions_.Timestamp(node) : context.timestamp;
 }
 
 bool StrokeMaker::SetStart(WideMs start, Stroke& stroke) {
@@ -195,33 +196,36 @@ bool StrokeMaker::SetStart(WideMs start, Stroke& stroke) {
 }
 
 void StrokeMaker::TimePoints(const TraceContext& context, const TraceDecoder& trace,
-                             const TraceTiming& timing, Stroke& stroke,
-                             std::vector<Stf2Sample>& points) {
-  const ChannelMeaning& meaning = context.format.meanings[kTime];
+                             TraceOffset offset, Stroke& stroke, std::vector<Stf2Sample>& points) {
+  const ChannelMeaning& meaning = context.format->meanings[kTime];
   std::vector<double> times(points.size());
   Range range;
+  std::size_t rounded = 0;
   for (std::size_t i = 0; i < times.size(); ++i) {
-    const double time = trace.points()[i][kTime];
-    times[i] = std::isnan(time) ? time : std::round(Scaled(meaning, time));
-    if (!std::isnan(time)) range.Take(times[i]);
+    const double time = Scaled(meaning, trace.points()[i][kTime]);
+    times[i] = std::round(time);
+    if (std::isnan(time)) continue;
+    range.Take(times[i]);
+    if (std::abs(time - times[i]) > kSameTime) ++rounded;
   }
+  if (rounded > 0) losses_.Count("times rounded to whole milliseconds", rounded);
   if (range.empty || std::abs(range.low) > 9e18) {
-    TimeStart(context, timing, stroke, points);
+    TimeStart(context, offset, stroke, points);
     return;
   }
   const std::optional<WideMs> base = BaseOf(context);
-  const WideMs offset = meaning.respect_to.empty() ? timing.offset.value_or(0) : 0;
+  const bool shifted = offset && meaning.respect_to.empty();
+  const WideMs own_offset = shifted ? *offset : 0;
   double zero = 0;  // the time of a point whose offset is 0
   if (base || times_are_dates_ || options_.start_time_ms) {
     // Without an offset of its own a stroke begins with its first point.
-    const bool offset_given = timing.offset && meaning.respect_to.empty();
-    if (!offset_given || range.low < 0) zero = range.low;
+    if (!shifted || range.low < 0) zero = range.low;
     const WideMs shift = base               ? *base
                          : times_are_dates_ ? 0
                                             : WideMs(*options_.start_time_ms) - relative_zero_;
-    if (!SetStart(shift + offset + static_cast<WideMs>(zero), stroke)) return;
+    if (!SetStart(shift + own_offset + static_cast<WideMs>(zero), stroke)) return;
   } else {
-    zero = static_cast<double>(relative_zero_ - offset);
+    zero = static_cast<double>(relative_zero_ - own_offset);
   }
   std::size_t missing = 0;
   for (std::size_t i = 0; i < times.size(); ++i) {
@@ -235,15 +239,15 @@ void StrokeMaker::TimePoints(const TraceContext& context, const TraceDecoder& tr
 }
 
 // A trace without a T channel: at most the time of its beginning is known.
-void StrokeMaker::TimeStart(const TraceContext& context, const TraceTiming& timing, Stroke& stroke,
+void StrokeMaker::TimeStart(const TraceContext& context, TraceOffset offset, Stroke& stroke,
                             std::vector<Stf2Sample>& points) {
-  const WideMs offset = timing.offset.value_or(0);
-  const bool first = begun_.count(timing.context_id) == 0;
-  if (context.timestamp && (timing.offset || first)) {
+  const WideMs after = offset.value_or(0);
+  const bool first = begun_.count(context.timestamp_id) == 0;
+  if (context.timestamp && (offset || first)) {
     losses_.Add("points without a time but the first of each stroke");
-    if (!SetStart(*context.timestamp + offset, stroke)) return;
+    if (!SetStart(*context.timestamp + after, stroke)) return;
   } else if (options_.start_time_ms) {
-    if (!SetStart(static_cast<WideMs>(*options_.start_time_ms) + offset, stroke)) return;
+    if (!SetStart(static_cast<WideMs>(*options_.start_time_ms) + after, stroke)) return;
   } else {
     losses_.Count("strokes without a time", 1);
     return;
@@ -253,11 +257,11 @@ void StrokeMaker::TimeStart(const TraceContext& context, const TraceTiming& timi
 
 // A trace whose every sample is spelled out, the pen's touching down and lifting included.
 Stroke StrokeMaker::MakeExact(const TraceContext& context, const TraceDecoder& trace,
-                              const TraceTiming& timing) {
+                              TraceOffset offset) {
   Stroke stroke;
   stroke.samples.resize(trace.points().size());
-  PlacePoints(context.format, trace, stroke.samples);
-  PressPoints(context.format, trace, stroke.samples);
+  PlacePoints(*context.format, trace, stroke.samples);
+  PressPoints(*context.format, trace, stroke.samples);
   for (std::size_t i = 0; i < stroke.samples.size(); ++i) {
     const TracePoint& point = trace.points()[i];
     const bool whole = !(point[kSampleType] < 0 || point[kSampleType] > 255) &&
@@ -269,8 +273,8 @@ Stroke StrokeMaker::MakeExact(const TraceContext& context, const TraceDecoder& t
     stroke.samples[i].flags = static_cast<std::uint8_t>(number(point[kSampleFlags]));
     stroke.samples[i].time_offset_ms = static_cast<std::uint32_t>(number(point[kTime]));
   }
-  if (timing.offset) {
-    const WideMs start = context.timestamp.value_or(0) + *timing.offset;
+  if (offset) {
+    const WideMs start = context.timestamp.value_or(0) + *offset;
     if (start < 0 || start > static_cast<WideMs>(std::numeric_limits<std::uint64_t>::max())) {
       throw Refusal("the trace's time is out of range");
     }

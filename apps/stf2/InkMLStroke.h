@@ -16,10 +16,8 @@
 
 namespace InkTool {
 
-struct TraceTiming {
-  std::optional<WideMs> offset;  // the trace's timeOffset
-  std::size_t context_id = 0;    // the same for traces that share a context
-};
+// A trace's timeOffset in milliseconds.
+using TraceOffset = std::optional<WideMs>;
 
 class StrokeMaker {
  public:
@@ -27,7 +25,7 @@ class StrokeMaker {
   StrokeMaker(Definitions& definitions, const InkMLOptions& options, Losses& losses)
       : definitions_(definitions), options_(options), losses_(losses) {}
 
-  void Measure(const TraceContext& context, const TraceDecoder& trace, const TraceTiming& timing);
+  void Measure(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset);
 
   // Between the two passes: settles what is assumed.
   void EndMeasuring();
@@ -35,7 +33,7 @@ class StrokeMaker {
   // The stroke, without page and brush; none for a trace without points. Throws Refusal where a
   // position is out of range.
   std::optional<Stroke> Make(const TraceContext& context, const TraceDecoder& trace,
-                             const TraceTiming& timing);
+                             TraceOffset offset);
 
  private:
   struct Range {
@@ -48,12 +46,11 @@ class StrokeMaker {
                    std::vector<Stf2Sample>& points);
   void PressPoints(const TraceFormat& format, const TraceDecoder& trace,
                    std::vector<Stf2Sample>& points);
-  void TimePoints(const TraceContext& context, const TraceDecoder& trace, const TraceTiming& timing,
+  void TimePoints(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset,
                   Stroke& stroke, std::vector<Stf2Sample>& points);
-  void TimeStart(const TraceContext& context, const TraceTiming& timing, Stroke& stroke,
+  void TimeStart(const TraceContext& context, TraceOffset offset, Stroke& stroke,
                  std::vector<Stf2Sample>& points);
-  Stroke MakeExact(const TraceContext& context, const TraceDecoder& trace,
-                   const TraceTiming& timing);
+  Stroke MakeExact(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset);
   std::optional<WideMs> BaseOf(const TraceContext& context);
   bool SetStart(WideMs start, Stroke& stroke);
   double UnitOf(const TraceFormat& format, Role role) const;
@@ -68,7 +65,7 @@ class StrokeMaker {
   double assumed_force_ = 1;
   bool times_are_dates_ = false;  // the times without a date count from 1970
   WideMs relative_zero_ = 0;      // what is taken off times without a date
-  std::set<std::size_t> begun_;   // contexts whose first trace has been made
+  std::set<std::size_t> begun_;   // timestamps whose first trace has been made
 };
 
 }  // namespace InkTool

@@ -2,18 +2,29 @@
 
 #include <charconv>
 #include <cmath>
-#include <utility>
 
 #include "XmlText.h"
 
 namespace InkTool {
 namespace {
 
+struct Unit {
+  const char* short_name;
+  const char* name;   // without the plural's "s"
+  const char* other;  // spelling
+  double value;
+};
+
 template <std::size_t N>
-std::optional<double> Find(const std::pair<const char*, double> (&table)[N],
-                           const std::string& unit) {
-  for (const auto& [name, value] : table) {
-    if (unit == name) return value;
+std::optional<double> Find(const Unit (&table)[N], const std::string& text) {
+  const std::string unit = LowerCase(Trim(text));
+  if (unit.empty()) return std::nullopt;
+  const std::string singular =
+      unit.size() > 3 && unit.back() == 's' ? unit.substr(0, unit.size() - 1) : unit;
+  for (const Unit& known : table) {
+    if (unit == known.short_name || singular == known.name || singular == known.other) {
+      return known.value;
+    }
   }
   return std::nullopt;
 }
@@ -21,16 +32,22 @@ std::optional<double> Find(const std::pair<const char*, double> (&table)[N],
 }  // namespace
 
 std::optional<double> MicrometresOf(const std::string& unit) {
-  static const std::pair<const char*, double> kLengths[] = {
-      {"mm", 1000.0},      {"cm", 10000.0},      {"m", 1000000.0},
-      {"um", 1.0},         {"in", 25400.0},      {"pt", 25400.0 / 72},
-      {"pc", 25400.0 / 6}, {"px", 25400.0 / 96}, {"himetric", 10.0}};
+  static const Unit kLengths[] = {
+      {"mm", "millimeter", "millimetre", 1000}, {"cm", "centimeter", "centimetre", 10000},
+      {"m", "meter", "metre", 1000000},         {"um", "micrometer", "micrometre", 1},
+      {"\xC2\xB5m", "micron", "\xCE\xBCm", 1},  // with the Greek letter
+      {"in", "inch", "inche", 25400},           {"pt", "point", "", 25400.0 / 72},
+      {"pc", "pica", "", 25400.0 / 6},          {"px", "pixel", "", 25400.0 / 96},
+      {"himetric", "himetric", "", 10}};
   return Find(kLengths, unit);
 }
 
 std::optional<double> MillisecondsOf(const std::string& unit) {
-  static const std::pair<const char*, double> kTimes[] = {
-      {"ms", 1.0}, {"s", 1000.0}, {"us", 0.001}, {"min", 60000.0}};
+  static const Unit kTimes[] = {{"ms", "millisecond", "msec", 1},
+                                {"s", "second", "sec", 1000},
+                                {"us", "microsecond", "usec", 0.001},
+                                {"ns", "nanosecond", "nsec", 1e-6},
+                                {"min", "minute", "", 60000}};
   return Find(kTimes, unit);
 }
 

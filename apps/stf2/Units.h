@@ -7,11 +7,12 @@
 
 namespace InkTool {
 
-// Micrometres of one unit: m, cm, mm, um, in, pt, pc, px (1/96 in) and himetric (0.01 mm). None
-// for "dev", which says nothing, and for what is no length.
+// Micrometres of one unit: m, cm, mm, um, in, pt, pc, px (1/96 in) and himetric (0.01 mm), or their
+// English names; case and white space around them don't matter. None for "dev", which says nothing,
+// and for what is no length.
 std::optional<double> MicrometresOf(const std::string& unit);
 
-// Milliseconds of one unit: s, ms, us, min. None for anything else.
+// Milliseconds of one unit: min, s, ms, us, ns, or their English names. None for anything else.
 std::optional<double> MillisecondsOf(const std::string& unit);
 
 // A whole text as a number, in the classic locale; none where it is no finite number.

@@ -4,12 +4,18 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace InkTool {
 
 // "line 3, column 14" of the byte at `offset`, both counted from 1, columns in characters.
 std::string PlaceIn(const std::string& document, std::size_t offset);
+
+// The length of the well-formed UTF-8 sequence at `at`, 0 where there is none.
+std::size_t Utf8Length(const std::string& text, std::size_t at);
+
+void AppendUtf8(std::string& out, std::uint32_t code);
 
 // Whether XML can hold the text as it is: valid UTF-8 without control characters.
 bool IsPlainXmlText(const std::string& text);
@@ -25,11 +31,10 @@ std::string DecodePercent(const std::string& text);
 // Without the white space at both ends.
 std::string Trim(const std::string& text);
 
+// ASCII letters in lower case, all else as it is.
+std::string LowerCase(std::string text);
+
 // The name behind the prefix of a namespace: "trace" of "inkml:trace".
 std::string LocalName(const char* name);
-
-// A document in UTF-8 without a byte-order mark; UTF-16 with one is converted. Throws Refusal
-// where the UTF-16 is damaged.
-std::string ToUtf8Document(std::string bytes);
 
 }  // namespace InkTool

@@ -112,8 +112,8 @@ TEST(InkMLHostile, APenThatIsNoneIsRefused) {
 }
 
 TEST(InkMLHostile, DamagedUtf16IsRefused) {
-  EXPECT_EQ(RefusalOf(std::string("\xFF\xFE<\0i", 5)), "UTF-16 text of an odd number of bytes");
-  EXPECT_EQ(RefusalOf(std::string("\xFE\xFF\xDC\x00", 4)), "damaged UTF-16 text");
+  EXPECT_EQ(RefusalOf(std::string("\xFF\xFE<\0i", 5)), "line 1, column 2: damaged UTF-16");
+  EXPECT_EQ(RefusalOf(std::string("\xFE\xFF\xDC\x00", 4)), "line 1, column 1: damaged UTF-16");
 }
 
 TEST(InkMLHostile, ADocumentCutAnywhereIsReadOrRefused) {

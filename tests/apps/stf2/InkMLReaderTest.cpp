@@ -56,6 +56,40 @@ TEST(InkMLReader, LengthsOfEveryUnitBecomeMicrometres) {
   }
 }
 
+TEST(InkMLReader, UnitsMayBeSpelledOutInEitherCaseWithBlanks) {
+  const std::pair<const char*, const char*> units[] = {
+      {" MM ", "1000,2000"},         {"Millimeters", "1000,2000"}, {"millimetre", "1000,2000"},
+      {"Inch", "25400,50800"},       {"inches", "25400,50800"},    {"IN", "25400,50800"},
+      {"points", "353,706"},         {"pixel", "265,529"},         {"HIMETRIC", "10,20"},
+      {"centimeters", "10000,20000"}};
+  for (const auto& [unit, positions] : units) {
+    const std::string attribute = std::string("units='") + unit + "'";
+    const Reading reading = ReadDocument(WithChannels(attribute, attribute, "", "1 2"));
+    EXPECT_EQ(FirstPositions(reading), positions) << unit;
+    EXPECT_FALSE(reading.Lost("X and Y without a unit; px taken")) << unit;
+  }
+}
+
+TEST(InkMLReader, AnUnknownUnitIsToldAndAUnitOfTheDeviceSaysNothing) {
+  EXPECT_TRUE(ReadDocument(WithChannels("units='furlong'", "units='furlong'", "", "1 2"))
+                  .Lost("unit 'furlong' of channel X is not known"));
+  const Reading device = ReadDocument(WithChannels("units=' DEV'", "units='dev'", "", "1 2"));
+  EXPECT_THAT(device.losses,
+              ElementsAre("X and Y without a unit; px taken", "strokes without a time: 1"));
+}
+
+TEST(InkMLReader, AResolutionMayBeGivenInDotsPerInch) {
+  for (const char* unit : {"dpi", "dots/inch", "1/ in", "1/Inch"}) {
+    const std::string properties =
+        "<channelProperties><channelProperty channel='x' name='resolution' value='100' units='" +
+        std::string(unit) + "'/></channelProperties>";
+    EXPECT_EQ(FirstPositions(
+                  ReadDocument(WithChannels("units='dev'", "units='dev'", properties, "100 200"))),
+              "25400,50800")
+        << unit;
+  }
+}
+
 TEST(InkMLReader, DeviceUnitsAreCountsOfTheirResolution) {
   const std::string properties =
       "<channelProperties><channelProperty channel='X' name='resolution' value='100' "
@@ -200,6 +234,35 @@ TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
                    options);
   EXPECT_EQ(reading.Strokes()[0].page, "1.2.3.9");
   EXPECT_EQ(reading.Strokes()[1].page, "1.2.3.10");
+}
+
+TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes) {
+  InkMLOptions options;
+  options.page = "1.2.3.4";
+  options.page_for_each_group = true;
+  const Reading reading = ReadDocument(
+      Document("<annotation type='page'>9.9.9.9</annotation>"
+               "<traceGroup/><traceGroup><trace/><traceGroup/></traceGroup>"
+               "<traceGroup><annotation type='page'>8.8.8.8</annotation><trace>1 2</trace>"
+               "<traceGroup><annotation type='page'>7.7.7.7</annotation><trace>1 2</trace>"
+               "</traceGroup></traceGroup>"
+               "<trace>1 2</trace><traceGroup><trace>1 2</trace></traceGroup><trace>1 2</trace>"),
+      options);
+  std::string pages;
+  for (const Stroke& stroke : reading.Strokes()) pages += stroke.page.value_or("none") + " ";
+  EXPECT_EQ(pages, "1.2.3.4 1.2.3.4 1.2.3.5 1.2.3.6 1.2.3.5 ");
+}
+
+TEST(InkMLReader, GroupsBeyondTheLastPageAreRefused) {
+  InkMLOptions options;
+  options.page = "1.2.3.2147483647";
+  options.page_for_each_group = true;
+  EXPECT_EQ(ReadDocument(Document("<traceGroup><trace>1 2</trace></traceGroup>\n"
+                                  "<traceGroup><trace>1 2</trace></traceGroup>"),
+                         options)
+                .refusal,
+            "line 2, column 14: no page 1 behind 1.2.3.2147483647: the last field goes up to "
+            "2147483647");
 }
 
 TEST(InkMLReader, ThePenIsReadFromItsAnnotation) {
