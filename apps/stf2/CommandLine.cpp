@@ -3,12 +3,14 @@
 #include <TalvoCppUtils/PenId.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <memory>
 
 #include "Color.h"
 #include "Files.h"
+#include "Session.h"
 #include "Time.h"
 #include "Units.h"
 
@@ -105,7 +107,7 @@ std::optional<std::uint64_t> ParsePen(const std::string& text) {
 }
 
 std::optional<std::string> ParsePage(const std::string& text) {
-  return IsPageAddress(text) ? std::optional<std::string>(text) : std::nullopt;
+  return IsOnePageAddress(text) ? std::optional<std::string>(text) : std::nullopt;
 }
 
 std::optional<std::uint64_t> ParseStartTime(const std::string& text) {
@@ -134,7 +136,7 @@ void AddAddressing(CLI::App& app, Options& options) {
   AddParsed(app, "--page", options.inkml.page, ParsePage, "a page address such as 1.2.3.4",
             "The page address, instead of the file's");
   app.add_flag("--page-per-group", options.inkml.page_for_each_group,
-               "Count the last field of --page up for each trace group of the InkML");
+               "Count the last field of --page up for each trace group in the InkML's root");
   app.add_flag("--page-per-file", options.page_for_each_file,
                "Count the last field of --page up for each file");
   AddParsed(app, "--start-time", options.inkml.start_time_ms, ParseStartTime,
@@ -201,6 +203,12 @@ void AddOptions(CLI::App& app, const std::string& name, Options& options) {
 
 // What the options can't say together; empty where all is well.
 std::string Contradiction(const std::string& name, const Options& options) {
+  std::vector<std::string> files = options.inputs;
+  files.push_back(options.output);
+  files.push_back(options.key);
+  if (std::find(files.begin(), files.end(), "-") != files.end()) {
+    return name + ": standard input and output are not used; a file called - is named ./-";
+  }
   const bool one_output = !options.output.empty() && !NamesFolder(options.output);
   if (name == "split") {
     return one_output ? "split: -o names no folder: " + options.output : "";
@@ -217,9 +225,29 @@ std::string Contradiction(const std::string& name, const Options& options) {
   return {};
 }
 
+// What is wrong with the first word, where it should be a command; empty where it is one or an
+// option.
+std::string UnknownCommand(const std::vector<std::string>& arguments) {
+  std::string names;
+  for (const Command& command : kCommands) {
+    if (!arguments.empty() && arguments[0] == command.name) return {};
+    names += (names.empty() ? "" : ", ") + std::string(command.name);
+  }
+  if (arguments.empty()) return "stf2: a command is missing: one of " + names;
+  if (!arguments[0].empty() && arguments[0][0] == '-') return {};
+  return "stf2: '" + OneLine(arguments[0]) + "' is none of its commands: " + names;
+}
+
+int WrongUsage(const std::string& reason, Streams streams) {
+  streams.err << reason << "\nRun with --help for more information.\n";
+  return 2;
+}
+
 }  // namespace
 
 int RunTool(const std::vector<std::string>& arguments, Streams streams) {
+  const std::string unknown = UnknownCommand(arguments);
+  if (!unknown.empty()) return WrongUsage(unknown, streams);
   Options options;
   CLI::App app("Works on files of handwriting.", "stf2");
   app.formatter(std::make_shared<Help>());
@@ -240,7 +268,7 @@ int RunTool(const std::vector<std::string>& arguments, Streams streams) {
     if (!app.got_subcommand(command.name)) continue;
     const std::string contradiction = Contradiction(command.name, options);
     if (contradiction.empty()) return command.run(options, streams);
-    streams.err << contradiction << "\nRun with --help for more information.\n";
+    return WrongUsage(contradiction, streams);
   }
   return 2;
 }

@@ -31,7 +31,7 @@ void Readdress(Ink& ink, const InkMLOptions& options) {
   for (Item& item : ink.items) {
     auto* stroke = std::get_if<Stroke>(&item);
     if (stroke == nullptr) continue;
-    if (options.page && !options.page_for_each_group) stroke->page = options.page;
+    if (options.page) stroke->page = options.page;  // STF2 knows no groups
     if (!options.start_time_ms || stroke->start_time_ms != 0) continue;
     stroke->start_time_ms = *options.start_time_ms;
     const auto timed = [](const Stf2Sample& sample) { return sample.flags != 0; };
@@ -113,7 +113,7 @@ int Split(const Options& options, Streams streams) {
   session.ForEachInput([&](const std::string& file) {
     const auto parts = SplitByPage(session.Load(file, options.inkml));
     OutputSet outputs(options.force);
-    std::string line = std::to_string(parts.size()) + (parts.size() == 1 ? " part" : " parts");
+    std::string line = Counted(parts.size(), "part");
     for (const auto& [page, ink] : parts) {
       const std::string name =
           StemOf(file) + "-" + (page ? SafeName(*page) : "without-page") + ".stf2";
@@ -150,7 +150,7 @@ int Merge(const Options& options, Streams streams) {
     }
     if (options.inkml.pen) merged.pen = *options.inkml.pen;
     session.Save(options.output, WriteStf2(merged));
-    return std::to_string(files.size()) + " files (" + InShort(Summarize(merged)) + ")";
+    return Counted(files.size(), "file") + " (" + InShort(Summarize(merged)) + ")";
   });
   return session.status();
 }
@@ -170,6 +170,9 @@ int RenderFiles(const Options& options, Streams streams) {
     const Ink ink = session.Load(file, options.inkml);
     const std::string path = OutputPath(file, options.output, StemOf(file) + "." + name);
     session.Save(path, Render(ink, format, options.render));
+    if (const std::size_t off = StrokesOffPaper(ink, options.render)) {
+      session.Note(file, "note: off the paper or over its edge: " + Counted(off, "stroke"));
+    }
     return path + " (" + InShort(Summarize(ink)) + ")";
   });
   return session.status();

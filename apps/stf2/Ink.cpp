@@ -1,6 +1,7 @@
 #include "Ink.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 #include <memory>
 #include <set>
@@ -262,6 +263,22 @@ bool IsPageAddress(const std::string& text) {
   if (text.find("..") != std::string::npos) return false;
   const auto dots = std::count(text.begin(), text.end(), '.');
   return dots == 3 || dots == 4;
+}
+
+bool IsOnePageAddress(const std::string& text) {
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  int fields = 0;
+  for (; fields < 6; ++at) {
+    std::uint32_t field = 0;
+    const auto result = std::from_chars(at, end, field);
+    if (result.ec != std::errc() || field > std::numeric_limits<std::int32_t>::max()) return false;
+    ++fields;
+    at = result.ptr;
+    if (at == end) break;
+    if (*at != '.') return false;
+  }
+  return fields == 4 || fields == 5;
 }
 
 }  // namespace InkTool

@@ -79,4 +79,7 @@ void Append(Ink& ink, Ink more);
 // "*", joined by dots.
 bool IsPageAddress(const std::string& text);
 
+// Whether the text is the address of one page: four or five numbers of 31 bits, joined by dots.
+bool IsOnePageAddress(const std::string& text);
+
 }  // namespace InkTool

@@ -42,6 +42,10 @@ struct Picture {
   std::int64_t width = 0, height = 0;
 };
 
+std::int64_t Micrometres(double mm) {
+  return std::llround(mm * 1000);
+}
+
 void FitToInk(Sheet& sheet) {
   std::int64_t right = 0, bottom = 0;
   bool first = true;
@@ -62,12 +66,18 @@ void FitToInk(Sheet& sheet) {
   sheet.height = bottom + kMarginUm - sheet.top;
 }
 
+// The stroke that the item is; null for other items and for strokes of other pages than asked for.
+const Stroke* DrawnStroke(const Item& item, const RenderOptions& options) {
+  const auto* stroke = std::get_if<Stroke>(&item);
+  return stroke != nullptr && options.page && stroke->page != options.page ? nullptr : stroke;
+}
+
 Picture LayOut(const Ink& ink, const RenderOptions& options) {
   Picture picture;
   std::map<std::optional<std::string>, std::size_t> by_page;
   for (const Item& item : ink.items) {
-    const auto* stroke = std::get_if<Stroke>(&item);
-    if (stroke == nullptr || (options.page && stroke->page != options.page)) continue;
+    const Stroke* stroke = DrawnStroke(item, options);
+    if (stroke == nullptr) continue;
     const auto [found, fresh] = by_page.emplace(stroke->page, picture.sheets.size());
     if (fresh) picture.sheets.emplace_back();
     const std::uint32_t color = options.color.value_or(stroke->color);
@@ -78,8 +88,8 @@ Picture LayOut(const Ink& ink, const RenderOptions& options) {
   }
   for (Sheet& sheet : picture.sheets) {
     if (options.page_size) {
-      sheet.width = std::llround(options.page_size->width_mm * 1000);
-      sheet.height = std::llround(options.page_size->height_mm * 1000);
+      sheet.width = Micrometres(options.page_size->width_mm);
+      sheet.height = Micrometres(options.page_size->height_mm);
     } else {
       FitToInk(sheet);
     }
@@ -274,6 +284,23 @@ std::string Render(const Ink& ink, PictureFormat format, const RenderOptions& op
       return RenderPdf(picture);
   }
   return {};
+}
+
+std::size_t StrokesOffPaper(const Ink& ink, const RenderOptions& options) {
+  if (!options.page_size) return 0;
+  const std::int64_t width = Micrometres(options.page_size->width_mm);
+  const std::int64_t height = Micrometres(options.page_size->height_mm);
+  const auto is_off = [&](const Stf2Sample& point) {
+    return point.x_um < 0 || point.y_um < 0 || point.x_um > width || point.y_um > height;
+  };
+  std::size_t off = 0;
+  for (const Item& item : ink.items) {
+    const Stroke* stroke = DrawnStroke(item, options);
+    if (stroke == nullptr) continue;
+    const std::vector<Stf2Sample> points = PositionsOf(*stroke);
+    if (std::any_of(points.begin(), points.end(), is_off)) ++off;
+  }
+  return off;
 }
 
 std::optional<PageSize> ParsePageSize(const std::string& text) {

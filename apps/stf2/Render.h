@@ -29,6 +29,9 @@ enum class PictureFormat { kSvg, kPng, kPdf };
 // and for a picture that would be too large.
 std::string Render(const Ink& ink, PictureFormat format, const RenderOptions& options);
 
+// How many strokes of the picture have a point beyond the edge of the paper that the options name.
+std::size_t StrokesOffPaper(const Ink& ink, const RenderOptions& options);
+
 // "A4", "A5", "Letter", or width and height in millimetres: "210x297". None for anything else, and
 // for sizes that are no paper's (below 1 mm, above 5 m).
 std::optional<PageSize> ParsePageSize(const std::string& text);

@@ -116,6 +116,9 @@ int Open(const Options& options, Streams streams) {
     KeyPair pair;
     WithKeyFile(options.key, [&](const std::string& text) { ParseSecretKey(text, pair); });
     const std::string bytes = ReadInput(file);
+    if (bytes.size() >= 8 && bytes.compare(4, 4, "STF2") == 0)
+      throw Refusal("is STF2 that is not sealed");
+    if (LooksLikeXml(bytes)) throw Refusal("is InkML, which can't be sealed");
     if (!ReadSealedInfo(bytes)) throw Refusal("no well-formed sealed ink");
     SecretBuffer ink;
     Check(OpenInkData(bytes.data(), static_cast<std::uint32_t>(bytes.size()),

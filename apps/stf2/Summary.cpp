@@ -10,10 +10,6 @@
 namespace InkTool {
 namespace {
 
-std::string Counted(std::uint64_t count, const char* thing) {
-  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::string Millimetres(std::int64_t um) {
   const std::int64_t size = um < 0 ? -um : um;
   const std::string digits = std::to_string(1000 + size % 1000);
@@ -93,6 +89,10 @@ Summary Summarize(const Ink& ink) {
     }
   }
   return out;
+}
+
+std::string Counted(std::uint64_t count, const char* thing) {
+  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
 std::string InShort(const Summary& summary) {

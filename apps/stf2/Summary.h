@@ -36,6 +36,9 @@ struct Summary {
 
 Summary Summarize(const Ink& ink);
 
+// "1 page", "2 pages".
+std::string Counted(std::uint64_t count, const char* thing);
+
 // "2 pages, 34 strokes, 2018 points".
 std::string InShort(const Summary& summary);
 

@@ -6,10 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <memory>
 
 #include "Ink.h"
+#include "Temporaries.h"
 #include "ToolRun.h"
 
 namespace InkTool {
@@ -139,7 +139,7 @@ TEST(CommandLine, ADiskThatIsFullLeavesNoFileBehind) {
   const auto before = folder.Names();
   struct rlimit old;
   ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
-  std::signal(SIGXFSZ, SIG_IGN);
+  RemoveTemporariesOnSignals();
   const struct rlimit small = {4096, old.rlim_max};
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
   const Outcome outcome = folder.Run({"convert", "@letter.inkml", "-o", "@letter.stf2"});
@@ -221,6 +221,44 @@ TEST(CommandLine, EachFileCanHaveAPage) {
   EXPECT_THAT(PagesOf(ReadStf2(folder.Read("note.stf2"))), ElementsAre("5.5.5.9"));
 }
 
+TEST(CommandLine, APageAddressOnTheCommandLineIsFourOrFiveNumbers) {
+  const ToolFolder folder;
+  for (const char* page : {"1.2.3.4", "0.1.2.3.4", "1.2.3.2147483647"}) {
+    EXPECT_EQ(folder.Run({"convert", "-f", "--page", page, "@note.inkml"}).status, 0) << page;
+  }
+  for (const char* page : {"*.2.3.4", "1.2.3.*", "1.2.3.4*", "1.2.3.2147483648",
+                           "1.2.3.99999999999999999999", "1.2.3", "1.2.3.4.5.6", "1..2.3", "1.2.3.",
+                           ".1.2.3", "1.2.3.-4", "1.2.3. 4", "encrypted-stf2", ""}) {
+    const Outcome outcome = folder.Run({"convert", "-f", "--page", page, "@note.inkml"});
+    EXPECT_EQ(outcome.status, 2) << page;
+    EXPECT_THAT(outcome.err, HasSubstr("is not a page address such as 1.2.3.4")) << page;
+  }
+}
+
+TEST(CommandLine, PagesAreNotCountedBeyondTheLast) {
+  const ToolFolder folder;
+  const Outcome outcome = folder.Run(
+      {"convert", "--page", "1.2.3.2147483647", "--page-per-file", "@letter.inkml", "@note.inkml"});
+  EXPECT_THAT(outcome.out, StartsWith("@letter.inkml: Success, "));
+  EXPECT_EQ(outcome.err,
+            "@note.inkml: Failed, no page 1 behind 1.2.3.2147483647: the last field goes up to "
+            "2147483647\n");
+  EXPECT_EQ(outcome.status, 1);
+}
+
+TEST(CommandLine, Stf2WithoutGroupsGetsOnePage) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@letter.inkml"});
+  folder.Run({"convert", "--page", "7.7.7.7", "--page-per-group", "@letter.stf2", "-o", "@x.stf2"});
+  EXPECT_THAT(PagesOf(ReadStf2(folder.Read("x.stf2"))), ElementsAre("7.7.7.7"));
+}
+
+TEST(CommandLine, OneFileIsNotCalledFiles) {
+  const ToolFolder folder;
+  EXPECT_THAT(folder.Run({"merge", "@note.inkml", "-o", "@one.stf2"}).out,
+              StartsWith("@one.stf2: Success, 1 file ("));
+}
+
 TEST(CommandLine, SplitsByPageAndMergesAgain) {
   const ToolFolder folder;
   folder.Run({"convert", "@letter.inkml"});
@@ -268,6 +306,22 @@ TEST(CommandLine, DrawsWhatTheNameOfTheOutputSays) {
             "@note.inkml: Failed, 'gif' is none of svg, png and pdf; --to says which is wanted\n");
 }
 
+TEST(CommandLine, InkOffThePaperIsTold) {
+  const ToolFolder folder;
+  folder.Write("wide.inkml",
+               "<ink><traceFormat><channel name='X' units='mm'/><channel name='Y' units='mm'/>"
+               "</traceFormat><trace>10 10, 20 20</trace><trace>10 10, 230 20</trace>"
+               "<trace>-5 -5</trace></ink>");
+  const auto notes = [&](std::vector<std::string> options) {
+    options.insert(options.begin(), {"render", "-f", "@wide.inkml", "-o", "@wide.svg"});
+    return folder.Run(options).err;
+  };
+  EXPECT_THAT(notes({"--page-size", "A4"}),
+              HasSubstr("@wide.inkml: note: off the paper or over its edge: 2 strokes\n"));
+  EXPECT_THAT(notes({"--page-size", "250x250"}), HasSubstr("over its edge: 1 stroke\n"));
+  EXPECT_THAT(notes({}), Not(HasSubstr("paper")));
+}
+
 TEST(CommandLine, InfoTellsInLinesOrInJson) {
   const ToolFolder folder;
   folder.Run({"convert", "@note.inkml"});
@@ -311,6 +365,31 @@ TEST(CommandLine, WrongUsageIsStatusTwo) {
     EXPECT_EQ(outcome.out, "") << testing::PrintToString(arguments);
   }
   EXPECT_EQ(folder.Names(), before);
+}
+
+TEST(CommandLine, AWordThatIsNoCommandIsNamed) {
+  const ToolFolder folder;
+  EXPECT_EQ(folder.Run({"foo"}).err,
+            "stf2: 'foo' is none of its commands: info, convert, split, merge, render, keygen, "
+            "seal, open\nRun with --help for more information.\n");
+  EXPECT_THAT(folder.Run({}).err, StartsWith("stf2: a command is missing: one of info, "));
+}
+
+TEST(CommandLine, StandardInputAndOutputAreNoFiles) {
+  const ToolFolder folder;
+  const std::string reason =
+      ": standard input and output are not used; a file called - is named ./-\nRun with --help for "
+      "more information.\n";
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"convert", "-"},
+                                             {"convert", "@note.inkml", "-o", "-"},
+                                             {"info", "@note.inkml", "-"},
+                                             {"merge", "@note.inkml", "-o", "-"},
+                                             {"seal", "--key", "-", "@note.inkml"}}) {
+    const Outcome outcome = folder.Run(arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, arguments[0] + reason);
+  }
 }
 
 TEST(CommandLine, HelpBeginsWithExamples) {

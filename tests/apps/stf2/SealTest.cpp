@@ -78,7 +78,10 @@ TEST(Seal, EveryRefusalHasItsReason) {
   EXPECT_EQ(open("@other", "@note.sealed.stf2"),
             "@note.sealed.stf2: Failed, sealed to another key than this one\n");
   EXPECT_EQ(open("@key", "@damaged.stf2"), "@damaged.stf2: Failed, changed since it was sealed\n");
-  EXPECT_EQ(open("@key", "@note.stf2"), "@note.stf2: Failed, no well-formed sealed ink\n");
+  EXPECT_EQ(open("@key", "@note.stf2"), "@note.stf2: Failed, is STF2 that is not sealed\n");
+  EXPECT_EQ(open("@key", "@note.inkml"), "@note.inkml: Failed, is InkML, which can't be sealed\n");
+  folder.Write("cut.stf2", damaged.substr(0, 60));
+  EXPECT_EQ(open("@key", "@cut.stf2"), "@cut.stf2: Failed, no well-formed sealed ink\n");
   EXPECT_EQ(open("@key.pub", "@note.sealed.stf2"),
             "@note.sealed.stf2: Failed, key @key.pub: is a public key; ink is opened with the "
             "secret one\n");
