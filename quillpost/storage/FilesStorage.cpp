@@ -36,15 +36,21 @@ constexpr char kRoutingInfoFile[] = "RoutingInfo.txt";
 // Room for some two million strokes of one pen; a larger file is damaged, and not read into memory.
 constexpr std::uint64_t kMaxRoutingInfoBytes = 256u << 20;
 
-bool IsDirectory(const fs::path& path) {
+// Whether an entry of a directory is of the type, links followed. An entry that is gone meanwhile
+// counts as well: whatever has its name by now was made by others, who still need it.
+bool IsOrWas(fs::file_type type, const fs::path& entry) {
   boost::system::error_code error;
-  return fs::status(path, error).type() == fs::directory_file;
+  const fs::file_type found = fs::symlink_status(entry, error).type();
+  if (found == type || found == fs::file_not_found) return true;
+  return found == fs::symlink_file && fs::status(entry, error).type() == type;
+}
+
+bool IsDirectory(const fs::path& path) {
+  return IsOrWas(fs::directory_file, path);
 }
 
 bool IsVisibleFile(const fs::path& path) {
-  boost::system::error_code error;
-  return path.filename().native().front() != '.' &&
-         fs::status(path, error).type() == fs::regular_file;
+  return path.filename().native().front() != '.' && IsOrWas(fs::regular_file, path);
 }
 
 void LoadRoutingInfo(const std::string& pen) {
@@ -297,9 +303,12 @@ void Cleanup(const std::string& pen) {
   if (!Common::IsPenSerialValid(pen)) return;
   const fs::path directory = GetStorageRoot() / pen;
   // Absent is absent, and not to be removed: an import may make it meanwhile.
-  if (!fs::exists(fs::symlink_status(directory))) return;
-  if (fs::status(directory).type() != fs::directory_file) fs::remove(directory);
-  if (!fs::exists(fs::status(directory))) return;
+  const fs::file_type type = fs::symlink_status(directory).type();
+  if (type == fs::file_not_found) return;
+  if (type != fs::directory_file && !fs::is_directory(fs::status(directory))) {
+    fs::remove(directory);
+    return;
+  }
   std::vector<std::string> pages;
   Common::ListDirectoryNames(directory, pages);
   for (const std::string& page : pages) {

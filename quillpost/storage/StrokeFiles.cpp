@@ -174,14 +174,23 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
 
 bool RemoveDirectoryWithout(const fs::path& directory,
                             const std::function<bool(const fs::path&)>& keep) {
+  constexpr auto kGone = boost::system::errc::no_such_file_or_directory;
+  boost::system::error_code error;
   std::vector<fs::path> entries;
   if (!fs::is_symlink(fs::symlink_status(directory))) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+    fs::directory_iterator content(directory, error);
+    if (error == kGone) return false;
+    if (error) throw fs::filesystem_error("can't list directory", directory, error);
+    for (const fs::directory_entry& entry : content) {
       if (!keep(entry.path())) entries.push_back(entry.path());
     }
   }
-  for (const fs::path& entry : entries) fs::remove_all(entry);
-  boost::system::error_code error;
+  for (const fs::path& entry : entries) {
+    fs::remove_all(entry, error);
+    if (error && error != kGone) {
+      throw fs::filesystem_error("can't remove directory's entry", entry, error);
+    }
+  }
   const bool removed = fs::remove(directory, error);
   if (error && error != boost::system::errc::directory_not_empty) {
     throw fs::filesystem_error("can't remove directory", directory, error);

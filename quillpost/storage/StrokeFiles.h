@@ -33,9 +33,9 @@ bool GetKnownPens(std::set<std::string>& pens);
 bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages);
 
 // Files `data` as a new stroke file of the pen, under the id's page address and name, or where that
-// is taken, be it by a link that leads nowhere, under the name with a number. False, with the reason
-// in the log, for an invalid id, empty data, and where the file can't be made; a failed write is not
-// reported, and leaves a short or empty stroke file. Throws.
+// is taken, be it by a link that leads nowhere, under the name with a number. False, with the
+// reason in the log, for an invalid id, empty data, and where the file can't be made; a failed
+// write is not reported, and leaves a short or empty stroke file. Throws.
 bool ImportStroke(const std::string& pen, const StrokeID& id, const std::vector<char>& data);
 
 // Makes a private copy of a stroke file in the scratch directory. `out` is its path; the caller
@@ -50,7 +50,8 @@ void MakePathUnique(boost::filesystem::path& path);
 // Removes from `directory` every entry that `keep` does not ask to keep, subdirectories with all
 // that is in them, and then the directory itself, if it is empty by then. Ink that is filed there
 // meanwhile stays. Of a link to a directory only the link is removed: what lies behind it is not
-// the store's. True when the directory is gone. Throws.
+// the store's. True when this call has removed the directory: one that is gone is none to remove,
+// and others may remove it at the same time. Throws.
 bool RemoveDirectoryWithout(const boost::filesystem::path& directory,
                             const std::function<bool(const boost::filesystem::path&)>& keep);
 
