@@ -154,6 +154,7 @@ TEST_F(ImportRequest, WhoseJobThrowsIsAnsweredAndEndsNothing) {
   }
   fs::permissions(page, fs::no_perms);
   WireClient client(Endpoint());
+  EXPECT_EQ(client.Request("Hello"), "Success");  // accepted before the user is another
   {
     const PlainUser user;
     EXPECT_EQ(client.Request("ImportSTF2File", File(sealed)), "Failed");
