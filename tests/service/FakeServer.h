@@ -24,12 +24,16 @@ class FakeServer : public IPC::Server {
     endpoint = listened_endpoint;
     return listens;
   }
-  void Stop() override { ++stops; }
+  void Stop() override {
+    ++stops;
+    if (on_stop) on_stop();
+  }
 
   boost::asio::io_service* queue = nullptr;
   OnConnected on_connected;
   OnDisconnected on_disconnected;
   OnRequest on_request;
+  std::function<void()> on_stop;  // called by the host's thread
   std::string name;
   std::string endpoint;
   int stops = 0;

@@ -185,6 +185,28 @@ TEST_F(ServiceThreads, StopDropsTheDeliveryPassBehindTheRoutingPassThatRuns) {
   EXPECT_EQ(log.lines().back().second, "Quillpost stopped.");
 }
 
+// The end of all connections comes first, and takes its time: a pass that went on beside it would
+// launch the applications that have just been disconnected.
+TEST_F(ServiceThreads, NoDeliveryPassBeginsBesideTheEndOfTheConnections) {
+  AddStroke("s1");
+  Start();
+  EXPECT_EQ(Ask("EnableNotifications", App("Sketcher")), "Success");
+  ASSERT_TRUE(Eventually([this] { return peer->notifications == 1; }));
+  subscriptions.Close();
+  EXPECT_EQ(Import(), "Success");
+  const std::string worker =
+      "/proc/self/task/" + std::to_string(subscriptions.WaitForThread()) + "/stat";
+  FakeServer::latest->on_stop = [&] {
+    End(peer);
+    subscriptions.Open();
+    EXPECT_TRUE(Eventually(
+        [&] { return log.Count(3, "Ink Delivery finished.") == 2 || ReadFile(worker).empty(); }));
+  };
+  service->Stop();
+  EXPECT_EQ(log.Count(3, "Ink Delivery finished."), 1u);
+  EXPECT_EQ(launches, 1);
+}
+
 TEST_F(ServiceThreads, StoppingTheServiceOnItsOwnThreadThrows) {
   ASSERT_TRUE(service->Start());
   OnServerThread([this] {

@@ -117,6 +117,18 @@ TEST_F(SavedRoutingInfoTest, BytesThatAnotherProgramPutsThereAtOnceAreNotBelieve
   }
 }
 
+// As a copy that keeps the times does.
+TEST_F(SavedRoutingInfoTest, BytesThatComeWithTheOldTimeAreNotBelieved) {
+  for (const bool is_marked : {false, true}) {
+    const auto before = Status();
+    Overwrite("~~~", 100);
+    const timespec times[2] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, RoutingInfoPath().c_str(), times, 0));
+    ASSERT_TRUE(is_marked ? Mark("s10") : SaveRoutingInfo(kPen));
+    ExpectFresh();
+  }
+}
+
 TEST_F(SavedRoutingInfoTest, AFileInItsPlaceIsNotBelieved) {
   WriteFile(PenPath("copy"), std::string(ReadFile(RoutingInfoPath()).size(), 'x'));
   fs::rename(PenPath("copy"), RoutingInfoPath());
