@@ -68,7 +68,7 @@ class Parser {
   bool ParseValue(Json::Value& value) {
     SkipBlanks();
     if (AtEnd()) return Fail("unexpected end");
-    if (++values_ > kMaxValues) return Fail("more than 131072 values");
+    if (++values_ > kMaxValues) return Fail("more than 16384 values");
     switch (text_[at_]) {
       case '{':
         return Descend() && ParseObject(value);

@@ -16,9 +16,10 @@ namespace IPC {
 // Arrays and objects within each other, the outermost included.
 inline constexpr std::size_t kMaxNesting = 64;
 
-// A value takes up to 160 bytes of memory where its text takes two. With this limit a line of
-// 1 MiB never becomes more than about 20 MiB.
-inline constexpr std::size_t kMaxValues = 131072;
+// A value takes up to 160 bytes of memory and a microsecond where its text takes two bytes. With
+// this limit a line of 1 MiB never becomes more than about 4 MiB, and a few milliseconds: short
+// enough for all connections to send such lines at once and keep nobody waiting.
+inline constexpr std::size_t kMaxValues = 16384;
 
 // Reads one JSON text, with blanks, tabs, CR and LF between its tokens, and nothing after it.
 // False for anything else, with `error` saying what is wrong and at which byte, and `value` null.

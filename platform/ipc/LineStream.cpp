@@ -11,8 +11,9 @@ namespace {
 
 using boost::system::error_code;
 
-// A line may cost its receiver some work; other streams get their turn after as many.
+// A line may cost its receiver some work; other streams get their turn after so many, or so long.
 constexpr int kLinesPerTurn = 32;
+constexpr std::chrono::milliseconds kTurnTime(5);
 
 constexpr std::size_t kKeptBytes = 64 * 1024;
 
@@ -38,8 +39,10 @@ void LineStream::Start() {
 // ---- Reading
 
 void LineStream::Turn() {
+  const auto end = std::chrono::steady_clock::now() + kTurnTime;
   for (int lines = 0; is_open() && !paused_ && !finishing_; ++lines) {
-    if (lines == kLinesPerTurn) return Post(&LineStream::Turn);
+    if (lines == kLinesPerTurn || (lines > 0 && std::chrono::steady_clock::now() > end))
+      return Post(&LineStream::Turn);
     std::string_view line;
     switch (decoder_.Next(line)) {
       case LineDecoder::Result::kLine:

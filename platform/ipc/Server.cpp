@@ -26,9 +26,13 @@ using boost::system::error_code;
 
 constexpr std::size_t kMaxConnections = 64;
 
-// What all connections together may make the server hold for them. Peers that read and send whole
-// lines hold next to nothing.
-constexpr std::size_t kMaxHeldBytes = std::size_t(32) << 20;
+// What all connections together may make the server hold for them, of lines not read and not ended.
+// Peers that read and send whole lines hold next to nothing.
+constexpr std::size_t kMaxHeldBytes = std::size_t(16) << 20;
+
+// What unfinished requests of connections that have gone may hold. Beyond it no new connection is
+// taken: else one program could connect, ask and go, again and again, until memory is full.
+constexpr std::size_t kMaxLeftBehindBytes = std::size_t(8) << 20;
 
 // How long accepting rests when the system has no descriptors or memory for another connection.
 constexpr std::chrono::milliseconds kAcceptRest(100);
@@ -61,12 +65,18 @@ class ServerImpl : public Server,
   void Accept();
   void RestFromAccepting(int reason);
   void Admit(Descriptor socket);
+  void RefuseConnection(const Descriptor& socket, const std::string& reason) const;
+  bool IsTooMuchLeftBehind() const;
   void ShutDown();
 
   boost::asio::io_service& queue_;
   const std::string name_;
 
   const std::shared_ptr<SharedRoom> room_{new SharedRoom{kMaxHeldBytes}};
+
+  // What the unfinished requests of all connections hold, those that have gone included.
+  const std::shared_ptr<std::atomic<std::size_t>> unfinished_bytes_ =
+      std::make_shared<std::atomic<std::size_t>>(0);
 
   std::atomic<bool> listen_called_{false};
   std::atomic<bool> listening_{false};
@@ -149,19 +159,35 @@ void ServerImpl::RestFromAccepting(int reason) {
 void ServerImpl::Admit(Descriptor socket) {
   if (!IsPeerSameUser(socket.get())) return LogWarning("closed a connection of another user");
   if (sessions_.size() >= kMaxConnections) {
-    const std::string line =
-        ErrorLine(Json::Value(), {kTooManyConnections, "64 connections are open already"});
-    // A new socket has room for one line; where not, the end says enough.
-    (void)!::send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    RefuseConnection(socket, "64 connections are open already");
     return LogWarning("refused a connection beyond 64");
   }
+  if (IsTooMuchLeftBehind()) {
+    RefuseConnection(socket, "too many requests of closed connections are not carried out yet");
+    return LogWarning("refused a connection: closed ones have left more than 8 MiB of requests");
+  }
   const std::shared_ptr<Session> session =
-      Session::Make(queue_, std::move(socket), *this, room_, name_);
+      Session::Make(queue_, std::move(socket), *this, room_, unfinished_bytes_, name_);
   sessions_.insert(session);
   if (on_connected_) {
     RunGuarded(name_, "taking a new connection", [&] { on_connected_(session->connection()); });
   }
   session->Start();
+}
+
+void ServerImpl::RefuseConnection(const Descriptor& socket, const std::string& reason) const {
+  const std::string line = ErrorLine(Json::Value(), {kTooManyConnections, reason});
+  // A new socket has room for one line; where not, the end says enough.
+  (void)!::send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+bool ServerImpl::IsTooMuchLeftBehind() const {
+  const std::size_t of_all = *unfinished_bytes_;
+  if (of_all <= kMaxLeftBehindBytes) return false;
+  std::size_t of_open_ones = 0;
+  for (const std::shared_ptr<Session>& session : sessions_)
+    of_open_ones += session->UnfinishedBytes();
+  return of_all > kMaxLeftBehindBytes + of_open_ones;
 }
 
 // ---- Calling the owner
@@ -192,7 +218,7 @@ void ServerImpl::HandleRoomExceeded() {
     const std::shared_ptr<Session> largest = *std::max_element(
         sessions_.begin(), sessions_.end(),
         [](const auto& a, const auto& b) { return a->HeldBytes() < b->HeldBytes(); });
-    LogWarning("ended the connection that held the most of more than 32 MiB");
+    LogWarning("ended the connection that held the most of more than 16 MiB");
     largest->Close(boost::asio::error::no_memory);
   }
 }

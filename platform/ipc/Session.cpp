@@ -16,8 +16,11 @@ namespace {
 constexpr int kMaxBadLines = 10;
 constexpr int kMaxUnanswered = 128;
 
-// Of the requests that are not carried out yet, also those that want no answer.
-constexpr std::size_t kMaxPendingBytes = std::size_t(4) << 20;
+// What the requests that are not finished yet may hold, also those that want no answer; a single
+// one may hold more. A request holds its line, and what its job and its reply function take.
+constexpr std::size_t kMaxUnfinishedBytes = 256 * 1024;
+constexpr std::size_t kBytesOfAJob = 512;
+
 constexpr std::chrono::seconds kStallLimit(10);
 
 // What the owner of the server holds.
@@ -37,25 +40,41 @@ class SessionConnection : public Server::Connection {
 // Answers one request, the first time it is called. Copies share the state.
 class Answerer {
  public:
-  Answerer(std::weak_ptr<Session> session, const RequestMessage& request, std::size_t bytes)
-      : state_(std::make_shared<State>(std::move(session), request, bytes)) {}
+  Answerer(const std::shared_ptr<Session>& session, const RequestMessage& request,
+           std::size_t bytes, std::shared_ptr<std::atomic<std::size_t>> unfinished)
+      : state_(std::make_shared<State>(session, request, bytes, std::move(unfinished))) {}
 
   void operator()(const std::string& status, const Json::Value& result) const {
-    if (state_->answered.exchange(true)) return;
+    if (state_->answered.exchange(true) || !state_->has_id) return;
     const std::shared_ptr<Session> session = state_->session.lock();
     if (!session) return;
-    if (state_->has_id) session->Answer(state_->id, status, result);
-    session->NoteCarriedOut(state_->has_id, state_->bytes);
+    session->Answer(state_->id, status, result);
+    session->NoteAnswered();
   }
 
  private:
+  // Lives as long as somebody may still be at work on the request. All that is counted for one
+  // session is counted for all: first there, and last.
   struct State {
-    State(std::weak_ptr<Session> session, const RequestMessage& request, std::size_t bytes)
-        : session(std::move(session)), has_id(request.has_id), id(request.id), bytes(bytes) {}
+    State(const std::shared_ptr<Session>& session, const RequestMessage& request, std::size_t bytes,
+          std::shared_ptr<std::atomic<std::size_t>> unfinished)
+        : session(session),
+          has_id(request.has_id),
+          id(request.id),
+          bytes(bytes),
+          unfinished(std::move(unfinished)) {
+      *this->unfinished += bytes;
+      session->CountUnfinished(bytes);
+    }
+    ~State() {
+      if (const std::shared_ptr<Session> open = session.lock()) open->NoteFinished(bytes);
+      *unfinished -= bytes;
+    }
     const std::weak_ptr<Session> session;
     const bool has_id;
     const Json::Value id;
     const std::size_t bytes;
+    const std::shared_ptr<std::atomic<std::size_t>> unfinished;
     std::atomic<bool> answered{false};
   };
   std::shared_ptr<State> state_;
@@ -68,16 +87,20 @@ boost::system::error_code BadMessage() {
 }  // namespace
 
 Session::Session(boost::asio::io_service& queue, Descriptor socket, Host& host,
-                 std::shared_ptr<SharedRoom> room, const std::string& server_name)
+                 std::shared_ptr<SharedRoom> room,
+                 std::shared_ptr<std::atomic<std::size_t>> unfinished,
+                 const std::string& server_name)
     : LineStream(queue, std::move(socket), {kStallLimit, true, std::move(room)}),
       host_(host),
-      server_name_(server_name) {}
+      server_name_(server_name),
+      unfinished_of_all_(std::move(unfinished)) {}
 
 std::shared_ptr<Session> Session::Make(boost::asio::io_service& queue, Descriptor socket,
                                        Host& host, std::shared_ptr<SharedRoom> room,
+                                       std::shared_ptr<std::atomic<std::size_t>> unfinished,
                                        const std::string& server_name) {
-  std::shared_ptr<Session> session(
-      new Session(queue, std::move(socket), host, std::move(room), server_name));
+  std::shared_ptr<Session> session(new Session(queue, std::move(socket), host, std::move(room),
+                                               std::move(unfinished), server_name));
   session->connection_ = boost::make_shared<SessionConnection>(session);
   return session;
 }
@@ -90,9 +113,9 @@ void Session::OnLine(std::string_view line) {
   if (!ReadRequest(line, request, error)) return Refuse(request, error);
   bad_lines_ = 0;
   if (request.has_id) ++unanswered_;
-  pending_bytes_ += line.size();
-  if (!HasRoom()) Pause();
-  host_.HandleRequest(connection_, request, Answerer(Self(), request, line.size()));
+  Pause();
+  host_.HandleRequest(connection_, request,
+                      Answerer(Self(), request, line.size() + kBytesOfAJob, unfinished_of_all_));
   if (HasRoom()) Resume();
 }
 
@@ -132,18 +155,20 @@ void Session::Answer(const Json::Value& id, const std::string& status, const Jso
 
 // The line is in the outbox before the count says so. Whoever sets peer_finished_ looks at the
 // count afterwards, and this looks at peer_finished_ after the count: one of them sees the other.
-void Session::NoteCarriedOut(bool was_answered, std::size_t bytes) {
-  const std::size_t bytes_before = pending_bytes_.fetch_sub(bytes);
-  const int unanswered = was_answered ? --unanswered_ : unanswered_.load();
-  const bool has_room_again =
-      (was_answered && unanswered == kMaxUnanswered - 1) ||
-      (bytes_before >= kMaxPendingBytes && bytes_before - bytes < kMaxPendingBytes);
-  if (has_room_again || (unanswered == 0 && peer_finished_))
+void Session::NoteAnswered() {
+  const int unanswered = --unanswered_;
+  if (unanswered == kMaxUnanswered - 1 || (unanswered == 0 && peer_finished_))
+    queue().post([self = Self()] { self->GoOnAfterReplies(); });
+}
+
+void Session::NoteFinished(std::size_t bytes) {
+  const std::size_t before = unfinished_bytes_.fetch_sub(bytes);
+  if (before >= kMaxUnfinishedBytes && before - bytes < kMaxUnfinishedBytes)
     queue().post([self = Self()] { self->GoOnAfterReplies(); });
 }
 
 bool Session::HasRoom() const {
-  return unanswered_ < kMaxUnanswered && pending_bytes_ < kMaxPendingBytes;
+  return unanswered_ < kMaxUnanswered && unfinished_bytes_ < kMaxUnfinishedBytes;
 }
 
 void Session::GoOnAfterReplies() {

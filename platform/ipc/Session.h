@@ -39,6 +39,7 @@ class Session : public LineStream {
   // Takes a connected socket. On the queue.
   static std::shared_ptr<Session> Make(boost::asio::io_service& queue, Descriptor socket,
                                        Host& host, std::shared_ptr<SharedRoom> room,
+                                       std::shared_ptr<std::atomic<std::size_t>> unfinished,
                                        const std::string& server_name);
 
   const boost::shared_ptr<Server::Connection>& connection() const { return connection_; }
@@ -46,16 +47,22 @@ class Session : public LineStream {
   // Sends the reply to the request with this id. Any thread.
   void Answer(const Json::Value& id, const std::string& status, const Json::Value& result);
 
-  // One request, of a line of so many bytes, has been carried out, and answered if it wanted an
-  // answer. Any thread.
-  void NoteCarriedOut(bool was_answered, std::size_t bytes);
+  // A request with an id has been answered. Any thread.
+  void NoteAnswered();
+
+  // What a request of its own holds of the owner's memory: counted from when it is handed on until
+  // the last copy of its reply function has gone. Any thread.
+  void CountUnfinished(std::size_t bytes) { unfinished_bytes_ += bytes; }
+  void NoteFinished(std::size_t bytes);
+  std::size_t UnfinishedBytes() const { return unfinished_bytes_; }
 
   // Sends a notification; false as in Server::Connection. Any thread.
   bool Notify(const std::string& name, const Json::Value& params);
 
  private:
   Session(boost::asio::io_service& queue, Descriptor socket, Host& host,
-          std::shared_ptr<SharedRoom> room, const std::string& server_name);
+          std::shared_ptr<SharedRoom> room, std::shared_ptr<std::atomic<std::size_t>> unfinished,
+          const std::string& server_name);
 
   void OnLine(std::string_view line) override;
   void OnLineTooLong() override;
@@ -74,7 +81,8 @@ class Session : public LineStream {
   boost::shared_ptr<Server::Connection> connection_;  // null once the end has been reported
   int bad_lines_ = 0;                                 // in a row; used on the queue alone
   std::atomic<int> unanswered_{0};
-  std::atomic<std::size_t> pending_bytes_{0};  // of requests that are not carried out yet
+  std::atomic<std::size_t> unfinished_bytes_{0};
+  const std::shared_ptr<std::atomic<std::size_t>> unfinished_of_all_;  // also of sessions now gone
   std::atomic<bool> peer_finished_{false};
 };
 

@@ -3,6 +3,8 @@
 
 #include <TalvoQuillpost/Protocol.h>
 
+#include <limits.h>
+
 #include <boost/make_shared.hpp>
 #include <boost/thread/lock_guard.hpp>
 
@@ -25,6 +27,18 @@ namespace {
 
 constexpr char kServerVersion[] = "0.0.0.1-dev";
 
+// The argument of that name, or `absent`. No copies: an argument may be large.
+const Json::Value& ArgumentOf(const Json::Value& params, const std::string& name,
+                              const Json::Value& absent) {
+  if (!params.isObject()) return absent;
+  const Json::Value* const value = params.find(name.data(), name.data() + name.size());
+  return value ? *value : absent;
+}
+
+std::string StringOf(const Json::Value& value) {
+  return value.isString() ? value.asString() : std::string();
+}
+
 std::set<std::string> StringsOf(const Json::Value& array) {
   std::set<std::string> strings;
   if (!array.isArray()) return strings;
@@ -32,6 +46,12 @@ std::set<std::string> StringsOf(const Json::Value& array) {
     if (element.isString()) strings.insert(element.asString());
   }
   return strings;
+}
+
+// A path that is too long for the system stays so when cut; the queue of imports need not hold, nor
+// the log show, the rest.
+std::string PathToImport(const Json::Value& path) {
+  return path.asString().substr(0, PATH_MAX);
 }
 
 }  // namespace
@@ -56,37 +76,40 @@ void Service::OnClientRequest(Connection connection, const std::string& name,
     }
   };
 
-  const Json::Value arguments = params.isObject() ? params : Json::Value(Json::objectValue);
+  static const Json::Value kNone;
+  static const Json::Value kEmpty("");
   Json::Value result;
   if (name == Command::Hello) {
     result[Argument::ServerVersion] = kServerVersion;
     reply(CoreStatus::Success, result);
   } else if (name == Command::EnableNotifications || name == Command::DisableNotifications) {
     std::string status = CoreStatus::Failed;
-    const Json::Value id = arguments.get(Argument::ApplicationID, "");
+    const Json::Value& id = ArgumentOf(params, Argument::ApplicationID, kEmpty);
     if (id.isString()) {
       status = OnEnableDisableNotifications(connection, name == Command::EnableNotifications,
                                             id.asString());
     }
     reply(status, result);
   } else if (name == Command::ConfirmInkPackageDelivery) {
-    const Json::Value pen = arguments.get(Argument::InkPackagePen, "");
-    const Json::Value flag = arguments.get(Argument::InkPackageDelivered, false);
+    const Json::Value& flag = ArgumentOf(params, Argument::InkPackageDelivered, kNone);
     const bool delivered = flag.isBool() && flag.asBool();
     std::set<std::string> ignored;
-    if (delivered) ignored = StringsOf(arguments[Argument::IgnoredPageAddresses]);
-    reply(OnConfirmInkPackageDelivery(connection, pen.isString() ? pen.asString() : "", delivered,
-                                      ignored),
+    if (delivered) ignored = StringsOf(ArgumentOf(params, Argument::IgnoredPageAddresses, kNone));
+    reply(OnConfirmInkPackageDelivery(connection,
+                                      StringOf(ArgumentOf(params, Argument::InkPackagePen, kNone)),
+                                      delivered, ignored),
           result);
+    HoldUntilCarriedOut(connection, reply);
   } else if (name == Command::ImportSTF2File) {
-    const Json::Value path = arguments[Argument::InkPackagePath];
+    const Json::Value& path = ArgumentOf(params, Argument::InkPackagePath, kNone);
     if (!path.isString()) {
       reply(CoreStatus::Failed, result);
       return;
     }
-    importer_queue_.Post("import", [service = shared_from_this(), file = path.asString(), reply] {
-      ImportSTF2FileAdapter::Invoke(service, file, reply);
-    });
+    importer_queue_.Post("import",
+                         [service = shared_from_this(), file = PathToImport(path), reply] {
+                           ImportSTF2FileAdapter::Invoke(service, file, reply);
+                         });
   } else {
     reply(CoreStatus::NotSupported, result);
   }
@@ -137,6 +160,14 @@ std::string Service::OnConfirmInkPackageDelivery(Connection connection, const st
                                 self->ConfirmInkDelivery(client, pen, delivered, ignored);
                               });
   return CoreStatus::Success;
+}
+
+// A confirmation is answered when it is queued. The copy of its reply function goes through the
+// queue behind it, so that the connection is not read on while too many wait there.
+void Service::HoldUntilCarriedOut(const Connection& connection, const IPC::Server::Reply& reply) {
+  const Lock lock(clients_mutex_);
+  const auto entry = FindClient(connection);
+  if (entry != clients_.end()) entry->second->delivery_queue.Post("confirmed package", [reply] {});
 }
 
 }  // namespace TalvoQuillpost

@@ -106,6 +106,7 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
                                            const std::string& application_id);
   std::string OnConfirmInkPackageDelivery(Connection connection, const std::string& pen,
                                           bool delivered, const std::set<std::string>& ignored);
+  void HoldUntilCarriedOut(const Connection& connection, const IPC::Server::Reply& reply);
 
   // The delivery pass for one application.
   void DeliverInk(const Config::App& application, const std::set<std::string>& pens);

@@ -39,11 +39,12 @@ void ServerUnderTest::Handle(const Connection& connection, const std::string& na
   {
     std::lock_guard<std::mutex> lock(mutex_);
     requests_.push_back(name);
-    if (name == "Hold") return held_.push_back(reply);
+    if (name == "Hold" || name == "Keep") held_.push_back(reply);
+    if (name == "Hold") return;
   }
   if (name == "Throw") throw std::runtime_error("no ink");
   if (name == "Notify") connection->SendNotification("Note", params);
-  const bool known = name == "Echo" || name == "Notify";
+  const bool known = name == "Echo" || name == "Notify" || name == "Keep";
   reply(known ? Status::Success : Status::NotSupported, name == "Echo" ? params : Json::Value());
 }
 

@@ -1,6 +1,7 @@
 // A server on a socket of its own, with its queue and thread, whose owner does as the request says:
 //   Echo     answers Success with the request's params
 //   Hold     keeps the reply function, until Release
+//   Keep     answers Success and keeps the reply function, until Release
 //   Notify   sends the notification Note with the request's params, then answers Success
 //   Throw    throws
 //   others   answers NotSupported

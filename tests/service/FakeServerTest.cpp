@@ -117,6 +117,37 @@ TEST_F(ServiceOverAFakeServer, OffersNothingMoreToAnApplicationThatIsBeingDisabl
   EXPECT_EQ(peer->notifications, 1);
 }
 
+// A confirmation is answered at once. Its reply function is kept until it has been carried out: by
+// that the server knows how much of one connection waits, and reads no further.
+TEST_F(ServiceOverAFakeServer, KeepsTheReplyOfAConfirmationUntilItHasBeenCarriedOut) {
+  WriteFile(root.storage() / "PEN-A/1.2.3.4/s1.stf2", "ink");
+  ASSERT_TRUE(service->Start());
+  ASSERT_TRUE(log.WaitFor(3, "Ink Delivery finished."));
+  boost::promise<void> offering, let_go;
+  peer->on_send = [&] {
+    if (peer->notifications > 1) return;  // what is refused is offered again
+    offering.set_value();
+    let_go.get_future().get();
+  };
+  EXPECT_EQ(Ask("EnableNotifications", Params({{"ApplicationID", "Sketcher"}})), "Success");
+  offering.get_future().get();
+
+  std::weak_ptr<std::string> kept;
+  std::string answer;
+  OnServerThread([&] {
+    const auto held = std::make_shared<std::string>();
+    kept = held;
+    FakeServer::latest->on_request(
+        peer, "ConfirmInkPackageDelivery", Params({{"InkPackagePen", "PEN-A"}}),
+        [&answer, held](const std::string& status, const Json::Value&) { answer = status; });
+  });
+  EXPECT_EQ(answer, "Success");
+  EXPECT_FALSE(kept.expired());
+  let_go.set_value();
+  EXPECT_TRUE(Eventually([&] { return kept.expired(); }));
+  EXPECT_EQ(Ask("DisableNotifications", Params({{"ApplicationID", "Sketcher"}})), "Success");
+}
+
 TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereThereIsNoServer) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   TestRoot root;

@@ -1,3 +1,5 @@
+#include <limits.h>
+
 #include "service/ServiceFixture.h"
 #include "support/FailingInk.h"
 #include "support/Machine.h"
@@ -61,6 +63,15 @@ TEST_F(ImportRequest, OfTheEmptyPathIsQueuedAndFails) {
   EXPECT_EQ(client.Request("ImportSTF2File", File("")), "Failed");
   EXPECT_TRUE(log.Has(3, "Started importing STF2 file ''."));
   EXPECT_TRUE(log.Has(1, "Importing STF2 from '' failed: file does not exists."));
+}
+
+// A path of any length is refused like one that is too long by a byte, and no more of it is kept.
+TEST_F(ImportRequest, OfAPathThatIsTooLongFailsAndIsLoggedUpToTheSystemsLimit) {
+  const std::string path = "/" + std::string(PATH_MAX - 1, 'p');
+  WireClient client(Endpoint());
+  EXPECT_EQ(client.Request("ImportSTF2File", File(path + std::string(1000 * 1000, 'x'))), "Failed");
+  EXPECT_TRUE(log.Has(3, "Started importing STF2 file '" + path + "'."));
+  EXPECT_TRUE(log.Has(1, "Importing STF2 from '" + path + "' failed: file does not exists."));
 }
 
 TEST_F(ImportRequest, OfAPathWithAZeroByteFails) {

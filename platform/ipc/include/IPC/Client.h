@@ -41,7 +41,7 @@ class Client : boost::noncopyable {
     kNone,
     kNoService,  // nothing listens at the endpoint
     kWrongUser,  // another user's program listens there; nothing was sent to it
-    kRefused,    // the service serves as many connections as it will
+    kRefused,    // the service takes no further connection now; its message says why
     kTimedOut,   // the time given was not enough; a request may have been carried out all the same
     kProtocol,   // the service found fault with the message, or sent what is none
     kClosed,     // there is no connection: never made, lost, or closed by the owner. A request that

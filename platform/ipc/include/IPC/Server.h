@@ -47,6 +47,9 @@ class Server : boost::noncopyable {
   // Answers one request. `status` is a status text, `result` any JSON value. May be called from
   // any thread, never waits, counts the first time only; for a connection that has gone it does
   // nothing. Copies may be kept as long as wished; they keep neither connection nor server alive.
+  // As long as there is one, the request counts as unfinished, answered or not, and a connection
+  // with too much of that is not read: so keep a copy with whatever the request has put into a
+  // queue, and no longer.
   typedef boost::function<void(const std::string& status, const Json::Value& result)> Reply;
 
   // `params` is an object, or null where the request had none. The requests of one connection
@@ -61,8 +64,9 @@ class Server : boost::noncopyable {
   // leaves a callback is logged at level 1, answered "Failed" if a request is open, and ends
   // nothing.
   static boost::shared_ptr<Server> CreateEx(boost::asio::io_service& queue,
-                                            OnConnected on_connected, OnDisconnected on_disconnected,
-                                            OnRequest on_request, const std::string& name);
+                                            OnConnected on_connected,
+                                            OnDisconnected on_disconnected, OnRequest on_request,
+                                            const std::string& name);
 
   // Listens on the Unix socket at the path `endpoint`, for the user of this process alone: the
   // socket's file has mode 0600 from before it can be connected to, whatever the umask. Works on
