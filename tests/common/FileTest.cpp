@@ -206,6 +206,23 @@ TEST_F(ReadRegularFileTest, AFileThatHoldsLessThanItSaysGivesWhatThereIs) {
   EXPECT_EQ(content, Text(bytes));
 }
 
+// A regular file that opens well and cannot be read: the speed of the loop-back device is unknown.
+TEST_F(ReadRegularFileTest, TellsTheErrorOfReadingAndLeavesNothing) {
+  const fs::path file = "/sys/class/net/lo/speed";
+  Descriptor descriptor;
+  char byte;
+  if (OpenRegularFile(file, O_RDONLY, descriptor) || ::read(descriptor.get(), &byte, 1) != -1) {
+    GTEST_SKIP() << "no such file";
+  }
+  const int reason = errno;
+  FileBytes bytes;
+  EXPECT_EQ(reason, ReadRegularFile(file, UINT64_MAX, bytes).value());
+  EXPECT_EQ(0u, bytes.size_bytes);
+  EXPECT_FALSE(bytes.data);
+  WriteFile(Path("target"), "");
+  EXPECT_EQ(reason, CopyFile(file, Path("target")).value());
+}
+
 // A mapped file that another program cuts short ends the process; a copied one does not.
 TEST_F(ReadRegularFileTest, AFileThatIsCutShortMeanwhileGivesWhatWasThere) {
   const std::string content(1 << 20, 'x');
