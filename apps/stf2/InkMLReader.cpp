@@ -115,14 +115,24 @@ class Reader {
     return scope;
   }
 
+  // The text if ink can hold it: percent signs and character references may stand for anything.
+  std::string Checked(pugi::xml_node node, std::string text) const {
+    for (std::size_t at = 0; at < text.size();) {
+      const std::size_t length = text[at] == '\0' ? 0 : Utf8Length(text, at);
+      if (length == 0) Refuse(node, "text that is no UTF-8, or holds a zero byte");
+      at += length;
+    }
+    return text;
+  }
+
   // The page that an element's own annotation or attribute names.
   std::optional<std::string> PageOf(pugi::xml_node node) const {
     for (const pugi::xml_attribute& attribute : node.attributes()) {
-      if (LocalName(attribute.name()) == "page") return DecodePercent(attribute.value());
+      if (LocalName(attribute.name()) == "page") return Decoded(node, attribute);
     }
     for (const pugi::xml_node& child : node.children()) {
       if (LocalName(child.name()) != "annotation" || AttributeOf(child, "type") != "page") continue;
-      const std::string page = Trim(TextOf(child));
+      const std::string page = Checked(child, Trim(TextOf(child)));
       if (!page.empty()) return page;
     }
     return std::nullopt;
@@ -291,8 +301,8 @@ class Reader {
       ink_.items.emplace_back(
           Property{Optional(annotation, "key").value_or(""), Optional(annotation, "value")});
     } else {
-      ink_.items.emplace_back(
-          Property{type.empty() ? "annotation" : type, Trim(TextOf(annotation))});
+      ink_.items.emplace_back(Property{type.empty() ? "annotation" : Checked(annotation, type),
+                                       Checked(annotation, Trim(TextOf(annotation)))});
     }
   }
 
@@ -310,9 +320,13 @@ class Reader {
     return marker;
   }
 
-  static std::optional<std::string> Optional(pugi::xml_node node, const char* name) {
+  std::string Decoded(pugi::xml_node node, pugi::xml_attribute attribute) const {
+    return Checked(node, DecodePercent(attribute.value()));
+  }
+
+  std::optional<std::string> Optional(pugi::xml_node node, const char* name) const {
     for (const pugi::xml_attribute& attribute : node.attributes()) {
-      if (LocalName(attribute.name()) == name) return DecodePercent(attribute.value());
+      if (LocalName(attribute.name()) == name) return Decoded(node, attribute);
     }
     return std::nullopt;
   }

@@ -111,6 +111,16 @@ TEST(InkMLHostile, APenThatIsNoneIsRefused) {
             "line 1, column 7: pen 'Bic' is not of the form 0123-4567-89AB-CDEF");
 }
 
+TEST(InkMLHostile, TextThatInkCantHoldIsRefusedWithItsPlace) {
+  const std::string reason = ": text that is no UTF-8, or holds a zero byte";
+  EXPECT_EQ(RefusalOf("<ink>\n<traceGroup page='1%00'><trace>1 2</trace></traceGroup></ink>"),
+            "line 2, column 2" + reason);
+  EXPECT_EQ(RefusalOf("<ink><annotation type='property' key='%FF'/></ink>"),
+            "line 1, column 7" + reason);
+  EXPECT_EQ(RefusalOf("<ink><annotation type='a'>&#xD800;</annotation></ink>"),
+            "line 1, column 7" + reason);
+}
+
 TEST(InkMLHostile, DamagedUtf16IsRefused) {
   EXPECT_EQ(RefusalOf(std::string("\xFF\xFE<\0i", 5)), "line 1, column 2: damaged UTF-16");
   EXPECT_EQ(RefusalOf(std::string("\xFE\xFF\xDC\x00", 4)), "line 1, column 1: damaged UTF-16");

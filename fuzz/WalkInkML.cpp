@@ -1,0 +1,78 @@
+#include "WalkInkML.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include "Ink.h"
+#include "InkMLReader.h"
+#include "InkMLWriter.h"
+#include "Losses.h"
+#include "Outline.h"
+#include "Refusal.h"
+
+namespace {
+
+using namespace InkTool;
+
+void Expect(bool condition, const char* promise) {
+  if (condition) return;
+  std::fprintf(stderr, "broken promise: %s\n", promise);
+  std::abort();
+}
+
+// None where the document is refused, which needs a reason.
+std::optional<Ink> Read(const std::string& bytes, const InkMLOptions& options) {
+  Losses losses;
+  try {
+    return ReadInkML(bytes, options, losses);
+  } catch (const Refusal& refusal) {
+    Expect(refusal.what()[0] != '\0', "a refusal has a reason");
+    return std::nullopt;
+  }
+}
+
+// None where STF2 can't hold the ink: text that is no UTF-8, samples of no type.
+std::optional<std::string> Write(const Ink& ink) {
+  try {
+    return WriteStf2(ink);
+  } catch (const Refusal&) {
+    return std::nullopt;
+  }
+}
+
+void CheckInk(const Ink& ink, std::size_t size) {
+  std::size_t samples = 0;
+  for (const Item& item : ink.items) {
+    const auto* stroke = std::get_if<Stroke>(&item);
+    if (stroke == nullptr) continue;
+    samples += stroke->samples.size();
+    for (const Polygon& polygon : OutlineOf(*stroke)) {
+      Expect(!polygon.empty(), "a polygon has corners");
+    }
+  }
+  Expect(samples <= 3 * size, "no more samples than the bytes can hold");
+  const std::optional<std::string> stf2 = Write(ink);
+  if (!stf2) return;
+  Expect(ReadStf2(*stf2) == ink, "STF2 reads back as the ink that it was made of");
+  const std::optional<Ink> again = Read(WriteInkML(ink), {});
+  Expect(again.has_value(), "the InkML that is written can be read");
+  Expect(*again == ink, "InkML reads back as the ink that it was made of");
+}
+
+}  // namespace
+
+bool WalkInkML(const std::uint8_t* data, std::size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  const std::optional<Ink> ink = Read(bytes, {});
+  if (ink) CheckInk(*ink, size);
+  InkMLOptions options;
+  options.pen = 1;
+  options.page = "1.2.3.4";
+  options.page_for_each_group = true;
+  options.start_time_ms = 1700000000000;
+  options.unit_um = 1000;
+  if (const std::optional<Ink> addressed = Read(bytes, options)) CheckInk(*addressed, size);
+  return ink.has_value();
+}
