@@ -179,4 +179,30 @@ TEST_F(Confirmation, LeavesTheStrokesOfOtherApplicationsToThem) {
   EXPECT_TRUE(fs::exists(root.storage() / "PEN/1.2.3.4/s01.stf2"));
 }
 
+// Both tidy the pen's directories, beside each other. Which of them removes the stroke is open.
+TEST_F(Confirmation, OfTheLastStrokeByTwoApplicationsAtOnceLeavesNothing) {
+  root.Subscribe("Beta", "1.2.3.4");
+  const auto other = boost::make_shared<Client>();
+  other->application_id = "Beta";
+  other->connection = boost::make_shared<NotingConnection>();
+  for (int round = 0; round < 100; ++round) {
+    AddRoutedStrokes(1);
+    boost::promise<void> done;
+    other->delivery_queue.Post("offer", [&] { service->DeliverInk(other, "PEN"); });
+    other->delivery_queue.Post("confirmation",
+                               [&] { service->ConfirmInkDelivery(other, "PEN", true, {}); });
+    other->delivery_queue.Post("end", [&done] { done.set_value(); });
+    Deliver();
+    Confirm();
+    done.get_future().get();
+    ASSERT_FALSE(fs::exists(root.storage() / "PEN")) << round;
+    for (const auto& line : log.lines()) {
+      EXPECT_TRUE(line.first > 1 || line.second.find("Ink Removing failed ") == 0) << line.second;
+    }
+    log.Clear();
+  }
+  other->StopDelivery();
+  EXPECT_EQ(CountScratchFiles(), 0u);
+}
+
 }  // namespace
