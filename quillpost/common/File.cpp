@@ -63,12 +63,18 @@ boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t
   return {};
 }
 
-boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, char byte) {
-  ssize_t written;
-  do {
-    written = ::pwrite(descriptor, &byte, 1, static_cast<off_t>(offset));
-  } while (written < 0 && errno == EINTR);
-  if (written < 0) return LastError();
+boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const void* data,
+                                  std::size_t size_bytes) {
+  const char* position = static_cast<const char*>(data);
+  while (size_bytes > 0) {
+    const ssize_t written = ::pwrite(descriptor, position, std::min(size_bytes, kMaxTransfer),
+                                     static_cast<off_t>(offset));
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return LastError();
+    position += written;
+    offset += static_cast<std::uint64_t>(written);
+    size_bytes -= static_cast<std::size_t>(written);
+  }
   return {};
 }
 

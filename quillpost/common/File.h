@@ -41,8 +41,9 @@ boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, i
 // Writes all bytes at the descriptor's position.
 boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t size_bytes);
 
-// Writes one byte at `offset`, which the file reaches already.
-boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, char byte);
+// Writes all bytes at `offset`, whatever the descriptor's position.
+boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const void* data,
+                                  std::size_t size_bytes);
 
 // Sets the length of the file.
 boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes);

@@ -14,6 +14,7 @@
 #include "common/Common.h"
 #include "common/File.h"
 #include "common/Log.h"
+#include "storage/ArchiveChange.h"
 #include "storage/RoutingInfoFile.h"
 #include "storage/RoutingTable.h"
 
@@ -99,22 +100,22 @@ bool DifferByMarksOnly(const Common::FileBytes& bytes, const std::string& archiv
 }
 
 // Marks are set in their places: a process that is killed meanwhile leaves a whole archive with
-// some of them. Everything else is written anew from nothing: a new beginning before an old rest
-// could read as a whole archive, with the marks of one stroke at another.
+// some of them. Of any other change it leaves all or nothing.
 boost::system::error_code WriteArchive(const fs::path& path, const std::string& archive,
                                        Common::Descriptor& file) {
+  constexpr std::size_t kHeadBytes = 32;  // of an archive's header; each has more
   Common::FileBytes old;
-  if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, old) ||
-      !DifferByMarksOnly(old, archive)) {
+  if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, old) || !old.data) {
     if (const auto error = Common::Truncate(file.get(), 0)) return error;
-    if (const auto error = Common::WriteAll(file.get(), archive.data(), archive.size())) {
-      return error;
-    }
-    return {};
+    return Common::WriteAll(file.get(), archive.data(), archive.size());
+  }
+  if (!DifferByMarksOnly(old, archive)) {
+    return ChangeArchive(file.get(), old.size_bytes, archive.substr(0, kHeadBytes), kHeadBytes,
+                         archive.substr(kHeadBytes));
   }
   for (std::size_t i = 0; i < archive.size(); ++i) {
     if (old.data[i] == archive[i]) continue;
-    if (const auto error = Common::WriteAt(file.get(), i, archive[i])) return error;
+    if (const auto error = Common::WriteAt(file.get(), i, &archive[i], 1)) return error;
   }
   return {};
 }

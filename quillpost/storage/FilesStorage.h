@@ -5,10 +5,10 @@
 // of the process, guarded by one recursive mutex. Each pen's part of it is written to
 // ROOT/<pen serial>/RoutingInfo.txt after every change, in place, as far as its bytes are
 // others than before (SavedRoutingInfo.h). Marks overwrite marks, so a process that is killed
-// meanwhile leaves a whole file with some of them. Where strokes or claims come or go, the file is
-// cut and written anew from there: killed meanwhile it is short, which the next
-// start reports as corrupted; the claims are then rebuilt from the stroke files, and what had been
-// delivered is offered again.
+// meanwhile leaves a whole file with some of them. Where strokes or claims come or go, it leaves
+// the file with all of the change or with nothing of it (ArchiveChange.h). A file that was damaged
+// otherwise is reported by the next start as corrupted; the claims are then rebuilt from the stroke
+// files, and what had been delivered is offered again.
 //
 // All functions may be called from any thread. Where a result is false the reason is in the log,
 // except for an invalid pen, page address or application ID, which is refused in silence. Functions

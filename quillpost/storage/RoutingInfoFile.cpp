@@ -12,6 +12,8 @@
 #include <locale>
 #include <sstream>
 
+#include "storage/ArchiveChange.h"
+
 namespace boost {
 namespace serialization {
 
@@ -98,7 +100,7 @@ std::string WriteRoutingInfo(const StrokeMap& strokes) {
 }
 
 StrokeMap ReadRoutingInfo(const std::string& bytes) {
-  std::istringstream stream(bytes);
+  std::istringstream stream(FinishChange(bytes));
   stream.imbue(std::locale::classic());
   BoundedTextArchive archive(stream, bytes.size());
   StrokeMap strokes;

@@ -14,8 +14,9 @@ namespace Storage {
 // library throws.
 std::string WriteRoutingInfo(const StrokeMap& strokes);
 
-// Reads an archive back. Throws std::exception where it is malformed, cut short, or of a version
-// that the archive library does not read; asks for no more memory than `bytes` justifies.
+// Reads an archive back, also one with a change that was not finished (ArchiveChange.h). Throws
+// std::exception where it is malformed, cut short, or of a version that the archive library does
+// not read; asks for no more memory than `bytes` justifies.
 StrokeMap ReadRoutingInfo(const std::string& bytes);
 
 }  // namespace Storage

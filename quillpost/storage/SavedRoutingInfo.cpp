@@ -1,6 +1,5 @@
 #include "storage/SavedRoutingInfo.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <time.h>
 #include <unistd.h>
@@ -8,6 +7,7 @@
 #include <algorithm>
 
 #include "common/File.h"
+#include "storage/ArchiveChange.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
@@ -60,14 +60,6 @@ bool IsSameTime(const timespec& one, const timespec& other) {
   return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
-bool WriteAt(int descriptor, const std::string& bytes, std::uint64_t offset) {
-  ssize_t written;
-  do {
-    written = ::pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-  } while (written < 0 && errno == EINTR);
-  return written == static_cast<ssize_t>(bytes.size());
-}
-
 }  // namespace
 
 void SavedRoutingInfo::Adopt(int descriptor, const std::string& archive, const StrokeMap& strokes) {
@@ -84,7 +76,7 @@ void SavedRoutingInfo::Adopt(int descriptor, const std::string& archive, const S
   own += '\n';
   if (own != archive || !TakeStamp(descriptor)) return Forget();
   count_ = strokes.size();
-  count_offset_ = count_offset;
+  head_ = archive.substr(0, count_offset);
 }
 
 void SavedRoutingInfo::Forget() {
@@ -164,15 +156,14 @@ bool SavedRoutingInfo::WriteRecords(int descriptor) const {
   for (std::size_t i = touched_from_; i < touched_to_; ++i) {
     AppendStroke(bytes, *records_[i].stroke, i == 0);
   }
-  return WriteAt(descriptor, bytes, records_[touched_from_].offset);
+  return !Common::WriteAt(descriptor, records_[touched_from_].offset, bytes.data(), bytes.size());
 }
 
-// Writes all strokes behind the last record, and their number. The file is cut first: a process
-// killed before the end leaves an archive that promises more strokes than there are, never new
-// strokes before an old rest.
+// Writes all strokes behind the last record, and their number, so that a process killed meanwhile
+// leaves the old strokes or the new ones, never new ones before an old rest.
 bool SavedRoutingInfo::WriteTail(int descriptor, const StrokeMap& strokes) {
-  const std::string count = ' ' + std::to_string(strokes.size()) + ' ';
-  const bool has_same_digits = std::to_string(count_).size() + 2 == count.size();
+  const std::string count = std::to_string(strokes.size());
+  const bool has_same_digits = std::to_string(count_).size() == count.size();
   if (records_.empty() || !has_same_digits) return false;
   std::string bytes;
   const Record last = records_.back();
@@ -183,8 +174,8 @@ bool SavedRoutingInfo::WriteTail(int descriptor, const StrokeMap& strokes) {
   }
   bytes += '\n';
   count_ = strokes.size();
-  return !Common::Truncate(descriptor, last.offset) && WriteAt(descriptor, count, count_offset_) &&
-         WriteAt(descriptor, bytes, last.offset);
+  const auto old_size_bytes = static_cast<std::uint64_t>(stamp_->st_size);
+  return !ChangeArchive(descriptor, old_size_bytes, head_ + ' ' + count, last.offset, bytes);
 }
 
 }  // namespace Storage

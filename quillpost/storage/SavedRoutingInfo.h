@@ -47,8 +47,8 @@ class SavedRoutingInfo {
   // Brings the file at `path` in line with `strokes`, the table that it was adopted with. True when
   // it is; not written to where nothing has changed. False where that is not proven or fails:
   // nothing is known then, and the file may hold a part of the change. A process killed meanwhile
-  // leaves, of marks, the old ones or the new ones; where strokes come or go, perhaps an archive
-  // that is cut short, and never one that reads as whole with the marks of one stroke at another.
+  // leaves, of marks, the old ones or the new ones; where strokes come or go, all of the change or
+  // nothing of it (ArchiveChange.h).
   bool Update(const boost::filesystem::path& path, const StrokeMap& strokes);
 
  private:
@@ -65,7 +65,7 @@ class SavedRoutingInfo {
 
   std::optional<struct stat> stamp_;  // empty: nothing is known of the file
   std::size_t count_ = 0;             // of the strokes in the file
-  std::uint64_t count_offset_ = 0;    // where the file names it
+  std::string head_;                  // what the file holds before it
 
   // The strokes whose bytes the file has at the right place, in their order: all up to the first
   // cut. Of these, those from touched_from_ on up to touched_to_ have other marks.

@@ -100,6 +100,7 @@ TEST_F(Killed, LosesNothingAndOffersNothingTwice) {
             << verdict.torn_tables << " torn tables, " << verdict.repeats << " repeats by them"
             << std::endl;
   EXPECT_EQ(verdict.broken, std::vector<std::string>());
+  EXPECT_EQ(verdict.repeats, 0) << "a table was torn that held marks";
   EXPECT_EQ(verdict.refused, 0);
   EXPECT_GT(verdict.imports, 0);
   EXPECT_GT(verdict.confirmations, 0);

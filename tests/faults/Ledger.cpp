@@ -54,10 +54,12 @@ void JudgeSession(const Ledger::Session& session, const std::set<std::string>& s
   std::size_t confirmations = 0;
   for (const Ledger::Session::Event& event : session.events) {
     std::set<std::string>& done = confirmed.known[event.pen];
-    if (event.is_offer) verdict.repeats += static_cast<long>(confirmed.forgotten.erase(event.ink));
-    if (event.is_offer && done.count(event.ink) > 0 && sent.count(event.ink) > 0) {
+    if (event.is_offer) {
+      if (sent.count(event.ink) == 0) continue;
+      verdict.repeats += static_cast<long>(confirmed.forgotten.erase(event.ink));
+      if (done.count(event.ink) == 0) continue;
       verdict.broken.push_back(session.application + " was offered " + event.ink + " again");
-    } else if (!event.is_offer && confirmations++ < carried_out) {
+    } else if (confirmations++ < carried_out) {
       ++verdict.confirmations;
       if (event.delivered) done.insert(event.ink);
     }
