@@ -16,10 +16,7 @@ void Service::CleanupStorage() {
 }
 
 void Service::CleanupStorage(const std::string& pen) {
-  std::set<Storage::StrokeID> processed;
-  if (Storage::GetProccessedStrokes(pen, processed) && !processed.empty()) {
-    Storage::RemoveStrokes(pen, processed);
-  }
+  Storage::RemoveProccessedStrokes(pen);
   Storage::Cleanup(pen);
 }
 

@@ -202,9 +202,14 @@ bool SyncRoutingInfo(const std::string& pen, const std::string& page,
   const Lock lock(g_routing_info_guard);
   RoutingTable& table = g_routing_info[pen];
   table.KeepClaims(page, apps);
+  const fs::path directory = GetStorageRoot() / pen / page;
   std::vector<std::string> files;
-  if (!apps.empty() && Common::ListFileNames(GetStorageRoot() / pen / page, files)) {
-    for (const std::string& file : files) table.Claim(ToStrokeID(page, file), apps);
+  if (!apps.empty() && Common::ListFileNames(directory, files)) {
+    // The import that writes a file has it routed when it is whole.
+    const std::set<std::string> unfinished = GetUnfinishedFiles(directory);
+    for (const std::string& file : files) {
+      if (unfinished.count(file) == 0) table.Claim(ToStrokeID(page, file), apps);
+    }
   }
   return SaveRoutingInfo(pen);
 }
@@ -291,13 +296,21 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
     QUILLPOST_LOG_ERROR("Ink Removing failed: invalid Pen Serial - '%s'.", pen.c_str());
     return false;
   }
-  for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
+  // Under the lock the files, too: ink that takes a freed name is routed when the table has
+  // forgotten the ink before it, and is not taken for that.
   const Lock lock(g_routing_info_guard);
+  for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
   RoutingTable& table = g_routing_info[pen];
   for (const StrokeID& id : ids) table.Erase(id);
   const bool saved = SaveRoutingInfo(pen);
   QUILLPOST_LOG_INFORMATION("Removed %lu Inks from Pen '%s' storage.", count, pen.c_str());
   return saved;
+}
+
+void RemoveProccessedStrokes(const std::string& pen) {
+  const Lock lock(g_routing_info_guard);
+  std::set<StrokeID> processed;
+  if (GetProccessedStrokes(pen, processed) && !processed.empty()) RemoveStrokes(pen, processed);
 }
 
 void Cleanup(const std::string& pen) {

@@ -69,6 +69,10 @@ bool SetRoutingInfoMarkers(const std::string& pen, const std::string& app,
 // The result is that of saving.
 bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids);
 
+// Removes the strokes that GetProccessedStrokes gives, if any. At one stroke: two that each asked
+// first and removed then could remove ink that was filed under a freed name between them.
+void RemoveProccessedStrokes(const std::string& pen);
+
 // Removes the directories of a pen that hold no ink any more: pages without a visible file, and
 // then the pen's own directory with its RoutingInfo.txt, if no directory is left in it.
 void Cleanup(const std::string& pen);

@@ -6,6 +6,8 @@
 
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
 #include <cstdio>
 
 #include "common/Common.h"
@@ -21,6 +23,35 @@ namespace {
 
 // How often an import makes its directory and file again when others take them away meanwhile.
 constexpr int kImportAttempts = 8;
+
+// Made when the library is loaded and never freed, like the table of routing info.
+auto& g_unfinished = *new std::multiset<fs::path>;
+auto& g_unfinished_guard = *new boost::mutex;  // guards g_unfinished
+
+typedef boost::lock_guard<boost::mutex> Lock;
+
+// Says of a stroke file, from before it is made, that it is being written.
+class UnfinishedFile {
+ public:
+  explicit UnfinishedFile(const fs::path& path) {
+    const Lock lock(g_unfinished_guard);
+    entry_ = g_unfinished.insert(path);
+  }
+  ~UnfinishedFile() {
+    const Lock lock(g_unfinished_guard);
+    g_unfinished.erase(entry_);
+  }
+  UnfinishedFile(const UnfinishedFile&) = delete;
+  UnfinishedFile& operator=(const UnfinishedFile&) = delete;
+
+ private:
+  std::multiset<fs::path>::iterator entry_;
+};
+
+bool IsUnfinished(const fs::path& path) {
+  const Lock lock(g_unfinished_guard);
+  return g_unfinished.count(path) > 0;
+}
 
 typedef bool (*IsNameValid)(const std::string&);
 
@@ -70,10 +101,10 @@ void NumberWhile(fs::path& path, bool (*is_taken)(const fs::path&)) {
   }
 }
 
-// Makes the page directory and in it a new, empty file with a free name. The tidying of the store
-// may remove the directory before the file is in it: then both are made again.
-bool CreateStrokeFile(const fs::path& directory, const std::string& file_name, fs::path& path,
-                      Common::Descriptor& file) {
+// Makes the page directory and in it a new file of these bytes with a free name. The tidying of the
+// store may remove the directory before the file is in it: then both are made again.
+bool WriteStrokeFile(const fs::path& directory, const std::string& file_name,
+                     const std::vector<char>& data, fs::path& path) {
   for (int attempt = 0; attempt < kImportAttempts; ++attempt) {
     if (!Common::PrepareDirectory(directory)) {
       QUILLPOST_LOG_ERROR("Ink Import failed: can't create directory '%s'.", directory.c_str());
@@ -82,8 +113,14 @@ bool CreateStrokeFile(const fs::path& directory, const std::string& file_name, f
     path = directory / file_name;
     // A link has its name to itself, also one that leads nowhere: ink never goes through it.
     NumberWhile(path, [](const fs::path& name) { return fs::exists(fs::symlink_status(name)); });
+    const UnfinishedFile unfinished(path);
+    Common::Descriptor file;
     const auto error = Common::OpenRegularFile(path, O_WRONLY | O_CREAT | O_EXCL, file);
-    if (!error) return true;
+    if (!error) {
+      // The result says that the file was made: a disk that fills up now shows as a short file.
+      Common::WriteAll(file.get(), data.data(), data.size());
+      return true;
+    }
     const bool changed_meanwhile = error == boost::system::errc::no_such_file_or_directory ||
                                    error == boost::system::errc::file_exists;
     if (!changed_meanwhile) break;
@@ -133,16 +170,19 @@ bool ImportStroke(const std::string& pen, const StrokeID& id, const std::vector<
                             id.page_address.c_str());
   if (!IsImportValid(pen, id, data)) return false;
   fs::path path;
-  Common::Descriptor file;
-  if (!CreateStrokeFile(GetStorageRoot() / pen / id.page_address, StrokeIDToFileName(id), path,
-                        file)) {
-    return false;
-  }
-  // The result says that the file was made: a disk that fills up now shows as a short file.
-  Common::WriteAll(file.get(), data.data(), data.size());
-  file.Close();
+  const fs::path directory = GetStorageRoot() / pen / id.page_address;
+  if (!WriteStrokeFile(directory, StrokeIDToFileName(id), data, path)) return false;
   QUILLPOST_LOG_INFORMATION("Ink was imported to: '%s'", path.c_str());
   return true;
+}
+
+std::set<std::string> GetUnfinishedFiles(const fs::path& directory) {
+  const Lock lock(g_unfinished_guard);
+  std::set<std::string> names;
+  for (const fs::path& path : g_unfinished) {
+    if (path.parent_path() == directory) names.insert(path.filename().native());
+  }
+  return names;
 }
 
 bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
@@ -152,7 +192,7 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
   if (!IsExportValid(pen, id)) return false;
   const std::string relative = pen + "/" + id.string();
   const fs::path source = GetStorageRoot() / relative;
-  if (!fs::exists(fs::status(source))) {
+  if (!fs::exists(fs::status(source)) || IsUnfinished(source)) {
     QUILLPOST_LOG_ERROR("Ink Export failed: file 'ROOT/%s' does not exists.", relative.c_str());
     return false;
   }

@@ -2,10 +2,11 @@
 //
 //   ROOT/<pen serial>/<page address>/<name>.<extension>
 //
-// Every query lists the disk afresh; there is no cache, no state and no lock, and all functions may
-// be called from any thread. What is known about the strokes beside their bytes is the routing info
-// (FilesStorage.h). Functions marked "throws" let boost::filesystem::filesystem_error out where the
-// file system fails in a way that they have no answer for.
+// Every query lists the disk afresh; there is no cache, and all functions may be called from any
+// thread. The only state is which files imports of this process are writing. What is known about
+// the strokes beside their bytes is the routing info (FilesStorage.h). Functions marked "throws"
+// let boost::filesystem::filesystem_error out where the file system fails in a way that they have
+// no answer for.
 
 #pragma once
 
@@ -38,8 +39,14 @@ bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages);
 // write is not reported, and leaves a short or empty stroke file. Throws.
 bool ImportStroke(const std::string& pen, const StrokeID& id, const std::vector<char>& data);
 
+// The names of the files in a directory that imports of this process are still writing. They are
+// no ink to be routed yet: an application that took one would have taken a part of it. Asked for
+// after a listing, it names every listed file that was not whole.
+std::set<std::string> GetUnfinishedFiles(const boost::filesystem::path& directory);
+
 // Makes a private copy of a stroke file in the scratch directory. `out` is its path; the caller
-// removes it when done. False, with `out` empty and the reason in the log, where that fails.
+// removes it when done. False, with `out` empty and the reason in the log, where that fails; a file
+// that is still being written does not exist yet.
 // Throws.
 bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem::path& out);
 

@@ -52,6 +52,61 @@ TEST_F(StorageThreadsTest, AnImportIsNeverLostToTheTidyingOfItsDirectory) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+// A routing pass of one import sees the file that the next one is writing. An application that is
+// offered it would confirm a part of the ink, and the rest would be lost to it.
+TEST_F(StorageThreadsTest, InkIsRoutedAndExportedOnlyWhenItIsWhole) {
+  constexpr int kRounds = 30;
+  const std::vector<char> ink(2 << 20, 'i');
+  std::atomic<int> imported(0);
+  std::thread importer([&] {
+    for (; imported < kRounds; ++imported) {
+      EXPECT_TRUE(ImportStroke(kPen, Stroke(std::to_string(imported)), ink));
+    }
+  });
+  while (imported < kRounds) {
+    fs::path out;
+    if (ExportStroke(kPen, Stroke(std::to_string(imported)), out)) {
+      EXPECT_EQ(ink.size(), fs::file_size(out));
+      fs::remove(out);
+    }
+    Sync({kApp});
+    for (const StrokeID& id : Undelivered()) {
+      EXPECT_EQ(ink.size(), fs::file_size(PenPath(id.string())));
+    }
+  }
+  importer.join();
+  EXPECT_TRUE(Sync({kApp}));
+  EXPECT_EQ(static_cast<std::size_t>(kRounds), Undelivered().size());
+}
+
+// Names of ink are used again, those of sealed ink within the second. Whoever cleans up removes the
+// ink that was processed, and not what took its name meanwhile.
+TEST_F(StorageThreadsTest, CleaningUpNeverRemovesInkThatTookAFreedName) {
+  constexpr int kRounds = 300;
+  const fs::path file = PenPath("1.2.3.4/a.stf2");
+  std::atomic<bool> stop(false);
+  const auto until_stopped = [&](void (*work)()) {
+    return std::thread([&stop, work] {
+      while (!stop) work();
+    });
+  };
+  std::thread threads[] = {until_stopped([] { RemoveProccessedStrokes(kPen); }),
+                           until_stopped([] { RemoveProccessedStrokes(kPen); }),
+                           until_stopped([] { Sync({kApp}); })};
+  for (int round = 0; round < kRounds; ++round) {
+    const std::string ink = "ink " + std::to_string(round);
+    EXPECT_TRUE(ImportStroke(kPen, Stroke("a"), std::vector<char>(ink.begin(), ink.end())));
+    EXPECT_TRUE(Eventually([] { return HasUndeliveredStrokes(kPen, kApp); }))
+        << "lost in round " << round;
+    EXPECT_EQ(ink, ReadFile(file));
+    EXPECT_TRUE(SetRoutingInfoMarkers(kPen, kApp, {Stroke("a")}, {Stroke("a")}));
+    EXPECT_TRUE(Eventually([&] { return !fs::exists(file); }));
+    if (HasFailure()) break;
+  }
+  stop = true;
+  for (std::thread& thread : threads) thread.join();
+}
+
 TEST_F(StorageThreadsTest, ImportsOfOneNameBecomeAsManyFiles) {
   AtOnce([](int) {
     for (int i = 0; i < 25; ++i) {
