@@ -7,6 +7,8 @@
 
 using namespace TalvoQuillpost::Storage;
 
+namespace fs = boost::filesystem;
+
 namespace {
 
 // Files of this process grow no further than this, as long as the object lives.
@@ -63,9 +65,34 @@ TEST_F(TornSave, LeavesWhatWasThere) {
   }
 }
 
+// A stroke has gone that could not be taken out of the file, and another one has come: the archive
+// is as long as the one that is there, and every record is another.
+TEST_F(TornSave, OfAnArchiveOfTheSameLengthReadsAsCorrupted) {
+  FileStrokes();
+  fs::rename(RoutingInfoPath(), PenPath("backup"));
+  fs::create_directory(RoutingInfoPath());
+  EXPECT_FALSE(RemoveStrokes(kPen, {Stroke(Name(0))}));
+  fs::remove(RoutingInfoPath());
+  fs::rename(PenPath("backup"), RoutingInfoPath());
+  Put(Name(80) + ".stf2");
+  const auto size = fs::file_size(RoutingInfoPath());
+  {
+    const FileSizeLimit limit(size / 2);
+    EXPECT_FALSE(Sync({kApp}));
+  }
+  Cleanup();
+  const LogCapture log;
+  ASSERT_TRUE(Initialize());
+  EXPECT_EQ(log.Count(2, "Corrupted Routing Info 'ROOT/" + std::string(kPen) +
+                             "/RoutingInfo.txt': input stream error."),
+            1u);
+  ASSERT_TRUE(Sync({kApp}));
+  EXPECT_EQ(fs::file_size(RoutingInfoPath()), size);
+}
+
 TEST_F(TornSave, OfMarksKeepsThoseThatWereWritten) {
   FileStrokes();
-  const auto size = boost::filesystem::file_size(RoutingInfoPath());
+  const auto size = fs::file_size(RoutingInfoPath());
   const Strokes last = {Stroke(Name(79))};
   {
     const FileSizeLimit limit(size / 2);
