@@ -62,7 +62,11 @@ class Peer : public IPC::Server::Connection {
 
 class ServiceOverAFakeServer : public testing::Test {
  protected:
-  ServiceOverAFakeServer() { root.Subscribe("Sketcher", "1.2.3.4"); }
+  ServiceOverAFakeServer() {
+    FakeServer::makes_none = false;
+    FakeServer::listens = true;
+    root.Subscribe("Sketcher", "1.2.3.4");
+  }
   ~ServiceOverAFakeServer() override {
     service->Stop();
     FakeServer::latest.reset();
