@@ -39,7 +39,7 @@ std::optional<std::uint32_t> ReadWidth(const std::string& value, const std::stri
 bool SaysWhatHoldsAnyway(pugi::xml_node property, const std::string& name,
                          const std::string& value) {
   if (name == "height") {  // of a round tip
-    for (const pugi::xml_node& other : property.parent().children()) {
+    for (const pugi::xml_node& other : PartsOf(property.parent())) {
       if (LowerCase(AttributeOf(other, "name")) != "width") continue;
       return Trim(AttributeOf(other, "value")) == value &&
              AttributeOf(other, "units") == AttributeOf(property, "units");

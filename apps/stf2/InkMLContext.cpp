@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kDeepestReference = 16;  // contexts, brushes and timestamps that refer on and on
 constexpr std::size_t kMostChannels = 64;
+constexpr std::size_t kMostParts = 1000;
 
 const char kMappings[] = "mappings of channels and of the canvas not applied";
 const char kRoundedTimes[] = "times rounded to whole milliseconds";
@@ -64,7 +65,7 @@ bool IsInDefinitions(pugi::xml_node node) {
 
 // Whether a mapping below the element changes values.
 bool Maps(pugi::xml_node element) {
-  for (const pugi::xml_node& child : element.children()) {
+  for (const pugi::xml_node& child : PartsOf(element)) {
     if (!IsNamed(child, "mapping")) continue;
     const std::string type = AttributeOf(child, "type");
     if (type != "identity" && type != "unknown" && !(type.empty() && !child.first_child()))
@@ -78,9 +79,10 @@ bool Maps(pugi::xml_node element) {
 class Collector : public pugi::xml_tree_walker {
  public:
   Collector(std::unordered_map<std::string, pugi::xml_node>& by_id,
-            std::vector<pugi::xml_node>& contexts, std::vector<pugi::xml_node>& formats,
-            bool& contexts_are_named)
+            std::unordered_set<std::size_t>& defined, std::vector<pugi::xml_node>& contexts,
+            std::vector<pugi::xml_node>& formats, bool& contexts_are_named)
       : by_id_(by_id),
+        defined_(defined),
         contexts_(contexts),
         formats_(formats),
         contexts_are_named_(contexts_are_named) {}
@@ -93,8 +95,12 @@ class Collector : public pugi::xml_tree_walker {
       annotation_depth_ = depth();
       return true;
     }
+    if (depth() <= definitions_depth_) definitions_depth_ = kNowhere;
+    const bool is_defined = definitions_depth_ != kNowhere;
+    if (!is_defined && IsNamed(node, "definitions")) definitions_depth_ = depth();
     const std::string id = AttributeOf(node, "id");
     if (!id.empty()) by_id_.emplace(id, node);
+    if (!id.empty() && is_defined) defined_.insert(node.hash_value());
     if (!AttributeOf(node, "contextRef").empty()) contexts_are_named_ = true;
     if (IsNamed(node, "context") && IsInDefinitions(node)) contexts_.push_back(node);
     if (IsNamed(node, "traceFormat") && IsInDefinitions(node)) formats_.push_back(node);
@@ -104,10 +110,12 @@ class Collector : public pugi::xml_tree_walker {
  private:
   static constexpr int kNowhere = -2;
   std::unordered_map<std::string, pugi::xml_node>& by_id_;
+  std::unordered_set<std::size_t>& defined_;
   std::vector<pugi::xml_node>& contexts_;
   std::vector<pugi::xml_node>& formats_;
   bool& contexts_are_named_;
   int annotation_depth_ = kNowhere;
+  int definitions_depth_ = kNowhere;
 };
 
 // Micrometres of one count of a channel whose resolution is stated; none where it says nothing.
@@ -142,9 +150,18 @@ std::string TextOf(pugi::xml_node node) {
   return text;
 }
 
-pugi::xml_node ChildOf(pugi::xml_node node, const char* name) {
-  for (const pugi::xml_node& child : node.children()) {
-    if (IsNamed(child, name)) return child;
+std::vector<pugi::xml_node> PartsOf(pugi::xml_node definition) {
+  std::vector<pugi::xml_node> parts;
+  for (const pugi::xml_node& child : definition.children()) {
+    if (parts.size() == kMostParts) break;
+    if (child.type() == pugi::node_element) parts.push_back(child);
+  }
+  return parts;
+}
+
+pugi::xml_node ChildOf(pugi::xml_node definition, const char* name) {
+  for (const pugi::xml_node& part : PartsOf(definition)) {
+    if (IsNamed(part, name)) return part;
   }
   return {};
 }
@@ -173,7 +190,7 @@ bool TraceFormat::Has(Role role) const {
 }
 
 Definitions::Definitions(const pugi::xml_document& document, Losses& losses) : losses_(losses) {
-  Collector collector(by_id_, contexts_, formats_, contexts_are_named_);
+  Collector collector(by_id_, defined_, contexts_, formats_, contexts_are_named_);
   const_cast<pugi::xml_document&>(document).traverse(collector);
 }
 
@@ -182,6 +199,10 @@ pugi::xml_node Definitions::Find(const std::string& reference) const {
   const auto found =
       by_id_.find(hash == std::string::npos ? reference : reference.substr(hash + 1));
   return found == by_id_.end() ? pugi::xml_node() : found->second;
+}
+
+bool Definitions::IsDefined(pugi::xml_node found) const {
+  return defined_.count(found.hash_value()) != 0;
 }
 
 // The element of a kind that an attribute refers to; null where there is no such attribute, where
@@ -264,20 +285,25 @@ void Definitions::ApplyTimestamp(pugi::xml_node timestamp, TraceContext& current
 }
 
 const Definitions::Change& Definitions::ChangeOf(pugi::xml_node context) {
-  const auto found = changes_.find(context.hash_value());
-  if (found != changes_.end()) return found->second;
-  return changes_[context.hash_value()] = ReadChange(context, 0);
+  const auto [found, fresh] = changes_.try_emplace(context.hash_value());
+  Change& change = found->second;
+  if (change.is_being_read || depth_ > kDeepestReference) {
+    losses_.Add("contexts that refer to one another without end");
+  } else if (fresh) {
+    change.is_being_read = true;
+    ++depth_;
+    change = ReadChange(context);
+    --depth_;
+  }
+  return change;
 }
 
 // What the context refers to first, then what it says itself.
-Definitions::Change Definitions::ReadChange(pugi::xml_node context, int depth) {
-  if (depth > kDeepestReference) {
-    losses_.Add("contexts that refer to one another without end");
-    return {};
-  }
+Definitions::Change Definitions::ReadChange(pugi::xml_node context) {
   Change change;
   if (const pugi::xml_node base = Referred(context, "contextRef", "context")) {
-    change = ReadChange(base, depth + 1);
+    change = ChangeOf(base);
+    change.is_being_read = false;
   } else if (NamesDefault(AttributeOf(context, "contextRef"))) {
     change.from_default = true;
   }
@@ -330,13 +356,15 @@ std::shared_ptr<const TraceFormat> Definitions::Format(pugi::xml_node format,
 
 TraceFormat Definitions::ReadFormat(pugi::xml_node format) {
   TraceFormat out;
-  for (const pugi::xml_node& child : format.children()) {
-    if (IsNamed(child, "channel")) ReadChannel(child, false, out);
-  }
+  const auto read_channels = [&](pugi::xml_node list, bool intermittent) {
+    for (const pugi::xml_node& child : PartsOf(list)) {
+      if (IsNamed(child, "channel")) ReadChannel(child, intermittent, out);
+    }
+  };
+  read_channels(format, false);
+  read_channels(ChildOf(format, "regularChannels"), false);  // so in early drafts of InkML
   out.regular = out.roles.size();
-  for (const pugi::xml_node& child : ChildOf(format, "intermittentChannels").children()) {
-    if (IsNamed(child, "channel")) ReadChannel(child, true, out);
-  }
+  read_channels(ChildOf(format, "intermittentChannels"), true);
   if (out.roles.empty()) return PositionsAlone();
   const pugi::xml_node source = format.parent();
   if (IsNamed(source, "inkSource")) ReadResolutions(source, out);
@@ -384,7 +412,7 @@ void Definitions::ReadChannel(pugi::xml_node channel, bool intermittent, TraceFo
 // resolution only says how fine the device is.
 void Definitions::ReadResolutions(pugi::xml_node ink_source, TraceFormat& format) {
   const pugi::xml_node list = ChildOf(ink_source, "channelProperties");
-  for (const pugi::xml_node& property : list.children()) {
+  for (const pugi::xml_node& property : PartsOf(list)) {
     if (!IsNamed(property, "channelProperty")) continue;
     if (AttributeOf(property, "name") != "resolution") continue;
     const int role = RoleOf(AttributeOf(property, "channel"));
@@ -392,7 +420,7 @@ void Definitions::ReadResolutions(pugi::xml_node ink_source, TraceFormat& format
     ChannelMeaning& meaning = format.meanings[static_cast<std::size_t>(role)];
     if (meaning.has_unit && !meaning.whole) continue;
     std::string unit;
-    for (const pugi::xml_node& channel : ChildOf(ink_source, "traceFormat").children()) {
+    for (const pugi::xml_node& channel : PartsOf(ChildOf(ink_source, "traceFormat"))) {
       if (RoleOf(AttributeOf(channel, "name")) == role) unit = AttributeOf(channel, "units");
     }
     if (const auto length = CountLength(property, unit)) {
@@ -402,17 +430,22 @@ void Definitions::ReadResolutions(pugi::xml_node ink_source, TraceFormat& format
   }
 }
 
+// One that is asked for while it is read, since it refers to itself, is the default brush.
 const Brush& Definitions::BrushOf(pugi::xml_node brush) {
-  const auto found = brushes_.find(brush.hash_value());
-  if (found != brushes_.end()) return found->second;
-  return brushes_[brush.hash_value()] = ReadBrush(brush, 0);
+  const auto [found, fresh] = brushes_.try_emplace(brush.hash_value());
+  Brush& known = found->second;
+  if (fresh && depth_ <= kDeepestReference) {
+    ++depth_;
+    known = ReadBrush(brush);
+    --depth_;
+  }
+  return known;
 }
 
-Brush Definitions::ReadBrush(pugi::xml_node brush, int depth) {
+Brush Definitions::ReadBrush(pugi::xml_node brush) {
   Brush out;
-  const pugi::xml_node base = Referred(brush, "brushRef", "brush");
-  if (base && depth < kDeepestReference) out = ReadBrush(base, depth + 1);
-  for (const pugi::xml_node& property : brush.children()) {
+  if (const pugi::xml_node base = Referred(brush, "brushRef", "brush")) out = BrushOf(base);
+  for (const pugi::xml_node& property : PartsOf(brush)) {
     if (IsNamed(property, "brushProperty")) ReadBrushProperty(property, out, losses_);
   }
   return out;

@@ -13,6 +13,7 @@
 #include <pugixml.hpp>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -65,6 +66,9 @@ class Definitions {
   // The element that a reference (#id) names; null where there is none.
   pugi::xml_node Find(const std::string& reference) const;
 
+  // Whether an element that was found stands in <definitions>.
+  bool IsDefined(pugi::xml_node found) const;
+
   // What holds until the document says otherwise: X and Y alone, or what the only context or
   // format of its <definitions> says.
   TraceContext InitialContext();
@@ -82,6 +86,7 @@ class Definitions {
  private:
   // What one <context> says, that which it refers to included.
   struct Change {
+    bool is_being_read = false;
     bool from_default = false;  // begins with the context of a document that says nothing
     std::shared_ptr<const TraceFormat> format;
     std::optional<Brush> brush;
@@ -90,7 +95,7 @@ class Definitions {
 
   pugi::xml_node Referred(pugi::xml_node node, const char* attribute, const char* kind);
   const Change& ChangeOf(pugi::xml_node context);
-  Change ReadChange(pugi::xml_node context, int depth);
+  Change ReadChange(pugi::xml_node context);
   void ReadFormatChange(pugi::xml_node source, pugi::xml_node context, Change& change);
   void ReadMappings(pugi::xml_node context);
   void Apply(const Change& change, TraceContext& current);
@@ -100,14 +105,17 @@ class Definitions {
   void ReadChannel(pugi::xml_node channel, bool intermittent, TraceFormat& format);
   void ReadResolutions(pugi::xml_node ink_source, TraceFormat& format);
   const Brush& BrushOf(pugi::xml_node brush);
-  Brush ReadBrush(pugi::xml_node brush, int depth);
+  Brush ReadBrush(pugi::xml_node brush);
   std::optional<WideMs> ReadTimestamp(pugi::xml_node timestamp, int depth);
 
   Losses& losses_;
   std::unordered_map<std::string, pugi::xml_node> by_id_;
-  std::vector<pugi::xml_node> contexts_;  // in <definitions>, in the order of the document
-  std::vector<pugi::xml_node> formats_;   // in <definitions>, outside of contexts
-  bool contexts_are_named_ = false;       // by a contextRef anywhere
+  std::unordered_set<std::size_t> defined_;  // of those with ids, by hash
+  std::vector<pugi::xml_node> contexts_;     // in <definitions>, in the order of the document
+  std::vector<pugi::xml_node> formats_;      // in <definitions>, outside of contexts
+  bool contexts_are_named_ = false;          // by a contextRef anywhere
+
+  int depth_ = 0;  // of definitions that refer on and on
 
   // By the nodes' hashes.
   std::unordered_map<std::size_t, Change> changes_;
@@ -122,7 +130,11 @@ std::string AttributeOf(pugi::xml_node node, const char* name);
 // The text directly inside an element.
 std::string TextOf(pugi::xml_node node);
 
-// The first child of the local name; null where there is none.
-pugi::xml_node ChildOf(pugi::xml_node node, const char* name);
+// The elements directly inside a definition: the first thousand, more than any has. So definitions
+// that are looked at again and again cost little, whatever they hold.
+std::vector<pugi::xml_node> PartsOf(pugi::xml_node definition);
+
+// The first of these of the local name; null where there is none.
+pugi::xml_node ChildOf(pugi::xml_node definition, const char* name);
 
 }  // namespace InkTool

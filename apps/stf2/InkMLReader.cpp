@@ -253,7 +253,7 @@ class Reader {
     const pugi::xml_node target =
         reference.empty() ? pugi::xml_node() : definitions_.Find(reference);
     if (!reference.empty() && !target) losses_.Add("traceDataRef '" + reference + "' to nothing");
-    if (target && IsDefinition(target) && viewed_.insert(target.hash_value()).second) {
+    if (target && definitions_.IsDefined(target) && viewed_.insert(target.hash_value()).second) {
       if (!AttributeOf(view, "from").empty() || !AttributeOf(view, "to").empty()) {
         losses_.Add("parts of traces that views select; whole traces taken");
       }
@@ -270,13 +270,6 @@ class Reader {
         ReadAnnotation(child, view);
       }
     }
-  }
-
-  static bool IsDefinition(pugi::xml_node node) {
-    for (; node; node = node.parent()) {
-      if (LocalName(node.name()) == "definitions") return true;
-    }
-    return false;
   }
 
   void ReadAnnotation(pugi::xml_node annotation, pugi::xml_node parent) {

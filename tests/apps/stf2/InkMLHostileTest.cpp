@@ -85,6 +85,28 @@ TEST(InkMLHostile, DefinitionsThatReferToThemselvesEnd) {
   EXPECT_TRUE(reading.Lost("contexts that refer to one another without end"));
 }
 
+// Each of these takes hours where a definition is gone through again for everyone who names it.
+TEST(InkMLHostile, LargeDefinitionsThatManyNameAreReadOnce) {
+  const std::string many = Repeated("<x/>", 30000);
+  const std::string users = Repeated(
+      "<context contextRef='#c' inkSourceRef='#s' canvasTransformRef='#m'/>"
+      "<trace brushRef='#b'>1 2</trace>",
+      10000);
+  const Reading reading = ReadDocument(Document(
+      "<definitions><context xml:id='c'>" + many + "</context><inkSource xml:id='s'>" + many +
+      "</inkSource><canvasTransform xml:id='m'>" + many + "</canvasTransform><brush xml:id='b'>" +
+      Repeated("<brushProperty name='height' value='1'/>", 30000) + "</brush></definitions>" +
+      users));
+  EXPECT_EQ(reading.Strokes().size(), 10000u);
+}
+
+TEST(InkMLHostile, ManyViewsOfATraceThatStandsDeepEnd) {
+  const Reading reading = ReadDocument(
+      Document("<trace>1 2</trace>" + Repeated("<a>", 50000) + "<trace xml:id='t'>1 2</trace>" +
+               Repeated("</a>", 50000) + Repeated("<traceView traceDataRef='#t'/>", 50000)));
+  EXPECT_EQ(reading.Strokes().size(), 1u);
+}
+
 TEST(InkMLHostile, APositionOutOfReachIsRefused) {
   EXPECT_EQ(RefusalOf(TraceDocument("1 2, 3e6 4")),
             "line 1, column 188: point 2 of the trace is 3000 m away; ink reaches 2147 m from the "

@@ -207,6 +207,17 @@ TEST(InkMLOrigins, AWhiteboardWhoseYGrowsUpwardAndWhoseUnitsAreSpelledOut) {
   EXPECT_THAT(StrokesOf(reading), ElementsAre("25400,-25400 50800,6350"));
 }
 
+TEST(InkMLOrigins, AnEarlyDraftsRegularChannels) {
+  const Reading reading = ReadDocument(
+      "<ink><definitions><traceFormat id='f'><regularChannels><channel name='X' units='mm'/>"
+      "<channel name='Y' units='mm'/><channel name='F' max='100'/></regularChannels>"
+      "<intermittentChannels><channel name='B1' type='boolean'/></intermittentChannels>"
+      "</traceFormat></definitions><trace>1 2 50 T, 3 4 100</trace></ink>");
+  EXPECT_THAT(StrokesOf(reading), ElementsAre("1000,2000 3000,4000"));
+  EXPECT_EQ(Forces(reading.Strokes()[0]), "32768 65535");
+  EXPECT_TRUE(reading.Lost("traces without a context; the document's only trace format taken"));
+}
+
 TEST(InkMLOrigins, PenUpAndContinuedTracesOfADigitiser) {
   const Reading reading = ReadDocument(
       Document("<traceFormat><channel name='X' units='mm'/><channel name='Y' units='mm'/>"
