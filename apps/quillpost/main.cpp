@@ -98,7 +98,7 @@ void AddJson(CLI::App* command, bool& json, const char* what = "Print one JSON d
 // All that the command line can say. `run` is what it asks for.
 struct CommandLine {
   bool json = false;
-  ImportOptions import;
+  ImportOptions import_files;
   ListenOptions listen;
   std::vector<std::string> checked_files;
   AddOptions add;
@@ -118,15 +118,12 @@ void DeclareHelloAndStatus(CLI::App& app, CommandLine& line) {
 }
 
 void DeclareImport(CLI::App& app, CommandLine& line) {
-  CLI::App* import = app.add_subcommand("import", kImport);
-  import->add_option("files", line.import.files, "STF2 files, plain or sealed")
+  CLI::App* command = app.add_subcommand("import", kImport);
+  command->add_option("files", line.import_files.files, "STF2 files, plain or sealed")
       ->required()
       ->type_name("FILE");
-  AddJson(import, line.import.json);
-  import->callback([&line] { line.run = [&line] { return Import(line.import);
-};
-}  // namespace
-);
+  AddJson(command, line.import_files.json);
+  command->callback([&line] { line.run = [&line] { return Import(line.import_files); }; });
 }
 
 void DeclareListen(CLI::App& app, CommandLine& line) {
