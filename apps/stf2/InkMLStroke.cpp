@@ -51,6 +51,10 @@ void StrokeMaker::Measure(const TraceContext& context, const TraceDecoder& trace
                           TraceOffset offset) {
   const TraceFormat& format = *context.format;
   const bool no_unit = !format.meanings[kX].has_unit && !format.meanings[kY].has_unit;
+  if (format.meanings[kX].has_unit != format.meanings[kY].has_unit && !trace.points().empty()) {
+    losses_.Add(std::string(format.meanings[kX].has_unit ? "Y" : "X") +
+                " without a unit; that of the other taken");
+  }
   const bool dated = BaseOf(context).has_value();
   const double shift = offset ? static_cast<double>(*offset) : 0;
   for (const TracePoint& point : trace.points()) {

@@ -70,6 +70,12 @@ TEST(InkMLReader, UnitsMayBeSpelledOutInEitherCaseWithBlanks) {
   }
 }
 
+TEST(InkMLReader, AChannelWithoutAUnitTakesTheOthersAndThatIsTold) {
+  const Reading reading = ReadDocument(WithChannels("units='mm'", "", "", "1 2"));
+  EXPECT_EQ(FirstPositions(reading), "1000,2000");
+  EXPECT_TRUE(reading.Lost("Y without a unit; that of the other taken"));
+}
+
 TEST(InkMLReader, AnUnknownUnitIsToldAndAUnitOfTheDeviceSaysNothing) {
   EXPECT_TRUE(ReadDocument(WithChannels("units='furlong'", "units='furlong'", "", "1 2"))
                   .Lost("unit 'furlong' of channel X is not known"));
