@@ -44,7 +44,8 @@ const Command kCommands[] = {
      "  stf2 convert letter.inkml -o letter.stf2\n"
      "  stf2 convert letter.stf2 -o letter.inkml\n"
      "  stf2 convert --pen 0123-4567-89AB-CDEF --page 1.2.3.4 --start-time now sketch.inkml\n"
-     "  stf2 convert --page 1.2.3.1 --page-per-file scans/*.inkml -o ink/\n\n",
+     "  stf2 convert --page 1.2.3.1 --page-per-file scans/*.inkml -o ink/\n"
+     "  stf2 convert --page 1.2.3.1 --page-per-group book.inkml\n\n",
      Convert},
     {"split", "Make one STF2 file for each page",
      "Examples:\n"

@@ -15,6 +15,7 @@
 namespace InkTool {
 namespace {
 
+using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -402,6 +403,29 @@ TEST(CommandLine, HelpBeginsWithExamples) {
   }
   EXPECT_THAT(folder.Run({"--help"}).out, StartsWith("Examples:\n"));
   EXPECT_THAT(folder.Run({"--version"}).out, StartsWith("stf2 "));
+}
+
+// Every option and every example that the help names.
+TEST(CommandLine, TheManPageKnowsWhatTheHelpSays) {
+  const ToolFolder folder;
+  std::string page;
+  for (const char c : ReadFile(STF2_MAN_PAGE)) {
+    if (c != '\\') page += c;
+  }
+  for (const char* command :
+       {"info", "convert", "split", "merge", "render", "keygen", "seal", "open"}) {
+    std::istringstream help(folder.Run({command, "--help"}).out);
+    int options = 0;
+    for (std::string line; std::getline(help, line);) {
+      const std::size_t name = line.find("--");
+      if (line.compare(0, 3, "  -") != 0 || name == line.npos) continue;
+      const std::string option = line.substr(name, line.find_first_of(" :", name) - name);
+      EXPECT_THAT(page, AnyOf(HasSubstr(option + "\n"), HasSubstr(option + " "))) << command;
+      ++options;
+    }
+    EXPECT_GE(options, 1) << command;
+    EXPECT_THAT(page, HasSubstr("stf2 " + std::string(command))) << command;
+  }
 }
 
 TEST(CommandLine, NamesWithControlBytesStayInTheirLine) {
