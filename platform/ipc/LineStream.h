@@ -1,7 +1,7 @@
 // A connected socket on which lines travel both ways, used by server and client alike. Reading,
 // writing and every hook run on the queue, one at a time, with a bounded amount of work at each
 // turn, so that a peer that sends at full speed keeps nobody else waiting. Send may be called from
-// any thread: it only files the line in the outbox.
+// any thread: it hands the system what the system takes at once, and files the rest in the outbox.
 //
 // The stream is shared by the one who made it and by its own jobs on the queue. Once it has ended
 // it touches neither socket nor queue any more, whoever still refers to it.
@@ -45,9 +45,10 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // Begins to read. On the queue, once.
   void Start();
 
-  // Files a whole line, with its LF, in the outbox, behind those that were filed before; never
-  // waits. False: nothing of it was or will be sent, because the stream has ended or sends no more,
-  // or because the outbox would hold more than kMaxOutboxBytes, which may end the stream.
+  // Sends a whole line, with its LF, behind those that were sent before, or files it in the outbox,
+  // which the queue writes out; never waits. False: nothing of it was or will be sent, because the
+  // stream has ended or sends no more, or because the outbox would hold more than kMaxOutboxBytes,
+  // which may end the stream.
   bool Send(const std::string& line);
 
   // Whether Send may still take something. Any thread.
@@ -109,6 +110,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   void WatchForPeerGone();
   void Overflow();
   void HoldInput(std::size_t bytes);
+  std::size_t SendNow(const std::string& line);
   void Write();
   void OnWritten(const boost::system::error_code& error, std::size_t size);
   void WatchForStall(std::chrono::steady_clock::duration time);
@@ -133,12 +135,13 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   std::size_t sent_ = 0;
   std::chrono::steady_clock::time_point last_progress_;
 
-  mutable std::mutex mutex_;  // guards what follows; nothing is called while it is held
+  mutable std::mutex mutex_;  // guards what follows; no hook is called while it is held
+  int descriptor_;            // the socket's, which is open while sealed_ is false
   std::string outbox_;
   std::size_t unsent_bytes_ = 0;  // of outbox_ and sending_
   std::size_t input_bytes_ = 0;   // of the line that has begun to arrive
-  bool writing_ = false;          // a job that will look into outbox_ is on its way
-  bool sealed_ = false;           // Send takes nothing any more
+  bool writing_ = false;  // something waits, and a job that will look into outbox_ is on its way
+  bool sealed_ = false;   // Send takes nothing any more
 };
 
 }  // namespace IPC
