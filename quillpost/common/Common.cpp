@@ -223,17 +223,21 @@ bool SetPermissions(const fs::path&) {
 }
 
 bool CreateTempSTF2File(fs::path& out) {
+  Descriptor file;
+  return CreateTempSTF2File(out, file);
+}
+
+bool CreateTempSTF2File(fs::path& out, Descriptor& file) {
   out.clear();
   fs::path scratch;
   if (!GetScratchDirectory(scratch) || !PrepareDirectory(scratch)) return false;
   std::string name = (scratch / kScratchFilePrefix).native() + "XXXXXX";
-  const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
+  file.Reset(::mkostemp(name.data(), O_CLOEXEC));
   // Descriptor 0 belongs to standard input: a process that got it here has lost its own.
-  if (descriptor > 0) {
-    ::close(descriptor);
+  if (file.get() > 0) {
     out = name;
-  } else if (descriptor == 0) {
-    ::close(descriptor);
+  } else if (file.get() == 0) {
+    file.Close();
     ::unlink(name.c_str());
   }
   return !out.empty();

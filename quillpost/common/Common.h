@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "common/File.h"
+
 namespace TalvoQuillpost {
 namespace Common {
 
@@ -47,6 +49,9 @@ bool SetPermissions(const boost::filesystem::path& file);
 // Makes a new empty file in the scratch directory (which is made when missing) and stores its path.
 // The caller owns the file. False, with `out` empty, where that fails.
 bool CreateTempSTF2File(boost::filesystem::path& out);
+
+// The same, and leaves the file open in `file` for reading and writing.
+bool CreateTempSTF2File(boost::filesystem::path& out, Descriptor& file);
 
 // Removes the scratch files that a killed service has left behind. Only for a service that has the
 // endpoint, and before its first package: a running service's packages lie in the same place.

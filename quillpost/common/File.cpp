@@ -112,31 +112,19 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
   return {};
 }
 
-boost::system::error_code CopyFile(const boost::filesystem::path& source,
-                                   const boost::filesystem::path& target) {
+boost::system::error_code CopyFile(const boost::filesystem::path& source, int target) {
   Descriptor from;
-  Descriptor to;
   if (const auto error = OpenRegularFile(source, O_RDONLY, from)) return error;
-  if (const auto error = OpenRegularFile(target, O_WRONLY, to)) return error;
   std::array<char, 64 * 1024> buffer;
-  std::uint64_t copied_bytes = 0;
   for (;;) {
     const ssize_t got = ::read(from.get(), buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return LastError();
-    if (got == 0) break;
-    const auto size_bytes = static_cast<std::size_t>(got);
-    if (const auto error = WriteAll(to.get(), buffer.data(), size_bytes)) return error;
-    copied_bytes += size_bytes;
+    if (got == 0) return {};
+    if (const auto error = WriteAll(target, buffer.data(), static_cast<std::size_t>(got))) {
+      return error;
+    }
   }
-  // Cut only where there is more: some file systems send a file that was cut, even one that was
-  // empty before, to the disk at once when it is closed.
-  struct stat status;
-  if (::fstat(to.get(), &status) != 0) return LastError();
-  if (static_cast<std::uint64_t>(status.st_size) > copied_bytes) {
-    if (const auto error = Truncate(to.get(), copied_bytes)) return error;
-  }
-  return to.Close();
 }
 
 }  // namespace Common

@@ -61,10 +61,9 @@ struct FileBytes {
 boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                           std::uint64_t limit_bytes, FileBytes& out);
 
-// Copies the bytes of a regular file over what the regular file `target` holds. The two may lie on
-// different file systems.
-boost::system::error_code CopyFile(const boost::filesystem::path& source,
-                                   const boost::filesystem::path& target);
+// Writes the bytes of a regular file at the descriptor's position. The two may lie on different
+// file systems.
+boost::system::error_code CopyFile(const boost::filesystem::path& source, int target);
 
 }  // namespace Common
 }  // namespace TalvoQuillpost

@@ -196,11 +196,14 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
     QUILLPOST_LOG_ERROR("Ink Export failed: file 'ROOT/%s' does not exists.", relative.c_str());
     return false;
   }
-  if (!Common::CreateTempSTF2File(out)) {
+  Common::Descriptor copy;
+  if (!Common::CreateTempSTF2File(out, copy)) {
     QUILLPOST_LOG_ERROR("Ink Export failed: failed to create temporary file.");
     return false;
   }
-  if (const auto error = Common::CopyFile(source, out)) {
+  auto error = Common::CopyFile(source, copy.get());
+  if (!error) error = copy.Close();
+  if (error) {
     fs::remove(out);
     QUILLPOST_LOG_ERROR(
         "Ink Export failed: failed to copy 'ROOT/%s' to '%s' due to error #%s (%d).",
