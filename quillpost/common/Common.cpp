@@ -202,7 +202,11 @@ bool PrepareDirectory(const fs::path& directory) {
   // The directory, or a parent, may be tidied away again by others: then it is made once more.
   for (int attempt = 1; IsAbsent(status) && attempt <= kPrepareAttempts; ++attempt) {
     error.clear();
-    fs::create_directories(directory, error);
+    // Mostly only the last one is missing; to look for the others takes longer than to make it.
+    fs::create_directory(directory, error);
+    if (error == boost::system::errc::no_such_file_or_directory) {
+      fs::create_directories(directory, error);
+    }
     const bool may_pass = error == boost::system::errc::no_such_file_or_directory ||
                           error == boost::system::errc::file_exists;
     if (error && (!may_pass || attempt == kPrepareAttempts)) {

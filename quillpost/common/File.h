@@ -48,9 +48,14 @@ boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const vo
 // Sets the length of the file.
 boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes);
 
+struct ReleaseBytes {
+  std::size_t mapped_bytes = 0;  // 0: from the heap
+  void operator()(char* data) const;
+};
+
 // A private copy of a file's bytes.
 struct FileBytes {
-  std::unique_ptr<char[]> data;  // null where there are none
+  std::unique_ptr<char[], ReleaseBytes> data;  // null where there are none
   std::size_t size_bytes = 0;
 };
 
