@@ -143,10 +143,14 @@ Ledger::Verdict Ledger::Judge(
       ++verdict.torn_tables;
       for (auto& entry : confirmed) entry.second.Forget(pen);
     }
+    std::map<std::string, std::vector<std::size_t>> carried_out;  // for each connection
+    for (const std::string& application : steady) {
+      carried_out[application] = CountCarriedOut(life.log, application);
+    }
     std::map<std::string, std::size_t> connections;
     for (const Session& session : sessions_) {
       if (session.service != life.service || steady.count(session.application) == 0) continue;
-      const auto counts = CountCarriedOut(life.log, session.application);
+      const std::vector<std::size_t>& counts = carried_out[session.application];
       const std::size_t number = connections[session.application]++;
       JudgeSession(session, sent_, number < counts.size() ? counts[number] : 0,
                    confirmed[session.application], verdict);

@@ -1,0 +1,170 @@
+// A long run of a service under a steady mixed load: imports of every kind, applications that
+// accept, ignore, refuse and vanish, strangers on the socket, restarts and kills. Ends with a table
+// of what happened, and with status 1 where anything was lost, came twice, or stayed behind.
+//
+//   soak [MINUTES [SEED]]
+
+#include <TalvoQuillpost/Protocol.h>
+#include <stdlib.h>
+
+#include <boost/filesystem.hpp>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <thread>
+
+#include "faults/Crowd.h"
+#include "faults/KilledService.h"
+#include "support/LogCapture.h"
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+typedef std::chrono::steady_clock Clock;
+
+constexpr std::chrono::seconds kShortestLife(3);
+constexpr int kLongestLifeSeconds = 20;
+constexpr std::chrono::seconds kPatience(180);
+
+// What a process holds of the machine.
+struct Holding {
+  long memory_kib = 0;
+  long descriptors = 0;
+  long threads = 0;
+};
+
+long NumberAfter(const std::string& text, const std::string& name) {
+  const std::size_t at = text.find(name);
+  return at == std::string::npos ? -1 : std::atol(text.c_str() + at + name.size());
+}
+
+Holding HoldingOf(pid_t process) {
+  const std::string directory = "/proc/" + std::to_string(process);
+  const std::string status = ReadFile(directory + "/status");
+  const fs::directory_iterator descriptors(directory + "/fd");
+  return {NumberAfter(status, "VmRSS:"), std::distance(descriptors, fs::directory_iterator()),
+          NumberAfter(status, "Threads:")};
+}
+
+bool IsEmpty(const fs::path& directory) {
+  return !fs::exists(directory) || fs::is_empty(directory);
+}
+
+class Soak {
+ public:
+  Soak(std::chrono::minutes duration, std::uint64_t seed)
+      : end_(Clock::now() + duration), random_(seed), crowd_(root_, ledger_, seed, {2, 2, 60}) {}
+
+  // The status to exit with.
+  int Run() {
+    while (Clock::now() < end_) Live();
+    Drain();
+    Start();
+    fresh_ = HoldingOf(service_->pid());
+    EndLife(service_->Stop());
+    if (!IsEmpty(root_.storage())) Complain("the store is not empty");
+    if (!IsEmpty(root_.scratch())) Complain("package files are left");
+    if (fs::exists(IPC::Protocol::Quillpost::GetEndpoint())) Complain("the endpoint is left");
+    return Report();
+  }
+
+ private:
+  void Complain(const std::string& what) { complaints_.push_back(what); }
+
+  void Start() {
+    service_ = std::make_unique<KilledService>(QUILLPOSTD, (root_.path() / "log").string());
+    if (!service_->WaitUntilServing()) Complain("a start failed:\n" + service_->log());
+  }
+
+  void EndLife(int status) {
+    if (status != 0) Complain("a service ended with status " + std::to_string(status));
+    lives_.push_back({service_->pid(), service_->log()});
+    if (lives_.back().log.find("Sanitizer") != std::string::npos) Complain(lives_.back().log);
+    service_.reset();
+  }
+
+  // One life of the service, ended by SIGTERM or SIGKILL.
+  void Live() {
+    crowd_.ChangeSubscription(random_() % 2 == 0);
+    Start();
+    const auto length = kShortestLife + std::chrono::seconds(random_() % kLongestLifeSeconds);
+    std::this_thread::sleep_until(std::min(Clock::now() + length, end_));
+    const bool is_kill = random_() % 2 == 0;
+    if (is_kill) service_->Kill();
+    EndLife(is_kill ? 0 : service_->Stop());
+  }
+
+  // The last life of the load: everything that is pending is taken, everybody goes.
+  void Drain() {
+    Start();
+    std::this_thread::sleep_for(kShortestLife);
+    crowd_.ChangeSubscription(true);
+    crowd_.CalmDown();
+    if (!WaitUntil([&] { return IsEmpty(root_.storage()); })) Complain("ink is never taken");
+    crowd_.Join();
+    if (!WaitUntil([&] { return HoldingOf(service_->pid()).threads <= 5; })) {
+      Complain("threads of clients that have gone are left");
+    }
+    last_ = HoldingOf(service_->pid());
+    EndLife(service_->Stop());
+  }
+
+  template <typename Condition>
+  static bool WaitUntil(const Condition& condition) {
+    for (const auto end = Clock::now() + kPatience; Clock::now() < end;) {
+      if (condition()) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+  }
+
+  int Report() {
+    const Ledger::Verdict verdict =
+        ledger_.Judge(lives_, Crowd::SteadyApplications(), &Crowd::Claims);
+    for (const std::string& broken : verdict.broken) Complain(broken);
+    if (verdict.repeats > 0) Complain("a table was torn that held marks");
+    if (last_.descriptors > fresh_.descriptors) Complain("descriptors are left open");
+    const double slowest_ms = static_cast<double>(crowd_.slowest_answer().count()) / 1000;
+    std::printf("imports            %10ld   refused %ld, unanswered %ld\n", verdict.imports,
+                verdict.refused, verdict.unanswered);
+    std::printf("packages           %10ld   of killed imports %ld\n", verdict.packages,
+                verdict.torn_packages);
+    std::printf("confirmations      %10ld\n", verdict.confirmations);
+    std::printf("restarts           %10zu\n", lives_.size() - 1);
+    std::printf("slowest answer, ms %10.1f\n", slowest_ms);
+    std::printf("                        fresh    at the end\n");
+    std::printf("memory, KiB        %10ld    %10ld\n", fresh_.memory_kib, last_.memory_kib);
+    std::printf("descriptors        %10ld    %10ld\n", fresh_.descriptors, last_.descriptors);
+    std::printf("threads            %10ld    %10ld\n", fresh_.threads, last_.threads);
+    std::printf("lost or repeated   %10zu\n", verdict.broken.size());
+    for (const std::string& complaint : complaints_) std::printf("%s\n", complaint.c_str());
+    return complaints_.empty() ? 0 : 1;
+  }
+
+  const Clock::time_point end_;
+  Crowd::Random random_;
+  TestRoot root_;
+  Ledger ledger_;
+  Crowd crowd_;
+  std::unique_ptr<KilledService> service_;
+  std::vector<Ledger::Life> lives_;
+  std::vector<std::string> complaints_;
+  Holding fresh_;
+  Holding last_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const long minutes = argc > 1 ? std::atol(argv[1]) : 10;
+  const std::uint64_t seed =
+      argc > 2 ? std::strtoull(argv[2], nullptr, 10) : std::random_device()();
+  if (minutes <= 0 || argc > 3) {
+    std::fprintf(stderr, "usage: soak [MINUTES [SEED]]\n");
+    return 2;
+  }
+  std::printf("%ld minutes, seed %llu\n", minutes, static_cast<unsigned long long>(seed));
+  std::fflush(stdout);
+  return Soak(std::chrono::minutes(minutes), seed).Run();
+}
