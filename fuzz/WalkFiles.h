@@ -1,5 +1,6 @@
-// What fuzz targets and corpus tests do with bytes that lie in the service's own files: subscription
-// files, which any program may write, and RoutingInfo.txt. A broken promise ends the process.
+// What fuzz targets and corpus tests do with bytes that lie in the service's own files:
+// subscription files, which any program may write, and RoutingInfo.txt. A broken promise ends the
+// process.
 
 #pragma once
 
