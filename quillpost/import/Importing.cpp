@@ -145,7 +145,13 @@ bool Service::ImportSTF2RawData(const void* data, unsigned long size) {
     return false;
   }
   bool all_stored = true;
+  StopPatience patience(importer_queue_);
   for (InkDataHandle*& part : parts) {
+    // What has been stored stays; the client, which gets no answer, imports the file again.
+    if (patience.IsOver()) {
+      QUILLPOST_LOG_WARNING("The import ends before its last page, because the service stops.");
+      return false;
+    }
     // One bad part does not keep the others from being stored.
     bool stored = false;
     Common::RunJob("import of a page", [&] {

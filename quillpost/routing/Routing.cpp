@@ -39,7 +39,8 @@ void RoutePage(const std::string& pen, const std::string& page) {
   }
 }
 
-void RoutePen(const std::string& pen) {
+// A pass that the end of the service cuts short is made again when it starts the next time.
+void RoutePen(const std::string& pen, const EventQueue& queue) {
   QUILLPOST_LOG_INFORMATION("Synchronizing with Storage about Ink from Pen '%s'...", pen.c_str());
   std::set<std::string> pages;
   if (!Storage::GetPageAddresses(pen, pages) || pages.empty()) {
@@ -47,7 +48,9 @@ void RoutePen(const std::string& pen) {
         "Won't synchronize with Storage about Ink from Pen '%s': no data in Storage.", pen.c_str());
     return;
   }
+  StopPatience patience(queue);
   for (const std::string& page : pages) {
+    if (patience.IsOver()) return;
     Common::RunJob("routing of a page", [&] { RoutePage(pen, page); });
   }
   QUILLPOST_LOG_INFORMATION("Finished synchronizing with Storage about Ink from Pen '%s'.",
@@ -65,7 +68,7 @@ void Service::RouteInk() {
     return;
   }
   for (const std::string& pen : pens) {
-    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen); });
+    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen, worker_queue_); });
   }
   QUILLPOST_LOG_INFORMATION(
       "Storage's Storage's Ink Routing Info was synchronized with Application configurations.");

@@ -1,5 +1,6 @@
 #include "service/EventQueue.h"
 
+#include <algorithm>
 #include <boost/system/system_error.hpp>
 
 #include "common/Job.h"
@@ -36,6 +37,14 @@ void EventQueue::StopAndJoin(boost::thread& thread) {
   io_service_.poll(ignored);
   discarding_ = false;
   if (was_running) io_service_.stop();
+}
+
+bool StopPatience::IsOver() {
+  constexpr std::chrono::milliseconds kPatience(700);
+  if (!queue_.IsStopped()) return false;
+  const Clock::time_point now = Clock::now();
+  end_ = std::min(end_, now + kPatience);
+  return now >= end_;
 }
 
 }  // namespace TalvoQuillpost

@@ -8,6 +8,7 @@
 #include <boost/function.hpp>
 #include <boost/noncopyable.hpp>
 #include <boost/thread/thread.hpp>
+#include <chrono>
 
 namespace TalvoQuillpost {
 
@@ -41,6 +42,22 @@ class EventQueue : boost::noncopyable {
   boost::asio::io_service::work work_;  // keeps Run from returning while there are no jobs
   bool discarding_ =
       false;  // belongs to the thread in Run; after its end, to the one that joined it
+};
+
+// How long one long job of a queue goes on after the queue was stopped: most end within it, and the
+// whole service is to end within two seconds. Used by that job.
+class StopPatience {
+ public:
+  explicit StopPatience(const EventQueue& queue) : queue_(queue) {}
+
+  // Whether the job is to end now, with what it has done.
+  bool IsOver();
+
+ private:
+  typedef std::chrono::steady_clock Clock;
+
+  const EventQueue& queue_;
+  Clock::time_point end_ = Clock::time_point::max();  // until the stop has been seen
 };
 
 }  // namespace TalvoQuillpost

@@ -5,6 +5,7 @@
 #include <signal.h>
 
 #include "World.h"
+#include "support/LogCapture.h"
 #include "support/WireClient.h"
 
 namespace fs = boost::filesystem;
@@ -58,6 +59,25 @@ TEST(Life, SigtermDuringImportsEndsItInOrder) {
   EXPECT_EQ(0, world.daemon().Stop());
   EXPECT_FALSE(fs::exists(World::Endpoint()));
   EXPECT_TRUE(world.daemon().HasLogged("I Quillpost: Quillpost stopped."));
+}
+
+// A file of very many pages takes longer to import than a service may take to end.
+TEST(Life, SigtermDoesNotWaitForALongImport) {
+  World world;
+  InkFile ink;
+  for (int page = 0; page < 60000; ++page) {
+    ink.AddStroke(("1.2.3." + std::to_string(page)).c_str(), 1000);
+  }
+  WriteFile(world.path("many.stf2"), ink.bytes());
+  WireClient client(World::Endpoint());
+  client.Send("ImportSTF2File", Params({{"InkPackagePath", world.path("many.stf2")}}));
+  const fs::path pages = world.root().storage() / kTestPenSerial;
+  ASSERT_TRUE(Eventually([&] { return fs::exists(pages / "1.2.3.5"); }));
+  EXPECT_EQ(0, world.daemon().Stop());
+  EXPECT_TRUE(world.daemon().HasLogged(
+      "W Quillpost: The import ends before its last page, because the service stops."));
+  EXPECT_FALSE(fs::exists(pages / "1.2.3.59999"));
+  EXPECT_FALSE(fs::exists(World::Endpoint()));
 }
 
 TEST(Life, TheNextServiceStartsWhereTheLastOneEnded) {

@@ -157,4 +157,13 @@ TEST_F(EventQueueTest, StoppingOnItsOwnThreadThrows) {
   EXPECT_EQ(reason.get_future().get().find("boost thread: trying joining itself"), 0u);
 }
 
+// A long job goes on for a while after the stop, so that most come to their end, and then no more.
+TEST_F(EventQueueTest, ThePatienceWithALongJobEndsSomeTimeAfterTheStop) {
+  TalvoQuillpost::StopPatience patience(queue);
+  EXPECT_FALSE(patience.IsOver());
+  queue.Stop();
+  EXPECT_FALSE(patience.IsOver());
+  EXPECT_TRUE(Eventually([&] { return patience.IsOver(); }));
+}
+
 }  // namespace

@@ -141,7 +141,7 @@ TEST_F(Stop, DropsTheImportsThatAreQueued) {
 }
 
 TEST_F(Stop, DuringARoutingPassWaitsForItsEnd) {
-  for (int page = 0; page < 200; ++page) {
+  for (int page = 0; page < 50; ++page) {
     AddStroke("s1", "PEN", "1.2.3." + std::to_string(page));
   }
   ASSERT_TRUE(service->Start());
