@@ -1,5 +1,6 @@
 #include "StoreReport.h"
 
+#include <TalvoEncryption/Encryption.h>
 #include <unistd.h>
 
 #include <boost/filesystem/exception.hpp>
@@ -7,10 +8,12 @@
 #include <cerrno>
 #include <exception>
 #include <set>
+#include <string_view>
 #include <system_error>
 
 #include "common/Common.h"
 #include "common/File.h"
+#include "common/Stf2Handles.h"
 #include "config/FilesConfig.h"
 #include "storage/RoutingInfoFile.h"
 #include "storage/StrokeFiles.h"
@@ -21,6 +24,31 @@ using namespace TalvoQuillpost;
 namespace {
 
 constexpr int kAttempts = 5;  // at a file that a running service may be writing
+constexpr std::uint64_t kMaxStrokeBytes = 100 << 20;  // no import is larger
+
+// Whether a file begins as ink and is not ink: a disk that was full when it was imported has cut it
+// short. The bytes of sealed ink are checked as far as its envelope goes.
+bool IsCutShort(const fs::path& file) {
+  Common::FileBytes bytes;
+  if (Common::ReadRegularFile(file, kMaxStrokeBytes, bytes) || !bytes.data) return false;
+  const auto size_bytes = static_cast<std::uint32_t>(bytes.size_bytes);
+  Common::Stf2InkData ink;
+  const int status = Stf2InkDataInitialize(bytes.data.get(), size_bytes, ink.out());
+  if (status == STF2_ENCRYPTED) {
+    std::uint8_t* pen = nullptr;
+    std::uint8_t* recipient = nullptr;
+    std::uint8_t algorithm = 0;
+    const int result =
+        GetEncryptedDataInfo(bytes.data.get(), size_bytes, &pen, &recipient, &algorithm);
+    if (pen != nullptr) FreeBuffer(&pen);
+    if (recipient != nullptr) FreeBuffer(&recipient);
+    return result != TALVO_ENCRYPTION_SUCCESS;
+  }
+  constexpr std::string_view kIdentifier = "STF2";
+  constexpr std::size_t kIdentifierAt = 4;
+  return status == STF2_MALFORMED && size_bytes >= kIdentifierAt + kIdentifier.size() &&
+         std::string_view(bytes.data.get() + kIdentifierAt, kIdentifier.size()) == kIdentifier;
+}
 
 class StoreReader {
  public:
@@ -89,6 +117,8 @@ class StoreReader {
     if (::access(file.c_str(), R_OK) != 0 && errno != ENOENT) {
       report_.problems.push_back(
           name + ": the file can't be read: " + std::generic_category().message(errno));
+    } else if (IsCutShort(file)) {
+      report_.problems.push_back(name + ": the file is cut short");
     }
   }
 

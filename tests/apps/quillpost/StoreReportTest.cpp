@@ -9,6 +9,7 @@
 #include <boost/filesystem.hpp>
 
 #include "storage/FilesStorage.h"
+#include "support/InkFile.h"
 #include "support/TestRoot.h"
 
 namespace fs = boost::filesystem;
@@ -114,6 +115,23 @@ TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsEmpty) {
   WriteFile(PathOf("1.2.3.4/1_2.stf2"), "");
   EXPECT_THAT(ReadStore().problems,
               ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: the file is empty"));
+}
+
+// What a disk that was full leaves of an import.
+TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsCutShort) {
+  InkFile ink;
+  for (std::uint64_t i = 0; i < 200; ++i) ink.AddStroke("1.2.3.4", 1000 + i);
+  const std::string plain = ink.bytes();
+  const std::string sealed = Seal(plain);
+  ASSERT_GT(plain.size(), 4096u);
+  FileStroke("1.2.3.4", "whole", plain);
+  FileStroke("encrypted-stf2", "whole", sealed);
+  EXPECT_THAT(ReadStore().problems, IsEmpty());
+  FileStroke("1.2.3.4", "cut", plain.substr(0, 4096));
+  FileStroke("encrypted-stf2", "cut", sealed.substr(0, 4096));
+  EXPECT_THAT(ReadStore().problems,
+              ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/cut.stf2: the file is cut short",
+                          "0123-4567-89AB-CDEF/encrypted-stf2/cut.stf2: the file is cut short"));
 }
 
 TEST_F(StoreReportTest, NamesAStrokeThatCannotBeRead) {
