@@ -31,8 +31,6 @@ constexpr std::chrono::seconds kDuration(HOSTILE_SECONDS);
 // late for other reasons.
 constexpr std::chrono::seconds kLongestAnswer(5);
 
-constexpr long kMostGrowthKiB = 64 * 1024;
-
 // A line of /proc/PID/status, in KiB.
 long MemoryOf(pid_t process, const std::string& name) {
   std::ifstream status("/proc/" + std::to_string(process) + "/status");
@@ -139,7 +137,7 @@ TEST_F(Hostility, OfFiftyProgramsCostsAGoodOneNeitherAnswerNorPackage) {
             << " ms; the service grew by up to " << growth_kib << " KiB" << std::endl;
   EXPECT_LT(longest, kLongestAnswer);
 #ifndef SANITIZED  // sanitizers keep what is freed, and shadows of it
-  EXPECT_LE(growth_kib, kMostGrowthKiB);
+  EXPECT_LE(growth_kib, 64 * 1024);
 #endif
 
   const fs::path page = root_.storage() / kTestPenSerial / "1.2.3.4";
