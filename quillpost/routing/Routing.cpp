@@ -2,6 +2,8 @@
 // the routing info alone.
 
 #include <boost/algorithm/string/join.hpp>
+#include <string>
+#include <vector>
 
 #include "common/Job.h"
 #include "common/Log.h"
@@ -13,30 +15,60 @@ namespace TalvoQuillpost {
 
 namespace {
 
-void RoutePage(const std::string& pen, const std::string& page) {
+// Routes the pages of one pen. Their routing info is saved together, at the end.
+class PenRoute {
+ public:
+  explicit PenRoute(const std::string& pen) : pen_(pen) {}
+
+  void RoutePage(const std::string& page);
+  void Save();
+
+ private:
+  struct Update {
+    std::string page;
+    std::string applications;
+  };
+
+  void LogFailure(const Update& update) const;
+
+  const std::string pen_;
+  std::vector<Update> waiting_;
+};
+
+void PenRoute::RoutePage(const std::string& page) {
   std::set<Config::App> applications;
   // A subscription directory that can't be read is an answer, too: ink goes to nobody.
   if (!Config::FindApplications(page, applications)) applications.clear();
   std::set<std::string> ids;
   for (const Config::App& application : applications) ids.insert(application.id);
-  const std::string list = boost::algorithm::join(ids, ", ");
+  const Update update = {page, boost::algorithm::join(ids, ", ")};
   if (ids.empty()) {
     QUILLPOST_LOG_INFORMATION(
         "Updating Storage's Routing Info: Ink from Pen '%s' with Page Address '%s' was not claimed "
         "by applications.",
-        pen.c_str(), page.c_str());
+        pen_.c_str(), page.c_str());
   } else {
     QUILLPOST_LOG_INFORMATION(
         "Updating Storage's Routing Info: Ink from Pen '%s' with Page Address '%s' is claimed by "
         "%s '%s'.",
-        pen.c_str(), page.c_str(), ids.size() == 1 ? "application" : "applications", list.c_str());
+        pen_.c_str(), page.c_str(), ids.size() == 1 ? "application" : "applications",
+        update.applications.c_str());
   }
-  if (!Storage::SyncRoutingInfo(pen, page, ids)) {
-    QUILLPOST_LOG_ERROR(
-        "Failed to update Storage's Routing Info about applications ('%s') claim status of Ink "
-        "from Pen '%s' with Page Address '%s'.",
-        list.c_str(), pen.c_str(), page.c_str());
-  }
+  bool is_waiting = false;
+  if (!Storage::SyncRoutingInfoOfMany(pen_, page, ids, is_waiting)) LogFailure(update);
+  if (is_waiting) waiting_.push_back(update);
+}
+
+void PenRoute::Save() {
+  if (waiting_.empty() || Storage::SaveWaitingRoutingInfo(pen_)) return;
+  for (const Update& update : waiting_) LogFailure(update);
+}
+
+void PenRoute::LogFailure(const Update& update) const {
+  QUILLPOST_LOG_ERROR(
+      "Failed to update Storage's Routing Info about applications ('%s') claim status of Ink "
+      "from Pen '%s' with Page Address '%s'.",
+      update.applications.c_str(), pen_.c_str(), update.page.c_str());
 }
 
 // A pass that the end of the service cuts short is made again when it starts the next time.
@@ -49,10 +81,12 @@ void RoutePen(const std::string& pen, const EventQueue& queue) {
     return;
   }
   StopPatience patience(queue);
+  PenRoute route(pen);
   for (const std::string& page : pages) {
-    if (patience.IsOver()) return;
-    Common::RunJob("routing of a page", [&] { RoutePage(pen, page); });
+    if (patience.IsOver()) return route.Save();
+    Common::RunJob("routing of a page", [&] { route.RoutePage(page); });
   }
+  route.Save();
   QUILLPOST_LOG_INFORMATION("Finished synchronizing with Storage about Ink from Pen '%s'.",
                             pen.c_str());
 }

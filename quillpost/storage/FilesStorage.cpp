@@ -86,6 +86,20 @@ StrokeID ToStrokeID(const std::string& page, const fs::path& file) {
   return {page, file.stem().native(), extension.empty() ? extension : extension.substr(1)};
 }
 
+// Drops the claims of other applications on a page, and lets `apps` claim each of its files.
+void ClaimPage(RoutingTable& table, const std::string& pen, const std::string& page,
+               const std::set<std::string>& apps) {
+  table.KeepClaims(page, apps);
+  const fs::path directory = GetStorageRoot() / pen / page;
+  std::vector<std::string> files;
+  if (apps.empty() || !Common::ListFileNames(directory, files)) return;
+  // The import that writes a file has it routed when it is whole.
+  const std::set<std::string> unfinished = GetUnfinishedFiles(directory);
+  for (const std::string& file : files) {
+    if (unfinished.count(file) == 0) table.Claim(ToStrokeID(page, file), apps);
+  }
+}
+
 // Whether `bytes` become `archive` by setting marks alone: a "0" that stands by itself turns to
 // "1".
 bool DifferByMarksOnly(const Common::FileBytes& bytes, const std::string& archive) {
@@ -200,18 +214,30 @@ bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps) {
   if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(page)) return false;
   const Lock lock(g_routing_info_guard);
-  RoutingTable& table = g_routing_info[pen];
-  table.KeepClaims(page, apps);
-  const fs::path directory = GetStorageRoot() / pen / page;
-  std::vector<std::string> files;
-  if (!apps.empty() && Common::ListFileNames(directory, files)) {
-    // The import that writes a file has it routed when it is whole.
-    const std::set<std::string> unfinished = GetUnfinishedFiles(directory);
-    for (const std::string& file : files) {
-      if (unfinished.count(file) == 0) table.Claim(ToStrokeID(page, file), apps);
-    }
-  }
+  ClaimPage(g_routing_info[pen], pen, page, apps);
   return SaveRoutingInfo(pen);
+}
+
+bool SyncRoutingInfoOfMany(const std::string& pen, const std::string& page,
+                           const std::set<std::string>& apps, bool& is_waiting) {
+  is_waiting = false;
+  if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(page)) return false;
+  const Lock lock(g_routing_info_guard);
+  RoutingTable& table = g_routing_info[pen];
+  ClaimPage(table, pen, page, apps);
+  if (!table.saved().IsKnown(GetStorageRoot() / pen / kRoutingInfoFile)) {
+    return SaveRoutingInfo(pen);
+  }
+  is_waiting = table.saved().HasChanges(table.strokes());
+  return true;
+}
+
+bool SaveWaitingRoutingInfo(const std::string& pen) {
+  const Lock lock(g_routing_info_guard);
+  const auto entry = g_routing_info.find(pen);
+  const bool is_waiting =
+      entry != g_routing_info.end() && entry->second.saved().HasChanges(entry->second.strokes());
+  return !is_waiting || SaveRoutingInfo(pen);
 }
 
 bool SaveRoutingInfo(const std::string& pen) {

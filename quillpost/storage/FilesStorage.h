@@ -41,6 +41,17 @@ void Cleanup();
 bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps);
 
+// The same for one of many pages of a pen. Where RoutingInfo.txt is provably the one that was
+// written last, `is_waiting` is set and what changes is written later: by SaveWaitingRoutingInfo,
+// which ends the pages, or with the next change that somebody else makes. Ink that was written on
+// many pages in turns is so moved once and not with each page. A process that is killed meanwhile
+// has lost claims alone, which the next pass makes again.
+bool SyncRoutingInfoOfMany(const std::string& pen, const std::string& page,
+                           const std::set<std::string>& apps, bool& is_waiting);
+
+// Saves what waits, if anything does. The result is that of saving.
+bool SaveWaitingRoutingInfo(const std::string& pen);
+
 // Writes a pen's RoutingInfo.txt. False where the pen is not in the table and where writing fails;
 // the table keeps everything for the next attempt.
 bool SaveRoutingInfo(const std::string& pen);

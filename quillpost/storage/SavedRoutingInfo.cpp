@@ -100,24 +100,36 @@ void SavedRoutingInfo::Touch(const StrokeID& id) {
   touched_to_ = is_first ? record + 1 : std::max(touched_to_, record + 1);
 }
 
+bool SavedRoutingInfo::IsKnown(const boost::filesystem::path& path) const {
+  struct stat status;
+  return stamp_ && ::stat(path.c_str(), &status) == 0 && IsUntouched(status);
+}
+
+bool SavedRoutingInfo::HasChanges(const StrokeMap& strokes) const {
+  return !stamp_ || HasTail(strokes) || HasTouched();
+}
+
 bool SavedRoutingInfo::Update(const boost::filesystem::path& path, const StrokeMap& strokes) {
   if (!stamp_) return false;
-  const bool has_tail = records_.size() < count_ || strokes.size() != count_;
-  const bool has_touched = touched_from_ < touched_to_;
-  struct stat status;
-  if (!has_tail && !has_touched) {
-    if (::stat(path.c_str(), &status) == 0 && IsUntouched(status)) return true;
+  if (!HasChanges(strokes)) {
+    if (IsKnown(path)) return true;
     Forget();
     return false;
   }
   const Common::Descriptor file(
       ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  struct stat status;
   const bool is_written = file.is_open() && ::fstat(file.get(), &status) == 0 &&
-                          IsUntouched(status) && (!has_touched || WriteRecords(file.get())) &&
-                          (!has_tail || WriteTail(file.get(), strokes)) && TakeStamp(file.get());
+                          IsUntouched(status) && (!HasTouched() || WriteRecords(file.get())) &&
+                          (!HasTail(strokes) || WriteTail(file.get(), strokes)) &&
+                          TakeStamp(file.get());
   if (!is_written) Forget();
   touched_from_ = touched_to_ = 0;
   return is_written;
+}
+
+bool SavedRoutingInfo::HasTail(const StrokeMap& strokes) const {
+  return records_.size() < count_ || strokes.size() != count_;
 }
 
 std::size_t SavedRoutingInfo::FindRecord(const StrokeID& id) const {

@@ -44,6 +44,13 @@ class SavedRoutingInfo {
   // Marks of a stroke are set: its bytes will be others, not their number.
   void Touch(const StrokeID& id);
 
+  // Whether the file at `path` is provably the one that was left there.
+  bool IsKnown(const boost::filesystem::path& path) const;
+
+  // Whether `strokes`, the table that the file was adopted with, is another than the file's; true
+  // where nothing is known.
+  bool HasChanges(const StrokeMap& strokes) const;
+
   // Brings the file at `path` in line with `strokes`, the table that it was adopted with. True when
   // it is; not written to where nothing has changed. False where that is not proven or fails:
   // nothing is known then, and the file may hold a part of the change. A process killed meanwhile
@@ -57,6 +64,8 @@ class SavedRoutingInfo {
     std::uint64_t offset;  // of its first byte, the blank before it
   };
 
+  bool HasTail(const StrokeMap& strokes) const;
+  bool HasTouched() const { return touched_from_ < touched_to_; }
   std::size_t FindRecord(const StrokeID& id) const;  // the first that is not before `id`
   bool TakeStamp(int descriptor);
   bool IsUntouched(const struct stat& status) const;

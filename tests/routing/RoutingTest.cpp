@@ -151,6 +151,43 @@ TEST_F(Routing, UnreadableSubscriptionsCountAsNone) {
   EXPECT_TRUE(Undelivered("Alpha").empty());
 }
 
+// The pages of a pen are saved together; one that finds no room then is told of like the others.
+TEST_F(Routing, PagesThatAFullDiskDoesNotTakeAreAllReportedAndSavedByTheNextPass) {
+  Disk disk(root.storage(), "size=256k");
+  if (!disk.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  root.Subscribe("Alpha", "*.*.*.*");
+  AddStroke("1.1.1.1", "s1");
+  AddStroke("2.2.2.2", "s2");
+  service->RouteInk();
+  const std::string before = ReadFile(root.storage() / "PEN/RoutingInfo.txt");
+  AddStroke("1.1.1.1", std::string(200, 'a'));
+  for (int i = 0; i < 30; ++i) AddStroke("2.2.2.2", std::string(200, 'b') + std::to_string(i));
+  disk.Fill();
+  log.Clear();
+  service->RouteInk();
+  const std::string claim = "is claimed by application 'Alpha'.";
+  const std::string failure =
+      "Failed to update Storage's Routing Info about applications ('Alpha') claim status of Ink "
+      "from Pen 'PEN' with Page Address ";
+  EXPECT_EQ(log.lines(),
+            (Lines{kStart,
+                   Begin("PEN"),
+                   Page("PEN", "1.1.1.1", claim),
+                   Page("PEN", "2.2.2.2", claim),
+                   {1, "Failed to save Routing Info for Pen 'PEN': No space left on device."},
+                   {1, failure + "'1.1.1.1'."},
+                   {1, failure + "'2.2.2.2'."},
+                   Finish("PEN"),
+                   kEnd}));
+  EXPECT_EQ(before, ReadFile(root.storage() / "PEN/RoutingInfo.txt"));
+  EXPECT_EQ(33u, Undelivered("Alpha").size());
+  disk.Free();
+  Route();
+  TalvoQuillpost::Storage::Cleanup();
+  TalvoQuillpost::Storage::Initialize();
+  EXPECT_EQ(33u, Undelivered("Alpha").size());
+}
+
 TEST_F(Routing, AnUpdateThatCanNotBeSavedIsReportedAndThePassGoesOn) {
   AddStroke("1.1.1.1", "s1");
   AddStroke("2.2.2.2", "s2");

@@ -117,6 +117,20 @@ class RoutingInfoModelTest : public StoreTest {
     ExpectSaved(SyncRoutingInfo(kPen, page, apps));
   }
 
+  // What a routing pass does, with others at the file between its pages.
+  void DoSyncOfMany() {
+    what_ = "sync of all pages";
+    bool saved = true;
+    bool is_waiting = false;
+    for (const std::string& page : kPages) {
+      if (Below(5) == 0) Interfere();
+      const Names apps = SomeApps();
+      SyncModel(page, apps);
+      saved = SyncRoutingInfoOfMany(kPen, page, apps, is_waiting);
+    }
+    ExpectSaved(SaveWaitingRoutingInfo(kPen) && saved);
+  }
+
   void DoMark() {
     what_ = "marks";
     const std::string app = AnyOf(kApps);
@@ -261,7 +275,7 @@ class RoutingInfoModelTest : public StoreTest {
         &RoutingInfoModelTest::DoPut,       &RoutingInfoModelTest::DoMarkFirst,
         &RoutingInfoModelTest::DoMarkFirst, &RoutingInfoModelTest::DoMark,
         &RoutingInfoModelTest::DoRemove,    &RoutingInfoModelTest::DoSave,
-        &RoutingInfoModelTest::DoPut,       &RoutingInfoModelTest::DoSync};
+        &RoutingInfoModelTest::DoPut,       &RoutingInfoModelTest::DoSyncOfMany};
     interference_ = "left alone";
     if (Below(5) == 0) Interfere();
     if (Below(40) == 0) {
