@@ -64,6 +64,9 @@ class Soak {
     crowd_ = std::make_unique<Crowd>(root_, ledger_, seed_, Crowd::Numbers{2, 2, 60});
     while (Clock::now() < end_) Live();
     Drain();
+    // The package of an application that has disabled itself stays until the next start.
+    Start();
+    EndLife(service_->Stop());
     if (!IsEmpty(root_.storage())) Complain("the store is not empty");
     if (!IsEmpty(root_.scratch())) Complain("package files are left");
     if (fs::exists(IPC::Protocol::Quillpost::GetEndpoint())) Complain("the endpoint is left");
@@ -133,7 +136,7 @@ class Soak {
     std::printf("packages           %10ld   of killed imports %ld\n", verdict.packages,
                 verdict.torn_packages);
     std::printf("confirmations      %10ld\n", verdict.confirmations);
-    std::printf("restarts           %10zu\n", lives_.size() - 1);
+    std::printf("restarts           %10zu\n", lives_.size() - 2);
     std::printf("slowest answer, ms %10.1f\n", slowest_ms);
     std::printf("                        fresh    at the end\n");
     std::printf("memory, KiB        %10ld    %10ld\n", fresh_.memory_kib, last_.memory_kib);
