@@ -224,10 +224,13 @@ std::vector<Stf2Sample> DrawThrough(const std::vector<Stf2Sample>& points) {
 
 std::vector<Stf2Sample> PositionsOf(const Stroke& stroke) {
   std::vector<Stf2Sample> points;
+  std::vector<Stf2Sample> touches;
   for (const Stf2Sample& sample : stroke.samples) {
     if (sample.type == STF2_SAMPLE_COORDINATE) points.push_back(sample);
+    const bool touch = sample.type == STF2_SAMPLE_PEN_DOWN || sample.type == STF2_SAMPLE_PEN_UP;
+    if (touch) touches.push_back(sample);
   }
-  return points.empty() ? stroke.samples : points;
+  return points.empty() ? touches : points;
 }
 
 std::vector<std::optional<std::string>> PagesOf(const Ink& ink) {

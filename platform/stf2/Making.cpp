@@ -41,12 +41,6 @@ std::string_view ViewOf(const char* string) {
   return string ? std::string_view(string) : std::string_view();
 }
 
-bool AreSamples(const Stf2Sample* samples, std::uint32_t count) {
-  return std::all_of(samples, samples + count, [](const Stf2Sample& sample) {
-    return sample.type >= STF2_SAMPLE_PEN_DOWN && sample.type <= STF2_SAMPLE_COORDINATE;
-  });
-}
-
 Data Write(const InkDataHandle& ink) {
   std::uint64_t written_size = 0;
   ForEachItem(ink, [&](const Item& item) { written_size += WrittenSize(item); });
@@ -96,7 +90,7 @@ int Stf2InkDataAddStroke(InkDataHandle* ink, const char* page, uint64_t start_ti
                          uint32_t width_um) {
   const StrokeValues values{ViewOf(page), start_time_ms, samples, count, color, width_um};
   if (!ink || !IsText(values.page)) return STF2_INVALID_ARGUMENT;
-  if (count != 0 && (!samples || !AreSamples(samples, count))) return STF2_INVALID_ARGUMENT;
+  if (count != 0 && !samples) return STF2_INVALID_ARGUMENT;
   return Add(*ink, values);
 }
 

@@ -135,15 +135,6 @@ TEST_F(Arguments, StringsThatAreNotUtf8AreRefused) {
   EXPECT_EQ(ItemsOf(ink).size(), 3u);
 }
 
-TEST_F(Arguments, SamplesOfUnknownTypeAreNotMade) {
-  Stf2Sample sample = Coordinate(1, 2, 3);
-  for (const int type : {0, 4, 255}) {
-    sample.type = static_cast<std::uint8_t>(type);
-    EXPECT_EQ(Stf2InkDataAddStroke(ink.get(), "p", 1, &sample, 1, 0, 0), kInvalid) << type;
-  }
-  EXPECT_EQ(ItemsOf(ink).size(), 3u);
-}
-
 TEST_F(Arguments, MergingNeedsEveryItem) {
   EXPECT_EQ(Stf2InkDataMergeInkItems(ink.get(), nullptr, 1), kInvalid);
   InkItemHandle* holed[] = {items[0], nullptr, items[2]};

@@ -31,6 +31,18 @@ TEST(Writing, WritingWhatWasReadGivesTheSameBytes) {
   EXPECT_EQ(first, second);
 }
 
+// Ink of a later version passes through programs of this one.
+TEST(Writing, SamplesOfUnknownTypesAndFlagsAreMadeAsTheyAre) {
+  std::vector<Stf2Sample> samples = {PenDown(), Coordinate(1, 2, 3), PenUp()};
+  for (const int type : {0, 4, 255}) {
+    samples.push_back(Coordinate(4, 5, 6));
+    samples.back().type = static_cast<std::uint8_t>(type);
+    samples.back().flags = 0xFF;
+  }
+  const std::vector<ItemModel> items = {StrokeModel("1.1.1.1", 5, samples)};
+  EXPECT_EQ(ItemsOf(Parse(Write(MakeInk(7, items)))), items);
+}
+
 TEST(Writing, EmptyInkIsWrittenAndRead) {
   const Bytes bytes = Write(MakeInk(0, {}));
   const Ink ink = Parse(bytes);

@@ -153,7 +153,8 @@ int Stf2InkDataCreate(uint64_t pen, InkDataHandle** out);
 /* Each appends one item; strings are zero-terminated UTF-8 and copied, as are the samples. `value`,
  * `page` and `name` may be null for none; `key` may not, nor may `samples` with a `count` above 0.
  * Times are milliseconds since 1970-01-01 UTC, 0 for none; color and width as they are read above.
- * Status 1 for a string that is not UTF-8 and for a sample whose type is none of STF2_SAMPLE_...;
+ * Samples are stored as they are, also those of a type or with flags that this version does not
+ * know, so that ink of a later one can be written again. Status 1 for a string that is not UTF-8;
  * where the status is not 0, `ink` is as it was. Any ink data may be added to, also one that was
  * read or is a part; the buffer that it borrows is not touched. An item costs about 300 bytes
  * beside its content. */

@@ -78,6 +78,11 @@ TEST(InkMLWriter, StrokesWithoutPenDownAndPenUpReadBackTheSame) {
   ExpectSameAgain(OneStroke({Point(1, 2, 0), Sample(STF2_SAMPLE_PEN_UP, 3, 4), Point(5, 6, 7)}));
 }
 
+TEST(InkMLWriter, SamplesOfUnknownTypesAndFlagsReadBackTheSame) {
+  ExpectSameAgain(OneStroke(
+      {Point(1, 2, 0), Sample(0, 3, 4), Sample(4, 5, 6, 7, 8, 255), Sample(255, -5, -6, 7, 8, 2)}));
+}
+
 TEST(InkMLWriter, TimesFarApartReadBackTheSame) {
   Ink ink = OneStroke({Point(1, 2, 0)}, 5);
   for (const std::uint64_t time : {~std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{0}}) {

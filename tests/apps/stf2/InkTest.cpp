@@ -31,6 +31,17 @@ TEST(Ink, Stf2KeepsEverything) {
   EXPECT_TRUE(ReadStf2(WriteStf2(ink)) == ink);
 }
 
+// A later version of the format may have more of them.
+TEST(Ink, SamplesOfUnknownTypesAreKeptAndNoPartOfTheLine) {
+  Ink ink;
+  Stroke stroke = StrokeOn("1.2.3.4");
+  stroke.samples = {Sample(9, 1, 2), Sample(STF2_SAMPLE_PEN_DOWN, 3, 4), Sample(0, 5, 6)};
+  ink.items = {stroke};
+  EXPECT_TRUE(ReadStf2(WriteStf2(ink)) == ink);
+  EXPECT_TRUE(SplitByPage(ink)[0].second == ink);
+  EXPECT_TRUE(SameSamples(PositionsOf(stroke), {stroke.samples[1]}));
+}
+
 TEST(Ink, SplittingMakesAPartForEachPage) {
   Ink ink;
   ink.items = {StrokeOn("1.1.1.2"), StrokeOn("1.1.1.1"), Property{"k", "v"}, StrokeOn("1.1.1.2")};
