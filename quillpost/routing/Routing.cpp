@@ -71,8 +71,7 @@ void PenRoute::LogFailure(const Update& update) const {
       update.applications.c_str(), pen_.c_str(), update.page.c_str());
 }
 
-// A pass that the end of the service cuts short is made again when it starts the next time.
-void RoutePen(const std::string& pen, const EventQueue& queue) {
+void RoutePen(const std::string& pen, StopPatience& patience) {
   QUILLPOST_LOG_INFORMATION("Synchronizing with Storage about Ink from Pen '%s'...", pen.c_str());
   std::set<std::string> pages;
   if (!Storage::GetPageAddresses(pen, pages) || pages.empty()) {
@@ -80,7 +79,6 @@ void RoutePen(const std::string& pen, const EventQueue& queue) {
         "Won't synchronize with Storage about Ink from Pen '%s': no data in Storage.", pen.c_str());
     return;
   }
-  StopPatience patience(queue);
   PenRoute route(pen);
   for (const std::string& page : pages) {
     if (patience.IsOver()) return route.Save();
@@ -101,8 +99,10 @@ void Service::RouteInk() {
     QUILLPOST_LOG_INFORMATION("Synchronization canceled: no pens in Storage.");
     return;
   }
+  StopPatience patience(worker_queue_);
   for (const std::string& pen : pens) {
-    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen, worker_queue_); });
+    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen, patience); });
+    if (patience.IsOver()) return;  // the pass is made again when the service starts the next time
   }
   QUILLPOST_LOG_INFORMATION(
       "Storage's Storage's Ink Routing Info was synchronized with Application configurations.");

@@ -20,6 +20,17 @@ class Stop : public ServiceFixture {
     root.Subscribe("Beta", "1.2.3.4");
   }
 
+  // Applications that claim every page, and whose subscriptions take so long to read that a pass
+  // over many pages does not come to its end in any time that a test waits.
+  void SubscribeAtLength() {
+    std::string ranges = "\"*.*.*.*\"";
+    for (int i = 0; i < 20000; ++i) ranges += ",\"9.9.9." + std::to_string(i) + "\"";
+    for (const char* app : {"Long1", "Long2", "Long3", "Long4"}) {
+      WriteFile(root.subscriptions() / app,
+                "{\"Path\":\"/nonexistent\",\"Title\":\"\",\"PageAddresses\":[" + ranges + "]}");
+    }
+  }
+
   // The last line, whatever came before.
   void ExpectStopped() const {
     ASSERT_FALSE(log.lines().empty());
@@ -151,6 +162,38 @@ TEST_F(Stop, DuringARoutingPassWaitsForItsEnd) {
   EXPECT_EQ(log.Count(3, "Synchronizing with Storage about Ink from Pen 'PEN'..."), 1u);
   EXPECT_EQ(log.Count(3, "Finished synchronizing with Storage about Ink from Pen 'PEN'."), 1u);
   EXPECT_EQ(CountWorkAfter("Stopped Quillpost Worker thread."), 0u);
+}
+
+// However the ink is spread over pens: the pass has one patience, not one for each.
+TEST_F(Stop, DuringALongRoutingPassOverManyPensCutsItShort) {
+  SubscribeAtLength();
+  for (int pen = 100; pen < 400; ++pen) AddStroke("s1", "PEN-" + std::to_string(pen));
+  ASSERT_TRUE(service->Start());
+  ASSERT_TRUE(log.WaitFor(3, "Synchronizing with Storage about Ink from Pen 'PEN-100'..."));
+  service->Stop();
+  ExpectStopped();
+  EXPECT_EQ(log.Count(3, "Synchronizing with Storage about Ink from Pen 'PEN-399'..."), 0u);
+  EXPECT_EQ(Beginning({"Storage's Storage's"}).size(), 0u);
+}
+
+TEST_F(Stop, DuringALongRoutingPassOverManyPagesSavesTheClaimsSoFar) {
+  for (int page = 100; page < 400; ++page) {
+    AddStroke("s1", kTestPenSerial, "5.5.5." + std::to_string(page));
+  }
+  root.Subscribe("Light", "*.*.*.*");
+  Start();
+  SubscribeAtLength();
+  WireClient client(Endpoint());
+  client.Request("ImportSTF2File", Params({{"InkPackagePath", Capture("good")}}));
+  const std::string page = "Updating Storage's Routing Info: Ink from Pen '" +
+                           std::string(kTestPenSerial) + "' with Page Address ";
+  const std::string claim = " is claimed by applications 'Light, Long1, Long2, Long3, Long4'.";
+  ASSERT_TRUE(log.WaitFor(3, page + "'5.5.5.101'" + claim));
+  service->Stop();
+  ExpectStopped();
+  EXPECT_EQ(log.Count(3, page + "'5.5.5.399'" + claim), 0u);
+  const std::string saved = ReadFile(root.storage() / kTestPenSerial / "RoutingInfo.txt");
+  EXPECT_NE(saved.find("Long4"), std::string::npos);
 }
 
 TEST_F(Stop, RightAfterTheStartIsInOrder) {
