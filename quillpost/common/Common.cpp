@@ -234,9 +234,15 @@ bool CreateTempSTF2File(fs::path& out) {
 bool CreateTempSTF2File(fs::path& out, Descriptor& file) {
   out.clear();
   fs::path scratch;
-  if (!GetScratchDirectory(scratch) || !PrepareDirectory(scratch)) return false;
-  std::string name = (scratch / kScratchFilePrefix).native() + "XXXXXX";
+  if (!GetScratchDirectory(scratch)) return false;
+  const std::string pattern = (scratch / kScratchFilePrefix).native() + "XXXXXX";
+  std::string name = pattern;
   file.Reset(::mkostemp(name.data(), O_CLOEXEC));
+  if (!file.is_open()) {  // mostly because this is the first one, and the directory is missing
+    if (!PrepareDirectory(scratch)) return false;
+    name = pattern;
+    file.Reset(::mkostemp(name.data(), O_CLOEXEC));
+  }
   // Descriptor 0 belongs to standard input: a process that got it here has lost its own.
   if (file.get() > 0) {
     out = name;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/filesystem/operations.hpp>
 #include <new>
 
 namespace TalvoQuillpost {
@@ -97,6 +98,12 @@ boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const vo
 boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes) {
   if (::ftruncate(descriptor, static_cast<off_t>(size_bytes)) != 0) return LastError();
   return {};
+}
+
+// Without asking first, as the library does, what it is that is to be removed.
+void RemoveFile(const boost::filesystem::path& file) {
+  if (::unlink(file.c_str()) == 0 || errno == ENOENT) return;
+  boost::filesystem::remove(file);
 }
 
 void ReleaseBytes::operator()(char* data) const {

@@ -48,6 +48,10 @@ boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const vo
 // Sets the length of the file.
 boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes);
 
+// Removes a file. One that is gone already is no error; throws boost::filesystem::filesystem_error
+// for every other reason.
+void RemoveFile(const boost::filesystem::path& file);
+
 struct ReleaseBytes {
   std::size_t mapped_bytes = 0;  // 0: from the heap
   void operator()(char* data) const;

@@ -10,6 +10,7 @@
 
 #include "common/Assert.h"
 #include "common/Common.h"
+#include "common/File.h"
 #include "common/Job.h"
 #include "common/Log.h"
 #include "config/FilesConfig.h"
@@ -185,7 +186,7 @@ void Service::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::st
     if (entry == client->packages.end()) return;
     package = entry->second;
   }
-  fs::remove(package.path);
+  Common::RemoveFile(package.path);
   if (delivered) {
     std::set<Storage::StrokeID> processed;
     for (const Storage::StrokeID& stroke : package.strokes) {

@@ -297,6 +297,19 @@ TEST_F(WriteTest, TellsAFullDisk) {
   EXPECT_EQ(ENOSPC, WriteAll(file.get(), "ink", 3).value());
 }
 
+TEST_F(FileTest, RemovesAFileAndTakesOneThatIsGoneForRemoved) {
+  WriteFile(Path("file"), "ink");
+  RemoveFile(Path("file"));
+  EXPECT_FALSE(fs::exists(Path("file")));
+  EXPECT_NO_THROW(RemoveFile(Path("file")));
+}
+
+TEST_F(FileTest, ThrowsWhereAFileCantBeRemoved) {
+  WriteFile(Path("directory/file"), "ink");
+  EXPECT_THROW(RemoveFile(Path("directory")), fs::filesystem_error);
+  EXPECT_TRUE(fs::exists(Path("directory/file")));
+}
+
 TEST_F(CopyFileTest, CopiesAllBytes) {
   const std::string content = std::string("ink\0\n", 5) + std::string(200000, 'x');
   WriteFile(Path("source"), content);
