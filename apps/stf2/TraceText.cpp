@@ -1,5 +1,6 @@
 #include "TraceText.h"
 
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -22,6 +23,15 @@ TracePoint NoValues() {
 
 void SkipWhite(const char*& at, const char* end) {
   while (at != end && IsWhite(*at)) ++at;
+}
+
+// Whether at least one digit of a number stands here.
+bool BeginsNumber(const char* at, const char* end) {
+  const bool hexadecimal = at != end && *at == '#';
+  if (at != end && (*at == '#' || *at == '.')) ++at;
+  if (at == end) return false;
+  const auto byte = static_cast<unsigned char>(*at);
+  return hexadecimal ? std::isxdigit(byte) != 0 : std::isdigit(byte) != 0;
 }
 
 // A hexadecimal number behind its "#", or a decimal one. False where there is none, or none that
@@ -98,8 +108,8 @@ void TraceDecoder::Value(const char*& at, const char* end, std::size_t offset) {
   if (negative || *at == '+') SkipWhite(++at, end);
   double value = 0;
   if (!ParseMagnitude(at, end, value)) {
-    const bool number = at != end && ((*at >= '0' && *at <= '9') || *at == '.' || *at == '#');
-    throw TraceFault{offset, number ? "a number that can't be held" : "not a value of a trace"};
+    throw TraceFault{
+        offset, BeginsNumber(at, end) ? "a number that can't be held" : "not a value of a trace"};
   }
   Accept(negative ? -value : value, offset);
 }

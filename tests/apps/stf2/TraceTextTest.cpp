@@ -147,6 +147,8 @@ TEST(TraceText, FaultsSayWhereTheyAre) {
   EXPECT_THAT(FaultOf("1 1e999"), Pair(2, "a number that can't be held"));
   EXPECT_THAT(FaultOf("1 #12345678901234567"), Pair(2, "a number that can't be held"));
   EXPECT_THAT(FaultOf("1 -"), Pair(2, "not a value of a trace"));
+  EXPECT_THAT(FaultOf("1 #-3"), Pair(2, "not a value of a trace"));
+  EXPECT_THAT(FaultOf("1 .e"), Pair(2, "not a value of a trace"));
 }
 
 TEST(TraceText, DifferencesThatGrowBeyondAllNumbersAreRefused) {
