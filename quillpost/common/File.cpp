@@ -143,11 +143,14 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
   return {};
 }
 
-boost::system::error_code CopyFile(const boost::filesystem::path& source, int target) {
+boost::system::error_code CopyFile(const boost::filesystem::path& source, int target,
+                                   const std::function<bool()>& is_unwanted) {
   Descriptor from;
   if (const auto error = OpenRegularFile(source, O_RDONLY, from)) return error;
   std::array<char, 64 * 1024> buffer;
   for (;;) {
+    if (is_unwanted && is_unwanted())
+      return make_error_code(boost::system::errc::operation_canceled);
     const ssize_t got = ::read(from.get(), buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return LastError();

@@ -6,6 +6,7 @@
 #include <boost/filesystem/path.hpp>
 #include <boost/system/error_code.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -71,8 +72,10 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                           std::uint64_t limit_bytes, FileBytes& out);
 
 // Writes the bytes of a regular file at the descriptor's position. The two may lie on different
-// file systems.
-boost::system::error_code CopyFile(const boost::filesystem::path& source, int target);
+// file systems. Where `is_unwanted` is given it is asked before each 64 KiB, and true ends the copy
+// with operation_canceled.
+boost::system::error_code CopyFile(const boost::filesystem::path& source, int target,
+                                   const std::function<bool()>& is_unwanted = nullptr);
 
 }  // namespace Common
 }  // namespace TalvoQuillpost

@@ -129,8 +129,11 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   if (strokes.empty()) return;
   Common::ScratchFile file;
   std::set<Storage::StrokeID> packed = strokes;
-  const bool built = strokes.size() == 1 ? Storage::ExportStroke(pen, *strokes.begin(), file.out())
-                                         : MergeStrokes(pen, strokes, file, packed);
+  // Whoever stops the delivery waits for its end, and all other clients with him.
+  const auto is_unwanted = [&client] { return client->delivery_queue.IsStopped(); };
+  const bool built = strokes.size() == 1
+                         ? Storage::ExportStroke(pen, *strokes.begin(), file.out(), is_unwanted)
+                         : MergeStrokes(pen, strokes, file, packed);
   if (!built) return;
   Common::SetPermissions(file.path());
   const fs::path path = file.path();

@@ -185,7 +185,8 @@ std::set<std::string> GetUnfinishedFiles(const fs::path& directory) {
   return names;
 }
 
-bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
+bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
+                  const std::function<bool()>& is_unwanted) {
   QUILLPOST_LOG_INFORMATION("Exporting Ink '%s' from Pen '%s' storage...", id.string().c_str(),
                             pen.c_str());
   out.clear();
@@ -201,7 +202,7 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out) {
     QUILLPOST_LOG_ERROR("Ink Export failed: failed to create temporary file.");
     return false;
   }
-  auto error = Common::CopyFile(source, copy.get());
+  auto error = Common::CopyFile(source, copy.get(), is_unwanted);
   if (!error) error = copy.Close();
   if (error) {
     fs::remove(out);

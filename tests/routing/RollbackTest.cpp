@@ -94,6 +94,24 @@ TEST_F(Rollback, LeavesNoFileOfAPackageThatWasUnderWay) {
   EXPECT_TRUE(log.lines().empty());
 }
 
+// The server's thread, and with it every other client, waits for the end of a delivery that it has
+// stopped: an export that has only begun by then is not carried through.
+TEST_F(Rollback, AnExportIsGivenUpOnceItsDeliveryHasBeenStopped) {
+  AddRoutedStrokes(1);
+  boost::promise<void> done;
+  client->delivery_queue.Post("offer", [&] {
+    client->delivery_queue.Stop();
+    service->DeliverInk(client, "PEN");
+    done.set_value();
+  });
+  done.get_future().get();
+  client->StopDelivery();
+  EXPECT_EQ(CountNotifications(), 0u);
+  EXPECT_TRUE(Packages().empty());
+  EXPECT_EQ(CountScratchFiles(), 0u);
+  EXPECT_EQ(Undelivered("Alpha").size(), 1u);
+}
+
 // The rollback runs on the server's thread while the client's own thread goes on offering and
 // confirming. Whatever the two do to each other, no file and no package stays.
 TEST_F(Rollback, BesideADeliveryUnderWayLeavesNothingBehind) {

@@ -396,6 +396,19 @@ TEST_F(ExportStrokeTest, NamesTheLackOfAScratchFile) {
             log.lines().back());
 }
 
+TEST_F(ExportStrokeTest, ACopyThatNobodyWantsAnyMoreLeavesNothing) {
+  ASSERT_TRUE(Import(Stroke("a"), std::string(200000, 'x')));
+  const LogCapture log;
+  fs::path out = "/stale";
+  int asked = 0;
+  EXPECT_FALSE(ExportStroke(kPen, Stroke("a"), out, [&asked] { return ++asked > 1; }));
+  EXPECT_TRUE(out.empty());
+  EXPECT_TRUE(fs::is_empty(root_.scratch()));
+  ASSERT_EQ(2u, log.lines().size());
+  EXPECT_THAT(log.lines()[1].second,
+              testing::EndsWith("' due to error #Operation canceled (125)."));
+}
+
 // What exists and is no file is found out when it is copied; nothing waits for it.
 TEST_F(ExportStrokeTest, ACopyThatFailsIsNamedAndLeavesNothing) {
   fs::create_directories(PenPath("1.2.3.4/folder.stf2"));
