@@ -68,17 +68,18 @@ void RoutingTable::KeepClaims(const std::string& page, const std::set<std::strin
 
 void RoutingTable::Claim(const StrokeID& id, const std::set<std::string>& apps) {
   const auto [entry, is_new] = strokes_.try_emplace(id);
+  // Said at once: where memory runs out behind this, the stroke is in the table all the same.
+  if (is_new) saved_.Cut(id);
   Stroke* const stroke = &*entry;
   if (is_new) pages_[id.page_address].insert(stroke);
   bool is_changed = is_new;
   for (const std::string& app : apps) {
     if (!stroke->second.try_emplace(app).second) continue;
-    undelivered_[app].insert(stroke);
+    if (!is_changed) saved_.Cut(id);
     is_changed = true;
+    undelivered_[app].insert(stroke);
   }
-  if (!is_changed) return;
-  saved_.Cut(id);
-  UpdateProcessed(stroke);
+  if (is_changed) UpdateProcessed(stroke);
 }
 
 void RoutingTable::Mark(const StrokeID& id, const std::string& app, bool is_processed) {

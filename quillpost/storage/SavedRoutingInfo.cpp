@@ -118,11 +118,16 @@ bool SavedRoutingInfo::Update(const boost::filesystem::path& path, const StrokeM
   }
   const Common::Descriptor file(
       ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  struct stat status;
-  const bool is_written = file.is_open() && ::fstat(file.get(), &status) == 0 &&
-                          IsUntouched(status) && (!HasTouched() || WriteRecords(file.get())) &&
-                          (!HasTail(strokes) || WriteTail(file.get(), strokes)) &&
-                          TakeStamp(file.get());
+  struct stat status = {};
+  const bool is_untouched =
+      file.is_open() && ::fstat(file.get(), &status) == 0 && IsUntouched(status);
+  // Not known until all is written, so that an exception on the way leaves nothing half believed.
+  stamp_.reset();
+  const bool is_written =
+      is_untouched && (!HasTouched() || WriteRecords(file.get())) &&
+      (!HasTail(strokes) ||
+       WriteTail(file.get(), static_cast<std::uint64_t>(status.st_size), strokes)) &&
+      TakeStamp(file.get());
   if (!is_written) Forget();
   touched_from_ = touched_to_ = 0;
   return is_written;
@@ -173,7 +178,8 @@ bool SavedRoutingInfo::WriteRecords(int descriptor) const {
 
 // Writes all strokes behind the last record, and their number, so that a process killed meanwhile
 // leaves the old strokes or the new ones, never new ones before an old rest.
-bool SavedRoutingInfo::WriteTail(int descriptor, const StrokeMap& strokes) {
+bool SavedRoutingInfo::WriteTail(int descriptor, std::uint64_t size_bytes,
+                                 const StrokeMap& strokes) {
   const std::string count = std::to_string(strokes.size());
   const bool has_same_digits = std::to_string(count_).size() == count.size();
   if (records_.empty() || !has_same_digits) return false;
@@ -186,8 +192,7 @@ bool SavedRoutingInfo::WriteTail(int descriptor, const StrokeMap& strokes) {
   }
   bytes += '\n';
   count_ = strokes.size();
-  const auto old_size_bytes = static_cast<std::uint64_t>(stamp_->st_size);
-  return !ChangeArchive(descriptor, old_size_bytes, head_ + ' ' + count, last.offset, bytes);
+  return !ChangeArchive(descriptor, size_bytes, head_ + ' ' + count, last.offset, bytes);
 }
 
 }  // namespace Storage

@@ -70,7 +70,7 @@ class SavedRoutingInfo {
   bool TakeStamp(int descriptor);
   bool IsUntouched(const struct stat& status) const;
   bool WriteRecords(int descriptor) const;
-  bool WriteTail(int descriptor, const StrokeMap& strokes);
+  bool WriteTail(int descriptor, std::uint64_t size_bytes, const StrokeMap& strokes);
 
   std::optional<struct stat> stamp_;  // empty: nothing is known of the file
   std::size_t count_ = 0;             // of the strokes in the file

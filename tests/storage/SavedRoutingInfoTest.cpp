@@ -52,6 +52,12 @@ TEST_F(SavedRoutingInfoTest, AMarkIsWrittenIntoTheFile) {
   EXPECT_EQ(before.st_ino, Status().st_ino);
 }
 
+TEST_F(SavedRoutingInfoTest, ClaimsOfAnotherApplicationOnKnownStrokesAreWritten) {
+  for (auto& [id, claims] : model_) claims["app.two"];
+  ASSERT_TRUE(Sync({kApp, "app.two"}));
+  ExpectFresh();
+}
+
 TEST_F(SavedRoutingInfoTest, MarksOfManyStrokesAreWrittenTogether) {
   for (const char* name : {"s10", "s29", "s20"}) model_[Stroke(name)][kApp] = {true, false};
   const Strokes strokes = {Stroke("s10"), Stroke("s20"), Stroke("s29")};
