@@ -38,8 +38,6 @@ const char* StatusText(int status) {
   switch (status) {
     case STF2_INVALID_ARGUMENT:
       return "not accepted by the STF2 library";
-    case STF2_MALFORMED:
-      return "no well-formed STF2 ink";
     case STF2_ENCRYPTED:
       return "sealed ink; open it first with 'stf2 open'";
     case STF2_OUT_OF_MEMORY:
@@ -123,8 +121,7 @@ InkData OpenBuffer(const std::string& bytes) {
   if (status == STF2_MALFORMED) {
     if (bytes.size() < 8 || bytes.compare(4, 4, "STF2") != 0)
       throw Refusal("neither STF2 nor InkML");
-    const std::string place = PlaceOfFault(bytes);
-    throw place.empty() ? Refusal(StatusText(status)) : Refusal(place, StatusText(status));
+    throw Refusal(FaultOf(bytes));
   }
   if (status != STF2_SUCCESS) throw Refusal(StatusText(status));
   return InkData(handle);

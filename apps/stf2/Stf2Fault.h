@@ -7,8 +7,9 @@
 
 namespace InkTool {
 
-// "item 12" for the first item that is not well formed, "header" where the list of items can't be
-// reached, empty where every item is well formed by itself. Never reads outside the bytes.
-std::string PlaceOfFault(const std::string& bytes);
+// What is wrong with a malformed file and where: "item 12: ..." for the first item that is not well
+// formed, "header: ..." where the list of items can't be reached, "items: ..." where every item is
+// well formed by itself. Never reads outside the bytes.
+std::string FaultOf(const std::string& bytes);
 
 }  // namespace InkTool

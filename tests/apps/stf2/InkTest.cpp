@@ -4,6 +4,7 @@
 
 #include "InkSupport.h"
 #include "Summary.h"
+#include "stf2_generated.h"
 
 namespace InkTool {
 namespace {
@@ -18,6 +19,15 @@ Stroke StrokeOn(std::optional<std::string> page, std::uint64_t time = 1700000000
   stroke.samples = DrawThrough({Sample(STF2_SAMPLE_COORDINATE, -5, 6, 10, 0, 1),
                                 Sample(STF2_SAMPLE_COORDINATE, 7, 8, 900, 20, 1)});
   return stroke;
+}
+
+std::string RefusalOf(const std::string& bytes) {
+  try {
+    ReadStf2(bytes);
+  } catch (const Refusal& refusal) {
+    return refusal.what();
+  }
+  return {};
 }
 
 TEST(Ink, Stf2KeepsEverything) {
@@ -67,13 +77,55 @@ TEST(Ink, MalformedStf2IsRefusedWithTheItem) {
   Ink ink;
   for (int i = 0; i < 20; ++i) ink.items.emplace_back(StrokeOn("1.2.3." + std::to_string(i)));
   const std::string whole = WriteStf2(ink);
-  std::string refusal;
-  try {
-    ReadStf2(whole.substr(0, whole.size() - 40));
-  } catch (const Refusal& reason) {
-    refusal = reason.what();
+  EXPECT_THAT(RefusalOf(whole.substr(0, whole.size() - 40)),
+              testing::MatchesRegex("item [0-9]+: no well-formed STF2 ink"));
+}
+
+TEST(Ink, AStringThatIsNoTextIsRefusedWithTheItem) {
+  Ink ink;
+  ink.items = {Property{"some key", "v"}, Marker{"1.2.3.4", 9, "some name"}, StrokeOn("1.2.3.9")};
+  const std::string whole = WriteStf2(ink);
+  for (const auto& [text, place] : {std::pair<const char*, const char*>("some key", "item 1"),
+                                    {"some name", "item 2"},
+                                    {"1.2.3.9", "item 3"}}) {
+    for (const char byte : {'\0', '\xFF'}) {
+      std::string damaged = whole;
+      damaged[whole.find(text) + 2] = byte;
+      EXPECT_EQ(RefusalOf(damaged),
+                std::string(place) + ": a string that is no UTF-8, or holds a zero byte");
+    }
   }
-  EXPECT_THAT(refusal, testing::MatchesRegex("item [0-9]+: no well-formed STF2 ink"));
+}
+
+TEST(Ink, AnItemOfNoKnownTypeIsRefusedWithItsNumber) {
+  namespace Format = Talvo::Stf2::Format;
+  for (const int type : {0, 4, 255}) {
+    flatbuffers::FlatBufferBuilder builder;
+    const auto known = Format::CreateItem(builder, Format::ItemBody::Marker,
+                                          Format::CreateMarkerDirect(builder, "1.2.3.4").Union());
+    const auto body = Format::CreateMarkerDirect(builder, "1.2.3.4").Union();
+    const auto item = Format::CreateItem(builder, static_cast<Format::ItemBody>(type),
+                                         type == 0 ? flatbuffers::Offset<void>() : body);
+    const std::vector<flatbuffers::Offset<Format::Item>> items = {known, item};
+    Format::FinishInkDataBuffer(builder, Format::CreateInkDataDirect(builder, 7, &items));
+    const auto* bytes = reinterpret_cast<const char*>(builder.GetBufferPointer());
+    EXPECT_EQ(RefusalOf(std::string(bytes, builder.GetSize())),
+              "item 2: none of property, marker and stroke");
+  }
+}
+
+// The same stroke again and again: a few bytes that stand for gigabytes of ink.
+TEST(Ink, ItemsThatShareTheirSamplesAreRefusedTogether) {
+  namespace Format = Talvo::Stf2::Format;
+  flatbuffers::FlatBufferBuilder builder;
+  const std::vector<Format::Sample> samples(100);
+  const auto stroke = Format::CreateStrokeDirect(builder, "1.2.3.4", 5, &samples).Union();
+  const auto item = Format::CreateItem(builder, Format::ItemBody::Stroke, stroke);
+  const std::vector<flatbuffers::Offset<Format::Item>> items(100, item);
+  Format::FinishInkDataBuffer(builder, Format::CreateInkDataDirect(builder, 7, &items));
+  const auto* bytes = reinterpret_cast<const char*>(builder.GetBufferPointer());
+  EXPECT_EQ(RefusalOf(std::string(bytes, builder.GetSize())),
+            "items: together they claim more than a file of this size can hold");
 }
 
 TEST(Ink, EveryCutAndDamagedStf2IsRefusedOrRead) {

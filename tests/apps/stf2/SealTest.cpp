@@ -101,6 +101,8 @@ TEST(Seal, OnlyPlainStf2IsSealed) {
   EXPECT_EQ(seal("@key.pub", "@note.sealed.stf2"),
             "@note.sealed.stf2: Failed, is sealed already\n");
   EXPECT_EQ(seal("@key.pub", "@junk"), "@junk: Failed, no well-formed ink\n");
+  folder.Write("cut.stf2", folder.Read("note.stf2").substr(0, 60));
+  EXPECT_EQ(seal("@key.pub", "@cut.stf2"), "@cut.stf2: Failed, header: no well-formed STF2 ink\n");
   EXPECT_EQ(seal("@key", "@note.stf2"),
             "@note.stf2: Failed, key @key: is a secret key; ink is sealed to the public one, the "
             "file ending in .pub\n");
