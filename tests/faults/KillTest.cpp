@@ -17,6 +17,9 @@ namespace fs = boost::filesystem;
 
 namespace {
 
+// The heap keeps some of what was freed; that of a service under load levels off below this.
+[[maybe_unused]] constexpr long kMemoryOfWornHeapKib = 16 * 1024;
+
 std::uint64_t NumberFrom(const char* variable, std::uint64_t otherwise) {
   const char* const value = ::getenv(variable);
   return value == nullptr ? otherwise : std::strtoull(value, nullptr, 10);
@@ -105,4 +108,29 @@ TEST_F(Killed, LosesNothingAndOffersNothingTwice) {
   EXPECT_GT(verdict.imports, 0);
   EXPECT_GT(verdict.confirmations, 0);
   EXPECT_LE(verdict.torn_packages, 10 * verdict.unanswered);
+}
+
+// Programs that import, applications that come and go, strangers; when all have left, the service
+// holds what it held before the first of them came.
+TEST_F(Killed, LetsGoOfAllThatItsClientsTook) {
+  constexpr std::size_t kLinesOfLoad = 20000;
+  const std::uint64_t seed = NumberFrom("QUILLPOST_SEED", std::random_device()());
+  std::cout << "QUILLPOST_SEED=" << seed << std::endl;
+  KilledService service(QUILLPOSTD, LogFile(0));
+  ASSERT_TRUE(service.WaitUntilServing());
+  const Holding fresh = service.holding();
+  Crowd crowd(root_, ledger_, seed, Crowd::Numbers{2, 2, 60});
+  EXPECT_TRUE(service.WaitForLines(kLinesOfLoad));
+  crowd.Join();
+  const auto has_let_go = [&] {
+    const Holding now = service.holding();
+    return now.descriptors == fresh.descriptors && now.threads == fresh.threads;
+  };
+  EXPECT_TRUE(Eventually(has_let_go, std::chrono::seconds(60)))
+      << service.holding().descriptors << " descriptors and " << service.holding().threads
+      << " threads, at the start " << fresh.descriptors << " and " << fresh.threads;
+#ifndef SANITIZED  // sanitizers keep what is freed, and shadows of it
+  EXPECT_LE(service.holding().memory_kib, fresh.memory_kib + kMemoryOfWornHeapKib);
+#endif
+  EXPECT_EQ(service.Stop(), 0);
 }

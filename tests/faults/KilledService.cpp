@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/filesystem/operations.hpp>
+#include <iterator>
 
 #include "support/LogCapture.h"
 #include "support/TestRoot.h"
@@ -13,6 +15,11 @@ namespace {
 constexpr char kStarted[] = " Quillpost: Quillpost started.\n";
 constexpr char kNotStarted[] = "quillpostd: the service ";
 constexpr std::chrono::seconds kBound(60);  // sanitizers on a busy machine are slow
+
+long NumberAfter(const std::string& text, const std::string& name) {
+  const std::size_t at = text.find(name);
+  return at == std::string::npos ? -1 : std::atol(text.c_str() + at + name.size());
+}
 
 // The path, and nothing there: no log of an earlier life.
 std::string WithoutFile(const std::string& path) {
@@ -57,6 +64,15 @@ void KilledService::Kill() {
 int KilledService::Stop() {
   process_.Signal(SIGTERM);
   return process_.Wait();
+}
+
+Holding KilledService::holding() const {
+  const std::string directory = "/proc/" + std::to_string(pid());
+  const std::string status = ReadFile(directory + "/status");
+  const boost::filesystem::directory_iterator descriptors(directory + "/fd");
+  return {NumberAfter(status, "VmRSS:"),
+          std::distance(descriptors, boost::filesystem::directory_iterator()),
+          NumberAfter(status, "Threads:")};
 }
 
 std::string KilledService::log() const {

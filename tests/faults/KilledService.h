@@ -8,6 +8,13 @@
 
 #include "support/Process.h"
 
+// What a process holds of the machine.
+struct Holding {
+  long memory_kib = 0;  // resident
+  long descriptors = 0;
+  long threads = 0;
+};
+
 class KilledService {
  public:
   // Starts the program without waiting for it. Its log is written to `log_file`.
@@ -28,6 +35,9 @@ class KilledService {
 
   // Ends it by SIGTERM; its exit status.
   int Stop();
+
+  // What it holds now.
+  Holding holding() const;
 
   std::string log() const;
   pid_t pid() const { return process_.pid(); }

@@ -9,7 +9,6 @@
 
 #include <boost/filesystem.hpp>
 #include <cstdio>
-#include <iterator>
 #include <memory>
 #include <thread>
 
@@ -27,26 +26,6 @@ constexpr std::chrono::seconds kShortestLife(3);
 constexpr int kLongestLifeSeconds = 20;
 constexpr std::chrono::seconds kPatience(180);
 
-// What a process holds of the machine.
-struct Holding {
-  long memory_kib = 0;
-  long descriptors = 0;
-  long threads = 0;
-};
-
-long NumberAfter(const std::string& text, const std::string& name) {
-  const std::size_t at = text.find(name);
-  return at == std::string::npos ? -1 : std::atol(text.c_str() + at + name.size());
-}
-
-Holding HoldingOf(pid_t process) {
-  const std::string directory = "/proc/" + std::to_string(process);
-  const std::string status = ReadFile(directory + "/status");
-  const fs::directory_iterator descriptors(directory + "/fd");
-  return {NumberAfter(status, "VmRSS:"), std::distance(descriptors, fs::directory_iterator()),
-          NumberAfter(status, "Threads:")};
-}
-
 bool IsEmpty(const fs::path& directory) {
   return !fs::exists(directory) || fs::is_empty(directory);
 }
@@ -59,7 +38,7 @@ class Soak {
   // The status to exit with.
   int Run() {
     Start();
-    fresh_ = HoldingOf(service_->pid());
+    fresh_ = service_->holding();
     EndLife(service_->Stop());
     crowd_ = std::make_unique<Crowd>(root_, ledger_, seed_, Crowd::Numbers{2, 2, 60});
     while (Clock::now() < end_) Live();
@@ -108,11 +87,11 @@ class Soak {
     if (!WaitUntil([&] { return IsEmpty(root_.storage()); })) Complain("ink is never taken");
     crowd_->Join();
     const auto has_let_go = [&] {
-      const Holding now = HoldingOf(service_->pid());
+      const Holding now = service_->holding();
       return now.threads <= fresh_.threads && now.descriptors <= fresh_.descriptors;
     };
     if (!WaitUntil(has_let_go)) Complain("threads or descriptors of clients are left");
-    last_ = HoldingOf(service_->pid());
+    last_ = service_->holding();
     EndLife(service_->Stop());
   }
 
