@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <boost/filesystem.hpp>
 #include <iterator>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -42,15 +41,17 @@ std::string Join(const Line& line) {
   return joined;
 }
 
-// The options that the help of a command lists, at the beginnings of lines.
+// The long options that the help of a command lists, at the beginnings of lines.
 Words OptionsInHelp(Line command) {
   command[0] = command[0] == "quillpost" ? QUILLPOST : QUILLPOSTD;
   command.push_back("--help");
-  const std::string help = RunToEnd(command).output;
-  static const std::regex kOption("\n  (?:-h,)?(--[a-z-]+)");
+  std::istringstream help(RunToEnd(command).output);
   Words options;
-  for (std::sregex_iterator found(help.begin(), help.end(), kOption), end; found != end; ++found) {
-    options.insert((*found)[1]);
+  for (std::string line; std::getline(help, line);) {
+    const std::size_t begin = line.find("--");
+    if (line.compare(0, 3, "  -") != 0 || begin == std::string::npos) continue;
+    const std::size_t end = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", begin);
+    options.insert(line.substr(begin, end - begin));
   }
   return options;
 }
