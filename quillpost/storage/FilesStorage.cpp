@@ -100,6 +100,13 @@ void ClaimPage(RoutingTable& table, const std::string& pen, const std::string& p
   }
 }
 
+// Whether the pen's last ink was removed, and its directory with it, while a pass was at its pages.
+bool IsPenGone(const RoutingTable& table, const std::string& pen) {
+  boost::system::error_code error;
+  return table.strokes().empty() &&
+         fs::symlink_status(GetStorageRoot() / pen, error).type() == fs::file_not_found;
+}
+
 // Whether `bytes` become `archive` by setting marks alone: a "0" that stands by itself turns to
 // "1".
 bool DifferByMarksOnly(const Common::FileBytes& bytes, const std::string& archive) {
@@ -225,6 +232,7 @@ bool SyncRoutingInfoOfMany(const std::string& pen, const std::string& page,
   const Lock lock(g_routing_info_guard);
   RoutingTable& table = g_routing_info[pen];
   ClaimPage(table, pen, page, apps);
+  if (IsPenGone(table, pen)) return true;
   if (!table.saved().IsKnown(GetStorageRoot() / pen / kRoutingInfoFile)) {
     return SaveRoutingInfo(pen);
   }
@@ -235,8 +243,8 @@ bool SyncRoutingInfoOfMany(const std::string& pen, const std::string& page,
 bool SaveWaitingRoutingInfo(const std::string& pen) {
   const Lock lock(g_routing_info_guard);
   const auto entry = g_routing_info.find(pen);
-  const bool is_waiting =
-      entry != g_routing_info.end() && entry->second.saved().HasChanges(entry->second.strokes());
+  const bool is_waiting = entry != g_routing_info.end() && !IsPenGone(entry->second, pen) &&
+                          entry->second.saved().HasChanges(entry->second.strokes());
   return !is_waiting || SaveRoutingInfo(pen);
 }
 

@@ -45,7 +45,8 @@ bool SyncRoutingInfo(const std::string& pen, const std::string& page,
 // written last, `is_waiting` is set and what changes is written later: by SaveWaitingRoutingInfo,
 // which ends the pages, or with the next change that somebody else makes. Ink that was written on
 // many pages in turns is so moved once and not with each page. A process that is killed meanwhile
-// has lost claims alone, which the next pass makes again.
+// has lost claims alone, which the next pass makes again. Nothing is saved of a pen that has no
+// stroke and no directory any more.
 bool SyncRoutingInfoOfMany(const std::string& pen, const std::string& page,
                            const std::set<std::string>& apps, bool& is_waiting);
 

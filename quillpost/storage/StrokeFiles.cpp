@@ -22,7 +22,7 @@ namespace Storage {
 namespace {
 
 // How often an import makes its directory and file again when others take them away meanwhile.
-constexpr int kImportAttempts = 8;
+constexpr int kImportAttempts = 100;
 
 // Made when the library is loaded and never freed, like the table of routing info.
 auto& g_unfinished = *new std::multiset<fs::path>;

@@ -36,6 +36,16 @@ class SaveRoutingInfoTest : public RoutingInfoTest {};
 
 // ---- SyncRoutingInfo -------------------------------------------------------------------------
 
+// A pass that is at the pages of a pen while its last ink is removed must not make its directory
+// again: nobody would take it away.
+TEST_F(SyncRoutingInfoTest, OfManyPagesMakesNoDirectoryOfAPenThatIsGone) {
+  bool is_waiting = true;
+  EXPECT_TRUE(SyncRoutingInfoOfMany(kPen, "1.2.3.4", {"app"}, is_waiting));
+  EXPECT_FALSE(is_waiting);
+  EXPECT_TRUE(SaveWaitingRoutingInfo(kPen));
+  EXPECT_FALSE(fs::exists(PenPath()));
+}
+
 TEST_F(SyncRoutingInfoTest, EveryFileOfThePageIsClaimedByEverySubscriber) {
   Put("b.stf2");
   Put("a.stf2");
