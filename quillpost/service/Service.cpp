@@ -2,7 +2,6 @@
 
 #include <TalvoQuillpost/Protocol.h>
 
-#include <boost/bind/bind.hpp>
 #include <boost/thread/lock_guard.hpp>
 
 #include "common/Assert.h"
@@ -49,11 +48,16 @@ bool Service::Start() {
 bool Service::StartServer() {
   QUILLPOST_LOG_TRACE("Starting IPC Server...");
   server_thread_ = boost::thread(&Service::ServerWorker, this);
-  using namespace boost::placeholders;
+  const auto on_disconnected = [this](Connection connection,
+                                      const boost::system::error_code& error) {
+    OnClientDisconnected(connection, error);
+  };
+  const auto on_request = [this](Connection connection, const std::string& name,
+                                 const Json::Value& params, IPC::Server::Reply reply) {
+    OnClientRequest(connection, name, params, reply);
+  };
   server_ = IPC::Server::CreateEx(server_queue_.io_service(), IPC::Server::OnConnected(),
-                                  boost::bind(&Service::OnClientDisconnected, this, _1, _2),
-                                  boost::bind(&Service::OnClientRequest, this, _1, _2, _3, _4),
-                                  "Quillpost:Service");
+                                  on_disconnected, on_request, "Quillpost:Service");
   QUILLPOST_ASSERT(server_ != nullptr);
   // What a killed service has left in the scratch directory is removed once the endpoint is ours,
   // and before a client can be made whose packages lie in the same place.
