@@ -246,7 +246,6 @@ TEST_F(Endpoint, OfAKilledProcessIsTakenOver) {
   ::close(ready[1]);
 }
 
-// What a service leaves that is killed while it starts: its lock, and a socket that never listened.
 // A server killed while it starts a program: the child of the fork still has its sockets.
 TEST_F(Endpoint, OfAKilledProcessIsTakenOverThoughAChildStillHoldsItsSocket) {
   int life[2];
@@ -269,6 +268,7 @@ TEST_F(Endpoint, OfAKilledProcessIsTakenOverThoughAChildStillHoldsItsSocket) {
   ::close(life[1]);
 }
 
+// What a service leaves that is killed while it starts: its lock, and a socket that never listened.
 TEST_F(Endpoint, TheTracesOfAStartThatWasKilledHinderNobody) {
   WriteFile(path() + ".lock", "");
   ASSERT_EQ(::chmod((path() + ".lock").c_str(), 0), 0);
