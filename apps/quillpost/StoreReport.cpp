@@ -1,6 +1,7 @@
 #include "StoreReport.h"
 
 #include <TalvoEncryption/Encryption.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <boost/filesystem/exception.hpp>
@@ -114,7 +115,7 @@ class StoreReader {
     ++page.strokes;
     page.bytes += bytes;
     if (bytes == 0) report_.problems.push_back(name + ": the file is empty");
-    if (::access(file.c_str(), R_OK) != 0 && errno != ENOENT) {
+    if (::faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) != 0 && errno != ENOENT) {
       report_.problems.push_back(
           name + ": the file can't be read: " + std::generic_category().message(errno));
     } else if (IsCutShort(file)) {
