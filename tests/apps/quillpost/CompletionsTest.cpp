@@ -1,5 +1,5 @@
 // The completions of the shells, against what the programs themselves say in their help. bash is
-// there on every machine; where zsh or fish is not, their tests are skipped.
+// there on every machine; scripts/install-deps brings zsh and fish.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -86,10 +86,6 @@ Words CompleteInFish(const Line& line) {
   return LinesOf(fish.output);
 }
 
-bool HasFish() {
-  return boost::filesystem::exists("/usr/bin/fish");
-}
-
 // A user's directory with two applications that have subscribed.
 class Completions : public testing::Test {
  protected:
@@ -128,12 +124,10 @@ TEST_F(Completions, OfBashOfferCommandsAndSubscribedApplications) {
 }
 
 TEST_F(Completions, OfFishOfferEveryOptionOfEveryCommand) {
-  if (!HasFish()) GTEST_SKIP() << "fish is not installed";
   ExpectEveryOption(&CompleteInFish);
 }
 
 TEST_F(Completions, OfFishOfferCommandsAndSubscribedApplications) {
-  if (!HasFish()) GTEST_SKIP() << "fish is not installed";
   EXPECT_THAT(CompleteInFish({"quillpost", "h"}), UnorderedElementsAre("hello"));
   EXPECT_THAT(CompleteInFish({"quillpost", "listen", ""}),
               UnorderedElementsAre("Notes", "My Archive"));
@@ -151,7 +145,6 @@ TEST_F(Completions, OfZshAreReadWithoutFaultAndNameEveryOption) {
       EXPECT_THAT(text, testing::HasSubstr(option)) << Join(command);
     }
   }
-  if (!boost::filesystem::exists("/usr/bin/zsh")) GTEST_SKIP() << "zsh is not installed";
   const Finished zsh = RunToEnd({"/usr/bin/zsh", "-f", "-n", file});
   EXPECT_EQ(0, zsh.status);
   EXPECT_EQ("", zsh.error);

@@ -171,9 +171,6 @@ TEST(Render, InkFarBesideThePaperDoesNotReachIt) {
 // An independent renderer of SVG sees the same picture: it differs by the shade of edge pixels
 // alone.
 TEST(Render, TheSvgDrawnByAnotherRendererIsOurPng) {
-  if (std::system("command -v rsvg-convert >/dev/null") != 0) {
-    GTEST_SKIP() << "rsvg-convert is not installed";
-  }
   const TestRoot root;
   const Ink ink = SampleInk("handwriting.inkml");
   RenderOptions options;

@@ -40,7 +40,6 @@ TEST(Samples, TheNoteIsInkOfOnePageThatTheServiceStores) {
 }
 
 TEST(Samples, TheScriptWritesThemAgain) {
-  if (std::system("command -v python3 >/dev/null") != 0) GTEST_SKIP() << "python3 is not installed";
   const TestRoot root;
   const std::string folder = root.path().string();
   ASSERT_EQ(std::system(("cp " SAMPLES_FOLDER "/make-handwriting '" + folder + "' && '" + folder +
