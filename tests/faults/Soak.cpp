@@ -81,27 +81,18 @@ class Soak {
   // The last life of the load: everything that is pending is taken, everybody goes.
   void Drain() {
     Start();
-    std::this_thread::sleep_for(kShortestLife);
     crowd_->ChangeSubscription(true);
     crowd_->CalmDown();
-    if (!WaitUntil([&] { return IsEmpty(root_.storage()); })) Complain("ink is never taken");
+    if (!Eventually([&] { return IsEmpty(root_.storage()); }, kPatience))
+      Complain("ink is never taken");
     crowd_->Join();
     const auto has_let_go = [&] {
       const Holding now = service_->holding();
       return now.threads <= fresh_.threads && now.descriptors <= fresh_.descriptors;
     };
-    if (!WaitUntil(has_let_go)) Complain("threads or descriptors of clients are left");
+    if (!Eventually(has_let_go, kPatience)) Complain("threads or descriptors of clients are left");
     last_ = service_->holding();
     EndLife(service_->Stop());
-  }
-
-  template <typename Condition>
-  static bool WaitUntil(const Condition& condition) {
-    for (const auto end = Clock::now() + kPatience; Clock::now() < end;) {
-      if (condition()) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
   }
 
   int Report() {
