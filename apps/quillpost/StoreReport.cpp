@@ -2,6 +2,7 @@
 
 #include <TalvoEncryption/Encryption.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <boost/filesystem/exception.hpp>
@@ -27,28 +28,49 @@ namespace {
 constexpr int kAttempts = 5;  // at a file that a running service may be writing
 constexpr std::uint64_t kMaxStrokeBytes = 100 << 20;  // no import is larger
 
-// Whether a file begins as ink and is not ink: a disk that was full when it was imported has cut it
-// short. The bytes of sealed ink are checked as far as its envelope goes.
-bool IsCutShort(const fs::path& file) {
-  Common::FileBytes bytes;
-  if (Common::ReadRegularFile(file, kMaxStrokeBytes, bytes) || !bytes.data) return false;
-  const auto size_bytes = static_cast<std::uint32_t>(bytes.size_bytes);
+// Whether the bytes begin as ink and are not ink: a disk that was full when they were imported has
+// cut them short. Those of sealed ink are checked as far as its envelope goes.
+bool AreCutShort(const char* data, std::size_t size) {
+  const auto size_bytes = static_cast<std::uint32_t>(size);
   Common::Stf2InkData ink;
-  const int status = Stf2InkDataInitialize(bytes.data.get(), size_bytes, ink.out());
+  const int status = Stf2InkDataInitialize(data, size_bytes, ink.out());
   if (status == STF2_ENCRYPTED) {
     std::uint8_t* pen = nullptr;
     std::uint8_t* recipient = nullptr;
     std::uint8_t algorithm = 0;
-    const int result =
-        GetEncryptedDataInfo(bytes.data.get(), size_bytes, &pen, &recipient, &algorithm);
+    const int result = GetEncryptedDataInfo(data, size_bytes, &pen, &recipient, &algorithm);
     if (pen != nullptr) FreeBuffer(&pen);
     if (recipient != nullptr) FreeBuffer(&recipient);
     return result != TALVO_ENCRYPTION_SUCCESS;
   }
   constexpr std::string_view kIdentifier = "STF2";
   constexpr std::size_t kIdentifierAt = 4;
-  return status == STF2_MALFORMED && size_bytes >= kIdentifierAt + kIdentifier.size() &&
-         std::string_view(bytes.data.get() + kIdentifierAt, kIdentifier.size()) == kIdentifier;
+  return status == STF2_MALFORMED && size >= kIdentifierAt + kIdentifier.size() &&
+         std::string_view(data + kIdentifierAt, kIdentifier.size()) == kIdentifier;
+}
+
+// What the file is instead of ink; null where it may be ink, or is gone.
+const char* DamageOf(const fs::path& file) {
+  Common::FileBytes bytes;
+  if (Common::ReadRegularFile(file, kMaxStrokeBytes, bytes)) return nullptr;
+  if (bytes.size_bytes == 0) return "empty";
+  return bytes.data && AreCutShort(bytes.data.get(), bytes.size_bytes) ? "cut short" : nullptr;
+}
+
+// Whether somebody has the file open for writing: the system grants a lease for reading only while
+// nobody has. False where the file system knows no leases.
+bool IsBeingWritten(const fs::path& file) {
+  Common::Descriptor descriptor;
+  if (Common::OpenRegularFile(file, O_RDONLY, descriptor)) return false;
+  // Were the lease to be broken, it is told with a signal that ends nothing.
+  ::fcntl(descriptor.get(), F_SETSIG, SIGURG);
+  return ::fcntl(descriptor.get(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+}
+
+// As DamageOf, but none of a file that an import is still writing. Each is written once: what is
+// found after nobody had it open any more stays as it is.
+const char* LastingDamageOf(const fs::path& file) {
+  return DamageOf(file) == nullptr || IsBeingWritten(file) ? nullptr : DamageOf(file);
 }
 
 class StoreReader {
@@ -114,12 +136,11 @@ class StoreReader {
     if (error) return;  // delivered meanwhile
     ++page.strokes;
     page.bytes += bytes;
-    if (bytes == 0) report_.problems.push_back(name + ": the file is empty");
     if (::faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) != 0 && errno != ENOENT) {
       report_.problems.push_back(
           name + ": the file can't be read: " + std::generic_category().message(errno));
-    } else if (IsCutShort(file)) {
-      report_.problems.push_back(name + ": the file is cut short");
+    } else if (const char* damage = LastingDamageOf(file)) {
+      report_.problems.push_back(name + ": the file is " + damage);
     }
   }
 

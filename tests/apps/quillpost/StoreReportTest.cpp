@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <boost/filesystem.hpp>
+#include <fstream>
 
 #include "storage/FilesStorage.h"
 #include "support/InkFile.h"
@@ -133,6 +134,22 @@ TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsCutShort) {
   EXPECT_THAT(ReadStore().problems,
               ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/cut.stf2: the file is cut short",
                           "0123-4567-89AB-CDEF/encrypted-stf2/cut.stf2: the file is cut short"));
+}
+
+// The service writes a stroke in its place, and a large one takes a while.
+TEST_F(StoreReportTest, FindsNoFaultWithAStrokeWhileItIsBeingWritten) {
+  const std::string whole = InkFile().AddStroke("1.2.3.4", 1000).bytes();
+  FileStroke("1.2.3.4", "1_2", whole.substr(0, whole.size() / 2));
+  WriteFile(PathOf("1.2.3.4/3_4.stf2"), "");
+  {
+    const std::ofstream half(PathOf("1.2.3.4/1_2.stf2").string(), std::ios::app);
+    const std::ofstream none(PathOf("1.2.3.4/3_4.stf2").string(), std::ios::app);
+    EXPECT_THAT(ReadStore().problems, IsEmpty());
+    EXPECT_EQ(2u, ReadStore().Total().strokes);
+  }
+  EXPECT_THAT(ReadStore().problems,
+              ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: the file is cut short",
+                          "0123-4567-89AB-CDEF/1.2.3.4/3_4.stf2: the file is empty"));
 }
 
 TEST_F(StoreReportTest, NamesAStrokeThatCannotBeRead) {
