@@ -1,5 +1,6 @@
 #include "InkMLContext.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <utility>
@@ -11,7 +12,6 @@
 namespace InkTool {
 namespace {
 
-constexpr int kDeepestReference = 16;  // contexts, brushes and timestamps that refer on and on
 constexpr std::size_t kMostChannels = 64;
 constexpr std::size_t kMostParts = 1000;
 
@@ -284,18 +284,29 @@ void Definitions::ApplyTimestamp(pugi::xml_node timestamp, TraceContext& current
   current.timestamp_id = timestamp.hash_value();
 }
 
-const Definitions::Change& Definitions::ChangeOf(pugi::xml_node context) {
-  const auto [found, fresh] = changes_.try_emplace(context.hash_value());
-  Change& change = found->second;
-  if (change.is_being_read || depth_ > kDeepestReference) {
-    losses_.Add("contexts that refer to one another without end");
-  } else if (fresh) {
-    change.is_being_read = true;
-    ++depth_;
-    change = ReadChange(context);
-    --depth_;
+// What a definition says, and what that says which it refers to, and so on: worked out from the far
+// end, so that nothing here goes deeper than a document's author has thought of.
+template <typename Said>
+const Said& Definitions::WorkOut(pugi::xml_node definition, const Kind& kind, Known<Said>& known,
+                                 Said (Definitions::*read)(pugi::xml_node)) {
+  std::vector<pugi::xml_node> chain;
+  pugi::xml_node next = definition;
+  while (next && known.try_emplace(next.hash_value()).second) {
+    chain.push_back(next);
+    next = Referred(next, kind.reference, kind.name);
   }
-  return change;
+  if (std::find(chain.begin(), chain.end(), next) != chain.end()) {
+    losses_.Add(std::string(kind.plural) + " that refer to one another without end");
+  }
+  for (auto node = chain.rbegin(); node != chain.rend(); ++node) {
+    known[node->hash_value()] = (this->*read)(*node);
+  }
+  return known[definition.hash_value()];
+}
+
+const Definitions::Change& Definitions::ChangeOf(pugi::xml_node context) {
+  return WorkOut(context, {"context", "contexts", "contextRef"}, changes_,
+                 &Definitions::ReadChange);
 }
 
 // What the context refers to first, then what it says itself.
@@ -303,7 +314,6 @@ Definitions::Change Definitions::ReadChange(pugi::xml_node context) {
   Change change;
   if (const pugi::xml_node base = Referred(context, "contextRef", "context")) {
     change = ChangeOf(base);
-    change.is_being_read = false;
   } else if (NamesDefault(AttributeOf(context, "contextRef"))) {
     change.from_default = true;
   }
@@ -430,16 +440,8 @@ void Definitions::ReadResolutions(pugi::xml_node ink_source, TraceFormat& format
   }
 }
 
-// One that is asked for while it is read, since it refers to itself, is the default brush.
 const Brush& Definitions::BrushOf(pugi::xml_node brush) {
-  const auto [found, fresh] = brushes_.try_emplace(brush.hash_value());
-  Brush& known = found->second;
-  if (fresh && depth_ <= kDeepestReference) {
-    ++depth_;
-    known = ReadBrush(brush);
-    --depth_;
-  }
-  return known;
+  return WorkOut(brush, {"brush", "brushes", "brushRef"}, brushes_, &Definitions::ReadBrush);
 }
 
 Brush Definitions::ReadBrush(pugi::xml_node brush) {
@@ -452,12 +454,11 @@ Brush Definitions::ReadBrush(pugi::xml_node brush) {
 }
 
 std::optional<WideMs> Definitions::Timestamp(pugi::xml_node timestamp) {
-  const auto found = timestamps_.find(timestamp.hash_value());
-  if (found != timestamps_.end()) return found->second;
-  return timestamps_[timestamp.hash_value()] = ReadTimestamp(timestamp, 0);
+  return WorkOut(timestamp, {"timestamp", "timestamps", "timestampRef"}, timestamps_,
+                 &Definitions::ReadTimestamp);
 }
 
-std::optional<WideMs> Definitions::ReadTimestamp(pugi::xml_node timestamp, int depth) {
+std::optional<WideMs> Definitions::ReadTimestamp(pugi::xml_node timestamp) {
   const std::string time = AttributeOf(timestamp, "time");
   const std::string text = AttributeOf(timestamp, "timeString");
   if (!time.empty()) {
@@ -484,8 +485,8 @@ std::optional<WideMs> Definitions::ReadTimestamp(pugi::xml_node timestamp, int d
     return static_cast<WideMs>(*value);
   }
   const pugi::xml_node node = Referred(timestamp, "timestampRef", "timestamp");
-  if (!node || depth > kDeepestReference) return std::nullopt;
-  const std::optional<WideMs> start = ReadTimestamp(node, depth + 1);
+  if (!node) return std::nullopt;
+  const std::optional<WideMs> start = Timestamp(node);
   const std::optional<WideMs> offset =
       ParseMilliseconds(AttributeOf(timestamp, "timeOffset"), &losses_);
   if (!start) return std::nullopt;

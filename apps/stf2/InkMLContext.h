@@ -86,14 +86,27 @@ class Definitions {
  private:
   // What one <context> says, that which it refers to included.
   struct Change {
-    bool is_being_read = false;
     bool from_default = false;  // begins with the context of a document that says nothing
     std::shared_ptr<const TraceFormat> format;
     std::optional<Brush> brush;
     pugi::xml_node timestamp;
   };
 
+  // The elements that define something, and the attribute with which they refer to one another.
+  struct Kind {
+    const char* name;
+    const char* plural;
+    const char* reference;
+  };
+
+  // What definitions say, by their nodes' hashes.
+  template <typename Said>
+  using Known = std::unordered_map<std::size_t, Said>;
+
   pugi::xml_node Referred(pugi::xml_node node, const char* attribute, const char* kind);
+  template <typename Said>
+  const Said& WorkOut(pugi::xml_node definition, const Kind& kind, Known<Said>& known,
+                      Said (Definitions::*read)(pugi::xml_node));
   const Change& ChangeOf(pugi::xml_node context);
   Change ReadChange(pugi::xml_node context);
   void ReadFormatChange(pugi::xml_node source, pugi::xml_node context, Change& change);
@@ -106,7 +119,7 @@ class Definitions {
   void ReadResolutions(pugi::xml_node ink_source, TraceFormat& format);
   const Brush& BrushOf(pugi::xml_node brush);
   Brush ReadBrush(pugi::xml_node brush);
-  std::optional<WideMs> ReadTimestamp(pugi::xml_node timestamp, int depth);
+  std::optional<WideMs> ReadTimestamp(pugi::xml_node timestamp);
 
   Losses& losses_;
   std::unordered_map<std::string, pugi::xml_node> by_id_;
@@ -115,12 +128,9 @@ class Definitions {
   std::vector<pugi::xml_node> formats_;      // in <definitions>, outside of contexts
   bool contexts_are_named_ = false;          // by a contextRef anywhere
 
-  int depth_ = 0;  // of definitions that refer on and on
-
-  // By the nodes' hashes.
-  std::unordered_map<std::size_t, Change> changes_;
-  std::unordered_map<std::size_t, Brush> brushes_;
-  std::unordered_map<std::size_t, std::optional<WideMs>> timestamps_;
+  Known<Change> changes_;
+  Known<Brush> brushes_;
+  Known<std::optional<WideMs>> timestamps_;
   std::map<std::pair<std::size_t, std::size_t>, std::shared_ptr<const TraceFormat>> read_formats_;
 };
 

@@ -83,6 +83,38 @@ TEST(InkMLHostile, DefinitionsThatReferToThemselvesEnd) {
                "<trace contextRef='#d' brushRef='#b'>10 20</trace>"));
   EXPECT_EQ(reading.Strokes().size(), 1u);
   EXPECT_TRUE(reading.Lost("contexts that refer to one another without end"));
+  EXPECT_TRUE(reading.Lost("brushes that refer to one another without end"));
+  EXPECT_TRUE(reading.Lost("timestamps that refer to one another without end"));
+}
+
+// Also in the middle of the chain, and whoever is asked for first.
+TEST(InkMLHostile, DefinitionsThatReferOnAndOnAreFollowedToTheirEnd) {
+  std::string body;
+  const int last = 20000;
+  for (int i = 0; i < last; ++i) {
+    const auto element = [&](const std::string& name) {
+      return "<" + name + " xml:id='" + name + std::to_string(i) + "' " + name + "Ref='#" + name +
+             std::to_string(i + 1) + "'/>";
+    };
+    body += element("context") + element("brush") + element("timestamp");
+  }
+  const std::string end = std::to_string(last) + "'";
+  body += "<context xml:id='context" + end + "><traceFormat><channel name='X' units='cm'/>" +
+          "<channel name='Y' units='cm'/></traceFormat></context><brush xml:id='brush" + end +
+          "><brushProperty name='color' value='#010203'/></brush><timestamp xml:id='timestamp" +
+          end + " time='5000'/>";
+  body = "<definitions>" + body + "</definitions>";
+  for (const char* start : {"0", "10000", "19999"}) {
+    body += std::string("<context contextRef='#context") + start + "' timestampRef='#timestamp" +
+            start + "'/><trace brushRef='#brush" + start + "'>1 2</trace>";
+  }
+  const Reading reading = ReadDocument(Document(body));
+  ASSERT_EQ(reading.Strokes().size(), 3u);
+  for (const Stroke& stroke : reading.Strokes()) {
+    EXPECT_EQ(Positions(stroke), "10000,20000");
+    EXPECT_EQ(stroke.color, 0xFF010203u);
+    EXPECT_EQ(stroke.start_time_ms, 5000u);
+  }
 }
 
 // Each of these takes hours where a definition is gone through again for everyone who names it.
