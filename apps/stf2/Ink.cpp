@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "Refusal.h"
+#include "SealedInfo.h"
 #include "Stf2Fault.h"
 
 namespace InkTool {
@@ -119,9 +120,11 @@ InkData OpenBuffer(const std::string& bytes) {
   const int status =
       Stf2InkDataInitialize(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &handle);
   if (status == STF2_MALFORMED) {
-    if (bytes.size() < 8 || bytes.compare(4, 4, "STF2") != 0)
-      throw Refusal("neither STF2 nor InkML");
+    if (!HasIdentifier(bytes, "STF2")) throw Refusal("neither STF2 nor InkML");
     throw Refusal(FaultOf(bytes));
+  }
+  if (status == STF2_ENCRYPTED && !ReadSealedInfo(bytes)) {
+    throw Refusal("no well-formed sealed ink");
   }
   if (status != STF2_SUCCESS) throw Refusal(StatusText(status));
   return InkData(handle);
@@ -170,6 +173,10 @@ bool operator==(const Stroke& a, const Stroke& b) {
 
 bool operator==(const Ink& a, const Ink& b) {
   return a.pen == b.pen && a.items == b.items;
+}
+
+bool HasIdentifier(const std::string& bytes, const char* identifier) {
+  return bytes.size() >= 8 && bytes.compare(4, 4, identifier) == 0;
 }
 
 Ink ReadStf2(const std::string& bytes) {

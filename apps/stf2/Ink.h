@@ -50,6 +50,10 @@ bool operator==(const Marker& a, const Marker& b);
 bool operator==(const Stroke& a, const Stroke& b);
 bool operator==(const Ink& a, const Ink& b);
 
+// Whether the bytes call themselves a buffer of this kind, "STF2" or "STFE" (sealed); they may be
+// damaged.
+bool HasIdentifier(const std::string& bytes, const char* identifier);
+
 // Reads a plain STF2 buffer. Throws Refusal where it is malformed or sealed.
 Ink ReadStf2(const std::string& bytes);
 

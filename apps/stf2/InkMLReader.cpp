@@ -373,8 +373,7 @@ void LoadDocument(const std::string& text, pugi::xml_document& document) {
 }  // namespace
 
 bool LooksLikeXml(const std::string& bytes) {
-  if (bytes.size() >= 8 && bytes.compare(4, 4, "STF2") == 0) return false;
-  if (bytes.size() >= 8 && bytes.compare(4, 4, "STFE") == 0) return false;
+  if (HasIdentifier(bytes, "STF2") || HasIdentifier(bytes, "STFE")) return false;
   const std::string begin = bytes.substr(0, 3);
   if (begin == "\xEF\xBB\xBF" || begin.substr(0, 2) == "\xFF\xFE" ||
       begin.substr(0, 2) == "\xFE\xFF" || begin.substr(0, 2) == std::string("\0<", 2)) {

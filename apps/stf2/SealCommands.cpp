@@ -61,11 +61,6 @@ void WithKeyFile(const std::string& path, Read read) {
   Wipe(text);
 }
 
-// By its identifier; it may be damaged.
-bool IsCalledStf2(const std::string& bytes) {
-  return bytes.size() >= 8 && bytes.compare(4, 4, "STF2") == 0;
-}
-
 // "note.sealed.stf2" opens as "note.stf2", any other as "NAME.opened.stf2".
 std::string OpenedName(const std::string& file) {
   const std::string stem = StemOf(file);
@@ -109,7 +104,8 @@ int Seal(const Options& options, Streams streams) {
     SecretBuffer sealed;
     const int status = SealInkData(bytes.data(), static_cast<std::uint32_t>(bytes.size()),
                                    key.data(), &sealed.bytes, &sealed.size);
-    if (status == TALVO_ENCRYPTION_MALFORMED && IsCalledStf2(bytes)) throw Refusal(FaultOf(bytes));
+    if (status == TALVO_ENCRYPTION_MALFORMED && HasIdentifier(bytes, "STF2"))
+      throw Refusal(FaultOf(bytes));
     Check(status);
     const std::string path = OutputPath(file, options.output, StemOf(file) + ".sealed.stf2");
     session.Save(path, sealed.Copy());
@@ -124,7 +120,7 @@ int Open(const Options& options, Streams streams) {
     KeyPair pair;
     WithKeyFile(options.key, [&](const std::string& text) { ParseSecretKey(text, pair); });
     const std::string bytes = ReadInput(file);
-    if (IsCalledStf2(bytes)) throw Refusal("is STF2 that is not sealed");
+    if (HasIdentifier(bytes, "STF2")) throw Refusal("is STF2 that is not sealed");
     if (LooksLikeXml(bytes)) throw Refusal("is InkML, which can't be sealed");
     if (!ReadSealedInfo(bytes)) throw Refusal("no well-formed sealed ink");
     SecretBuffer ink;

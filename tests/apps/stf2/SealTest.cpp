@@ -111,6 +111,15 @@ TEST(Seal, OnlyPlainStf2IsSealed) {
             "@note.stf2: Failed, key @short.pub: its public key is not 64 hexadecimal digits\n");
 }
 
+// Opening it, as the words for whole sealed ink advise, would be of no use.
+TEST(Seal, DamagedSealedInkIsCalledSo) {
+  const SealedFolder folder;
+  folder.Write("cut.stf2", folder.Read("note.sealed.stf2").substr(0, 60));
+  const std::string refusal = "@cut.stf2: Failed, no well-formed sealed ink\n";
+  EXPECT_EQ(folder.Run({"info", "@cut.stf2"}).err, refusal);
+  EXPECT_EQ(folder.Run({"convert", "@cut.stf2", "-o", "@x.inkml"}).err, refusal);
+}
+
 TEST(Seal, SealedInkIsNotConvertedUnopened) {
   const SealedFolder folder;
   EXPECT_EQ(folder.Run({"convert", "@note.sealed.stf2", "-o", "@x.inkml"}).err,
