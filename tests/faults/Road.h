@@ -109,10 +109,7 @@ class Road {
     return HasReceived(inks) && IsStoreEmpty();
   }
 
-  bool IsStoreEmpty() const {
-    return !boost::filesystem::exists(root_.storage()) ||
-           boost::filesystem::is_empty(root_.storage());
-  }
+  bool IsStoreEmpty() const { return HoldsNothing(root_.storage()); }
 
   bool HasReceived(const std::set<std::string>& inks) const {
     for (const std::string& ink : inks) {

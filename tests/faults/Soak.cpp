@@ -26,10 +26,6 @@ constexpr std::chrono::seconds kShortestLife(3);
 constexpr int kLongestLifeSeconds = 20;
 constexpr std::chrono::seconds kPatience(180);
 
-bool IsEmpty(const fs::path& directory) {
-  return !fs::exists(directory) || fs::is_empty(directory);
-}
-
 class Soak {
  public:
   Soak(std::chrono::minutes duration, std::uint64_t seed)
@@ -46,8 +42,8 @@ class Soak {
     // The package of an application that has disabled itself stays until the next start.
     Start();
     EndLife(service_->Stop());
-    if (!IsEmpty(root_.storage())) Complain("the store is not empty");
-    if (!IsEmpty(root_.scratch())) Complain("package files are left");
+    if (!HoldsNothing(root_.storage())) Complain("the store is not empty");
+    if (!HoldsNothing(root_.scratch())) Complain("package files are left");
     if (fs::exists(IPC::Protocol::Quillpost::GetEndpoint())) Complain("the endpoint is left");
     return Report();
   }
@@ -83,7 +79,7 @@ class Soak {
     Start();
     crowd_->ChangeSubscription(true);
     crowd_->CalmDown();
-    if (!Eventually([&] { return IsEmpty(root_.storage()); }, kPatience))
+    if (!Eventually([&] { return HoldsNothing(root_.storage()); }, kPatience))
       Complain("ink is never taken");
     crowd_->Join();
     const auto has_let_go = [&] {

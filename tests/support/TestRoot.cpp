@@ -62,3 +62,10 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
   out.close();
   if (!out) throw std::runtime_error("can't write " + path.string());
 }
+
+bool HoldsNothing(const fs::path& directory) {
+  boost::system::error_code error;
+  const fs::directory_iterator content(directory, error);
+  if (error) return error == boost::system::errc::no_such_file_or_directory;
+  return content == fs::directory_iterator();
+}

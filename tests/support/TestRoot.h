@@ -32,3 +32,7 @@ class TestRoot {
 // Files as bytes. A missing file reads as empty; directories are made for a written one.
 std::string ReadFile(const boost::filesystem::path& path);
 void WriteFile(const boost::filesystem::path& path, const std::string& bytes);
+
+// Whether nothing is in the directory, or the directory is not there: somebody else may be making
+// and removing it meanwhile.
+bool HoldsNothing(const boost::filesystem::path& directory);
