@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "Color.h"
-#include "InkMLContext.h"
 #include "Units.h"
+#include "XmlNodes.h"
 #include "XmlText.h"
 
 namespace InkTool {

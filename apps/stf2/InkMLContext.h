@@ -1,11 +1,9 @@
 // What an InkML document says about its traces: which channels they have, in which units, when
 // they were drawn and with which brush. Everything here can be shared by reference (#id) and
-// inherited; names are compared without the prefix of their namespace, since many programs write
-// a wrong one or none.
+// inherited.
 
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -13,13 +11,13 @@
 #include <pugixml.hpp>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include "InkMLBrush.h"
+#include "InkMLFormat.h"
+#include "InkMLReferences.h"
 #include "Losses.h"
-#include "TraceText.h"
 
 namespace InkTool {
 
@@ -29,24 +27,6 @@ using WideMs = __int128;
 // Reads a whole number of milliseconds exactly and any other number rounded, which is told where
 // `losses` is given; none for what is no number or far out of range.
 std::optional<WideMs> ParseMilliseconds(const std::string& text, Losses* losses = nullptr);
-
-// How the values of one channel are to be read.
-struct ChannelMeaning {
-  double scale = 1;                // X, Y: micrometres of 1; T: milliseconds of 1
-  bool has_unit = false;           // X, Y: the scale is known
-  bool mirrored = false;           // orientation="-ve"
-  bool whole = false;              // type="integer"
-  std::optional<double> min, max;  // of the values
-  std::string respect_to;          // T: the id of the timestamp that it counts from
-};
-
-struct TraceFormat {
-  std::vector<int> roles;  // see TraceDecoder
-  std::string names;       // of the channels, "X, Y"
-  std::size_t regular = 0;
-  std::array<ChannelMeaning, kRoles> meanings;
-  bool Has(Role role) const;
-};
 
 // All that holds at one place of the document. Cheap to copy.
 struct TraceContext {
@@ -61,13 +41,8 @@ struct TraceContext {
 class Definitions {
  public:
   // Both must outlive this object.
-  Definitions(const pugi::xml_document& document, Losses& losses);
-
-  // The element that a reference (#id) names; null where there is none.
-  pugi::xml_node Find(const std::string& reference) const;
-
-  // Whether an element that was found stands in <definitions>.
-  bool IsDefined(pugi::xml_node found) const;
+  Definitions(const References& references, Losses& losses)
+      : references_(references), losses_(losses) {}
 
   // What holds until the document says otherwise: X and Y alone, or what the only context or
   // format of its <definitions> says.
@@ -80,8 +55,8 @@ class Definitions {
   // Changes `current` as the element's contextRef and brushRef say.
   void ApplyReferences(pugi::xml_node element, TraceContext& current);
 
-  // The time that a <timestamp> states, which may be relative to another.
-  std::optional<WideMs> Timestamp(pugi::xml_node timestamp);
+  // The time from which the context's times count; none where it is not known.
+  std::optional<WideMs> BaseOf(const TraceContext& context);
 
  private:
   // What one <context> says, that which it refers to included.
@@ -103,7 +78,6 @@ class Definitions {
   template <typename Said>
   using Known = std::unordered_map<std::size_t, Said>;
 
-  pugi::xml_node Referred(pugi::xml_node node, const char* attribute, const char* kind);
   template <typename Said>
   const Said& WorkOut(pugi::xml_node definition, const Kind& kind, Known<Said>& known,
                       Said (Definitions::*read)(pugi::xml_node));
@@ -114,37 +88,17 @@ class Definitions {
   void Apply(const Change& change, TraceContext& current);
   void ApplyTimestamp(pugi::xml_node timestamp, TraceContext& current);
   std::shared_ptr<const TraceFormat> Format(pugi::xml_node format, pugi::xml_node ink_source);
-  TraceFormat ReadFormat(pugi::xml_node format);
-  void ReadChannel(pugi::xml_node channel, bool intermittent, TraceFormat& format);
-  void ReadResolutions(pugi::xml_node ink_source, TraceFormat& format);
   const Brush& BrushOf(pugi::xml_node brush);
   Brush ReadBrush(pugi::xml_node brush);
+  std::optional<WideMs> Timestamp(pugi::xml_node timestamp);
   std::optional<WideMs> ReadTimestamp(pugi::xml_node timestamp);
 
+  const References& references_;
   Losses& losses_;
-  std::unordered_map<std::string, pugi::xml_node> by_id_;
-  std::unordered_set<std::size_t> defined_;  // of those with ids, by hash
-  std::vector<pugi::xml_node> contexts_;     // in <definitions>, in the order of the document
-  std::vector<pugi::xml_node> formats_;      // in <definitions>, outside of contexts
-  bool contexts_are_named_ = false;          // by a contextRef anywhere
-
   Known<Change> changes_;
   Known<Brush> brushes_;
   Known<std::optional<WideMs>> timestamps_;
   std::map<std::pair<std::size_t, std::size_t>, std::shared_ptr<const TraceFormat>> read_formats_;
 };
-
-// The value of an attribute, found by its local name; empty where there is none.
-std::string AttributeOf(pugi::xml_node node, const char* name);
-
-// The text directly inside an element.
-std::string TextOf(pugi::xml_node node);
-
-// The elements directly inside a definition: the first thousand, more than any has. So definitions
-// that are looked at again and again cost little, whatever they hold.
-std::vector<pugi::xml_node> PartsOf(pugi::xml_node definition);
-
-// The first of these of the local name; null where there is none.
-pugi::xml_node ChildOf(pugi::xml_node definition, const char* name);
 
 }  // namespace InkTool

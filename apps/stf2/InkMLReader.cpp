@@ -13,10 +13,12 @@
 #include <vector>
 
 #include "InkMLContext.h"
+#include "InkMLReferences.h"
 #include "InkMLStroke.h"
 #include "Refusal.h"
 #include "Units.h"
 #include "XmlEncoding.h"
+#include "XmlNodes.h"
 #include "XmlText.h"
 
 namespace InkTool {
@@ -25,10 +27,6 @@ namespace {
 constexpr int kDeepestGroup = 64;
 
 constexpr std::uint64_t kLastField = std::numeric_limits<std::int32_t>::max();  // of a page address
-
-bool IsText(pugi::xml_node node) {
-  return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
 
 // What the traces at one place of the document inherit from the elements around and before them.
 struct Scope {
@@ -46,11 +44,12 @@ class Reader {
         root_(document.document_element()),
         options_(options),
         losses_(losses),
-        definitions_(document, losses),
+        references_(document, losses),
+        definitions_(references_, losses),
         strokes_(definitions_, options, losses) {}
 
   Ink Read() {
-    if (LocalName(root_.name()) != "ink") {
+    if (!IsNamed(root_, "ink")) {
       Refuse(root_, std::string("not InkML: the root element is <") + root_.name() + ">");
     }
     for (const bool measuring : {true, false}) {
@@ -127,11 +126,9 @@ class Reader {
 
   // The page that an element's own annotation or attribute names.
   std::optional<std::string> PageOf(pugi::xml_node node) const {
-    for (const pugi::xml_attribute& attribute : node.attributes()) {
-      if (LocalName(attribute.name()) == "page") return Decoded(node, attribute);
-    }
+    if (const auto page = Optional(node, "page")) return page;
     for (const pugi::xml_node& child : node.children()) {
-      if (LocalName(child.name()) != "annotation" || AttributeOf(child, "type") != "page") continue;
+      if (!IsNamed(child, "annotation") || AttributeOf(child, "type") != "page") continue;
       const std::string page = Checked(child, Trim(TextOf(child)));
       if (!page.empty()) return page;
     }
@@ -250,10 +247,9 @@ class Reader {
     }
     definitions_.ApplyReferences(view, scope.context);
     const std::string reference = AttributeOf(view, "traceDataRef");
-    const pugi::xml_node target =
-        reference.empty() ? pugi::xml_node() : definitions_.Find(reference);
+    const pugi::xml_node target = references_.Find(reference);
     if (!reference.empty() && !target) losses_.Add("traceDataRef '" + reference + "' to nothing");
-    if (target && definitions_.IsDefined(target) && viewed_.insert(target.hash_value()).second) {
+    if (target && references_.IsDefined(target) && viewed_.insert(target.hash_value()).second) {
       if (!AttributeOf(view, "from").empty() || !AttributeOf(view, "to").empty()) {
         losses_.Add("parts of traces that views select; whole traces taken");
       }
@@ -274,7 +270,7 @@ class Reader {
 
   void ReadAnnotation(pugi::xml_node annotation, pugi::xml_node parent) {
     const std::string type = AttributeOf(annotation, "type");
-    if (LocalName(annotation.name()) == "annotationXML") {
+    if (IsNamed(annotation, "annotationXML")) {
       losses_.Count("annotations in other languages left out", 1);
     } else if (type == "page") {
       return;  // see PageOf
@@ -313,21 +309,18 @@ class Reader {
     return marker;
   }
 
-  std::string Decoded(pugi::xml_node node, pugi::xml_attribute attribute) const {
-    return Checked(node, DecodePercent(attribute.value()));
-  }
-
+  // The text that an attribute holds in percent signs; none where there is no such attribute.
   std::optional<std::string> Optional(pugi::xml_node node, const char* name) const {
-    for (const pugi::xml_attribute& attribute : node.attributes()) {
-      if (LocalName(attribute.name()) == name) return Decoded(node, attribute);
-    }
-    return std::nullopt;
+    const pugi::xml_attribute attribute = FindAttribute(node, name);
+    if (!attribute) return std::nullopt;
+    return Checked(node, DecodePercent(attribute.value()));
   }
 
   const std::string& text_;
   const pugi::xml_node root_;
   const InkMLOptions& options_;
   Losses& losses_;
+  const References references_;
   Definitions definitions_;
   StrokeMaker strokes_;
   Ink ink_;

@@ -55,7 +55,7 @@ void StrokeMaker::Measure(const TraceContext& context, const TraceDecoder& trace
     losses_.Add(std::string(format.meanings[kX].has_unit ? "Y" : "X") +
                 " without a unit; that of the other taken");
   }
-  const bool dated = BaseOf(context).has_value();
+  const bool dated = definitions_.BaseOf(context).has_value();
   const double shift = offset ? static_cast<double>(*offset) : 0;
   for (const TracePoint& point : trace.points()) {
     if (no_unit) {
@@ -183,13 +183,6 @@ void StrokeMaker::PressPoints(const TraceFormat& format, const TraceDecoder& tra
   if (beyond > 0) losses_.Count("forces beyond the stated range cut", beyond);
 }
 
-// The time from which the context's times count.
-std::optional<WideMs> StrokeMaker::BaseOf(const TraceContext& context) {
-  const std::string& reference = context.format->meanings[kTime].respect_to;
-  const pugi::xml_node node = reference.empty() ? pugi::xml_node() : definitions_.Find(reference);
-  return node ? definitions_.Timestamp(node) : context.timestamp;
-}
-
 bool StrokeMaker::SetStart(WideMs start, Stroke& stroke) {
   if (start <= 0 || start > static_cast<WideMs>(kLastTimeMs)) {
     losses_.Count("strokes with a time before 1970 or after 9999; the time dropped", 1);
@@ -217,7 +210,7 @@ void StrokeMaker::TimePoints(const TraceContext& context, const TraceDecoder& tr
     TimeStart(context, offset, stroke, points);
     return;
   }
-  const std::optional<WideMs> base = BaseOf(context);
+  const std::optional<WideMs> base = definitions_.BaseOf(context);
   const bool shifted = offset && meaning.respect_to.empty();
   const WideMs own_offset = shifted ? *offset : 0;
   double zero = 0;  // the time of a point whose offset is 0

@@ -51,7 +51,6 @@ class StrokeMaker {
   void TimeStart(const TraceContext& context, TraceOffset offset, Stroke& stroke,
                  std::vector<Stf2Sample>& points);
   Stroke MakeExact(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset);
-  std::optional<WideMs> BaseOf(const TraceContext& context);
   bool SetStart(WideMs start, Stroke& stroke);
   double UnitOf(const TraceFormat& format, Role role) const;
 

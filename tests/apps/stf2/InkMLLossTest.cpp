@@ -109,6 +109,7 @@ TEST(InkMLLoss, MappingsAreToldUnlessTheyChangeNothing) {
   const auto lost = [](const std::string& x, const std::string& in_context) {
     return ReadDocument(
                Document("<definitions><mapping xml:id='m' type='affine'>1 0</mapping>"
+                        "<mapping xml:id='u' type='unknown'/>"
                         "<canvasTransform xml:id='t'><mapping type='affine'>2 0 0, 0 2 0</mapping>"
                         "</canvasTransform></definitions><context " +
                         in_context + "<traceFormat><channel name='X' " + x +
@@ -119,6 +120,7 @@ TEST(InkMLLoss, MappingsAreToldUnlessTheyChangeNothing) {
   EXPECT_FALSE(lost("><mapping type='identity'/></channel>", ">"));
   EXPECT_TRUE(lost("><mapping type='lookup'>1 2, 3 4</mapping></channel>", ">"));
   EXPECT_TRUE(lost("mappingRef='#m'/>", ">"));
+  EXPECT_FALSE(lost("mappingRef='#u'/>", ">"));
   EXPECT_TRUE(lost("/>", "canvasTransformRef='#t'>"));
   EXPECT_TRUE(lost("/>",
                    "><canvasTransform><mapping type='affine'>2 0 0, 0 2 0</mapping>"
