@@ -119,8 +119,10 @@ std::optional<std::uint64_t> ParseStartTime(const std::string& text) {
   std::uint64_t time = 0;
   const char* end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, time);
-  const bool number = result.ec == std::errc() && result.ptr == end;
-  if (!number) return ParseDateTime(text);
+  if (result.ec != std::errc() || result.ptr != end) {
+    const std::optional<DateTime> date = ParseDateTime(text);
+    time = date ? date->time_ms : 0;
+  }
   return time > 0 && time <= kLastTimeMs ? std::optional<std::uint64_t>(time) : std::nullopt;
 }
 

@@ -213,22 +213,14 @@ std::optional<WideMs> Definitions::ReadTimestamp(pugi::xml_node timestamp) {
     return value;
   }
   if (!text.empty()) {
-    const std::optional<std::uint64_t> value = ParseDateTime(Trim(text));
+    const std::optional<DateTime> value = ParseDateTime(Trim(text));
     if (!value) {
       losses_.Add("timestamp '" + text + "' is not known");
       return std::nullopt;
     }
-    const std::size_t clock = text.find(':');
-    if (clock != std::string::npos && text.find_first_of("Z+-", clock) == std::string::npos) {
-      losses_.Add("a timestamp without a time zone; UTC taken");
-    }
-    const std::size_t point = text.find('.');
-    if (point != std::string::npos && point + 4 < text.size() &&
-        text.find_first_of("123456789", point + 4) <
-            text.find_first_not_of("0123456789", point + 4)) {
-      losses_.Count(kRoundedTimes, 1);
-    }
-    return static_cast<WideMs>(*value);
+    if (!value->has_zone) losses_.Add("a timestamp without a time zone; UTC taken");
+    if (value->is_cut) losses_.Count(kRoundedTimes, 1);
+    return static_cast<WideMs>(value->time_ms);
   }
   const pugi::xml_node node = references_.Referred(timestamp, "timestampRef", "timestamp");
   if (!node) return std::nullopt;

@@ -348,6 +348,8 @@ TEST(CommandLine, WrongUsageIsStatusTwo) {
       {"convert", "--pen", "blue", "@note.inkml"},
       {"convert", "--page", "one", "@note.inkml"},
       {"convert", "--start-time", "noon", "@note.inkml"},
+      {"convert", "--start-time", "2026-13-01T00:00Z", "@note.inkml"},
+      {"convert", "--start-time", "1970-01-01T00:00Z", "@note.inkml"},  // 0, which is no time
       {"convert", "--to", "svg", "@note.inkml"},
       {"convert", "--page-per-file", "@note.inkml"},
       {"convert", "@note.inkml", "@letter.inkml", "-o", "@one.stf2"},
