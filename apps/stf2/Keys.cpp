@@ -3,19 +3,13 @@
 #include <string.h>
 
 #include "Refusal.h"
+#include "XmlText.h"
 
 namespace InkTool {
 namespace {
 
 const char kPublicTitle[] = "stf2 public key";
 const char kSecretTitle[] = "stf2 secret key";
-
-int Digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
 
 bool BeginsWith(const std::string& text, const char* begin) {
   return text.compare(0, ::strlen(begin), begin) == 0;
@@ -26,12 +20,9 @@ void ParseLine(const std::string& text, const std::string& name, Key& key) {
   const std::size_t line = text.find("\n" + name + " ");
   const std::size_t begin = line == std::string::npos ? text.size() : line + name.size() + 2;
   const std::size_t count = 2 * key.size();
-  bool whole = text.size() - begin >= count;
+  bool whole = true;
   for (std::size_t i = 0; whole && i < key.size(); ++i) {
-    const int high = Digit(text[begin + 2 * i]);
-    const int low = Digit(text[begin + 2 * i + 1]);
-    whole = high >= 0 && low >= 0;
-    if (whole) key[i] = static_cast<std::uint8_t>(high << 4 | low);
+    whole = ParseHexByte(text, begin + 2 * i, key[i]);
   }
   const bool ends = whole && (begin + count == text.size() || text[begin + count] == '\n' ||
                               text[begin + count] == '\r');

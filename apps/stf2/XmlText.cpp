@@ -1,6 +1,7 @@
 #include "XmlText.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 
@@ -36,13 +37,6 @@ std::size_t PlainLength(const std::string& text, std::size_t at) {
   const auto [length, code] = SequenceAt(text, at);
   const bool control = code < 0x20 || (code >= 0x7F && code < 0xA0);
   return control || code == 0xFFFE || code == 0xFFFF ? 0 : length;
-}
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
 }
 
 }  // namespace
@@ -134,14 +128,19 @@ std::string EncodePercent(const std::string& text) {
   return out;
 }
 
+bool ParseHexByte(const std::string& text, std::size_t at, std::uint8_t& byte) {
+  if (at > text.size() || text.size() - at < 2) return false;
+  const char* digits = text.data() + at;
+  return std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
+}
+
 std::string DecodePercent(const std::string& text) {
   std::string out;
   out.reserve(text.size());
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const bool encoded = text[at] == '%' && at + 2 < text.size() && HexDigit(text[at + 1]) >= 0 &&
-                         HexDigit(text[at + 2]) >= 0;
-    if (encoded) {
-      out += static_cast<char>(HexDigit(text[at + 1]) << 4 | HexDigit(text[at + 2]));
+    std::uint8_t byte = 0;
+    if (text[at] == '%' && ParseHexByte(text, at + 1, byte)) {
+      out += static_cast<char>(byte);
       at += 2;
     } else {
       out += text[at];

@@ -28,6 +28,9 @@ std::string EscapeXml(const std::string& text);
 std::string EncodePercent(const std::string& text);
 std::string DecodePercent(const std::string& text);
 
+// Reads the two hexadecimal digits at `at`, in either case; false where there are none.
+bool ParseHexByte(const std::string& text, std::size_t at, std::uint8_t& byte);
+
 // Without the white space at both ends.
 std::string Trim(const std::string& text);
 
