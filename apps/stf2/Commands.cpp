@@ -12,6 +12,7 @@
 #include "SealedInfo.h"
 #include "Session.h"
 #include "Summary.h"
+#include "XmlText.h"
 
 namespace InkTool {
 namespace {
@@ -20,9 +21,7 @@ namespace {
 std::string ExtensionOf(const std::string& path) {
   std::string extension = std::filesystem::path(path).extension().string();
   if (!extension.empty()) extension.erase(0, 1);
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
-  return extension;
+  return LowerCase(extension);
 }
 
 // What was asked for on the command line, for ink that did not come from InkML.
@@ -65,7 +64,7 @@ int Info(const Options& options, Streams streams) {
     if (!sealed) summary = Summarize(session.Load(file, options.inkml));
     if (options.json) {
       Json::Value json = sealed ? AsJson(*sealed) : AsJson(summary);
-      json["file"] = OneLine(file);
+      json["file"] = file;
       json["format"] = format;
       json["bytes"] = Json::UInt64(bytes.size());
       streams.out << CompactJson(json) << '\n';

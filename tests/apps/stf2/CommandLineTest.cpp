@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "Ink.h"
@@ -336,6 +337,14 @@ TEST(CommandLine, InfoTellsInLinesOrInJson) {
   EXPECT_EQ(json["strokes"].asUInt(), 39u);
   EXPECT_EQ(json["coordinates"].asUInt() + 2 * 39, json["samples"].asUInt());
   EXPECT_EQ(json["bytes"].asUInt64(), folder.Read("note.stf2").size());
+}
+
+TEST(CommandLine, InfoInJsonNamesAFileAsItIs) {
+  const ToolFolder folder;
+  folder.Write("two\nlines.inkml", folder.Read("note.inkml"));
+  const std::string line = folder.Run({"info", "--json", "@two\nlines.inkml"}).out;
+  EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
+  EXPECT_THAT(line, HasSubstr("\"file\":\"@two\\nlines.inkml\""));
 }
 
 TEST(CommandLine, WrongUsageIsStatusTwo) {
