@@ -1,9 +1,14 @@
 // How a change reaches RoutingInfo.txt: which bytes are written, and what makes the whole file be.
 
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <random>
+
+#include "common/File.h"
+#include "storage/RoutingTable.h"
 #include "storage/StoreTest.h"
 
 namespace fs = boost::filesystem;
@@ -11,6 +16,25 @@ namespace fs = boost::filesystem;
 namespace TalvoQuillpost {
 namespace Storage {
 namespace {
+
+// Sees what is done to a file while it lives.
+class Watch {
+ public:
+  explicit Watch(const fs::path& file) : events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    EXPECT_NE(-1, ::inotify_add_watch(events_.get(), file.c_str(), IN_ACCESS | IN_MODIFY));
+  }
+
+  // IN_ACCESS for reading, IN_MODIFY for writing and new times, since the last call.
+  std::uint32_t Seen() {
+    std::uint32_t seen = 0;
+    inotify_event event;  // of a file, and so without a name
+    while (::read(events_.get(), &event, sizeof event) == sizeof event) seen |= event.mask;
+    return seen;
+  }
+
+ private:
+  const Common::Descriptor events_;
+};
 
 class SavedRoutingInfoTest : public StoreTest {
  protected:
@@ -65,12 +89,34 @@ TEST_F(SavedRoutingInfoTest, MarksOfManyStrokesAreWrittenTogether) {
   ExpectFresh();
 }
 
-TEST_F(SavedRoutingInfoTest, ASaveWithoutAChangeWritesNothing) {
-  const auto before = Status();
-  ASSERT_TRUE(Sync({kApp}));
-  ASSERT_TRUE(SaveRoutingInfo(kPen));
-  EXPECT_EQ(before.st_mtim.tv_sec, Status().st_mtim.tv_sec);
-  EXPECT_EQ(before.st_mtim.tv_nsec, Status().st_mtim.tv_nsec);
+TEST_F(SavedRoutingInfoTest, AChangeIsWrittenOnceAndTheFileNotReadAgain) {
+  Watch watch(RoutingInfoPath());
+  const auto expect_writes_once = [&](const auto& change) {
+    EXPECT_TRUE(change());
+    EXPECT_EQ(std::uint32_t(IN_MODIFY), watch.Seen());
+    EXPECT_TRUE(Sync({kApp}));
+    EXPECT_TRUE(SaveRoutingInfo(kPen));
+    EXPECT_EQ(0u, watch.Seen());
+  };
+  expect_writes_once([&] { return Mark("s15"); });
+  Put("s205.stf2");
+  model_[Stroke("s205")][kApp];
+  expect_writes_once([&] { return Sync({kApp}); });
+  model_.erase(Stroke("s25"));
+  expect_writes_once([&] { return RemoveStrokes(kPen, {Stroke("s25")}); });
+  ExpectFresh();
+}
+
+// A routing pass is at the pages of the pen, and an application confirms ink before it ends.
+TEST_F(SavedRoutingInfoTest, MarksBesideClaimsThatWaitAreWrittenWithThem) {
+  Put("s145.stf2");
+  model_[Stroke("s145")][kApp];
+  bool is_waiting = false;
+  ASSERT_TRUE(SyncRoutingInfoOfMany(kPen, kPage, {kApp}, is_waiting));
+  ASSERT_TRUE(is_waiting);
+  for (const char* name : {"s12", "s145", "s20"}) model_[Stroke(name)][kApp] = {true, true};
+  const Strokes strokes = {Stroke("s12"), Stroke("s145"), Stroke("s20")};
+  ASSERT_TRUE(SetRoutingInfoMarkers(kPen, kApp, strokes, strokes));
   ExpectFresh();
 }
 
@@ -169,6 +215,48 @@ TEST_F(SavedRoutingInfoTest, AFileThatWasReadIsWrittenWholeOnce) {
   Initialize();
   ASSERT_TRUE(SaveRoutingInfo(kPen));
   EXPECT_EQ(archive, ReadFile(RoutingInfoPath()));
+}
+
+// Marks, claims and removals in every order, several of them between two saves.
+TEST(SavedRoutingInfoOfATable, HoldsAllThatChangedSinceTheLastSave) {
+  constexpr unsigned int kSeed = 20260207;
+  constexpr int kRounds = 3000;
+  const TestRoot root;
+  const fs::path path = root.path() / "RoutingInfo.txt";
+  RoutingTable table;
+  std::mt19937 random(kSeed);
+  const auto any_stroke = [&] {
+    return StrokeID{random() % 8 > 0 ? kPage : "5.6.7.8", std::to_string(random() % 60), "stf2"};
+  };
+  const auto change = [&] {
+    const std::string app = random() % 3 > 0 ? kApp : "app.two";
+    switch (random() % 16) {
+      case 0:
+        return table.Erase(any_stroke());
+      case 1:
+      case 2:
+        return table.Claim(any_stroke(), {kApp, app});
+      case 3:
+        return table.KeepClaims("5.6.7.8", {app});
+      default:
+        return table.Mark(any_stroke(), app, random() % 2 > 0);
+    }
+  };
+  for (int i = 10; i < 50; ++i) table.Claim({kPage, std::to_string(i), "stf2"}, {kApp});
+  int updates = 0;
+  for (int round = 0; round < kRounds && !testing::Test::HasFailure(); ++round) {
+    const std::string archive = WriteRoutingInfo(table.strokes());
+    if (table.saved().Update(path, table.strokes())) {
+      ++updates;
+    } else {
+      WriteFile(path, archive);
+      const Common::Descriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+      table.saved().Adopt(file.get(), archive, table.strokes());
+    }
+    EXPECT_EQ(archive, ReadFile(path)) << "seed " << kSeed << ", round " << round;
+    for (unsigned int changes = 1 + random() % 4; changes > 0; --changes) change();
+  }
+  EXPECT_GT(updates, kRounds / 2);
 }
 
 }  // namespace
