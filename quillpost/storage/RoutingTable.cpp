@@ -60,26 +60,29 @@ void RoutingTable::KeepClaims(const std::string& page, const std::set<std::strin
   if (index == pages_.end()) return;
   const std::vector<Stroke*> strokes(index->second.begin(), index->second.end());
   for (Stroke* stroke : strokes) {
-    const bool lost_some = DropClaims(stroke, apps);
-    const bool leaves = apps.empty() || (lost_some && stroke->second.empty());
-    if (leaves) Erase(StrokeID(stroke->first));
+    const bool leaves = apps.empty() || (DropClaims(stroke, apps) && stroke->second.empty());
+    if (leaves) Erase(strokes_.find(stroke->first));
   }
 }
 
 void RoutingTable::Claim(const StrokeID& id, const std::set<std::string>& apps) {
-  const auto [entry, is_new] = strokes_.try_emplace(id);
-  // Said at once: where memory runs out behind this, the stroke is in the table all the same.
-  if (is_new) saved_.Cut(id);
+  auto entry = strokes_.find(id);
+  const bool is_new = entry == strokes_.end();
+  if (is_new) entry = Enter(id);
   Stroke* const stroke = &*entry;
-  if (is_new) pages_[id.page_address].insert(stroke);
   bool is_changed = is_new;
   for (const std::string& app : apps) {
-    if (!stroke->second.try_emplace(app).second) continue;
-    if (!is_changed) saved_.Cut(id);
-    is_changed = true;
-    undelivered_[app].insert(stroke);
+    if (stroke->second.count(app) > 0) continue;
+    ClaimList claim;
+    claim.try_emplace(app);
+    Add(undelivered_, app, stroke);
+    if (!is_changed) {
+      saved_.Cut(id);
+      processed_.erase(stroke);
+      is_changed = true;
+    }
+    stroke->second.merge(claim);
   }
-  if (is_changed) UpdateProcessed(stroke);
 }
 
 void RoutingTable::Mark(const StrokeID& id, const std::string& app, bool is_processed) {
@@ -87,20 +90,42 @@ void RoutingTable::Mark(const StrokeID& id, const std::string& app, bool is_proc
   if (stroke == strokes_.end()) return;
   const auto claim = stroke->second.find(app);
   if (claim == stroke->second.end()) return;
+  processed_.insert(&*stroke);
   if (!claim->second.delivered) Remove(undelivered_, app, &*stroke);
   claim->second.delivered = true;
   if (is_processed) claim->second.processed = true;
   saved_.Touch(id);
-  UpdateProcessed(&*stroke);
+  if (!IsProcessed(stroke->second)) processed_.erase(&*stroke);
 }
 
 void RoutingTable::Erase(const StrokeID& id) {
   const auto entry = strokes_.find(id);
-  if (entry == strokes_.end()) return;
-  DropClaims(&*entry, {});
-  Remove(pages_, id.page_address, &*entry);
+  if (entry != strokes_.end()) Erase(entry);
+}
+
+StrokeMap::iterator RoutingTable::Enter(const StrokeID& id) {
+  StrokeMap entered;
+  const auto entry = entered.try_emplace(id).first;
+  Add(pages_, id.page_address, &*entry);
   saved_.Cut(id);
+  strokes_.merge(entered);
+  return entry;
+}
+
+void RoutingTable::Erase(StrokeMap::iterator entry) {
+  Stroke* const stroke = &*entry;
+  for (const auto& [app, marks] : stroke->second) {
+    if (!marks.delivered) Remove(undelivered_, app, stroke);
+  }
+  processed_.erase(stroke);
+  Remove(pages_, stroke->first.page_address, stroke);
+  saved_.Cut(stroke->first);
   strokes_.erase(entry);
+}
+
+void RoutingTable::Add(Indexes& indexes, const std::string& key, Stroke* stroke) {
+  Index added = {stroke};
+  indexes[key].merge(added);
 }
 
 void RoutingTable::Remove(Indexes& indexes, const std::string& key, Stroke* stroke) {
@@ -112,27 +137,22 @@ void RoutingTable::Remove(Indexes& indexes, const std::string& key, Stroke* stro
 // True when the stroke has lost a claim.
 bool RoutingTable::DropClaims(Stroke* stroke, const std::set<std::string>& apps) {
   ClaimList& claims = stroke->second;
-  const std::size_t count = claims.size();
+  bool is_changed = false;
   for (auto claim = claims.begin(); claim != claims.end();) {
     if (apps.count(claim->first) > 0) {
       ++claim;
       continue;
     }
+    if (!is_changed) {
+      processed_.insert(stroke);
+      saved_.Cut(stroke->first);
+      is_changed = true;
+    }
     if (!claim->second.delivered) Remove(undelivered_, claim->first, stroke);
     claim = claims.erase(claim);
   }
-  if (claims.size() == count) return false;
-  saved_.Cut(stroke->first);
-  UpdateProcessed(stroke);
-  return true;
-}
-
-void RoutingTable::UpdateProcessed(Stroke* stroke) {
-  if (IsProcessed(stroke->second)) {
-    processed_.insert(stroke);
-  } else {
-    processed_.erase(stroke);
-  }
+  if (is_changed && !IsProcessed(claims)) processed_.erase(stroke);
+  return is_changed;
 }
 
 }  // namespace Storage

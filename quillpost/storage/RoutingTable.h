@@ -3,7 +3,9 @@
 // the rules of routing: which claims come and go is the store's business (FilesStorage.h).
 //
 // With N strokes in the table, finding one takes log N steps; a change takes log N steps for each
-// claim that it touches. Belongs to whoever holds the lock of the table; nothing here blocks.
+// claim that it touches. A change that runs out of memory leaves some of its claims changed and the
+// others as they were, and the answers agree with that. Belongs to whoever holds the lock of the
+// table; nothing here blocks.
 
 #pragma once
 
@@ -65,9 +67,12 @@ class RoutingTable {
   typedef std::set<Stroke*, ByID> Index;         // entries of strokes_, in their order
   typedef std::map<std::string, Index> Indexes;  // without empty ones
 
+  // In each of these, and for each claim, what may run out of memory comes before what changes.
+  static void Add(Indexes& indexes, const std::string& key, Stroke* stroke);
   static void Remove(Indexes& indexes, const std::string& key, Stroke* stroke);
+  StrokeMap::iterator Enter(const StrokeID& id);
+  void Erase(StrokeMap::iterator entry);
   bool DropClaims(Stroke* stroke, const std::set<std::string>& apps);
-  void UpdateProcessed(Stroke* stroke);
 
   StrokeMap strokes_;
   Indexes pages_;        // by page address: every stroke

@@ -1,5 +1,6 @@
 // Memory that runs out while the routing info changes or is saved: whatever of the change is in the
-// table by then, the next save brings the file in line with it.
+// table by then, all questions about it are answered from that, and the next save brings the file
+// in line with it.
 
 #include <new>
 
@@ -14,14 +15,17 @@ constexpr std::size_t kMaxAllocations = 5000;
 
 class MemoryTest : public StoreTest {
  protected:
-  // Twenty strokes of two applications, saved, and then two more files between them.
+  // Ten strokes of two applications, saved, of which the second one has received two, and then
+  // two more files between them and one on another page.
   void Prepare() {
     Cleanup();
     boost::filesystem::remove_all(PenPath());
-    for (int i = 10; i < 30; ++i) Put("s" + std::to_string(i) + ".stf2");
+    for (int i = 10; i < 20; ++i) Put("s" + std::to_string(i) + ".stf2");
     ASSERT_TRUE(Sync({kApp, "app.two"}));
+    ASSERT_TRUE(SetRoutingInfoMarkers(kPen, "app.two", received_, {}));
     Put("s125.stf2");
     Put("s175.stf2");
+    Put("s1.stf2", "5.6.7.8");
   }
 
   // Runs `change` with the allocation behind the `allowed` ones failing. True when it failed.
@@ -42,6 +46,21 @@ class MemoryTest : public StoreTest {
     return ReadFile(RoutingInfoPath());
   }
 
+  // What the table answers, for each application and at last for the clean-up.
+  static std::vector<Strokes> Answers() {
+    std::vector<Strokes> answers;
+    for (const char* app : {kApp, "app.two", "app.three"}) {
+      answers.push_back(Undelivered(app));
+      StrokeID first;
+      EXPECT_EQ(answers.back().size(), FindUndeliveredStroke(kPen, app, first));
+      if (!answers.back().empty()) {
+        EXPECT_EQ(*answers.back().begin(), first);
+      }
+    }
+    answers.push_back(Processed());
+    return answers;
+  }
+
   // Fails each allocation of `change` in its turn.
   template <typename Change>
   void ExpectTheNextSaveToBeWhole(const Change& change) {
@@ -53,24 +72,38 @@ class MemoryTest : public StoreTest {
       EXPECT_TRUE(SaveRoutingInfo(kPen));
       const std::string saved = ReadFile(RoutingInfoPath());
       ASSERT_EQ(WrittenWhole(), saved) << allowed << " allocations passed";
+      const std::vector<Strokes> answers = Answers();
+      Cleanup();
+      Initialize();
+      ASSERT_EQ(Answers(), answers) << allowed << " allocations passed";
     }
     EXPECT_GT(allowed, 2u);
   }
+
+  const Strokes received_ = {Stroke("s12"), Stroke("s17")};
 };
 
 TEST_F(MemoryTest, ClaimsThatRanOutOfItAreWrittenByTheNextSave) {
   const Names apps = {kApp, "app.two", "app.three"};
   ExpectTheNextSaveToBeWhole([&] { SyncRoutingInfo(kPen, kPage, apps); });
+  ExpectTheNextSaveToBeWhole([&] { SyncRoutingInfo(kPen, "5.6.7.8", apps); });
 }
 
 TEST_F(MemoryTest, MarksThatRanOutOfItAreWrittenByTheNextSave) {
-  const Strokes strokes = {Stroke("s12"), Stroke("s17")};
-  ExpectTheNextSaveToBeWhole([&] { SetRoutingInfoMarkers(kPen, kApp, strokes, strokes); });
+  ExpectTheNextSaveToBeWhole([&] { SetRoutingInfoMarkers(kPen, kApp, received_, received_); });
+}
+
+// Of strokes that are processed once the other application claims them no more, and of all.
+TEST_F(MemoryTest, EndsOfClaimsThatRanOutOfItAreWrittenByTheNextSave) {
+  ExpectTheNextSaveToBeWhole([&] {
+    SetRoutingInfoMarkers(kPen, "app.two", received_, received_);
+    SyncRoutingInfo(kPen, kPage, {"app.two"});
+  });
+  ExpectTheNextSaveToBeWhole([&] { SyncRoutingInfo(kPen, kPage, {}); });
 }
 
 TEST_F(MemoryTest, RemovalsThatRanOutOfItAreWrittenByTheNextSave) {
-  const Strokes strokes = {Stroke("s12"), Stroke("s17")};
-  ExpectTheNextSaveToBeWhole([&] { RemoveStrokes(kPen, strokes); });
+  ExpectTheNextSaveToBeWhole([&] { RemoveStrokes(kPen, received_); });
 }
 
 }  // namespace
