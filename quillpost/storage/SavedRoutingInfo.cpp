@@ -74,9 +74,10 @@ void SavedRoutingInfo::Adopt(int descriptor, const std::string& archive, const S
     AppendStroke(own, *stroke, records_.size() == 1);
   }
   own += '\n';
-  if (own != archive || !TakeStamp(descriptor)) return Forget();
   count_ = strokes.size();
   head_ = archive.substr(0, count_offset);
+  // The last step: with the stamp all of this is believed.
+  if (own != archive || !TakeStamp(descriptor)) Forget();
 }
 
 void SavedRoutingInfo::Forget() {

@@ -83,6 +83,22 @@ class MemoryTest : public StoreTest {
   const Strokes received_ = {Stroke("s12"), Stroke("s17")};
 };
 
+// The first save after a start takes note of a file of which nothing was known.
+TEST_F(MemoryTest, AChangeAfterAFirstSaveThatRanOutOfItIsWritten) {
+  std::size_t allowed = 0;
+  for (bool ran_out = true; ran_out; ++allowed) {
+    ASSERT_LT(allowed, kMaxAllocations);
+    ASSERT_NO_FATAL_FAILURE(Prepare());
+    Cleanup();
+    ASSERT_TRUE(Initialize());
+    ran_out = RunsOut(allowed, [] { SaveRoutingInfo(kPen); });
+    EXPECT_TRUE(Sync({kApp, "app.two"}));
+    const std::string saved = ReadFile(RoutingInfoPath());
+    ASSERT_EQ(WrittenWhole(), saved) << allowed << " allocations passed";
+  }
+  EXPECT_GT(allowed, 2u);
+}
+
 TEST_F(MemoryTest, ClaimsThatRanOutOfItAreWrittenByTheNextSave) {
   const Names apps = {kApp, "app.two", "app.three"};
   ExpectTheNextSaveToBeWhole([&] { SyncRoutingInfo(kPen, kPage, apps); });
