@@ -52,6 +52,43 @@ TEST_F(StorageThreadsTest, AnImportIsNeverLostToTheTidyingOfItsDirectory) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+// The pen's last ink has gone, its directory is tidied away, and new ink comes and is routed: the
+// pen leaves the table before the new claims come into it, or not at all.
+TEST_F(StorageThreadsTest, AClaimIsNeverLostToTheTidyingOfItsPen) {
+  std::atomic<bool> stop(false);
+  std::thread tidier([&] {
+    while (!stop) EXPECT_NO_THROW(Cleanup(kPen));
+  });
+  for (int round = 0; round < 1000 && !HasFailure(); ++round) {
+    EXPECT_TRUE(ImportStroke(kPen, Stroke("a"), {'i', 'n', 'k'}));
+    EXPECT_TRUE(Sync({kApp}));
+    EXPECT_TRUE(HasUndeliveredStrokes(kPen, kApp)) << "lost in round " << round;
+    EXPECT_TRUE(RemoveStrokes(kPen, {Stroke("a")}));
+  }
+  stop = true;
+  tidier.join();
+}
+
+// The first of many strokes that are removed has its name back, and is routed, before the last one
+// has gone.
+TEST_F(StorageThreadsTest, ClaimsOnAFreedNameAreThoseOfItsNewInk) {
+  Strokes strokes;
+  for (int i = 100; i < 400; ++i) strokes.insert(Stroke(std::to_string(i)));
+  const StrokeID first = *strokes.begin();
+  for (int round = 0; round < 3 && !HasFailure(); ++round) {
+    for (const StrokeID& id : strokes) Put(StrokeIDToFileName(id));
+    ASSERT_TRUE(Sync({kApp}));
+    ASSERT_TRUE(SetRoutingInfoMarkers(kPen, kApp, strokes, strokes));
+    std::thread remover([&] { EXPECT_TRUE(RemoveStrokes(kPen, strokes)); });
+    EXPECT_TRUE(Eventually([&] { return !fs::exists(PenPath(first.string())); }));
+    EXPECT_TRUE(ImportStroke(kPen, first, {'n', 'e', 'w'}));
+    EXPECT_TRUE(Sync({kApp}));
+    remover.join();
+    EXPECT_EQ(Strokes({first}), Undelivered()) << "lost in round " << round;
+    EXPECT_TRUE(RemoveStrokes(kPen, {first}));
+  }
+}
+
 // A routing pass of one import sees the file that the next one is writing. An application that is
 // offered it would confirm a part of the ink, and the rest would be lost to it.
 TEST_F(StorageThreadsTest, InkIsRoutedAndExportedOnlyWhenItIsWhole) {
