@@ -20,9 +20,9 @@ namespace TalvoQuillpost {
 namespace Storage {
 
 // Makes the file's content `head`, then what it holds from there up to `offset`, then `tail`. The
-// head has at least 32 bytes, and few enough to lie in one page; the file has `size_bytes`, at
-// least `offset`. Where it fails before the change is made, for want of room, the file is as it
-// was.
+// head has at least 32 bytes, and few enough to lie in one page; `offset` is its end or lies behind
+// it, in the file. The file has `size_bytes`, which may be fewer than the head's where `offset` is
+// its end. Where it fails before the change is made, for want of room, the file is as it was.
 boost::system::error_code ChangeArchive(int descriptor, std::uint64_t size_bytes,
                                         const std::string& head, std::uint64_t offset,
                                         const std::string& tail);

@@ -302,6 +302,26 @@ TEST_F(RemoveStrokesTest, WhatCantBeRemovedIsNamedAndLeavesTheTableAllTheSame) {
   EXPECT_FALSE(fs::exists(PenPath("1.2.3.4/file.stf2")));
 }
 
+// A service that was killed had removed a file, and not yet taken its stroke out of the table.
+TEST_F(RemoveStrokesTest, ARemovalThatWasCutOffIsFinishedAfterTheNextStart) {
+  Put("a.stf2");
+  Put("b.stf2");
+  ASSERT_TRUE(Sync({kApp}));
+  const Strokes strokes = {Stroke("a"), Stroke("b")};
+  ASSERT_TRUE(SetRoutingInfoMarkers(kPen, kApp, strokes, strokes));
+  fs::remove(PenPath("1.2.3.4/a.stf2"));
+  Cleanup();
+  ASSERT_TRUE(Initialize());
+  const LogCapture log(1);
+  RemoveProccessedStrokes(kPen);
+  EXPECT_EQ(Lines({{1,
+                    "Ink Removing failed (1.2.3.4/a.stf2): file does not exists: "
+                    "'ROOT/AJ3-000-1X/1.2.3.4/a.stf2'"}}),
+            log.lines());
+  EXPECT_FALSE(fs::exists(PenPath("1.2.3.4/b.stf2")));
+  EXPECT_THAT(Saved(), IsEmpty());
+}
+
 TEST_F(RemoveStrokesTest, OfALinkOnlyTheLinkIsRemoved) {
   WriteFile(root_.path() / "elsewhere", "ink");
   fs::create_directories(PenPath(kPage));
