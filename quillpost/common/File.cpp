@@ -144,12 +144,12 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
 }
 
 boost::system::error_code CopyFile(const boost::filesystem::path& source, int target,
-                                   const std::function<bool()>& is_unwanted) {
+                                   const std::function<bool()>& may_go_on) {
   Descriptor from;
   if (const auto error = OpenRegularFile(source, O_RDONLY, from)) return error;
   std::array<char, 64 * 1024> buffer;
   for (;;) {
-    if (is_unwanted && is_unwanted())
+    if (may_go_on && !may_go_on())
       return make_error_code(boost::system::errc::operation_canceled);
     const ssize_t got = ::read(from.get(), buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;

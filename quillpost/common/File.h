@@ -72,10 +72,10 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                           std::uint64_t limit_bytes, FileBytes& out);
 
 // Writes the bytes of a regular file at the descriptor's position. The two may lie on different
-// file systems. Where `is_unwanted` is given it is asked before each 64 KiB, and true ends the copy
+// file systems. Where `may_go_on` is given it is asked before each 64 KiB, and false ends the copy
 // with operation_canceled.
 boost::system::error_code CopyFile(const boost::filesystem::path& source, int target,
-                                   const std::function<bool()>& is_unwanted = nullptr);
+                                   const std::function<bool()>& may_go_on = nullptr);
 
 }  // namespace Common
 }  // namespace TalvoQuillpost

@@ -14,6 +14,7 @@
 #include "common/Job.h"
 #include "common/Log.h"
 #include "config/FilesConfig.h"
+#include "routing/LongExports.h"
 #include "routing/MergedPackage.h"
 #include "service/Client.h"
 #include "service/Service.h"
@@ -129,12 +130,16 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   if (strokes.empty()) return;
   Common::ScratchFile file;
   std::set<Storage::StrokeID> packed = strokes;
-  // Whoever stops the delivery waits for its end, and all other clients with him.
-  const auto is_unwanted = [&client] { return client->delivery_queue.IsStopped(); };
-  const bool built = strokes.size() == 1
-                         ? Storage::ExportStroke(pen, *strokes.begin(), file.out(), is_unwanted)
-                         : MergeStrokes(pen, strokes, file, packed);
-  if (!built) return;
+  if (strokes.size() == 1) {
+    // Whoever stops the delivery waits for its end, and all other clients with him.
+    LongExports::Export turn(long_exports_,
+                             [&client] { return client->delivery_queue.IsStopped(); });
+    if (!Storage::ExportStroke(pen, *strokes.begin(), file.out(),
+                               [&turn] { return turn.MayGoOn(); }))
+      return;
+  } else if (!MergeStrokes(pen, strokes, file, packed)) {
+    return;
+  }
   Common::SetPermissions(file.path());
   const fs::path path = file.path();
   file.HandOver();

@@ -140,6 +140,8 @@ void Service::RemoveClient(ClientMap::iterator entry) {
     const Lock lock(client.packages_mutex);
     client.ended = true;
   }
+  client.delivery_queue.Stop();
+  long_exports_.Wake();
   client.StopDelivery();
   client.connection.reset();
   clients_.erase(entry);

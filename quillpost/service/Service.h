@@ -29,6 +29,7 @@
 #include <string>
 
 #include "config/FilesConfig.h"
+#include "routing/LongExports.h"
 #include "service/EventQueue.h"
 #include "storage/StrokeID.h"
 
@@ -123,6 +124,7 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   EventQueue importer_queue_;
   boost::thread worker_thread_;
   EventQueue worker_queue_;
+  LongExports long_exports_;
   ClientMap clients_;  // by application ID; guarded by clients_mutex_
   boost::mutex clients_mutex_;
 };

@@ -186,7 +186,7 @@ std::set<std::string> GetUnfinishedFiles(const fs::path& directory) {
 }
 
 bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
-                  const std::function<bool()>& is_unwanted) {
+                  const std::function<bool()>& may_go_on) {
   QUILLPOST_LOG_INFORMATION("Exporting Ink '%s' from Pen '%s' storage...", id.string().c_str(),
                             pen.c_str());
   out.clear();
@@ -202,7 +202,7 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
     QUILLPOST_LOG_ERROR("Ink Export failed: failed to create temporary file.");
     return false;
   }
-  auto error = Common::CopyFile(source, copy.get(), is_unwanted);
+  auto error = Common::CopyFile(source, copy.get(), may_go_on);
   if (!error) error = copy.Close();
   if (error) {
     fs::remove(out);

@@ -46,11 +46,11 @@ std::set<std::string> GetUnfinishedFiles(const boost::filesystem::path& director
 
 // Makes a private copy of a stroke file in the scratch directory. `out` is its path; the caller
 // removes it when done. False, with `out` empty and the reason in the log, where that fails; a file
-// that is still being written does not exist yet. A large copy takes its time: where
-// `is_unwanted` is given, it fails with operation_canceled soon after that returns true.
+// that is still being written does not exist yet. A large copy takes its time: where `may_go_on` is
+// given it is asked before each 64 KiB, and false ends the copy with operation_canceled.
 // Throws.
 bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem::path& out,
-                  const std::function<bool()>& is_unwanted = nullptr);
+                  const std::function<bool()>& may_go_on = nullptr);
 
 // Finds a name that is not taken: where `path` is, numbers it ("a.stf2", "a-1.stf2", "a-2.stf2").
 // Throws.
