@@ -253,6 +253,22 @@ TEST_F(Limits, PeersThatTogetherLeaveTooMuchUnreadLoseTheOneThatHoldsMost) {
   EXPECT_EQ(good->Request("Echo"), "Success");
 }
 
+// The second note of each pair waits in the outbox, and all together are twice what may wait at a
+// time.
+TEST_F(Limits, WhatHasBeenReadTakesNoRoomAnyMore) {
+  const auto client = Connect();
+  ASSERT_TRUE(Eventually([&] { return server_.connected() == 1; }));
+  const auto connection = server_.connections().at(0);
+  const Json::Value bulk = Bulk(512 * 1024);
+  for (int pair = 0; pair < 64; ++pair) {
+    ASSERT_TRUE(connection->SendNotification("Note", bulk));
+    ASSERT_TRUE(connection->SendNotification("Note", bulk));
+    ASSERT_EQ(client->WaitForNotification(), bulk);
+    ASSERT_EQ(client->WaitForNotification(), bulk);
+  }
+  EXPECT_EQ(client->Request("Echo"), "Success");
+}
+
 TEST_F(Limits, LinesThatNeverEndCountToo) {
   const auto good = Connect();
   std::vector<std::unique_ptr<WireClient>> clients;
