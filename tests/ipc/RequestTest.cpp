@@ -209,6 +209,17 @@ TEST_F(Request, WrongParamsAreNoBadLines) {
   ExpectNothingPending();
 }
 
+TEST_F(Request, WrongParamsEndARowOfBadLines) {
+  for (int i = 0; i < 9; ++i) ASSERT_NE(Ask("x"), "");
+  ASSERT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo","params":[]})"),
+            Error("1", -32602, R"(\"params\" must be an object)"));
+  for (int i = 0; i < 9; ++i) ASSERT_NE(Ask("x"), "");
+  client_->SendBytes(R"({"jsonrpc":"2.0","method":"Echo","params":[]})"
+                     "\n");
+  for (int i = 0; i < 9; ++i) ASSERT_NE(Ask("x"), "");
+  ExpectNothingPending();
+}
+
 TEST_F(Request, AnExceptionOfTheOwnerIsAnsweredFailedAndLogged) {
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Throw"})"),
             R"({"jsonrpc":"2.0","id":1,"result":{"status":"Failed","result":null}})");
