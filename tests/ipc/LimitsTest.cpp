@@ -164,6 +164,18 @@ TEST_F(Limits, ConnectionsThatGoAndLeaveTooManyRequestsLetNoOthersIn) {
   EXPECT_EQ(Connect()->Request("Echo"), "Success");
 }
 
+// Those who are still there answer for their own requests, and keep nobody out.
+TEST_F(Limits, RequestsOfOpenConnectionsAreNotLeftBehind) {
+  const Json::Value ink = Params({{"Ink", std::string(1000 * 1000, 'x')}});
+  std::vector<std::unique_ptr<WireClient>> clients;
+  while (clients.size() < 9) {
+    clients.push_back(Connect());
+    clients.back()->Send("Hold", ink);
+    ASSERT_TRUE(Eventually([&] { return server_.held() == clients.size(); }));
+  }
+  EXPECT_EQ(Connect()->Request("Echo"), "Success");
+}
+
 // ---- The outbox
 
 Json::Value Bulk(std::size_t size) {
