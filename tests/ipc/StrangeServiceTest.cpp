@@ -40,6 +40,26 @@ TEST_F(StrangeService, IsLeftWithTheReason) {
             "disconnected: the service found fault with a message: not JSON (error -32700)");
 }
 
+// It takes long to make the line of the first request: meanwhile the client finds out.
+TEST_F(StrangeService, IsTheReasonWhyRequestsFailBeforeAndAfterTheEnd) {
+  Json::Value params(Json::objectValue);
+  for (int i = 0; i < 200 * 1000; ++i) params["Ink"].append(i % 10);
+  for (int round = 0; round < 10; ++round) {
+    FakeService service(path());
+    Client client;
+    ASSERT_TRUE(client.Connect(path()));
+    service.Accept();
+    service.Say("[]\n");
+    const Client::Reply before = client.Request("Echo", params);
+    const Client::Reply after = client.Request("Echo");
+    for (const Client::Reply& reply : {before, after}) {
+      EXPECT_EQ(reply.error, Error::kProtocol);
+      EXPECT_EQ(reply.message, "the service sent what is no message: a message that is no object");
+    }
+    ::unlink(path().c_str());
+  }
+}
+
 TEST_F(StrangeService, ThatAnswersWhatNobodyAskedIsIgnored) {
   FakeService service(path());
   Client client;
