@@ -85,8 +85,7 @@ TEST_F(Killed, LosesNothingAndOffersNothingTwice) {
     // The first life takes what is pending; clean-up and launching also belong to a start.
     KilledService service(QUILLPOSTD, LogFile(lives_.size()));
     ASSERT_TRUE(service.WaitUntilServing());
-    EXPECT_TRUE(
-        Eventually([&] { return NamesIn(root_.storage()).empty(); }, std::chrono::seconds(60)));
+    EXPECT_TRUE(Eventually([&] { return NamesIn(root_.storage()).empty(); }));
     EXPECT_EQ(service.Stop(), 0);
     End(service);
   }
@@ -126,7 +125,7 @@ TEST_F(Killed, LetsGoOfAllThatItsClientsTook) {
     const Holding now = service.holding();
     return now.descriptors == fresh.descriptors && now.threads == fresh.threads;
   };
-  EXPECT_TRUE(Eventually(has_let_go, std::chrono::seconds(60)))
+  EXPECT_TRUE(Eventually(has_let_go))
       << service.holding().descriptors << " descriptors and " << service.holding().threads
       << " threads, at the start " << fresh.descriptors << " and " << fresh.threads;
 #ifndef SANITIZED  // sanitizers keep what is freed, and shadows of it

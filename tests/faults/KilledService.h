@@ -24,7 +24,7 @@ class KilledService {
   // Waits until it serves; false where it ends instead.
   bool WaitUntilServing();
 
-  // Waits until the log holds at least that many lines; false where it does not within the bound.
+  // Waits until the log holds at least that many lines; false where it stops growing before.
   bool WaitForLines(std::size_t count) const;
 
   // Whether the log holds these words; waits for them.
@@ -43,6 +43,8 @@ class KilledService {
   pid_t pid() const { return process_.pid(); }
 
  private:
+  std::size_t CountLines() const;
+
   const std::string log_file_;
   Process process_;
 };

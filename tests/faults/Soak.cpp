@@ -24,7 +24,7 @@ typedef std::chrono::steady_clock Clock;
 
 constexpr std::chrono::seconds kShortestLife(3);
 constexpr int kLongestLifeSeconds = 20;
-constexpr std::chrono::seconds kPatience(180);
+constexpr std::chrono::seconds kLongPatience(180);
 
 class Soak {
  public:
@@ -79,14 +79,15 @@ class Soak {
     Start();
     crowd_->ChangeSubscription(true);
     crowd_->CalmDown();
-    if (!Eventually([&] { return HoldsNothing(root_.storage()); }, kPatience))
+    if (!Eventually([&] { return HoldsNothing(root_.storage()); }, kLongPatience))
       Complain("ink is never taken");
     crowd_->Join();
     const auto has_let_go = [&] {
       const Holding now = service_->holding();
       return now.threads <= fresh_.threads && now.descriptors <= fresh_.descriptors;
     };
-    if (!Eventually(has_let_go, kPatience)) Complain("threads or descriptors of clients are left");
+    if (!Eventually(has_let_go, kLongPatience))
+      Complain("threads or descriptors of clients are left");
     last_ = service_->holding();
     EndLife(service_->Stop());
   }

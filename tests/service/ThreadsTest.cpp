@@ -12,6 +12,7 @@
 
 #include "service/FakeServer.h"
 #include "support/InkFile.h"
+#include "support/Patience.h"
 
 namespace {
 
@@ -38,7 +39,7 @@ class Gate {
   // The thread that waits, 0 when none comes in time.
   pid_t WaitForThread() {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(60), [this] { return waiting_thread_ != 0; });
+    changed_.wait_for(lock, kPatience, [this] { return waiting_thread_ != 0; });
     return waiting_thread_;
   }
 

@@ -3,10 +3,11 @@
 #include <Stf2.h>
 #include <dlfcn.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
+
+#include "support/Patience.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ InkCallPause::~InkCallPause() {
 
 bool InkCallPause::WaitUntilReached() {
   std::unique_lock<std::mutex> lock(g_mutex);
-  return g_changed.wait_for(lock, std::chrono::seconds(60), [] { return g_reached; });
+  return g_changed.wait_for(lock, kPatience, [] { return g_reached; });
 }
 
 void InkCallPause::LetGo() {

@@ -41,7 +41,7 @@ void LogCapture::Clear() {
 
 bool LogCapture::WaitFor(int level, const std::string& message, std::size_t times) const {
   std::unique_lock<std::mutex> lock(mutex_);
-  return changed_.wait_for(lock, std::chrono::seconds(20), [&] {
+  return changed_.wait_for(lock, kPatience, [&] {
     return static_cast<std::size_t>(
                std::count(lines_.begin(), lines_.end(), Line(level, message))) >= times;
   });

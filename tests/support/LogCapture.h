@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/Patience.h"
+
 class LogCapture {
  public:
   typedef std::pair<int, std::string> Line;  // level and message
@@ -37,8 +39,7 @@ class LogCapture {
 };
 
 // Waits until `condition` holds, asking again and again; false when it does not within the bound.
-bool Eventually(const std::function<bool()>& condition,
-                std::chrono::seconds bound = std::chrono::seconds(20));
+bool Eventually(const std::function<bool()>& condition, std::chrono::seconds bound = kPatience);
 
 // Whether a thread of this process waits for something.
 bool IsThreadAsleep(pid_t thread);

@@ -12,9 +12,9 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace {
+#include "support/Patience.h"
 
-constexpr std::chrono::seconds kBound(60);  // sanitizers on a busy machine are slow
+namespace {
 
 [[noreturn]] void Fail(const std::string& what, int error) {
   throw std::runtime_error(what + ": " + std::strerror(error));
@@ -122,7 +122,7 @@ bool Process::ReadSome(std::chrono::steady_clock::time_point end) {
 }
 
 bool Process::ReadUntil(const std::function<bool()>& done) {
-  const auto end = std::chrono::steady_clock::now() + kBound;
+  const auto end = std::chrono::steady_clock::now() + kPatience;
   while (!done()) {
     if (exit_fd_ < 0 || !ReadSome(end)) return done();
   }

@@ -14,9 +14,11 @@
 #include <memory>
 #include <stdexcept>
 
+#include "support/Patience.h"
+
 namespace {
 
-constexpr int kBoundMs = 60000;  // sanitizers on a busy machine are slow
+constexpr int kBoundMs = std::chrono::milliseconds(kPatience).count();
 
 [[noreturn]] void Fail(const std::string& what) {
   throw std::runtime_error("wire client: " + what);

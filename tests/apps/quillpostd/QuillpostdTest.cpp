@@ -14,6 +14,7 @@
 #include <stdexcept>
 
 #include "support/LogCapture.h"
+#include "support/Patience.h"
 #include "support/Process.h"
 #include "support/TestRoot.h"
 
@@ -51,7 +52,8 @@ class Manager {
   // The next message; empty where none comes in time.
   std::string Receive() {
     pollfd readable = {fd_, POLLIN, 0};
-    if (::poll(&readable, 1, 60000) != 1) return std::string();
+    constexpr int kPatienceMs = std::chrono::milliseconds(kPatience).count();
+    if (::poll(&readable, 1, kPatienceMs) != 1) return std::string();
     char text[100];
     const ssize_t n = ::recv(fd_, text, sizeof text, 0);
     return std::string(text, n > 0 ? static_cast<std::size_t>(n) : 0);
