@@ -59,7 +59,7 @@ TEST_F(FullDisk, OfBytesKeepsWhatWasConfirmed) {
   road_.root().Subscribe("Other", "1.2.*.*");
   ASSERT_EQ(road_.Import(1000), "Success");
   // The other has not had it, so it stays.
-  road_.Receive(InksOf(1000), std::chrono::seconds(2));
+  road_.Receive(InksOf(1000), kPatience, Road::Until::kReceived);
   ASSERT_TRUE(road_.HasReceived(InksOf(1000)));
   disk_->Fill();
   for (std::uint64_t time_ms = 2000; time_ms < 5000; time_ms += 1000) road_.Import(time_ms);
@@ -67,7 +67,7 @@ TEST_F(FullDisk, OfBytesKeepsWhatWasConfirmed) {
   disk_->Free();
   ASSERT_TRUE(road_.Start());
   EXPECT_EQ(road_.Import(6000), "Success");
-  road_.Receive(InksOf(6000), std::chrono::seconds(1));
+  road_.Receive(InksOf(6000), kPatience, Road::Until::kReceived);
   EXPECT_TRUE(road_.HasReceived(InksOf(6000)));
   for (const std::string& ink : InksOf(1000)) EXPECT_EQ(road_.received().count(ink), 1u) << ink;
   EXPECT_EQ(road_.Stop(), 0);

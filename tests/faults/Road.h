@@ -6,6 +6,7 @@
 
 #include <TalvoQuillpost/Protocol.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
 #include <memory>
@@ -15,6 +16,8 @@
 #include "faults/KilledService.h"
 #include "faults/Ledger.h"
 #include "support/InkFile.h"
+#include "support/LogCapture.h"
+#include "support/Patience.h"
 #include "support/TestRoot.h"
 #include "support/WireClient.h"
 
@@ -81,10 +84,10 @@ class Road {
   }
 
   // Takes and confirms what is offered until all of `inks` has come, and, where it is asked for, is
-  // gone from the store; or until nothing more comes for so long.
+  // gone from the store; or until nothing more comes for so long. Leaves when the confirmations
+  // have been carried out: the service drops those that still wait when an application leaves.
   enum class Until { kReceived, kStoreIsEmpty };
-  void Receive(const std::set<std::string>& inks,
-               std::chrono::seconds patience = std::chrono::seconds(20),
+  void Receive(const std::set<std::string>& inks, std::chrono::seconds patience = kPatience,
                Until until = Until::kStoreIsEmpty) {
     WireClient client(IPC::Protocol::Quillpost::GetEndpoint());
     const Json::Value application = Params({{"ApplicationID", "Notes"}});
@@ -92,16 +95,21 @@ class Road {
     const auto is_done = [&] {
       return until == Until::kReceived ? HasReceived(inks) : IsDone(inks);
     };
+    std::set<boost::filesystem::path> confirmed;
     auto end = std::chrono::steady_clock::now() + patience;
     while (!is_done() && std::chrono::steady_clock::now() < end) {
       if (!client.HasNotification(5)) continue;
       const Json::Value package = client.WaitForNotification();
       const std::string pen = package["InkPackagePen"].asString();
-      received_.insert(IdentityOf(pen, ReadFile(package["InkPackagePath"].asString())));
+      const boost::filesystem::path file = package["InkPackagePath"].asString();
+      received_.insert(IdentityOf(pen, ReadFile(file)));
       client.Request("ConfirmInkPackageDelivery",
                      Params({{"InkPackagePen", pen}, {"InkPackageDelivered", true}}));
+      confirmed.insert(file);
       end = std::chrono::steady_clock::now() + patience;
     }
+    const auto is_gone = [](const auto& file) { return !boost::filesystem::exists(file); };
+    Eventually([&] { return std::all_of(confirmed.begin(), confirmed.end(), is_gone); }, patience);
     client.Request("DisableNotifications", application);
   }
 
