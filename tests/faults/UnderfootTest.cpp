@@ -59,7 +59,7 @@ class Underfoot : public testing::Test {
     EXPECT_TRUE(road_.IsServing()) << road_.log();
     EXPECT_EQ(road_.Import(time_ms_ += 1000, kOtherPen), "Success");
     const std::set<std::string> inks = InksOf(time_ms_, kOtherSerial);
-    road_.Receive(inks, std::chrono::seconds(20), Road::Until::kReceived);
+    road_.Receive(inks, kPatience, Road::Until::kReceived);
     EXPECT_TRUE(road_.HasReceived(inks)) << road_.log();
   }
 
@@ -130,7 +130,7 @@ TEST_F(Underfoot, AStoredFileThatIsSomethingElseForAWhileIsDeliveredWhenItIsBack
   EXPECT_EQ(road_.Import(3000), "Success");
   std::set<std::string> inks = InksOf(1000);
   inks.merge(InksOf(3000));
-  road_.Receive(inks, std::chrono::seconds(20), Road::Until::kReceived);
+  road_.Receive(inks, kPatience, Road::Until::kReceived);
   EXPECT_TRUE(road_.HasReceived(inks)) << road_.log();
   EXPECT_EQ(road_.Stop(), 0);
   EXPECT_EQ(ReadFile(elsewhere), "no ink");
@@ -232,7 +232,7 @@ TEST_F(Underfoot, RoutingInfoThatIsReplacedWhileItIsUsedCostsNoInk) {
   for (int i = 0; i < 30; ++i) inks.merge(InksOf(2000 + static_cast<std::uint64_t>(i) * 100));
   fs::remove_all(pen() / "RoutingInfo.txt");
   EXPECT_EQ(road_.Import(9000), "Success");
-  road_.Receive(inks, std::chrono::seconds(20), Road::Until::kReceived);
+  road_.Receive(inks, kPatience, Road::Until::kReceived);
   EXPECT_TRUE(road_.HasReceived(inks)) << road_.log();
   EXPECT_EQ(road_.Stop(), 0);
 }
