@@ -213,6 +213,7 @@ TEST_F(Asking, CloseWaitsForOpenRequests) {
 }
 
 TEST_F(Asking, CloseEndsOpenRequestsWhenItsPatienceEnds) {
+  ASSERT_TRUE(heard_.WaitFor(1));  // a report that comes after the closing is not made any more
   std::promise<Client::Reply> reply;
   client_->RequestAsync("Hold", Json::Value(), [&](const Client::Reply& r) { reply.set_value(r); });
   client_->Close(Milliseconds(10));
