@@ -195,10 +195,12 @@ TEST_F(Connection, NothingIsSentToAConnectionThatHasGone) {
 TEST_F(Connection, EveryReportIsOfTheConnectionThatWasAnnounced) {
   ServerUnderTest::Connection ended;
   std::mutex mutex;
-  server_.on_end = [&](const ServerUnderTest::Connection& connection) {
-    std::lock_guard<std::mutex> lock(mutex);
-    ended = connection;
-  };
+  server_.BetweenCallbacks([&] {
+    server_.on_end = [&](const ServerUnderTest::Connection& connection) {
+      std::lock_guard<std::mutex> lock(mutex);
+      ended = connection;
+    };
+  });
   WireClient second(server_.endpoint());
   ASSERT_TRUE(Eventually([&] { return server_.connected() == 2; }));
   second.Die();
@@ -211,15 +213,27 @@ TEST_F(Connection, EveryReportIsOfTheConnectionThatWasAnnounced) {
 
 // ---- Repeated reports
 
-// An owner files three things under one connection and lets go of one at each report; the fourth
-// finds none.
-TEST_F(Connection, TheReportIsRepeatedAsLongAsItsOwnerLetsGo) {
-  std::vector<ServerUnderTest::Connection> filed;
-  server_.on_end = [&](const ServerUnderTest::Connection&) {
-    if (!filed.empty()) filed.pop_back();
-  };
+// An owner that files things under a connection and lets go of one at each report.
+class RepeatedReport : public Connection {
+ protected:
+  // Files that many things under the first connection.
+  void File(std::size_t count) {
+    server_.BetweenCallbacks([&] {
+      filed_.assign(count, server_.connections().at(0));
+      server_.on_end = [&](const ServerUnderTest::Connection&) {
+        if (!filed_.empty()) filed_.pop_back();
+      };
+    });
+  }
+
+ private:
+  std::vector<ServerUnderTest::Connection> filed_;
+};
+
+// The fourth report finds nothing to let go of.
+TEST_F(RepeatedReport, ComesAsLongAsItsOwnerLetsGo) {
   EXPECT_EQ(client_->Request("Echo"), "Success");
-  filed.assign(3, server_.connections().at(0));
+  File(3);
   client_->Die();
   EXPECT_TRUE(Eventually([&] { return server_.ends().size() == 4; }));
   server_.Stop();
@@ -236,14 +250,10 @@ TEST_F(Connection, AReportThatLetsGoOfNothingIsNotRepeated) {
 }
 
 // Replies that other threads make meanwhile hide no release.
-TEST_F(Connection, TheReportIsRepeatedWhileRepliesAreMadeElsewhere) {
-  std::vector<ServerUnderTest::Connection> filed;
-  server_.on_end = [&](const ServerUnderTest::Connection&) {
-    if (!filed.empty()) filed.pop_back();
-  };
+TEST_F(RepeatedReport, ComesWhileRepliesAreMadeElsewhere) {
   for (int i = 0; i < 100; ++i) client_->Send("Hold");
   ASSERT_TRUE(Eventually([&] { return server_.held() == 100; }));
-  filed.assign(200, server_.connections().at(0));
+  File(200);
   std::thread replier([&] { server_.Release(); });
   client_->Die();
   EXPECT_TRUE(Eventually([&] { return server_.ends().size() == 201; }));
@@ -252,7 +262,9 @@ TEST_F(Connection, TheReportIsRepeatedWhileRepliesAreMadeElsewhere) {
 }
 
 TEST_F(Connection, AnExceptionOutOfAReportIsLoggedAndEndsNothing) {
-  server_.on_end = [](const ServerUnderTest::Connection&) { throw std::runtime_error("no ink"); };
+  server_.BetweenCallbacks([&] {
+    server_.on_end = [](const ServerUnderTest::Connection&) { throw std::runtime_error("no ink"); };
+  });
   client_->Die();
   ASSERT_TRUE(HasEnded());
   EXPECT_TRUE(

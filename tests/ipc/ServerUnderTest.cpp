@@ -2,6 +2,7 @@
 
 #include <IPC/Protocol.h>
 
+#include <future>
 #include <stdexcept>
 
 namespace Status = IPC::Protocol::Core::Status;
@@ -32,6 +33,15 @@ ServerUnderTest::~ServerUnderTest() {
   server_.reset();
   work_.reset();
   thread_.join();
+}
+
+void ServerUnderTest::BetweenCallbacks(const std::function<void()>& job) {
+  std::promise<void> done;
+  queue_.post([&] {
+    job();
+    done.set_value();
+  });
+  done.get_future().get();
 }
 
 void ServerUnderTest::Handle(const Connection& connection, const std::string& name,

@@ -53,7 +53,10 @@ class ServerUnderTest {
   std::vector<Connection> connections() const;
   void ForgetConnections();
 
-  // Called within the report of an end; set before Listen.
+  // Runs the job on the thread of the callbacks, between two of them, and waits for its end.
+  void BetweenCallbacks(const std::function<void()>& job);
+
+  // Called within the report of an end; set before Listen or between callbacks.
   std::function<void(const Connection&)> on_end;
 
  private:
