@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <boost/filesystem.hpp>
+#include <future>
 #include <set>
 
 #include "ServerUnderTest.h"
@@ -331,7 +332,8 @@ TEST_F(Endpoint, OfTwentyThatStartAtOnceExactlyOneListens) {
 TEST_F(Endpoint, OfTwentyThreadsOfOneProcessExactlyOneListens) {
   MakeDeadSocket(path());
   std::atomic<int> listeners{0};
-  std::atomic<bool> done{false};
+  std::promise<void> end;
+  const std::shared_future<void> has_ended(end.get_future());
   std::vector<std::thread> threads;
   std::atomic<int> tried{0};
   for (int i = 0; i < 20; ++i) {
@@ -339,12 +341,12 @@ TEST_F(Endpoint, OfTwentyThreadsOfOneProcessExactlyOneListens) {
       const Holder holder(path());
       listeners += holder.is_listening();
       ++tried;
-      Eventually([&] { return done.load(); });
+      has_ended.wait();
     });
   }
   EXPECT_TRUE(Eventually([&] { return tried == 20; }));
   EXPECT_EQ(listeners, 1);
-  done = true;
+  end.set_value();
   for (std::thread& thread : threads) thread.join();
 }
 

@@ -96,7 +96,6 @@ TEST_F(StrangeService, ThatDoesNotReadFillsTheClientUpToABound) {
   std::promise<std::string> reason;
   std::atomic<bool> full{false};
   for (int i = 0; i < 20 && !full; ++i) {
-    std::promise<void> done;
     client.RequestAsync("Echo", params, [&](const Client::Reply& reply) {
       if (reply.error == Error::kProtocol && !full.exchange(true)) reason.set_value(reply.message);
     });
