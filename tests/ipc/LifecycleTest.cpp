@@ -71,11 +71,12 @@ TEST(Stop, RepeatsTheReportForAnOwnerThatLetsGo) {
 }
 
 TEST(Stop, WithoutListenReturnsAtOnceAlsoWhenNothingRunsTheQueue) {
+  const TestRoot root;
   boost::asio::io_service queue;
   const auto server = IPC::Server::CreateEx(queue, {}, {}, {}, "Quillpost:Test");
   server->Stop();
   server->Stop();
-  EXPECT_FALSE(server->Listen("/nonexistent/ipc.sock"));
+  EXPECT_FALSE(server->Listen((root.path() / "none/ipc.sock").string()));
   server->Stop();
 }
 

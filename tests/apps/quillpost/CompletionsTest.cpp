@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <boost/filesystem.hpp>
@@ -79,9 +80,11 @@ Words CompleteInBash(const Line& line) {
 }
 
 Words CompleteInFish(const Line& line) {
+  const std::string home = ::getenv("QUILLPOST_ROOT");  // in the user's it would make directories
   const Finished fish = RunToEnd(
       {"/usr/bin/fish", "--no-config", "-c",
-       std::string("source ") + COMPLETIONS + "/quillpost.fish; complete -C '" + Join(line) + "'"});
+       std::string("source ") + COMPLETIONS + "/quillpost.fish; complete -C '" + Join(line) + "'"},
+      {{"HOME", home}, {"XDG_CONFIG_HOME", home + "/config"}, {"XDG_DATA_HOME", home + "/data"}});
   EXPECT_EQ("", fish.error);
   return LinesOf(fish.output);
 }
