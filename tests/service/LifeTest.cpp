@@ -63,6 +63,7 @@ class Life : public ServiceFixture {
 };
 
 TEST_F(Life, TheFactoryMakesAServiceAndNothingElse) {
+  const auto another = TalvoQuillpost::CreateQuillpostService();
   EXPECT_EQ(CountThreads(), threads_before);
   EXPECT_FALSE(fs::exists(Endpoint()));
   EXPECT_FALSE(fs::exists(root.home()));
