@@ -23,25 +23,6 @@ Lines StrokesOf(const Reading& reading) {
   return lines;
 }
 
-std::string Times(const Stroke& stroke) {
-  std::string text;
-  for (const Stf2Sample& sample : stroke.samples) {
-    if (sample.type != STF2_SAMPLE_COORDINATE) continue;
-    text +=
-        (text.empty() ? "" : " ") + std::to_string(stroke.start_time_ms + sample.time_offset_ms);
-  }
-  return text;
-}
-
-std::string Forces(const Stroke& stroke) {
-  std::string text;
-  for (const Stf2Sample& sample : stroke.samples) {
-    if (sample.type != STF2_SAMPLE_COORDINATE) continue;
-    text += (text.empty() ? "" : " ") + std::to_string(sample.force);
-  }
-  return text;
-}
-
 TEST(InkMLOrigins, AnOfficeProgramsPrefixedDocument) {
   const Reading reading = ReadDocument(
       "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n"

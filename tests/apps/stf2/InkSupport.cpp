@@ -4,6 +4,20 @@
 
 namespace InkTool {
 
+namespace {
+
+template <typename ToText>
+std::string JoinCoordinates(const Stroke& stroke, const ToText& to_text) {
+  std::string joined;
+  for (const Stf2Sample& sample : stroke.samples) {
+    if (sample.type != STF2_SAMPLE_COORDINATE) continue;
+    joined += (joined.empty() ? "" : " ") + to_text(sample);
+  }
+  return joined;
+}
+
+}  // namespace
+
 std::vector<Stroke> Reading::Strokes() const {
   std::vector<Stroke> strokes;
   for (const Item& item : ink.items) {
@@ -42,13 +56,20 @@ std::string TraceDocument(const std::string& trace, const std::string& channels)
 }
 
 std::string Positions(const Stroke& stroke) {
-  std::string text;
-  for (const Stf2Sample& sample : stroke.samples) {
-    if (sample.type != STF2_SAMPLE_COORDINATE) continue;
-    text +=
-        (text.empty() ? "" : " ") + std::to_string(sample.x_um) + "," + std::to_string(sample.y_um);
-  }
-  return text;
+  return JoinCoordinates(stroke, [](const Stf2Sample& sample) {
+    return std::to_string(sample.x_um) + "," + std::to_string(sample.y_um);
+  });
+}
+
+std::string Times(const Stroke& stroke) {
+  return JoinCoordinates(stroke, [&stroke](const Stf2Sample& sample) {
+    return std::to_string(stroke.start_time_ms + sample.time_offset_ms);
+  });
+}
+
+std::string Forces(const Stroke& stroke) {
+  return JoinCoordinates(stroke,
+                         [](const Stf2Sample& sample) { return std::to_string(sample.force); });
 }
 
 Stf2Sample Sample(int type, int x_um, int y_um, int force, unsigned time, int flags) {

@@ -31,8 +31,11 @@ std::string Document(const std::string& body);
 // A document of one trace with a context in which X and Y are millimetres; `channels` are added.
 std::string TraceDocument(const std::string& trace, const std::string& channels = "");
 
-// "x,y x,y ..." of a stroke's coordinates in micrometres.
+// Of a stroke's coordinates, one behind the other: "x,y" in micrometres, times in milliseconds
+// since 1970, forces.
 std::string Positions(const Stroke& stroke);
+std::string Times(const Stroke& stroke);
+std::string Forces(const Stroke& stroke);
 
 Stf2Sample Sample(int type, int x_um, int y_um, int force = 0, unsigned time = 0, int flags = 0);
 
