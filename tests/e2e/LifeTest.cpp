@@ -10,6 +10,19 @@
 
 namespace fs = boost::filesystem;
 
+namespace {
+
+// A stroke on each of the pages 1.2.3.0, 1.2.3.1, ...
+std::string InkOfPages(int count) {
+  InkFile ink;
+  for (int page = 0; page < count; ++page) {
+    ink.AddStroke(("1.2.3." + std::to_string(page)).c_str(), 1000);
+  }
+  return ink.bytes();
+}
+
+}  // namespace
+
 TEST(Life, SigtermEndsItWithoutATraceOfClientsAndPackages) {
   World world;
   world.root().Subscribe("Notes", "1.2.3.*");
@@ -45,11 +58,7 @@ TEST(Life, ASecondServiceIsRefusedAndTheFirstServesOn) {
 
 TEST(Life, SigtermDuringImportsEndsItInOrder) {
   World world;
-  InkFile ink;
-  for (int page = 0; page < 200; ++page) {
-    ink.AddStroke(("1.2.3." + std::to_string(page)).c_str(), 1000);
-  }
-  WriteFile(world.path("many.stf2"), ink.bytes());
+  WriteFile(world.path("many.stf2"), InkOfPages(200));
   WireClient client(World::Endpoint());
   for (int i = 0; i < 5; ++i) {
     client.Send("ImportSTF2File", Params({{"InkPackagePath", world.path("many.stf2")}}));
@@ -64,11 +73,7 @@ TEST(Life, SigtermDuringImportsEndsItInOrder) {
 // A file of very many pages takes longer to import than a service may take to end.
 TEST(Life, SigtermDoesNotWaitForALongImport) {
   World world;
-  InkFile ink;
-  for (int page = 0; page < 60000; ++page) {
-    ink.AddStroke(("1.2.3." + std::to_string(page)).c_str(), 1000);
-  }
-  WriteFile(world.path("many.stf2"), ink.bytes());
+  WriteFile(world.path("many.stf2"), InkOfPages(60000));
   WireClient client(World::Endpoint());
   client.Send("ImportSTF2File", Params({{"InkPackagePath", world.path("many.stf2")}}));
   const fs::path pages = world.root().storage() / kTestPenSerial;
