@@ -15,12 +15,12 @@ constexpr std::size_t kMaxAllocations = 5000;
 
 class MemoryTest : public StoreTest {
  protected:
-  // Ten strokes of two applications, saved, of which the second one has received two, and then
+  // Twelve strokes of two applications, saved, of which the second one has received two, and then
   // two more files between them and one on another page.
   void Prepare() {
     Cleanup();
     boost::filesystem::remove_all(PenPath());
-    for (int i = 10; i < 20; ++i) Put("s" + std::to_string(i) + ".stf2");
+    for (int i = 10; i < 22; ++i) Put("s" + std::to_string(i) + ".stf2");
     ASSERT_TRUE(Sync({kApp, "app.two"}));
     ASSERT_TRUE(SetRoutingInfoMarkers(kPen, "app.two", received_, {}));
     Put("s125.stf2");
