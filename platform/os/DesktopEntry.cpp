@@ -133,11 +133,13 @@ bool ParseExec(const std::string& value, std::vector<std::string>& arguments) {
          !arguments.empty() && !arguments[0].empty();
 }
 
-bool ReadDesktopEntry(const std::string& path, std::vector<std::string>& arguments) {
+bool ReadDesktopEntry(const std::string& path, DesktopEntry& entry) {
+  entry = DesktopEntry();
   std::string content;
   if (!ReadRegularFile(path, content)) return false;
   std::istringstream lines(content);
   bool in_entry = false;
+  bool has_exec = false;
   for (std::string line; std::getline(lines, line);) {
     line = Trim(line);
     if (line.empty() || line[0] == '#') continue;
@@ -146,11 +148,17 @@ bool ReadDesktopEntry(const std::string& path, std::vector<std::string>& argumen
       continue;
     }
     const std::size_t equals = line.find('=');
-    if (in_entry && equals != std::string::npos && Trim(line.substr(0, equals)) == "Exec") {
-      return ParseExec(Trim(line.substr(equals + 1)), arguments);
+    if (!in_entry || equals == std::string::npos) continue;
+    const std::string key = Trim(line.substr(0, equals));
+    const std::string value = Trim(line.substr(equals + 1));
+    if (key == "Path") {
+      entry.directory = Unescape(value);
+    } else if (key == "Exec" && !has_exec) {
+      if (!ParseExec(value, entry.arguments)) return false;
+      has_exec = true;
     }
   }
-  return false;
+  return has_exec;
 }
 
 }  // namespace TalvoOS

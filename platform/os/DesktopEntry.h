@@ -1,6 +1,6 @@
-// The command line of a desktop entry (a ".desktop" file), as the Desktop Entry Specification of
-// freedesktop.org defines it. Private to this library. Not a reader of anything else that such a
-// file holds.
+// What a desktop entry (a ".desktop" file) says about starting its program, as the Desktop Entry
+// Specification of freedesktop.org defines it. Private to this library. Not a reader of anything
+// else that such a file holds.
 
 #pragma once
 
@@ -9,10 +9,14 @@
 
 namespace TalvoOS {
 
-// Reads the Exec line of the [Desktop Entry] group of the file at `path` into `arguments`, the
-// program first, as it is written there. False where the file can't be read as a regular file or
-// has no Exec line that names a program by the rules of ParseExec.
-bool ReadDesktopEntry(const std::string& path, std::vector<std::string>& arguments);
+struct DesktopEntry {
+  std::vector<std::string> arguments;  // of the Exec line, the program first, as written there
+  std::string directory;               // of the Path line; empty if there is none
+};
+
+// Reads the [Desktop Entry] group of the file at `path`. False for a file that can't be read as a
+// regular file or has no Exec line that names a program by the rules of ParseExec.
+bool ReadDesktopEntry(const std::string& path, DesktopEntry& entry);
 
 // Takes an Exec value, as it stands in the file, apart. Arguments are separated by blanks; one in
 // double quotes may hold blanks, and there a backslash takes the meaning from ", `, $ and \.

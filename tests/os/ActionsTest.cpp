@@ -11,6 +11,7 @@
 
 #include <boost/filesystem.hpp>
 #include <cerrno>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -20,6 +21,8 @@
 #include "support/TestRoot.h"
 
 using TalvoOS::Actions::LaunchApplication;
+using TalvoOS::Actions::Program;
+using TalvoOS::Actions::StartApplication;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -46,11 +49,21 @@ class Launch : public testing::Test {
     return values;
   }
 
-  void WriteDesktopEntry(const std::string& name, const std::string& exec) {
-    WriteFile(path(name), "[Desktop Entry]\nType=Application\nName=Notes\nExec=" + exec + "\n");
+  void WriteDesktopEntry(const std::string& name, const std::string& exec,
+                         const std::string& more = "") {
+    WriteFile(path(name),
+              "[Desktop Entry]\nType=Application\nName=Notes\nExec=" + exec + "\n" + more);
   }
 
- private:
+  // A script that waits until `Release` lets it end.
+  std::string WriteWaitingProgram() {
+    EXPECT_EQ(0, ::mkfifo(path("gate").c_str(), 0600));
+    WriteFile(path("waits"), "#!/bin/sh\nread line <'" + path("gate") + "'\n");
+    ::chmod(path("waits").c_str(), 0755);
+    return path("waits");
+  }
+  void Release() { ::close(::open(path("gate").c_str(), O_WRONLY | O_CLOEXEC)); }
+
   TestRoot root_;
 };
 
@@ -87,6 +100,7 @@ TEST_F(Launch, AHostThatClosedItsStandardDescriptorsLaunchesAllTheSame) {
 
 TEST_F(Launch, TheProgramHasDefaultDispositionsAndAnEmptyMask) {
   ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
   ::signal(SIGHUP, SIG_IGN);
   ::signal(SIGUSR1, IgnoreSignal);
   ::signal(SIGRTMAX, SIG_IGN);
@@ -106,12 +120,67 @@ TEST_F(Launch, TheProgramHasDefaultDispositionsAndAnEmptyMask) {
   EXPECT_EQ(0, ::sigismember(&now, SIGINT));
 }
 
-TEST_F(Launch, TheProgramHasTheCallersDirectoryAndUmask) {
-  const mode_t before = ::umask(027);
+// The host's umask is for the files of the service; what an application makes is its own business.
+TEST_F(Launch, TheProgramHasTheUmaskThatTheHostHadAtItsStart) {
+  const mode_t at_start = ::umask(0127);
   ASSERT_TRUE(LaunchApplication(LAUNCHED_PROGRAM));
-  ::umask(before);
-  EXPECT_THAT(Reported("umask"), ElementsAre("027"));
-  EXPECT_THAT(Reported("directory"), ElementsAre(boost::filesystem::current_path().string()));
+  ::umask(at_start);
+  char text[8];
+  ::snprintf(text, sizeof text, "%03o", static_cast<unsigned>(at_start));
+  EXPECT_THAT(Reported("umask"), ElementsAre(text));
+}
+
+TEST_F(Launch, TheProgramStartsInTheUsersHome) {
+  boost::filesystem::create_directories(root_.home());
+  ASSERT_TRUE(LaunchApplication(LAUNCHED_PROGRAM));
+  EXPECT_THAT(Reported("directory"), ElementsAre(root_.home().string()));
+}
+
+TEST_F(Launch, TheProgramOfAUserWithoutAHomeDirectoryStartsAtTheTop) {
+  ASSERT_FALSE(boost::filesystem::exists(root_.home()));
+  ASSERT_TRUE(LaunchApplication(LAUNCHED_PROGRAM));
+  EXPECT_THAT(Reported("directory"), ElementsAre("/"));
+}
+
+TEST_F(Launch, AProgramIsSeenToRunAndToEnd) {
+  const Program program = StartApplication(WriteWaitingProgram());
+  ASSERT_TRUE(program);
+  const Program copy = program;
+  EXPECT_TRUE(program.IsRunning());
+  EXPECT_LE(program.start_time(), std::chrono::steady_clock::now());
+  Release();
+  EXPECT_TRUE(Eventually([&] { return !program.IsRunning(); }));
+  EXPECT_FALSE(copy.IsRunning());
+  EXPECT_TRUE(copy) << "it was started all the same";
+}
+
+TEST_F(Launch, WhatWasNotStartedDoesNotRun) {
+  const Program none;
+  EXPECT_FALSE(none);
+  EXPECT_FALSE(none.IsRunning());
+  const Program missing = StartApplication("/nonexistent/program");
+  EXPECT_FALSE(missing);
+  EXPECT_FALSE(missing.IsRunning());
+}
+
+TEST_F(Launch, DroppingAProgramEndsNothing) {
+  Program program = StartApplication(WriteWaitingProgram());
+  ASSERT_TRUE(program);
+  program = Program();
+  // Opening the gate waits for its reader: the script is still there.
+  Release();
+}
+
+TEST_F(Launch, NothingOfAProgramIsLeftOpen) {
+  const auto descriptors = [] {
+    return std::distance(boost::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = descriptors();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(StartApplication(LAUNCHED_PROGRAM));
+    EXPECT_FALSE(StartApplication("/nonexistent/program"));
+  }
+  EXPECT_EQ(before, descriptors());
 }
 
 TEST_F(Launch, NoChildOfTheCallerIsLeft) {
@@ -135,6 +204,16 @@ TEST_F(Launch, AScriptIsAProgram) {
   ::chmod(path("application").c_str(), 0755);
   ASSERT_TRUE(LaunchApplication(path("application")));
   EXPECT_THAT(Reported("argument"), ElementsAre(LAUNCHED_PROGRAM, path("application")));
+}
+
+TEST_F(Launch, ARelativePathStartsAtTheCallersDirectory) {
+  boost::filesystem::create_directories(root_.home());
+  const boost::filesystem::path program(LAUNCHED_PROGRAM);
+  const auto before = boost::filesystem::current_path();
+  boost::filesystem::current_path(program.parent_path());
+  EXPECT_TRUE(LaunchApplication("./" + program.filename().string()));
+  boost::filesystem::current_path(before);
+  EXPECT_THAT(Reported("directory"), ElementsAre(root_.home().string()));
 }
 
 TEST_F(Launch, RefusesWhatIsNoProgram) {
@@ -184,6 +263,18 @@ TEST_F(Launch, ADesktopEntryStartsItsExecLine) {
   EXPECT_THAT(Reported("argument"), ElementsAre(LAUNCHED_PROGRAM, "--open", "a b", "100%"));
 }
 
+TEST_F(Launch, ADesktopEntrysPathIsTheWorkingDirectory) {
+  boost::filesystem::create_directories(path("my notes"));
+  WriteDesktopEntry("notes.desktop", LAUNCHED_PROGRAM, "Path=" + path("my\\snotes") + "\n");
+  ASSERT_TRUE(LaunchApplication(path("notes.desktop")));
+  EXPECT_THAT(Reported("directory"), ElementsAre(path("my notes")));
+}
+
+TEST_F(Launch, RefusesADesktopEntryWhosePathIsNoDirectory) {
+  WriteDesktopEntry("notes.desktop", LAUNCHED_PROGRAM, "Path=" + path("missing") + "\n");
+  EXPECT_FALSE(LaunchApplication(path("notes.desktop")));
+}
+
 TEST_F(Launch, ADesktopEntrysProgramIsSearchedForInPath) {
   const boost::filesystem::path program(LAUNCHED_PROGRAM);
   WriteFile(path("first/" + program.filename().string()), "of that name, but not executable");
@@ -207,4 +298,25 @@ TEST_F(Launch, RefusesADesktopEntryThatStartsNothing) {
   EXPECT_FALSE(LaunchApplication(path("fifo.desktop")));
   boost::filesystem::create_directory(path("directory.desktop"));
   EXPECT_FALSE(LaunchApplication(path("directory.desktop")));
+}
+
+TEST_F(Launch, AnObstacleIsSeenWithoutStartingAnything) {
+  using TalvoOS::Actions::FindObstacle;
+  EXPECT_EQ("", FindObstacle(LAUNCHED_PROGRAM));
+  EXPECT_EQ("the path is empty", FindObstacle(""));
+  EXPECT_EQ(path("missing") + ": No such file or directory", FindObstacle(path("missing")));
+  EXPECT_EQ(path("") + ": not a regular file", FindObstacle(path("")));
+  WriteFile(path("text"), "not executable");
+  EXPECT_EQ(path("text") + ": Permission denied", FindObstacle(path("text")));
+  WriteDesktopEntry("good.desktop", LAUNCHED_PROGRAM);
+  EXPECT_EQ("", FindObstacle(path("good.desktop")));
+  WriteDesktopEntry("nowhere.desktop", "no-program-of-this-name");
+  EXPECT_EQ(path("nowhere.desktop") + ": its Exec line names no program",
+            FindObstacle(path("nowhere.desktop")));
+  WriteDesktopEntry("gone.desktop", path("missing"));
+  EXPECT_EQ(path("missing") + ": No such file or directory", FindObstacle(path("gone.desktop")));
+  WriteDesktopEntry("lost.desktop", LAUNCHED_PROGRAM, "Path=" + path("missing") + "\n");
+  EXPECT_EQ(path("lost.desktop") + ": its Path line: No such file or directory",
+            FindObstacle(path("lost.desktop")));
+  EXPECT_FALSE(boost::filesystem::exists(report()));
 }

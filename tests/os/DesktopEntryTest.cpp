@@ -18,10 +18,9 @@ std::vector<std::string> Read(const std::string& content) {
   TestRoot root;
   const auto file = root.path() / "x.desktop";
   WriteFile(file, content);
-  std::vector<std::string> arguments;
-  return TalvoOS::ReadDesktopEntry(file.string(), arguments)
-             ? arguments
-             : std::vector<std::string>{"(refused)"};
+  TalvoOS::DesktopEntry entry;
+  return TalvoOS::ReadDesktopEntry(file.string(), entry) ? entry.arguments
+                                                         : std::vector<std::string>{"(refused)"};
 }
 
 }  // namespace
@@ -73,4 +72,16 @@ TEST(ReadDesktopEntry, RefusesAFileWithoutOne) {
   EXPECT_THAT(Read("[Desktop Entry]\nExec=\n"), ElementsAre("(refused)"));
   EXPECT_THAT(Read(std::string("[Desktop Entry]\nExec=notes\n") + std::string(2 << 20, '#')),
               ElementsAre("(refused)"));
+}
+
+TEST(ReadDesktopEntry, TakesThePathLineOfItsOwnGroup) {
+  TestRoot root;
+  const auto file = root.path() / "x.desktop";
+  TalvoOS::DesktopEntry entry;
+  WriteFile(file, "[Desktop Entry]\nPath=/opt/my\\snotes\nExec=notes\n[Other]\nPath=/other\n");
+  ASSERT_TRUE(TalvoOS::ReadDesktopEntry(file.string(), entry));
+  EXPECT_EQ("/opt/my notes", entry.directory);
+  WriteFile(file, "[Desktop Entry]\nExec=notes\n");
+  ASSERT_TRUE(TalvoOS::ReadDesktopEntry(file.string(), entry));
+  EXPECT_EQ("", entry.directory);
 }
