@@ -2,10 +2,13 @@
 // A client of the ink service in the standard library alone.
 //   ink_client.js listen APPLICATION-ID [COUNT]   take packages, keep copies here, confirm them
 //   ink_client.js import FILE...                  give ink files to the service
+// Listening goes on with the next service when one ends.
 'use strict';
 const fs = require('fs');
 const net = require('net');
 const path = require('path');
+
+const sleep = (ms) => new Promise((done) => setTimeout(done, ms));
 
 class Service {
   constructor(onNotification) {
@@ -13,7 +16,8 @@ class Service {
     const endpoint = `${root}/var/tmp/com.talvo.quillpost.sock.${process.getuid()}`;
     // Anybody may put a socket into /var/tmp: say nothing before it is clear whose it is. The
     // language has no way to ask a socket for its peer, so this looks at the file.
-    const file = fs.lstatSync(endpoint);
+    const file = fs.lstatSync(endpoint, { throwIfNoEntry: false });
+    if (!file) throw new Error(`no service at ${endpoint}`);
     if (!file.isSocket() || file.uid !== process.geteuid())
       throw new Error(`another user's file is at ${endpoint}`);
     this.socket = net.connect(endpoint);
@@ -27,8 +31,17 @@ class Service {
       input = lines.pop();
       lines.forEach((line) => this.take(JSON.parse(line)));
     });
-    this.socket.on('error', (error) => { console.error(error.message); process.exit(3); });
-    this.socket.on('end', () => { console.error('the service ended the connection'); process.exit(1); });
+    let reason = new Error('the service ended the connection');
+    this.socket.on('error', (error) => { reason = error; });
+    this.connected = new Promise((resolve, reject) => {
+      this.socket.on('connect', resolve);
+      this.socket.on('error', reject);
+    });
+    this.connected.catch(() => {});  // who waits for it is told all the same
+    this.ended = new Promise((resolve) => this.socket.on('close', () => {
+      this.waiting.forEach(({ reject }) => reject(reason));
+      resolve(reason);
+    }));
   }
 
   take(message) {
@@ -39,6 +52,7 @@ class Service {
     else if (resolve) resolve(message.result);
   }
 
+  // The status and the result of the service's reply.
   request(method, params) {
     const id = ++this.lastId;
     this.socket.write(JSON.stringify({ jsonrpc: '2.0', id, method, params }) + '\n');
@@ -46,22 +60,48 @@ class Service {
   }
 }
 
+function keepCopy({ InkPackagePath, InkPackagePen, InkPackagePages }) {
+  const stem = [InkPackagePen, ...InkPackagePages].join('_');
+  let name = `${stem}.stf2`;
+  for (let number = 1; fs.existsSync(name); ++number) name = `${stem}-${number}.stf2`;
+  fs.copyFileSync(InkPackagePath, name);  // the confirmation makes the file vanish
+  console.log(`pen ${InkPackagePen}, pages ${InkPackagePages.join(' ')}: ${name}`);
+}
+
 async function listen(application, count) {
-  const service = new Service(async ({ InkPackagePath, InkPackagePen, InkPackagePages }) => {
-    if (count === 0) return;
-    const last = --count === 0;
-    const name = path.basename(InkPackagePath);
-    fs.copyFileSync(InkPackagePath, name);  // the confirmation makes the file vanish
-    console.log(`pen ${InkPackagePen}, pages ${InkPackagePages.join(' ')}: ${name}`);
-    await service.request('ConfirmInkPackageDelivery', { InkPackagePen, InkPackageDelivered: true });
-    if (!last) return;
-    // Who leaves before the file has gone gets the package again.
-    while (fs.existsSync(InkPackagePath)) await new Promise((done) => setTimeout(done, 10));
-    await service.request('DisableNotifications', { ApplicationID: application });
-    process.exit(0);
-  });
-  const { status } = await service.request('EnableNotifications', { ApplicationID: application });
-  if (status !== 'Success') throw new Error(`${application}: ${status}`);
+  let isOver = false;
+  let isFirst = true;
+  for (let pause = 100; !isOver; pause = Math.min(2 * pause, 5000)) {
+    try {
+      const service = new Service(async (ink) => {
+        if (count === 0) return;
+        const isLast = --count === 0;
+        try {
+          keepCopy(ink);
+          const { InkPackagePath, InkPackagePen } = ink;
+          await service.request('ConfirmInkPackageDelivery', { InkPackagePen, InkPackageDelivered: true });
+          if (!isLast) return;
+          // Who leaves before the file has gone gets the package again.
+          while (fs.existsSync(InkPackagePath)) await sleep(10);
+          isOver = true;
+          service.socket.end();
+        } catch (error) {
+          ++count;  // it went with its service, and comes again
+        }
+      });
+      await service.connected;
+      isFirst = false;
+      const { status } = await service.request('EnableNotifications', { ApplicationID: application });
+      if (status !== 'Success') { console.error(`${application}: ${status}`); process.exit(1); }
+      pause = 100;
+      const reason = await service.ended;
+      if (!isOver) throw reason;
+    } catch (error) {
+      if (isFirst) throw error;  // the first service must be there
+      console.error(`${error.message}; trying again`);
+      await sleep(pause);
+    }
+  }
 }
 
 async function importFiles(files) {
@@ -76,4 +116,4 @@ const [, , command, first, ...rest] = process.argv;
 const work = command === 'listen' && first ? listen(first, rest[0] ? Number(rest[0]) : -1)
   : command === 'import' && first ? importFiles([first, ...rest])
   : Promise.reject(new Error('usage: ink_client.js listen APPLICATION-ID [COUNT] | import FILE...'));
-work.catch((error) => { console.error(error.message); process.exit(1); });
+work.catch((error) => { console.error(`ink_client.js: ${error.message}`); process.exit(1); });

@@ -7,9 +7,7 @@
 using namespace IPC::Protocol;
 
 int Hello(bool json) {
-  IPC::Client client;
-  if (const int status = ConnectToService(client)) return status;
-  const IPC::Client::Reply reply = client.Request(Quillpost::Command::Hello);
+  const IPC::Client::Reply reply = SayHello();
   if (!reply) return ComplainOf(reply);
   const Json::Value version =
       reply.result.isObject() ? reply.result[Quillpost::Argument::ServerVersion] : Json::Value();

@@ -1,20 +1,16 @@
-#include <TalvoQuillpost/Protocol.h>
-
+#include <array>
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
 #include <cstdint>
 
 #include "Commands.h"
+#include "InkSender.h"
 #include "Output.h"
 #include "Progress.h"
-#include "Session.h"
 
 namespace fs = boost::filesystem;
-using namespace IPC::Protocol;
 
 namespace {
-
-constexpr std::uint64_t kMaxBytes = 104857600;  // what the service accepts
 
 std::uint64_t SizeOf(const fs::path& file) {
   boost::system::error_code error;
@@ -22,85 +18,79 @@ std::uint64_t SizeOf(const fs::path& file) {
   return error ? 0 : size;
 }
 
-// Why the service will have refused the file, as far as it can be seen from here.
-std::string ReasonOfRefusal(const fs::path& file) {
-  boost::system::error_code error;
-  const fs::file_status status = fs::status(file, error);
-  if (!fs::exists(status)) return error.message();
-  if (status.type() != fs::regular_file) return "not a regular file";
-  if (SizeOf(file) == 0) return "the file is empty";
-  if (SizeOf(file) > kMaxBytes) return "the file is larger than 100 MiB";
-  return "the service refused it; its log says why";
-}
-
 class Importer {
  public:
-  explicit Importer(const ImportOptions& options) : options_(options) {
+  explicit Importer(const ImportOptions& options)
+      : options_(options),
+        sender_(std::chrono::duration_cast<std::chrono::milliseconds>(
+                    std::chrono::duration<double>(options.wait)),
+                options.convert ? &options.converter : nullptr) {
     progress_.files = options.files.size();
     for (const std::string& file : options.files) progress_.bytes += SizeOf(file);
   }
 
   int Run() {
-    if (const int status = ConnectToService(client_)) return status;
+    const int status = sender_.Connect();
     for (const std::string& file : options_.files) ImportFile(file);
     line_.Clear();
-    if (options_.json) {
-      Json::Value document;
-      document["files"] = results_;
-      document["imported"] = imported_;
-      document["failed"] = results_.size() - imported_;
-      PrintJson(document);
-    }
-    return imported_ == results_.size() ? kDone : kRefused;
+    const auto unsent = CountOf(SendResult::kUnsent);
+    if (unsent > 0) Complain(FormatCount(unsent, "file") + " not sent");
+    if (options_.json) PrintResults();
+    if (status != kDone) return status;
+    if (unsent + CountOf(SendResult::kUnanswered) > 0) return kNoService;
+    return CountOf(SendResult::kFailed) == 0 ? kDone : kRefused;
   }
 
  private:
   void ImportFile(const std::string& file) {
     progress_.elapsed = std::chrono::steady_clock::now() - start_;
     line_.Draw(progress_);
-    const fs::path path = fs::absolute(file);
-    const std::uint64_t size = SizeOf(path);
-    Json::Value params;
-    params[Quillpost::Argument::InkPackagePath] = path.string();
-    const IPC::Client::Reply reply =
-        client_.Request(Quillpost::Command::ImportSTF2File, params, IPC::Client::Milliseconds(0));
+    const std::uint64_t size = SizeOf(file);
+    std::string reason;
+    const SendResult result = sender_.Send(file, reason, [this] { line_.Clear(); });
     ++progress_.files_done;
     progress_.bytes_done += size;
-    if (!reply) {
-      Report(file, path, false, reply.message);
-    } else if (reply.status != Core::Status::Success) {
-      Report(file, path, false, ReasonOfRefusal(path));
-    } else {
-      Report(file, path, true, std::string());
-    }
+    Report(file, result, reason);
   }
 
-  void Report(const std::string& file, const fs::path& path, bool success,
-              const std::string& reason) {
+  void Report(const std::string& file, SendResult result, const std::string& reason) {
     line_.Clear();
-    if (success) ++imported_;
-    const char* status = success ? Core::Status::Success : Core::Status::Failed;
-    if (!success) Complain(Printable(file) + ": " + reason);
-    if (!options_.json) PrintLine(std::string(status) + " " + Printable(file));
-    Json::Value result;
-    result["file"] = file;
-    result["path"] = path.string();
-    result["status"] = status;
-    if (!success) result["reason"] = reason;
-    results_.append(result);
+    ++counts_[static_cast<std::size_t>(result)];
+    if (!reason.empty()) Complain(Printable(file + ": " + reason));
+    if (!options_.json) PrintLine(ToText(result) + (" " + Printable(file)));
+    Json::Value entry;
+    entry["file"] = file;
+    entry["path"] = fs::absolute(file).string();
+    entry["status"] = ToText(result);
+    if (!reason.empty()) entry["reason"] = reason;
+    results_.append(entry);
+  }
+
+  Json::ArrayIndex CountOf(SendResult result) const {
+    return counts_[static_cast<std::size_t>(result)];
+  }
+
+  void PrintResults() const {
+    Json::Value document;
+    document["files"] = results_;
+    document["imported"] = CountOf(SendResult::kSuccess);
+    document["failed"] = CountOf(SendResult::kFailed);
+    document["unanswered"] = CountOf(SendResult::kUnanswered);
+    document["unsent"] = CountOf(SendResult::kUnsent);
+    PrintJson(document);
   }
 
   const ImportOptions& options_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-  IPC::Client client_;
+  InkSender sender_;
   ProgressLine line_;
   Progress progress_;
   Json::Value results_ = Json::Value(Json::arrayValue);
-  Json::ArrayIndex imported_ = 0;
+  std::array<Json::ArrayIndex, 4> counts_ = {};  // by SendResult
 };
 
 }  // namespace
 
 int Import(const ImportOptions& options) {
-  return Importer(options).Run();
+  return options.dry_run ? ForeseeImport(options) : Importer(options).Run();
 }

@@ -7,13 +7,17 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/system/error_code.hpp>
+#include <cerrno>
 #include <chrono>
+#include <deque>
 #include <iterator>
 #include <map>
 #include <set>
 
 #include "Commands.h"
 #include "Output.h"
+#include "Package.h"
+#include "PackageCommand.h"
 #include "SavedPackage.h"
 #include "Session.h"
 #include "common/Common.h"
@@ -24,64 +28,35 @@ using namespace IPC::Protocol;
 
 namespace {
 
-struct Package {
-  fs::path path;
-  std::string pen;
-  std::string type;
-  std::vector<std::string> pages;
-};
-
-std::string ReadString(const Json::Value& params, const char* key) {
-  return params.isObject() && params[key].isString() ? params[key].asString() : std::string();
-}
-
-Package ReadPackage(const Json::Value& params) {
-  Package package;
-  package.path = ReadString(params, Quillpost::Argument::InkPackagePath);
-  package.pen = ReadString(params, Quillpost::Argument::InkPackagePen);
-  package.type = ReadString(params, Quillpost::Argument::InkPackageType);
-  if (!params.isObject()) return package;
-  const Json::Value& pages = params[Quillpost::Argument::InkPackagePages];
-  if (!pages.isArray()) return package;
-  for (const Json::Value& page : pages) {
-    if (page.isString()) package.pages.push_back(page.asString());
-  }
-  return package;
-}
-
-std::string Join(const std::vector<std::string>& texts) {
-  std::string joined;
-  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
-  return joined;
-}
-
-Json::Value ToJson(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
-}
-
 // One application's stay with the service. Everything but the client's socket lives on the thread
 // of Run, which is also the one that runs the queue.
+//
+// Packages are taken one at a time through the same steps: look, keep, run the command, print, wait
+// until the reader of a pipe has taken the line, and only then confirm. So ink whose line nobody
+// has seen is never consumed: of "listen APP | head -1" exactly one package is.
 class Listener {
  public:
   explicit Listener(const ListenOptions& options)
       : options_(options),
         idle_(queue_),
+        reader_(queue_),
         signals_(queue_, SIGINT, SIGTERM),
+        command_(queue_),
         client_(MakeClient()) {}
 
   int Run() {
-    signals_.async_wait([this](const boost::system::error_code& error, int) {
-      if (!error) End(kDone);
-    });
+    AwaitSignal();
     if (const int status = ConnectToService(client_)) return status;
     if (const int status = Enable()) return status;
+    if (options_.save.empty() && options_.command.empty() && !options_.peek && !options_.reject) {
+      Complain(
+          "note: packages are confirmed and not kept; --save keeps them, --peek only shows them");
+    }
     RestartIdleTime();
     queue_.run();
     if (orderly_) Leave();
     client_.Close();
-    return status_;
+    return status_ == kDone && is_ink_left_ ? kRefused : status_;
   }
 
  private:
@@ -144,31 +119,118 @@ class Listener {
     });
   }
 
-  void OnPackage(const Package& package) {
-    if (ended_) {
-      unanswered_.insert(package.path);
-      return;
-    }
-    fs::path saved;
-    if (!options_.save.empty() && !Save(package, saved)) return EndWithoutGoodbye(kRefused);
-    const std::vector<std::string> ignored = IgnoredPages(package);
-    if (!Confirm(package, ignored)) return;
-    Print(package, ignored, saved);
-    ++answered_;
-    if (options_.count && answered_ >= *options_.count) return End(kDone);
-    RestartIdleTime();
+  // The first signal ends after the package under way, if that only needs its command to end or its
+  // confirmation to be sent; the second does not wait.
+  void AwaitSignal() {
+    signals_.async_wait([this](const boost::system::error_code& error, int) {
+      if (error) return;
+      const bool is_moving = command_.is_running() || LookAtReader() == ReaderState::kHasRead;
+      if (!is_busy_ || !is_moving || is_to_end_) return End(kDone);
+      is_to_end_ = true;
+      AwaitSignal();
+    });
   }
 
-  bool Save(const Package& package, fs::path& saved) {
+  void OnPackage(const Package& package) {
+    waiting_.push_back(package);
+    if (!is_busy_) TakeNext();
+  }
+
+  void TakeNext() {
+    is_busy_ = false;
+    if (is_to_end_) return End(kDone);
+    while (!is_busy_ && !ended_ && !waiting_.empty()) {
+      current_ = waiting_.front();
+      waiting_.pop_front();
+      unanswered_.insert(current_.path);
+      idle_.cancel();
+      is_busy_ = true;
+      Take();
+    }
+  }
+
+  void Take() {
+    current_.ignored = IgnoredPages(current_);
+    if (options_.reject) current_.answer = "rejected";
+    if (options_.peek) current_.answer = "none";
+    const std::string fault = FaultOf(current_);
+    if (!fault.empty() && current_.ignored.empty()) return LeaveInStore(fault);
+    if (!options_.save.empty() && !Save()) return EndWithoutGoodbye(kRefused);
+    if (options_.command.empty()) return Show();
+    std::string reason;
+    if (!command_.Start(
+            options_.command, ToVariables(current_), [this](int status) { OnCommandEnd(status); },
+            reason)) {
+      Complain("can't run the command: " + reason);
+      EndWithoutGoodbye(kRefused);
+    }
+  }
+
+  // What is no ink is not confirmed, and the ink of other pens goes on.
+  void LeaveInStore(const std::string& fault) {
+    Complain(Printable("a package of pen " + current_.pen + ", " + current_.path.string() + ": " +
+                       fault + "; it stays in the store, and that pen's ink behind it"));
+    is_ink_left_ = true;
+    RestartIdleTime();
+    is_busy_ = false;
+  }
+
+  void OnCommandEnd(int status) {
+    if (status == 0) return Show();
+    Complain(Printable("the command ended with status " + std::to_string(status) +
+                       ": the package " + current_.path.string() + " is not confirmed"));
+    EndWithoutGoodbye(kRefused);
+  }
+
+  void Show() {
+    const bool is_printed =
+        options_.json ? PrintJsonLine(ToJson(current_)) : PrintLine(Printable(ToText(current_)));
+    if (is_printed) return AwaitReader(std::chrono::milliseconds(1));
+    if (errno != EPIPE) return EndWithoutGoodbye(kRefused);
+    EndForWantOfReader();
+  }
+
+  void EndForWantOfReader() {
+    ForgetFailedOutput();
+    End(kDone);
+  }
+
+  // Nothing tells that a pipe has been read, so it is asked, at growing intervals.
+  void AwaitReader(std::chrono::milliseconds interval) {
+    switch (LookAtReader()) {
+      case ReaderState::kHasRead:
+        return Answer();
+      case ReaderState::kGone:
+        return EndForWantOfReader();
+      case ReaderState::kHasNotRead:
+        break;
+    }
+    reader_.expires_after(interval);
+    reader_.async_wait([this, interval](const boost::system::error_code& error) {
+      constexpr std::chrono::milliseconds kLongest(100);
+      if (!error && !ended_) AwaitReader(std::min(interval * 2, kLongest));
+    });
+  }
+
+  void Answer() {
+    if (!options_.peek && !Confirm(current_, current_.ignored)) return;
+    ++answered_;
+    if (is_to_end_ || (options_.count && answered_ >= *options_.count)) return End(kDone);
+    RestartIdleTime();
+    // From the queue, and not deeper and deeper from here.
+    queue_.post([this] { TakeNext(); });
+  }
+
+  bool Save() {
     using namespace TalvoQuillpost;
-    if (!Common::IsPenSerialValid(package.pen) || package.pages.empty() ||
-        !Common::IsPageAddressValid(package.pages[0])) {
+    if (!Common::IsPenSerialValid(current_.pen) || current_.pages.empty() ||
+        !Common::IsPageAddressValid(current_.pages[0])) {
       Complain("a package without pen or page can't be saved");
       return false;
     }
     std::string reason;
-    if (SavePackage(package.path, options_.save, package.pen + "_" + package.pages[0], saved,
-                    reason)) {
+    if (SavePackage(current_.path, options_.save, current_.pen + "_" + current_.pages[0],
+                    current_.saved, reason)) {
       return true;
     }
     Complain(reason);
@@ -194,6 +256,7 @@ class Listener {
         client_.Request(Quillpost::Command::ConfirmInkPackageDelivery, params);
     if (reply && reply.status == Core::Status::Success) {
       confirmed_[package.pen] = package.path;
+      unanswered_.erase(package.path);
       return true;
     }
     if (!reply) {
@@ -203,28 +266,6 @@ class Listener {
       EndWithoutGoodbye(kRefused);
     }
     return false;
-  }
-
-  void Print(const Package& package, const std::vector<std::string>& ignored,
-             const fs::path& saved) const {
-    if (options_.json) {
-      Json::Value line;
-      line["path"] = package.path.string();
-      line["pen"] = package.pen;
-      line["type"] = package.type;
-      line["pages"] = ToJson(package.pages);
-      line["ignored"] = ToJson(ignored);
-      line["delivered"] = !options_.reject;
-      if (!saved.empty()) line["saved"] = saved.string();
-      PrintJsonLine(line);
-      return;
-    }
-    std::string line = package.type + " from pen " + package.pen + ", page " + Join(package.pages) +
-                       ": " + package.path.string();
-    if (!saved.empty()) line += ", saved as " + saved.string();
-    line += options_.reject ? ", rejected" : ", confirmed";
-    if (!ignored.empty()) line += " (ignored)";
-    PrintLine(Printable(line));
   }
 
   // Says goodbye, so that the service does not take the end for a crash. It drops confirmations
@@ -237,6 +278,7 @@ class Listener {
     if (!client_.Request(Quillpost::Command::DisableNotifications, ApplicationParams())) return;
     queue_.restart();
     queue_.poll();
+    for (const Package& package : waiting_) unanswered_.insert(package.path);
     for (const fs::path& file : unanswered_) {
       boost::system::error_code ignored;
       fs::remove(file, ignored);
@@ -247,13 +289,20 @@ class Listener {
   asio::io_service queue_;
   asio::io_service::work work_{queue_};
   asio::steady_timer idle_;
+  asio::steady_timer reader_;
   asio::signal_set signals_;
+  PackageCommand command_;
   int status_ = kDone;
   bool ended_ = false;
   bool orderly_ = true;
+  bool is_to_end_ = false;    // after the package under way
+  bool is_ink_left_ = false;  // a package was no ink
+  bool is_busy_ = false;      // with current_
+  Package current_;
+  std::deque<Package> waiting_;
   unsigned long answered_ = 0;
   std::map<std::string, fs::path> confirmed_;  // by pen, the last package that was confirmed
-  std::set<fs::path> unanswered_;              // offered after the end
+  std::set<fs::path> unanswered_;              // offered, and not confirmed
   IPC::Client client_;                         // last: its callbacks use the other members
 };
 

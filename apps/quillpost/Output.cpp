@@ -1,6 +1,11 @@
 #include "Output.h"
 
 #include <json/writer.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -16,17 +21,52 @@ std::string WriteJson(const Json::Value& value, const char* indentation) {
 
 }  // namespace
 
-void PrintJson(const Json::Value& value) {
-  PrintLine(WriteJson(value, "  "));
+bool PrintJson(const Json::Value& value) {
+  return PrintLine(WriteJson(value, "  "));
 }
 
-void PrintJsonLine(const Json::Value& value) {
-  PrintLine(WriteJson(value, ""));
+bool PrintJsonLine(const Json::Value& value) {
+  return PrintLine(WriteJson(value, ""));
 }
 
-void PrintLine(const std::string& line) {
-  std::fprintf(stdout, "%s\n", line.c_str());
-  std::fflush(stdout);
+bool PrintLine(const std::string& line) {
+  return std::fprintf(stdout, "%s\n", line.c_str()) >= 0 && std::fflush(stdout) == 0;
+}
+
+bool PrintText(const std::string& text) {
+  return std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+}
+
+ReaderState LookAtReader() {
+  struct stat status;
+  if (::fstat(STDOUT_FILENO, &status) != 0 || !S_ISFIFO(status.st_mode)) {
+    return ReaderState::kHasRead;
+  }
+  // What nobody has read stays counted when the reader goes.
+  int unread = 0;
+  if (::ioctl(STDOUT_FILENO, FIONREAD, &unread) != 0 || unread == 0) return ReaderState::kHasRead;
+  return IsReaderGone() ? ReaderState::kGone : ReaderState::kHasNotRead;
+}
+
+bool IsReaderGone() {
+  pollfd output = {STDOUT_FILENO, 0, 0};
+  return ::poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0;
+}
+
+void ForgetFailedOutput() {
+  std::clearerr(stdout);
+}
+
+std::size_t TerminalWidth(int fd) {
+  winsize size = {};
+  constexpr std::size_t kUsualWidth = 80;
+  return ::ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualWidth;
+}
+
+bool CanRedraw(int fd) {
+  const char* terminal = ::getenv("TERM");
+  return ::isatty(fd) == 1 && terminal != nullptr && *terminal != '\0' &&
+         std::string(terminal) != "dumb";
 }
 
 void Complain(const std::string& message) {
@@ -46,6 +86,24 @@ std::string Printable(const std::string& text) {
     printable += escaped.data();
   }
   return printable;
+}
+
+bool IsUtf8(const std::string& text) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const auto lead = static_cast<unsigned char>(text[at++]);
+    const int more = lead < 0x80 ? 0 : lead < 0xC2 ? -1 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    if (more < 0 || lead > 0xF4) return false;
+    std::uint32_t code = lead & (0x7Fu >> (more == 0 ? 0 : more + 1));
+    for (int i = 0; i < more; ++i, ++at) {
+      if (at == text.size() || (text[at] & 0xC0) != 0x80) return false;
+      code = code << 6 | (text[at] & 0x3Fu);
+    }
+    // Too long a form of a short code, a half of a pair, beyond the last code.
+    if ((more == 2 && code < 0x800) || (more == 3 && code < 0x10000)) return false;
+    if ((code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF) return false;
+  }
+  return true;
 }
 
 std::string FormatBytes(std::uint64_t bytes) {

@@ -4,21 +4,45 @@
 
 #include <json/value.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
-// One JSON document on standard output, indented, or on one line that is written at once.
-void PrintJson(const Json::Value& value);
-void PrintJsonLine(const Json::Value& value);
+// One JSON document on standard output, indented, or on one line; both are flushed. False, with
+// errno set, if that failed.
+bool PrintJson(const Json::Value& value);
+bool PrintJsonLine(const Json::Value& value);
 
-// A line on standard output, written at once.
-void PrintLine(const std::string& line);
+// A line on standard output, flushed. False, with errno set, if that failed.
+bool PrintLine(const std::string& line);
+
+// Text of several lines that are ended already.
+bool PrintText(const std::string& text);
+
+// How far the reader of a pipe is with what was printed. Of other things than pipes it has read
+// all.
+enum class ReaderState { kHasRead, kHasNotRead, kGone };
+ReaderState LookAtReader();
+
+// Whether standard output leads to a reader that has gone.
+bool IsReaderGone();
+
+// Forgets that standard output failed: its reader has seen what it wanted, and the end of the
+// program is no failure.
+void ForgetFailedOutput();
+
+// Whether the descriptor is a terminal whose lines can be drawn anew; how many columns it has.
+bool CanRedraw(int fd);
+std::size_t TerminalWidth(int fd);
 
 // "quillpost: MESSAGE" on standard error.
 void Complain(const std::string& message);
 
 // `text` with control bytes as \xNN: what comes out of files must not steer a terminal.
 std::string Printable(const std::string& text);
+
+// Whether `text` is UTF-8, which is all that the service can be sent.
+bool IsUtf8(const std::string& text);
 
 // "512 B", "1.5 KiB", "12.0 MiB".
 std::string FormatBytes(std::uint64_t bytes);

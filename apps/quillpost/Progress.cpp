@@ -29,25 +29,36 @@ std::string FormatRemaining(const Progress& progress, double share) {
 
 }  // namespace
 
-std::string FormatProgress(const Progress& progress) {
+std::string FormatProgress(const Progress& progress, std::size_t width) {
   const double share = Share(progress);
   const auto filled = static_cast<std::size_t>(share * kBarWidth);
-  std::string line = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, ' ') + "]  " +
-                     std::to_string(progress.files_done) + "/" + std::to_string(progress.files) +
-                     " files  " + std::to_string(static_cast<int>(share * 100)) + "%";
+  const std::string bar =
+      "[" + std::string(filled, '#') + std::string(kBarWidth - filled, ' ') + "]  ";
+  const std::string files =
+      std::to_string(progress.files_done) + "/" + std::to_string(progress.files) + " files  ";
+  const std::string percent = std::to_string(static_cast<int>(share * 100)) + "%";
+  std::string rate;
+  std::string remaining;
   if (share > 0 && progress.elapsed.count() > 0) {
-    const double rate = static_cast<double>(progress.bytes_done) / progress.elapsed.count();
-    line += "  " + FormatBytes(static_cast<std::uint64_t>(rate)) + "/s  " +
-            FormatRemaining(progress, share);
+    const double bytes = static_cast<double>(progress.bytes_done) / progress.elapsed.count();
+    rate = "  " + FormatBytes(static_cast<std::uint64_t>(bytes)) + "/s";
+    remaining = "  " + FormatRemaining(progress, share);
   }
-  return line;
+  for (const std::string& line :
+       {bar + files + percent + rate + remaining, bar + files + percent + rate,
+        files + percent + rate, files + percent}) {
+    if (line.size() <= width) return line;
+  }
+  return percent;
 }
 
-ProgressLine::ProgressLine() : enabled_(::isatty(STDERR_FILENO) == 1) {}
+ProgressLine::ProgressLine() : enabled_(CanRedraw(STDERR_FILENO)) {}
 
 void ProgressLine::Draw(const Progress& progress) {
   if (!enabled_) return;
-  std::fprintf(stderr, "\r\033[K%s", FormatProgress(progress).c_str());
+  // Some terminals begin a new line when the last column is written.
+  const std::size_t width = TerminalWidth(STDERR_FILENO) - 1;
+  std::fprintf(stderr, "\r\033[K%s", FormatProgress(progress, width).c_str());
   drawn_ = true;
 }
 

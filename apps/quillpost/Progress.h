@@ -15,11 +15,14 @@ struct Progress {
   std::chrono::duration<double> elapsed{0};
 };
 
-// "[#####     ]  3/6 files  50%  1.5 MiB/s  0:12 left": share and remaining time go by bytes, or by
-// files where there are no bytes. Rate and remaining time are left out until something is done.
-std::string FormatProgress(const Progress& progress);
+// "[#####     ]  3/6 files  50%  1.5 MiB/s  0:12 left" in at most `width` columns: share and
+// remaining time go by bytes, or by files where there are no bytes. Rate and remaining time are
+// left out until something is done. What does not fit is left out: remaining time, rate, bar, and
+// at last everything but the share.
+std::string FormatProgress(const Progress& progress, std::size_t width);
 
-// Draws on standard error if that is a terminal, and does nothing elsewhere.
+// Draws on standard error if that is a terminal whose lines can be drawn anew (TERM is neither
+// missing nor "dumb"), and does nothing elsewhere.
 class ProgressLine {
  public:
   ProgressLine();

@@ -1,16 +1,13 @@
 #include "SavedPackage.h"
 
-#include <fcntl.h>
 #include <poll.h>
-#include <stdlib.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
-#include <cerrno>
 #include <cstdint>
-#include <vector>
 
+#include "NewFile.h"
 #include "common/File.h"
 
 namespace fs = boost::filesystem;
@@ -19,31 +16,17 @@ using TalvoQuillpost::Common::FileBytes;
 
 namespace {
 
-boost::system::error_code LastError() {
-  return {errno, boost::system::system_category()};
-}
-
-// Writes a new file that has no name in the way of others yet.
-boost::system::error_code WriteTemporary(const FileBytes& bytes, const fs::path& directory,
-                                         std::string& temporary) {
-  temporary = (directory / ".quillpost.XXXXXX").string();
-  Descriptor file(::mkostemp(&temporary[0], O_CLOEXEC));
-  if (!file.is_open()) return LastError();
-  auto error = TalvoQuillpost::Common::WriteAll(file.get(), bytes.data.get(), bytes.size_bytes);
-  if (!error && ::fsync(file.get()) != 0) error = LastError();
-  if (!error) error = file.Close();
-  if (error) ::unlink(temporary.c_str());
-  return error;
-}
-
-// Gives the file the first name that is free.
-boost::system::error_code LinkUnderFreeName(const std::string& temporary, const fs::path& directory,
-                                            const std::string& name, fs::path& saved) {
+// The first name of its kind that is free: NAME.stf2, NAME-1.stf2 and so on.
+boost::system::error_code GiveFreeName(const FileBytes& bytes, const fs::path& directory,
+                                       const std::string& name, fs::path& saved) {
   for (unsigned number = 0;; ++number) {
     const std::string suffix = number == 0 ? "" : "-" + std::to_string(number);
     saved = directory / (name + suffix + ".stf2");
-    if (::link(temporary.c_str(), saved.c_str()) == 0) return {};
-    if (errno != EEXIST) return LastError();
+    if (::access(saved.c_str(), F_OK) == 0) continue;
+    std::string temporary;
+    auto error = WriteTemporary(directory, bytes.data.get(), bytes.size_bytes, temporary);
+    if (!error) error = GiveName(temporary, saved);
+    if (error != boost::system::errc::file_exists) return error;
   }
 }
 
@@ -58,12 +41,7 @@ bool SavePackage(const fs::path& package, const fs::path& directory, const std::
     return false;
   }
   fs::create_directories(directory, error);
-  std::string temporary;
-  if (!error) error = WriteTemporary(bytes, directory, temporary);
-  if (!error) {
-    error = LinkUnderFreeName(temporary, directory, name, saved);
-    ::unlink(temporary.c_str());
-  }
+  if (!error) error = GiveFreeName(bytes, directory, name, saved);
   if (error) reason = "can't save into '" + directory.string() + "': " + error.message();
   return !error;
 }
@@ -72,13 +50,17 @@ void WaitUntilGone(const std::set<fs::path>& files, std::chrono::milliseconds pa
   const auto end = std::chrono::steady_clock::now() + patience;
   for (const fs::path& file : files) {
     const Descriptor events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    // The loss of its name is a change of the file's attributes.
-    if (::inotify_add_watch(events.get(), file.c_str(), IN_ATTRIB | IN_DELETE_SELF) < 0) continue;
+    // The loss of its name is a change of the file's attributes. A user may have only so many
+    // watchers at a time: without one the file is looked for again and again.
+    const bool is_watched =
+        ::inotify_add_watch(events.get(), file.c_str(), IN_ATTRIB | IN_DELETE_SELF) >= 0;
     while (::access(file.c_str(), F_OK) == 0) {
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
           end - std::chrono::steady_clock::now());
-      pollfd readable = {events.get(), POLLIN, 0};
-      if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) <= 0) break;
+      if (left.count() <= 0) break;
+      constexpr int kInterval = 10;
+      pollfd readable = {is_watched ? events.get() : -1, POLLIN, 0};
+      ::poll(&readable, 1, is_watched ? static_cast<int>(left.count()) : kInterval);
       char buffer[4096];
       while (::read(events.get(), buffer, sizeof buffer) > 0) {
       }

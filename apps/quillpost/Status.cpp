@@ -20,15 +20,7 @@ struct ServiceReport {
 
 ServiceReport AskService() {
   ServiceReport service;
-  IPC::Client client;
-  const IPC::Client::Milliseconds patience(2000);
-  if (const IPC::Client::Outcome outcome = client.Connect(Quillpost::GetEndpoint(), patience);
-      !outcome) {
-    service.reason = outcome.message;
-    return service;
-  }
-  const IPC::Client::Reply reply =
-      client.Request(Quillpost::Command::Hello, Json::Value(), patience);
+  const IPC::Client::Reply reply = SayHello();
   service.up = static_cast<bool>(reply);
   service.reason = reply.message;
   if (reply && reply.result.isObject()) {
@@ -39,6 +31,7 @@ ServiceReport AskService() {
 
 Json::Value ToJson(const StoreReport::Page& sum) {
   Json::Value value;
+  value["files"] = Json::UInt64(sum.files);
   value["strokes"] = Json::UInt64(sum.strokes);
   value["bytes"] = Json::UInt64(sum.bytes);
   return value;
@@ -67,6 +60,7 @@ Json::Value ApplicationsToJson(const StoreReport& store) {
     entry["application"] = application.first;
     entry["title"] = application.second.title;
     entry["subscribed"] = application.second.subscribed;
+    if (!application.second.obstacle.empty()) entry["obstacle"] = application.second.obstacle;
     entry["claimed"] = Json::UInt64(application.second.claimed);
     entry["delivered"] = Json::UInt64(application.second.delivered);
     entry["processed"] = Json::UInt64(application.second.processed);
@@ -86,6 +80,7 @@ void PrintAsJson(const ServiceReport& service, const StoreReport& store) {
   document["store"]["pens"] = Json::UInt64(store.pens.size());
   document["store"]["pages"] = Json::UInt64(store.PageCount());
   document["store"]["unclaimed"] = Json::UInt64(store.unclaimed);
+  document["store"]["unrouted"] = Json::UInt64(store.unrouted);
   document["pens"] = PensToJson(store);
   document["applications"] = ApplicationsToJson(store);
   document["problems"] = Json::Value(Json::arrayValue);
@@ -103,22 +98,29 @@ void PrintSummary(const ServiceReport& service, const StoreReport& store) {
     line += "empty";
   } else {
     line += FormatCount(store.pens.size(), "pen") + ", " + FormatCount(store.PageCount(), "page") +
-            ", " + FormatCount(total.strokes, "stroke") + ", " + FormatBytes(total.bytes);
+            ", " + FormatCount(total.files, "file") + " with " +
+            FormatCount(total.strokes, "stroke") + ", " + FormatBytes(total.bytes);
   }
   if (!store.root.empty()) line += ", in " + store.root;
   PrintLine(Printable(line));
   if (store.unclaimed > 0) {
-    PrintLine("unclaimed    " + FormatCount(store.unclaimed, "stroke") +
-              " on pages that no application has subscribed to");
+    PrintLine("unclaimed    " + FormatCount(store.unclaimed, "file") +
+              " of pages that no application has subscribed to");
+  }
+  if (store.unrouted > 0) {
+    PrintLine("new          " + FormatCount(store.unrouted, "file") +
+              (service.up ? " that the service is about to take up"
+                          : " that the service takes up when it starts"));
   }
 }
 
 void PrintPens(const StoreReport& store) {
   if (store.pens.empty()) return;
-  std::printf("\n%-24s %8s %8s %12s\n", "pen", "pages", "strokes", "bytes");
+  std::printf("\n%-24s %8s %8s %8s %12s\n", "pen", "pages", "files", "strokes", "bytes");
   for (const auto& pen : store.pens) {
     const StoreReport::Page sum = store.Of(pen.first);
-    std::printf("%-24s %8zu %8llu %12llu\n", pen.first.c_str(), pen.second.size(),
+    std::printf("%-24s %8zu %8llu %8llu %12llu\n", Printable(pen.first).c_str(), pen.second.size(),
+                static_cast<unsigned long long>(sum.files),
                 static_cast<unsigned long long>(sum.strokes),
                 static_cast<unsigned long long>(sum.bytes));
   }
@@ -126,14 +128,16 @@ void PrintPens(const StoreReport& store) {
 
 void PrintApplications(const StoreReport& store) {
   if (store.applications.empty()) return;
-  std::printf("\n%-24s %8s %10s %10s\n", "application", "claimed", "delivered", "processed");
+  std::printf("\n%-24s %8s %10s %10s  (files)\n", "application", "claimed", "delivered",
+              "processed");
   for (const auto& application : store.applications) {
     const StoreReport::Application& marks = application.second;
+    std::string remark = marks.subscribed ? "" : "  no subscription any more";
+    if (!marks.obstacle.empty()) remark = "  can't be launched: " + marks.obstacle;
     std::printf("%-24s %8llu %10llu %10llu%s\n", Printable(application.first).c_str(),
                 static_cast<unsigned long long>(marks.claimed),
                 static_cast<unsigned long long>(marks.delivered),
-                static_cast<unsigned long long>(marks.processed),
-                marks.subscribed ? "" : "  no subscription any more");
+                static_cast<unsigned long long>(marks.processed), Printable(remark).c_str());
   }
 }
 
@@ -162,5 +166,5 @@ int Status(bool json) {
     PrintApplications(store);
     PrintProblems(store);
   }
-  return kDone;
+  return store.problems.empty() ? kDone : kRefused;
 }

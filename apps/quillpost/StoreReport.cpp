@@ -1,23 +1,22 @@
 #include "StoreReport.h"
 
-#include <TalvoEncryption/Encryption.h>
+#include <TalvoCppUtils/PenId.h>
+#include <TalvoOS/Actions.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
-#include <exception>
 #include <set>
-#include <string_view>
 #include <system_error>
 
+#include "InkFileCheck.h"
+#include "RoutingInfoOf.h"
 #include "common/Common.h"
 #include "common/File.h"
-#include "common/Stf2Handles.h"
 #include "config/FilesConfig.h"
-#include "storage/RoutingInfoFile.h"
 #include "storage/StrokeFiles.h"
 
 namespace fs = boost::filesystem;
@@ -25,52 +24,42 @@ using namespace TalvoQuillpost;
 
 namespace {
 
-constexpr int kAttempts = 5;  // at a file that a running service may be writing
 constexpr std::uint64_t kMaxStrokeBytes = 100 << 20;  // no import is larger
 
-// Whether the bytes begin as ink and are not ink: a disk that was full when they were imported has
-// cut them short. Those of sealed ink are checked as far as its envelope goes.
-bool AreCutShort(const char* data, std::size_t size) {
-  const auto size_bytes = static_cast<std::uint32_t>(size);
-  Common::Stf2InkData ink;
-  const int status = Stf2InkDataInitialize(data, size_bytes, ink.out());
-  if (status == STF2_ENCRYPTED) {
-    std::uint8_t* pen = nullptr;
-    std::uint8_t* recipient = nullptr;
-    std::uint8_t algorithm = 0;
-    const int result = GetEncryptedDataInfo(data, size_bytes, &pen, &recipient, &algorithm);
-    if (pen != nullptr) FreeBuffer(&pen);
-    if (recipient != nullptr) FreeBuffer(&recipient);
-    return result != TALVO_ENCRYPTION_SUCCESS;
-  }
-  constexpr std::string_view kIdentifier = "STF2";
-  constexpr std::size_t kIdentifierAt = 4;
-  return status == STF2_MALFORMED && size >= kIdentifierAt + kIdentifier.size() &&
-         std::string_view(data + kIdentifierAt, kIdentifier.size()) == kIdentifier;
-}
-
-// What the file is instead of ink; null where it may be ink, or is gone.
-const char* DamageOf(const fs::path& file) {
+// What is in the file; `damage` is what the file is instead of ink, null if it may be ink, or is
+// gone.
+InkFileCheck Look(const fs::path& file, const char*& damage) {
   Common::FileBytes bytes;
-  if (Common::ReadRegularFile(file, kMaxStrokeBytes, bytes)) return nullptr;
-  if (bytes.size_bytes == 0) return "empty";
-  return bytes.data && AreCutShort(bytes.data.get(), bytes.size_bytes) ? "cut short" : nullptr;
+  damage = nullptr;
+  if (Common::ReadRegularFile(file, kMaxStrokeBytes, bytes)) return InkFileCheck();
+  const InkFileCheck check = CheckInk(bytes.data.get(), bytes.size_bytes);
+  if (bytes.size_bytes == 0) damage = "empty";
+  // A disk that was full when it was imported has cut it short.
+  if (check.is_damaged) damage = "cut short";
+  return check;
 }
 
-// Whether somebody has the file open for writing: the system grants a lease for reading only while
-// nobody has. False where the file system knows no leases.
-bool IsBeingWritten(const fs::path& file) {
-  Common::Descriptor descriptor;
-  if (Common::OpenRegularFile(file, O_RDONLY, descriptor)) return false;
-  // Were the lease to be broken, it is told with a signal that ends nothing.
-  ::fcntl(descriptor.get(), F_SETSIG, SIGURG);
-  return ::fcntl(descriptor.get(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
-}
-
-// As DamageOf, but none of a file that an import is still writing. Each is written once: what is
+// As Look, but no damage of a file that an import is still writing. Each is written once: what is
 // found after nobody had it open any more stays as it is.
-const char* LastingDamageOf(const fs::path& file) {
-  return DamageOf(file) == nullptr || IsBeingWritten(file) ? nullptr : DamageOf(file);
+InkFileCheck LookAtWhole(const fs::path& file, const char*& damage) {
+  InkFileCheck check = Look(file, damage);
+  if (damage == nullptr) return check;
+  if (IsBeingWritten(file)) {
+    damage = nullptr;
+    return check;
+  }
+  return Look(file, damage);
+}
+
+// Whether the service removes the stroke, or has: every claiming application has received it and
+// one has accepted it.
+bool IsFinished(const Storage::ClaimList& claims) {
+  bool is_processed = false;
+  for (const auto& claim : claims) {
+    if (!claim.second.delivered) return false;
+    is_processed = is_processed || claim.second.processed;
+  }
+  return is_processed;
 }
 
 class StoreReader {
@@ -80,12 +69,12 @@ class StoreReader {
     root_ = Storage::GetStorageRoot();
     report_.root = root_.string();
     if (root_.empty()) report_.problems.push_back("this user has no home directory");
-    std::set<std::string> pens;
+    std::vector<std::string> pens;
     boost::system::error_code error;
-    if (Storage::GetKnownPens(pens)) {
+    if (!root_.empty() && Common::ListDirectoryNames(root_, pens)) {
       for (const std::string& pen : pens) ReadPen(pen);
     } else if (fs::exists(fs::symlink_status(root_, error))) {
-      report_.problems.push_back(report_.root + " is no directory");
+      report_.problems.push_back(report_.root + " is not a directory");
     }
     return std::move(report_);
   }
@@ -96,16 +85,22 @@ class StoreReader {
   void ReadSubscriptions() {
     std::set<Config::App> applications;
     if (!Config::GetApplications(applications)) {
-      report_.problems.push_back(Config::GetRoot() + " is no directory");
+      report_.problems.push_back(Config::GetRoot() + " is not a directory");
     }
     for (const Config::App& application : applications) {
       StoreReport::Application& entry = report_.applications[application.id];
       entry.subscribed = true;
       entry.title = application.title;
+      entry.obstacle = TalvoOS::Actions::FindObstacle(application.path);
+      ranges_.insert(application.pageAddresses.begin(), application.pageAddresses.end());
     }
   }
 
   void ReadPen(const std::string& pen) {
+    if (!Common::IsPenSerialValid(pen)) {
+      report_.problems.push_back("\"" + pen + "\" is not a pen's directory");
+      return;
+    }
     try {
       Names files;
       ReadPages(pen, files);
@@ -113,56 +108,102 @@ class StoreReader {
     } catch (const fs::filesystem_error& error) {
       report_.problems.push_back(pen + ": " + error.what());
     }
+    TalvoCppUtils::PenId serial(0);
+    boost::system::error_code error;
+    if (report_.pens.count(pen) == 0 && !TalvoCppUtils::PenId::Parse(pen, serial) &&
+        fs::exists(fs::symlink_status(root_ / pen, error))) {
+      report_.problems.push_back("\"" + pen + "\" is not a pen's directory");
+    }
   }
 
+  // A pen is counted once there is ink of it, or a table: its directory alone is about to be filled
+  // or removed.
   void ReadPages(const std::string& pen, Names& files) {
-    std::set<std::string> pages;
-    Storage::GetPageAddresses(pen, pages);
-    auto& page_reports = report_.pens[pen];
+    std::vector<std::string> pages;
+    Common::ListDirectoryNames(root_ / pen, pages);
     for (const std::string& page : pages) {
+      if (!Common::IsPageAddressValid(page)) {
+        report_.problems.push_back(pen + "/" + page + " is not a page's directory");
+        continue;
+      }
       std::set<fs::path> strokes;
       if (!Common::ListFiles(root_ / pen / page, strokes)) continue;  // tidied away meanwhile
       for (const fs::path& stroke : strokes) {
         const std::string name = page + "/" + stroke.filename().string();
-        files.insert(name);
-        ReadStroke(pen + "/" + name, stroke, page_reports[page]);
+        if (ReadStroke(pen + "/" + name, stroke, report_.pens[pen][page])) files.insert(name);
       }
     }
   }
 
-  void ReadStroke(const std::string& name, const fs::path& file, StoreReport::Page& page) {
+  // False if the file is gone: its ink was delivered meanwhile.
+  bool ReadStroke(const std::string& name, const fs::path& file, StoreReport::Page& page) {
     boost::system::error_code error;
     const std::uint64_t bytes = fs::file_size(file, error);
-    if (error) return;  // delivered meanwhile
-    ++page.strokes;
+    if (error) return false;
+    ++page.files;
     page.bytes += bytes;
     if (::faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) != 0 && errno != ENOENT) {
       report_.problems.push_back(
           name + ": the file can't be read: " + std::generic_category().message(errno));
-    } else if (const char* damage = LastingDamageOf(file)) {
-      report_.problems.push_back(name + ": the file is " + damage);
+      return true;
     }
+    const char* damage = nullptr;
+    page.strokes += LookAtWhole(file, damage).strokes;
+    if (damage != nullptr) report_.problems.push_back(name + ": the file is " + damage);
+    return true;
   }
 
   void ReadClaims(const std::string& pen, const Names& files) {
     Storage::StrokeMap strokes;
     std::string reason;
-    if (!ReadRoutingInfo(pen, strokes, reason)) {
-      report_.problems.push_back(pen + "/RoutingInfo.txt: " + reason);
-      report_.unclaimed += files.size();
-      return;
-    }
     Names claimed;
-    for (const auto& stroke : strokes) {
-      const std::string name = stroke.first.string();
-      if (!stroke.second.empty()) claimed.insert(name);
-      CountMarks(stroke.second);
-      boost::system::error_code error;
-      if (files.count(name) == 0 && !fs::exists(fs::status(root_ / pen / name, error))) {
-        report_.problems.push_back(pen + "/" + name + ": the file has vanished");
+    if (ReadRoutingInfoOf(pen, strokes, reason)) {
+      for (const auto& stroke : strokes) {
+        if (stroke.second.empty()) continue;
+        claimed.insert(stroke.first.string());
+        CountMarks(stroke.second);
       }
+      NameMissingFiles(pen, strokes, files);
+    } else {
+      report_.problems.push_back(pen + "/RoutingInfo.txt: " + reason);
     }
-    for (const std::string& name : files) report_.unclaimed += claimed.count(name) == 0 ? 1 : 0;
+    if (!strokes.empty() || !reason.empty()) report_.pens[pen];
+    for (const std::string& name : files) {
+      if (claimed.count(name) > 0) continue;
+      ++(IsWanted(name.substr(0, name.find('/'))) ? report_.unrouted : report_.unclaimed);
+    }
+  }
+
+  bool IsWanted(const std::string& page) const {
+    return std::any_of(ranges_.begin(), ranges_.end(), [&page](const std::string& range) {
+      return Common::IsPageAddressInRange(page, range);
+    });
+  }
+
+  // Names the strokes of the table that have no file, and are not being removed. A running service
+  // saves a stroke's last mark, then removes its file, then saves the table without it. So after a
+  // file was seen missing the table is read again: if its stroke is still there, and still waits
+  // for somebody, nobody has removed the file in order.
+  void NameMissingFiles(const std::string& pen, const Storage::StrokeMap& strokes,
+                        const Names& files) {
+    std::map<Storage::StrokeID, const char*> missing;
+    for (const auto& stroke : strokes) {
+      if (files.count(stroke.first.string()) > 0 || IsFinished(stroke.second)) continue;
+      boost::system::error_code error;
+      const fs::file_status status = fs::status(root_ / pen / stroke.first.string(), error);
+      if (fs::is_regular_file(status)) continue;  // imported meanwhile
+      missing[stroke.first] = !fs::exists(status)        ? "the file has vanished"
+                              : fs::is_directory(status) ? "a directory is in the place of the file"
+                                                         : "the file is not a regular file";
+    }
+    Storage::StrokeMap now;
+    std::string reason;
+    if (missing.empty() || !ReadRoutingInfoOf(pen, now, reason)) return;
+    for (const auto& [id, fault] : missing) {
+      const auto stroke = now.find(id);
+      if (stroke == now.end() || IsFinished(stroke->second)) continue;
+      report_.problems.push_back(pen + "/" + id.string() + ": " + fault);
+    }
   }
 
   void CountMarks(const Storage::ClaimList& claims) {
@@ -174,33 +215,13 @@ class StoreReader {
     }
   }
 
-  // True also where there is no such file. The service writes the file in place, so that one
-  // reading may catch half of it.
-  bool ReadRoutingInfo(const std::string& pen, Storage::StrokeMap& strokes, std::string& reason) {
-    const fs::path path = root_ / pen / "RoutingInfo.txt";
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-      Common::FileBytes bytes;
-      const auto error = Common::ReadRegularFile(path, UINT64_MAX, bytes);
-      if (error == boost::system::errc::no_such_file_or_directory) return true;
-      if (error) {
-        reason = "the file can't be read: " + error.message();
-        return false;
-      }
-      try {
-        strokes = Storage::ReadRoutingInfo(std::string(bytes.data.get(), bytes.size_bytes));
-        return true;
-      } catch (const std::exception& corruption) {
-        reason = std::string("the file is corrupted: ") + corruption.what();
-      }
-    }
-    return false;
-  }
-
   fs::path root_;
+  std::set<std::string> ranges_;  // of all applications
   StoreReport report_;
 };
 
 void Add(const StoreReport::Page& page, StoreReport::Page& sum) {
+  sum.files += page.files;
   sum.strokes += page.strokes;
   sum.bytes += page.bytes;
 }

@@ -11,12 +11,15 @@
 
 struct StoreReport {
   struct Page {
-    std::uint64_t strokes = 0;
+    std::uint64_t files = 0;    // stroke files, each with the strokes that one import brought
+    std::uint64_t strokes = 0;  // in them; those of sealed ink can't be counted
     std::uint64_t bytes = 0;
   };
   struct Application {
     bool subscribed = false;
     std::string title;
+    std::string obstacle;  // why the service can't launch it; empty if nothing speaks against it
+    // Stroke files.
     std::uint64_t claimed = 0;
     std::uint64_t delivered = 0;
     std::uint64_t processed = 0;
@@ -25,7 +28,9 @@ struct StoreReport {
   std::string root;
   std::map<std::string, std::map<std::string, Page>> pens;  // by pen serial and page address
   std::map<std::string, Application> applications;          // by application ID
-  std::uint64_t unclaimed = 0;        // stroke files that no application claims
+  std::uint64_t unclaimed = 0;        // stroke files of pages that no application wants
+  std::uint64_t unrouted = 0;         // stroke files of wanted pages that the service has not taken
+                                      // up: it is about to, or will when it starts
   std::vector<std::string> problems;  // one sentence each, without a full stop
 
   // Sums.
@@ -34,6 +39,6 @@ struct StoreReport {
   Page Total() const;
 };
 
-// Throws boost::filesystem::filesystem_error where the store or the subscription directory can't be
+// Throws boost::filesystem::filesystem_error if the store or the subscription directory can't be
 // listed at all; what is wrong with a pen, a page or a stroke is a problem of the report.
 StoreReport ReadStore();

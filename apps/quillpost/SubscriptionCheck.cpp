@@ -1,5 +1,6 @@
 #include "SubscriptionCheck.h"
 
+#include <TalvoOS/Actions.h>
 #include <json/reader.h>
 #include <json/value.h>
 #include <unistd.h>
@@ -28,7 +29,7 @@ std::string CheckName(const std::string& name) {
   if (!name.empty() && name.front() == '.') return "the file's name begins with \".\"";
   if (!Common::IsAppIDValid(name)) {
     return "the file's name \"" + name +
-           "\" is no application ID: only letters, digits, space and . _ : - are allowed";
+           "\" is not a valid application ID: only letters, digits, space and . _ : - are allowed";
   }
   return std::string();
 }
@@ -71,7 +72,8 @@ std::string CheckElements(const Json::Value& pages) {
     if (!pages[i].isString()) return element + " is not a string";
     if (!Common::IsPageAddressValid(pages[i].asString())) {
       return element + ", \"" + pages[i].asString() +
-             "\", is no page address: four or five fields of digits and * joined by dots, or "
+             "\", is not a valid page address: four or five fields of digits and * joined by dots, "
+             "or "
              "encrypted-stf2";
     }
   }
@@ -94,11 +96,10 @@ std::string CheckMembers(const Json::Value& root) {
 
 void NoteOddities(const Json::Value& root, std::vector<std::string>& notes) {
   const std::string path = root[Config::kPath].asString();
-  const bool is_entry = fs::path(path).extension() == ".desktop";
-  if (::access(path.c_str(), is_entry ? R_OK : X_OK) != 0) {
-    notes.push_back("the application \"" + path +
-                    "\" can't be launched: " + std::generic_category().message(errno));
-  } else if (path.front() != '/') {
+  if (const std::string obstacle = TalvoOS::Actions::FindObstacle(path); !obstacle.empty()) {
+    notes.push_back("the application can't be launched: " + obstacle);
+  }
+  if (path.front() != '/') {
     notes.push_back("\"Path\" is relative: it starts at the service's working directory");
   }
   if (root[Config::kPageAddresses].empty()) {

@@ -1,4 +1,4 @@
-#include <fcntl.h>
+#include <TalvoOS/Actions.h>
 #include <json/writer.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -11,6 +11,7 @@
 #include <set>
 
 #include "Commands.h"
+#include "NewFile.h"
 #include "Output.h"
 #include "SubscriptionCheck.h"
 #include "common/Common.h"
@@ -97,33 +98,33 @@ std::string ToText(const AddOptions& options) {
 // Puts the file there complete or not at all: the service may read the directory at any time, and
 // looks at no name that begins with a dot.
 boost::system::error_code WriteWhole(const fs::path& file, const std::string& text, bool replace) {
-  std::string temporary = (file.parent_path() / ".quillpost.XXXXXX").string();
-  Common::Descriptor descriptor(::mkostemp(&temporary[0], O_CLOEXEC));
-  if (!descriptor.is_open()) return LastError();
-  auto error = Common::WriteAll(descriptor.get(), text.data(), text.size());
-  // Every user's service reads it.
-  if (!error && (::fchmod(descriptor.get(), 0644) != 0 || ::fsync(descriptor.get()) != 0)) {
-    error = LastError();
+  std::string temporary;
+  if (auto error = WriteTemporary(file.parent_path(), text.data(), text.size(), temporary)) {
+    return error;
   }
-  if (!error) error = descriptor.Close();
-  if (!error && replace && ::rename(temporary.c_str(), file.c_str()) == 0) return error;
-  if (!error && (replace || ::link(temporary.c_str(), file.c_str()) != 0)) error = LastError();
-  ::unlink(temporary.c_str());
-  return error;
+  // Every user's service reads it.
+  if (::chmod(temporary.c_str(), 0644) != 0) {
+    const auto error = LastError();
+    ::unlink(temporary.c_str());
+    return error;
+  }
+  return GiveName(temporary, file, replace);
 }
 
 // What is wrong with the arguments; empty where nothing is.
 std::string FindFault(const AddOptions& options) {
   if (!Common::IsAppIDValid(options.application)) {
     return "\"" + options.application +
-           "\" is no application ID: only letters, digits, space and . _ : - are allowed, and no . "
+           "\" is not a valid application ID: only letters, digits, space and . _ : - are allowed, "
+           "and no . "
            "in front";
   }
   if (options.path.empty()) return "--path is empty";
   for (const std::string& page : options.pages) {
     if (!Common::IsPageAddressValid(page)) {
       return "\"" + page +
-             "\" is no page address: four or five fields of digits and * joined by dots, or "
+             "\" is not a valid page address: four or five fields of digits and * joined by dots, "
+             "or "
              "encrypted-stf2";
     }
   }
@@ -143,13 +144,42 @@ void PrintChange(const char* change, const std::string& application, const fs::p
   }
 }
 
+// The word as a shell reads it.
+std::string Quoted(const std::string& word) {
+  const char* const plain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:,=+@%";
+  if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) return word;
+  std::string quoted = "'";
+  for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+// The subscriptions are all users' and belong to root.
+int ComplainOfChange(const char* change, const fs::path& file,
+                     const boost::system::error_code& error,
+                     const std::vector<std::string>& command) {
+  std::string message =
+      std::string("can't ") + change + " '" + file.string() + "': " + error.message();
+  const bool is_forbidden = error == boost::system::errc::permission_denied ||
+                            error == boost::system::errc::operation_not_permitted;
+  if (is_forbidden && ::geteuid() != 0) {
+    message += "; subscriptions are for all users of the machine, so this needs root: sudo";
+    if (const char* root = ::getenv("QUILLPOST_ROOT")) {
+      message += " QUILLPOST_ROOT=" + Quoted(root);
+    }
+    for (const std::string& word : command) message += " " + Quoted(word);
+  }
+  Complain(Printable(message));
+  return kRefused;
+}
+
 }  // namespace
 
 int ListSubscriptions(bool json) {
   try {
     std::set<Config::App> applications;
     if (!Config::GetApplications(applications)) {
-      Complain(Config::GetRoot() + " is no directory");
+      Complain(Config::GetRoot() + " is not a directory");
       return kRefused;
     }
     PrintList(applications, json);
@@ -183,11 +213,21 @@ int CheckSubscriptions(const std::vector<std::string>& files, bool json) {
   return status;
 }
 
-int AddSubscription(const AddOptions& options) {
+int AddSubscription(const AddOptions& options, const std::vector<std::string>& command) {
   const std::string fault = FindFault(options);
   if (!fault.empty()) {
     Complain(Printable(fault));
     return kUsage;
+  }
+  const std::string obstacle = TalvoOS::Actions::FindObstacle(options.path);
+  if (!obstacle.empty() && !options.force) {
+    Complain(Printable("the service could not launch the application: " + obstacle +
+                       "; --force subscribes it all the same"));
+    return kRefused;
+  }
+  if (options.path.front() != '/') {
+    Complain(Printable("note: \"" + options.path +
+                       "\" is relative, and starts at the service's working directory"));
   }
   const fs::path directory = Config::GetRoot();
   const fs::path file = directory / options.application;
@@ -199,25 +239,24 @@ int AddSubscription(const AddOptions& options) {
              "' has subscribed already; --replace makes it anew");
     return kRefused;
   }
-  if (error) {
-    Complain("can't write '" + file.string() + "': " + error.message());
-    return kRefused;
-  }
+  if (error) return ComplainOfChange("write", file, error, command);
   PrintChange("added", options.application, file, options.json);
   return kDone;
 }
 
-int RemoveSubscription(const std::string& application, bool json) {
+int RemoveSubscription(const std::string& application, bool json,
+                       const std::vector<std::string>& command) {
   if (!Common::IsAppIDValid(application)) {
-    Complain("\"" + Printable(application) + "\" is no application ID");
+    Complain("\"" + Printable(application) + "\" is not a valid application ID");
     return kUsage;
   }
   const fs::path file = fs::path(Config::GetRoot()) / application;
   if (::unlink(file.c_str()) != 0) {
     const auto error = LastError();
-    Complain(error == boost::system::errc::no_such_file_or_directory
-                 ? "the application '" + application + "' has no subscription"
-                 : "can't remove '" + file.string() + "': " + error.message());
+    if (error != boost::system::errc::no_such_file_or_directory) {
+      return ComplainOfChange("remove", file, error, command);
+    }
+    Complain("the application '" + application + "' has no subscription");
     return kRefused;
   }
   PrintChange("removed", application, file, json);

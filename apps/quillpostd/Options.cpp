@@ -1,6 +1,11 @@
 #include "Options.h"
 
+#include <Talvo/Logger.h>
+
 #include <CLI/CLI.hpp>
+#include <string>
+
+#include "cli/Help.h"
 
 namespace {
 
@@ -10,24 +15,44 @@ constexpr char kDescription[] =
 Examples:
   quillpostd
       serve, with the log on standard error
-  quillpostd --log-level 4 --log-file ~/.local/state/quillpostd.log
+  quillpostd --log-level trace --log-file ~/.local/state/quillpostd.log
       tell everything, into a file that rotates
   QUILLPOST_ROOT=/tmp/world quillpostd
       serve in a world of its own below /tmp/world, whose folder var/tmp exists
 )";
 
+// The level of a name or a number, 0 for anything else.
+int LevelOf(const std::string& text) {
+  static constexpr const char* kNames[] = {"error", "warning", "information", "trace"};
+  for (int level = Talvo::kLogError; level <= Talvo::kLogTrace; ++level) {
+    if (text == std::to_string(level) || text == kNames[level - Talvo::kLogError]) return level;
+  }
+  return 0;
+}
+
+std::string CheckLevel(const std::string& text) {
+  return LevelOf(text) != 0 ? std::string()
+                            : "\"" + text +
+                                  "\" is not a level: error, warning, information, trace, "
+                                  "or 1 to 4";
+}
+
 }  // namespace
 
 int ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(kDescription, "quillpostd");
-  app.add_option("--log-level", options.log_level,
-                 "How much to log: 1 errors, 2 and warnings, 3 and information (the default), "
-                 "4 everything")
-      ->check(CLI::Range(1, 4))
+  app.formatter(MakeHelpFormatter());
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  std::string level = std::to_string(options.log_level);
+  app.add_option(
+         "--log-level", level,
+         "How much to log: error (1), warning (2), information (3, the default) or trace (4), "
+         "each with those before it")
+      ->check(CheckLevel)
       ->type_name("LEVEL");
   app.add_option("--log-file", options.log_file,
                  "Log to FILE instead of standard error; past 10 MiB it becomes FILE.1, and so on "
-                 "up to FILE.3")
+                 "up to FILE.3; SIGHUP opens it anew")
       ->check([](const std::string& file) {
         return file.empty() ? std::string("the name is empty") : std::string();
       })
@@ -35,8 +60,9 @@ int ParseOptions(int argc, char** argv, Options& options) {
   app.set_version_flag("--version", "quillpostd " QUILLPOST_VERSION, "Print the version and exit");
   try {
     app.parse(argc, argv);
+    options.log_level = LevelOf(level);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    return FinishParsing(app, error);
   }
   return -1;
 }

@@ -2,6 +2,7 @@
 // to a host, the log, the umask and the signals, and nothing else.
 
 #include <Talvo/Logger.h>
+#include <TalvoOS/Startup.h>
 #include <TalvoQuillpost/IService.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -16,15 +17,18 @@
 
 namespace {
 
-// The signals that end the service. Blocked before there is any thread, and then waited for: one
-// that comes while the service starts or stops is kept until its turn.
-sigset_t BlockEndSignals() {
+// The signals that the service waits for. Blocked before there is any thread: one that comes while
+// the service starts or stops is kept until its turn. A SIGHUP that the caller has ignored (nohup)
+// stays ignored.
+sigset_t BlockSignals() {
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, SIGTERM);
   ::sigaddset(&signals, SIGINT);
+  struct sigaction hangup = {};
+  ::sigaction(SIGHUP, nullptr, &hangup);
+  if (hangup.sa_handler != SIG_IGN) ::sigaddset(&signals, SIGHUP);
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  ::signal(SIGPIPE, SIG_IGN);  // whoever read the log may be gone
   return signals;
 }
 
@@ -40,8 +44,26 @@ void WarnOfSupervisor(const char* state) {
   }
 }
 
+int WaitForSignal(const sigset_t& signals) {
+  int signal = 0;
+  while (::sigwait(&signals, &signal) != 0) {
+  }
+  return signal;
+}
+
+// Called after the program that rotates logs has moved the file away.
+void ReopenLog(const Options& options) {
+  try {
+    Talvo::Logger::Open("Quillpost", options.log_level, MakeSink(options));
+  } catch (const std::exception& error) {
+    if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Quillpost")) {
+      logger->Log(Talvo::kLogError, "The log goes on in the old file: %s.", error.what());
+    }
+  }
+}
+
 // The service's whole life; returns the status to exit with.
-int Serve(const Options& options, const Supervisor& supervisor, const sigset_t& end_signals) {
+int Serve(const Options& options, const Supervisor& supervisor, const sigset_t& signals) {
   Talvo::Logger::Open("Quillpost", options.log_level, MakeSink(options));
   const auto service = TalvoQuillpost::CreateQuillpostService();
   if (!service->Start()) {
@@ -51,9 +73,7 @@ int Serve(const Options& options, const Supervisor& supervisor, const sigset_t& 
     return 1;
   }
   if (!supervisor.Ready()) WarnOfSupervisor("ready");
-  int signal = 0;
-  while (::sigwait(&end_signals, &signal) != 0) {
-  }
+  while (WaitForSignal(signals) == SIGHUP && !options.log_file.empty()) ReopenLog(options);
   if (!supervisor.Stopping()) WarnOfSupervisor("stopping");
   service->Stop();
   return 0;
@@ -62,14 +82,16 @@ int Serve(const Options& options, const Supervisor& supervisor, const sigset_t& 
 }  // namespace
 
 int main(int argc, char** argv) {
+  TalvoOS::OpenStandardDescriptors();
+  TalvoOS::IgnoreWriteSignals();
   ::umask(077);
-  const sigset_t end_signals = BlockEndSignals();
+  const sigset_t signals = BlockSignals();
   Options options;
   const int status = ParseOptions(argc, argv, options);
   if (status >= 0) return status;
   const Supervisor supervisor;
   try {
-    return Serve(options, supervisor, end_signals);
+    return Serve(options, supervisor, signals);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "quillpostd: the service can't start: %s\n", error.what());
     return 1;

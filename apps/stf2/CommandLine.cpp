@@ -8,87 +8,19 @@
 #include <chrono>
 #include <memory>
 
-#include "Color.h"
 #include "Files.h"
 #include "Session.h"
-#include "Time.h"
-#include "Units.h"
+#include "ink/Color.h"
+#include "ink/PageAddress.h"
+#include "ink/Time.h"
+#include "ink/Units.h"
+#include "ink/drawing/Paper.h"
 
 namespace InkTool {
+
+using namespace TalvoInk;
+
 namespace {
-
-struct Command {
-  const char* name;
-  const char* summary;
-  const char* examples;
-  int (*run)(const Options&, Streams);
-};
-
-const char kExamples[] =
-    "Examples:\n"
-    "  stf2 convert letter.inkml -o letter.stf2     handwriting for the service\n"
-    "  stf2 info letter.stf2                        what is in it\n"
-    "  stf2 render letter.stf2 -o letter.png        a picture of it\n"
-    "  stf2 split letter.stf2 -o pages/             one file for each page\n"
-    "  stf2 keygen -o key                           a key pair: key and key.pub\n"
-    "  stf2 seal --key key.pub letter.stf2          only the owner of key can open it\n\n";
-
-const Command kCommands[] = {
-    {"info", "Tell what is in ink files (STF2, sealed STF2, InkML)",
-     "Examples:\n"
-     "  stf2 info letter.stf2\n"
-     "  stf2 info --json ink/*.stf2                  one JSON document a line\n\n",
-     Info},
-    {"convert", "Make STF2 of InkML, or InkML of STF2",
-     "Examples:\n"
-     "  stf2 convert letter.inkml -o letter.stf2\n"
-     "  stf2 convert letter.stf2 -o letter.inkml\n"
-     "  stf2 convert --pen 0123-4567-89AB-CDEF --page 1.2.3.4 --start-time now sketch.inkml\n"
-     "  stf2 convert --page 1.2.3.1 --page-per-file scans/*.inkml -o ink/\n"
-     "  stf2 convert --page 1.2.3.1 --page-per-group book.inkml\n\n",
-     Convert},
-    {"split", "Make one STF2 file for each page",
-     "Examples:\n"
-     "  stf2 split letter.stf2                       letter-1.2.3.4.stf2, letter-1.2.3.5.stf2\n"
-     "  stf2 split ink/*.stf2 -o pages/\n\n",
-     Split},
-    {"merge", "Make one STF2 file of several of one pen",
-     "Examples:\n"
-     "  stf2 merge monday.stf2 tuesday.stf2 -o week.stf2\n\n",
-     Merge},
-    {"render", "Draw ink as SVG, PNG or PDF",
-     "Examples:\n"
-     "  stf2 render letter.stf2 -o letter.svg\n"
-     "  stf2 render letter.stf2 -o letter.png --dpi 300 --transparent\n"
-     "  stf2 render letter.stf2 -o letter.pdf --page-size A4\n"
-     "  stf2 render ink/*.stf2 --to png -o pictures/\n\n",
-     RenderFiles},
-    {"keygen", "Make a key pair for sealed ink",
-     "Examples:\n"
-     "  stf2 keygen -o key                           key (keep it) and key.pub (give it away)\n\n",
-     KeyGen},
-    {"seal", "Seal STF2 so that only one receiver can open it",
-     "Examples:\n"
-     "  stf2 seal --key key.pub letter.stf2          letter.sealed.stf2\n\n",
-     Seal},
-    {"open", "Open sealed STF2",
-     "Examples:\n"
-     "  stf2 open --key key letter.sealed.stf2 -o letter.stf2\n\n",
-     Open},
-};
-
-// Help that begins with examples.
-class Help : public CLI::Formatter {
- public:
-  std::string make_help(const CLI::App* app, std::string name,
-                        CLI::AppFormatMode mode) const override {
-    std::string examples = app->get_parent() == nullptr ? kExamples : "";
-    for (const Command& command : kCommands) {
-      if (app->get_name() == command.name) examples = command.examples;
-    }
-    return examples + CLI::Formatter::make_help(app, name, mode);
-  }
-};
 
 // An option whose text `parse` turns into an optional value; none is wrong usage.
 template <typename Value, typename Parse>
@@ -129,7 +61,7 @@ std::optional<std::uint64_t> ParseStartTime(const std::string& text) {
 void AddReading(CLI::App& app, Options& options) {
   AddParsed(app, "--pen", options.inkml.pen, ParsePen, "a pen such as 0123-4567-89AB-CDEF",
             "The pen, instead of the file's");
-  app.add_flag("--strict", options.strict, "Refuse InkML of which something would be lost");
+  app.add_flag("--strict", options.strict, "Refuse ink of which something would be lost");
   AddParsed(app, "--units", options.inkml.unit_um, MicrometresOf,
             "one of mm, cm, in, pt, px, himetric",
             "The unit of positions that have none in the InkML");
@@ -148,7 +80,8 @@ void AddAddressing(CLI::App& app, Options& options) {
 }
 
 void AddPicture(CLI::App& app, Options& options) {
-  AddParsed(app, "--page-size", options.render.page_size, ParsePageSize,
+  LayoutOptions& layout = options.render.layout;
+  AddParsed(app, "--page-size", layout.page_size, ParsePageSize,
             "A4, A5, Letter or millimetres such as 210x297",
             "The paper, instead of the ink's bounds: A4, A5, Letter, WxH in mm");
   app.add_option("--dpi", options.render.dpi, "Pixels per inch of a PNG (200)")
@@ -156,61 +89,210 @@ void AddPicture(CLI::App& app, Options& options) {
   app.add_flag("--transparent", options.render.transparent, "No white paper (SVG, PNG)");
   AddParsed(app, "--color", options.render.color, ParseColor, "a colour such as #203080 or navy",
             "One colour for all strokes");
-  app.add_option("--page", options.render.page, "Draw this page alone");
+  app.add_option("--page", layout.page, "Draw this page alone");
+  app.add_option("--margin", layout.margin_mm,
+                 "Millimetres around the ink (5), or with --fit to the paper's edge (10)")
+      ->check(CLI::Range(0.0, 1000.0));
+  const auto place = [&app, &layout](const char* name, Placement placement, const char* help) {
+    return app.add_flag_callback(
+        name, [&layout, placement] { layout.placement = placement; }, help);
+  };
+  CLI::Option* fit = place("--fit", Placement::kFitted, "Scale the ink to fill the paper");
+  place("--center", Placement::kCentred, "Put the ink in the paper's middle")->excludes(fit);
+}
+
+void AddSpeed(CLI::App& app, Options& options) {
+  app.add_option("--speed", options.speed, "How many times as fast as the pen was (1)")
+      ->check(CLI::Range(0.01, 1000.0));
+  app.add_option("--max-pause", options.max_pause_s,
+                 "Seconds to which longer pauses are shortened (2)")
+      ->check(CLI::Range(0.0, 1e9));
+  app.add_option("--frames", options.frames, "A folder for PNGs, instead of an SVG");
+  app.add_option("--fps", options.frames_per_second, "PNGs of a second (25)")
+      ->check(CLI::Range(1.0, 240.0));
 }
 
 void AddInputs(CLI::App& app, Options& options) {
-  app.add_option("FILE", options.inputs, "Files, or patterns such as 'ink/*.stf2'")->required();
+  app.add_option("FILE", options.inputs,
+                 "Files, patterns such as 'ink/*.stf2', or - for standard input")
+      ->required();
 }
 
 CLI::Option* AddOutput(CLI::App& app, Options& options, const char* help) {
+  app.add_flag("-q,--quiet", options.quiet, "Tell nothing but failures");
   app.add_flag("-f,--force", options.force, "Replace files that are there already");
   return app.add_option("-o,--output", options.output, help);
 }
 
-void AddOptions(CLI::App& app, const std::string& name, Options& options) {
-  static const char kFileOrFolder[] = "A file, or a folder (beside the input)";
-  if (name == "keygen") {
-    AddOutput(app, options, "The secret key's file; the public key's ends in .pub")->required();
-    return;
-  }
-  AddInputs(app, options);
-  if (name == "info") {
-    app.add_flag("--json", options.json, "One JSON document a line");
-    AddReading(app, options);
-  } else if (name == "convert") {
-    AddOutput(app, options, kFileOrFolder);
-    app.add_option("--to", options.format, "stf2 or inkml (what the output's name says)")
-        ->check(CLI::IsMember({"stf2", "inkml"}));
-    AddReading(app, options);
-    AddAddressing(app, options);
-  } else if (name == "split") {
-    AddOutput(app, options, "A folder (beside the input)");
-    AddReading(app, options);
-  } else if (name == "merge") {
-    AddOutput(app, options, "The file to make")->required();
-    AddReading(app, options);
-  } else if (name == "render") {
-    AddOutput(app, options, kFileOrFolder);
-    app.add_option("--to", options.format, "svg, png or pdf (what the output's name says)")
-        ->check(CLI::IsMember({"svg", "png", "pdf"}));
-    AddReading(app, options);
-    AddPicture(app, options);
-  } else {
-    AddOutput(app, options, kFileOrFolder);
-    app.add_option("--key", options.key,
-                   name == "seal" ? "The receiver's public key's file" : "The secret key's file")
-        ->required();
-  }
+const char kFileOrFolder[] = "A file, a folder, or - for standard output (beside the input)";
+
+void AddFormats(CLI::App& app, Options& options, const std::vector<std::string>& formats,
+                const char* help) {
+  app.add_option("--to", options.format, help)->check(CLI::IsMember(formats));
 }
 
-// What the options can't say together; empty where all is well.
+void AddInfo(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  app.add_flag("--json", options.json, "One JSON document a line");
+  AddReading(app, options);
+}
+
+void AddConvert(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  AddOutput(app, options, kFileOrFolder);
+  AddFormats(app, options, {"stf2", "inkml", "xopp"},
+             "stf2, inkml or xopp (what the output's name says)");
+  AddReading(app, options);
+  AddAddressing(app, options);
+}
+
+void AddSplit(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  AddOutput(app, options, "A folder (beside the input)");
+  AddReading(app, options);
+}
+
+void AddMerge(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  AddOutput(app, options, "The file to make, or - for standard output")->required();
+  AddReading(app, options);
+}
+
+void AddRender(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  AddOutput(app, options, kFileOrFolder);
+  AddFormats(app, options, {"svg", "png", "pdf"}, "svg, png or pdf (what the output's name says)");
+  AddReading(app, options);
+  AddPicture(app, options);
+}
+
+void AddStats(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  CLI::Option* json =
+      app.add_flag("--json", options.json, "One JSON document a line, strokes and all");
+  app.add_flag("--csv", options.csv, "Comma-separated values, a line for each stroke")
+      ->excludes(json);
+  app.add_flag("-q,--quiet", options.quiet, "Tell nothing of what reading lost");
+  AddReading(app, options);
+}
+
+void AddReplay(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  AddOutput(app, options, kFileOrFolder);
+  AddReading(app, options);
+  AddPicture(app, options);
+  AddSpeed(app, options);
+}
+
+void AddKeyGen(CLI::App& app, Options& options) {
+  AddOutput(app, options, "The secret key's file; the public key's ends in .pub")->required();
+}
+
+void AddSeal(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  AddOutput(app, options, kFileOrFolder);
+  app.add_option("--key", options.key, "The receiver's public key's file")->required();
+}
+
+void AddOpen(CLI::App& app, Options& options) {
+  AddInputs(app, options);
+  AddOutput(app, options, kFileOrFolder);
+  app.add_option("--key", options.key, "The secret key's file")->required();
+}
+
+struct Command {
+  const char* name;
+  const char* summary;
+  const char* examples;
+  void (*add)(CLI::App&, Options&);  // its options
+  int (*run)(const Options&, Streams);
+};
+
+const char kExamples[] =
+    "Examples:\n"
+    "  stf2 convert letter.inkml -o letter.stf2     handwriting for the service\n"
+    "  stf2 info letter.stf2                        what is in it\n"
+    "  stf2 render letter.stf2 -o letter.png        a picture of it\n"
+    "  stf2 replay letter.stf2                      written again in a browser\n"
+    "  stf2 split letter.stf2 -o pages/             one file for each page\n"
+    "  stf2 keygen -o key                           a key pair: key and key.pub\n"
+    "  stf2 seal --key key.pub letter.stf2          only the owner of key can open it\n\n";
+
+const Command kCommands[] = {
+    {"info", "Tell what is in ink files (STF2, sealed STF2, InkML, xopp, SVG)",
+     "Examples:\n"
+     "  stf2 info letter.stf2\n"
+     "  stf2 info --json ink/*.stf2                  one JSON document a line\n\n",
+     AddInfo, Info},
+    {"convert", "Make STF2 of InkML, xopp or SVG, and InkML or xopp of any",
+     "Examples:\n"
+     "  stf2 convert letter.inkml -o letter.stf2\n"
+     "  stf2 convert letter.stf2 -o letter.inkml\n"
+     "  stf2 convert notebook.xopp --page 1.2.3.1 -o notebook.stf2\n"
+     "  stf2 convert --pen 0123-4567-89AB-CDEF --page 1.2.3.4 --start-time now sketch.inkml\n"
+     "  stf2 convert --page 1.2.3.1 --page-per-file scans/*.inkml -o ink/\n"
+     "  stf2 convert --page 1.2.3.1 --page-per-group book.inkml\n\n",
+     AddConvert, Convert},
+    {"split", "Make one STF2 file for each page",
+     "Examples:\n"
+     "  stf2 split letter.stf2                       letter-1.2.3.4.stf2, letter-1.2.3.5.stf2\n"
+     "  stf2 split ink/*.stf2 -o pages/\n\n",
+     AddSplit, Split},
+    {"merge", "Make one STF2 file of several of one pen",
+     "Examples:\n"
+     "  stf2 merge monday.stf2 tuesday.stf2 -o week.stf2\n\n",
+     AddMerge, Merge},
+    {"render", "Draw ink as SVG, PNG or PDF",
+     "Examples:\n"
+     "  stf2 render letter.stf2 -o letter.svg\n"
+     "  stf2 render letter.stf2 -o letter.png --dpi 300 --transparent\n"
+     "  stf2 render letter.stf2 -o letter.pdf --page-size A4\n"
+     "  stf2 render ink/*.stf2 --to png -o pictures/\n\n",
+     AddRender, RenderFiles},
+    {"replay", "Let ink be written again: an SVG that plays in a browser, or a film's pictures",
+     "Examples:\n"
+     "  stf2 replay letter.stf2                      letter.replay.svg\n"
+     "  stf2 replay letter.stf2 -o letter.svg --speed 3 --max-pause 0.5\n"
+     "  stf2 replay letter.stf2 --frames film/ --fps 30 --page-size A4\n\n",
+     AddReplay, Replay},
+    {"stats", "Tell how ink was written: lengths, times, speeds, pauses, force",
+     "Examples:\n"
+     "  stf2 stats letter.stf2                       a line for each page\n"
+     "  stf2 stats --csv ink/*.stf2 > strokes.csv    a line for each stroke\n\n",
+     AddStats, Stats},
+    {"keygen", "Make a key pair for sealed ink",
+     "Examples:\n"
+     "  stf2 keygen -o key                           key (keep it) and key.pub (give it away)\n\n",
+     AddKeyGen, KeyGen},
+    {"seal", "Seal STF2 so that only one receiver can open it",
+     "Examples:\n"
+     "  stf2 seal --key key.pub letter.stf2          letter.sealed.stf2\n\n",
+     AddSeal, Seal},
+    {"open", "Open sealed STF2",
+     "Examples:\n"
+     "  stf2 open --key key letter.sealed.stf2 -o letter.stf2\n\n",
+     AddOpen, Open},
+};
+
+// Help that begins with examples.
+class Help : public CLI::Formatter {
+ public:
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override {
+    std::string examples = app->get_parent() == nullptr ? kExamples : "";
+    for (const Command& command : kCommands) {
+      if (app->get_name() == command.name) examples = command.examples;
+    }
+    return examples + CLI::Formatter::make_help(app, name, mode);
+  }
+};
+
+// What the options can't say together; empty if all is well.
 std::string Contradiction(const std::string& name, const Options& options) {
-  std::vector<std::string> files = options.inputs;
-  files.push_back(options.output);
-  files.push_back(options.key);
-  if (std::find(files.begin(), files.end(), "-") != files.end()) {
-    return name + ": standard input and output are not used; a file called - is named ./-";
+  const auto piped = std::count(options.inputs.begin(), options.inputs.end(), "-");
+  if (piped + (options.key == "-" ? 1 : 0) > 1) return name + ": standard input can be read once";
+  if (name == "split" && options.output == "-") {
+    return "split: several files need a folder: -o names one";
   }
   const bool one_output = !options.output.empty() && !NamesFolder(options.output);
   if (name == "split") {
@@ -219,17 +301,23 @@ std::string Contradiction(const std::string& name, const Options& options) {
   if (name == "merge" || name == "keygen") {
     return one_output ? "" : name + ": -o names a folder: " + options.output;
   }
-  if (name == "info") return {};
+  if (name == "info" || name == "stats") return {};
   if (one_output && ExpandGlobs(options.inputs).size() > 1) {
     return name + ": several files need a folder: -o " + options.output + "/";
+  }
+  const bool placed = options.render.layout.placement != Placement::kAsWritten;
+  if (placed && !options.render.layout.page_size) {
+    return name + ": --fit and --center need the paper's size: --page-size A4";
+  }
+  if (!options.frames.empty() && (!options.output.empty() || options.inputs.size() > 1)) {
+    return name + ": --frames takes one file, and no -o";
   }
   const bool numbered = options.page_for_each_file || options.inkml.page_for_each_group;
   if (numbered && !options.inkml.page) return name + ": --page names the first of the pages";
   return {};
 }
 
-// What is wrong with the first word, where it should be a command; empty where it is one or an
-// option.
+// What is wrong with the first word, which should be a command; empty if it is one or an option.
 std::string UnknownCommand(const std::vector<std::string>& arguments) {
   std::string names;
   for (const Command& command : kCommands) {
@@ -260,7 +348,7 @@ int RunTool(const std::vector<std::string>& arguments, Streams streams) {
   for (const Command& command : kCommands) {
     CLI::App* sub = app.add_subcommand(command.name, command.summary);
     sub->set_help_flag("-h,--help", "This help");
-    AddOptions(*sub, command.name, options);
+    command.add(*sub, options);
   }
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

@@ -1,54 +1,63 @@
 #include "Commands.h"
 
 #include <TalvoCppUtils/PenId.h>
-#include <json/writer.h>
 
 #include <algorithm>
 #include <filesystem>
 
 #include "Files.h"
-#include "InkMLWriter.h"
 #include "Refusal.h"
-#include "SealedInfo.h"
+#include "Report.h"
 #include "Session.h"
-#include "Summary.h"
-#include "XmlText.h"
+#include "ink/Gzip.h"
+#include "ink/InkError.h"
+#include "ink/PageAddress.h"
+#include "ink/Stf2File.h"
+#include "ink/Text.h"
+#include "ink/inkml/InkMLWriter.h"
+#include "ink/xopp/XoppWriter.h"
 
 namespace InkTool {
+
+using namespace TalvoInk;
+
 namespace {
+
+namespace fs = std::filesystem;
 
 // The extension of a path in lower case, without its dot.
 std::string ExtensionOf(const std::string& path) {
-  std::string extension = std::filesystem::path(path).extension().string();
+  std::string extension = fs::path(path).extension().string();
   if (!extension.empty()) extension.erase(0, 1);
   return LowerCase(extension);
-}
-
-// What was asked for on the command line, for ink that did not come from InkML.
-void Readdress(Ink& ink, const InkMLOptions& options) {
-  if (options.pen) ink.pen = *options.pen;
-  for (Item& item : ink.items) {
-    auto* stroke = std::get_if<Stroke>(&item);
-    if (stroke == nullptr) continue;
-    if (options.page) stroke->page = options.page;  // STF2 knows no groups
-    if (!options.start_time_ms || stroke->start_time_ms != 0) continue;
-    stroke->start_time_ms = *options.start_time_ms;
-    const auto timed = [](const Stf2Sample& sample) { return sample.flags != 0; };
-    if (std::any_of(stroke->samples.begin(), stroke->samples.end(), timed)) continue;
-    for (Stf2Sample& sample : stroke->samples) {
-      sample.flags |= STF2_SAMPLE_HAS_TIME;
-      if (sample.type == STF2_SAMPLE_COORDINATE) break;
-    }
-  }
 }
 
 // The largest file that the service imports.
 constexpr std::size_t kMostImportBytes = 104857600;
 
-std::string CompactJson(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, value);
+// What --to or the output's name says; else InkML for STF2, and STF2 for all others.
+std::string FormatToWrite(const Options& options, InkFormat from) {
+  std::string format = options.format;
+  if (format.empty() && !options.output.empty() && !NamesFolder(options.output)) {
+    const fs::path output(options.output);
+    format = ExtensionOf(ExtensionOf(output) == "gz" ? output.stem() : output);
+  }
+  if (format.empty()) format = from == InkFormat::kStf2 ? "inkml" : "stf2";
+  if (format != "stf2" && format != "inkml" && format != "xopp") {
+    throw Refusal("'" + format + "' is none of stf2, inkml and xopp; --to says which is wanted");
+  }
+  return format;
+}
+
+// The picture, or a refusal that says which option makes it smaller.
+Rendering Draw(const Ink& ink, PictureFormat format, const RenderOptions& options) {
+  try {
+    return Render(ink, format, options);
+  } catch (const PictureSizeError& error) {
+    const char* help = format == PictureFormat::kPng ? "; give a smaller --dpi or a --page-size"
+                                                     : "; give a --page-size";
+    throw Refusal(error.what() + std::string(help));
+  }
 }
 
 }  // namespace
@@ -56,21 +65,25 @@ std::string CompactJson(const Json::Value& value) {
 int Info(const Options& options, Streams streams) {
   Session session(options, streams);
   session.ForEachInput([&](const std::string& file) {
-    const std::string bytes = ReadInput(file);
-    const std::optional<SealedInfo> sealed = ReadSealedInfo(bytes);
-    const bool xml = !sealed && LooksLikeXml(bytes);
-    const char* format = sealed ? "sealed STF2" : xml ? "InkML" : "STF2";
+    const InkBytes bytes = session.Read(file);
+    const std::string format =
+        (bytes.was_gzipped ? "gzipped " : "") + std::string(NameOf(bytes.format));
+    const std::optional<SealedInfo> sealed = ReadSealedInfo(bytes.bytes);
     Summary summary;
-    if (!sealed) summary = Summarize(session.Load(file, options.inkml));
+    Losses losses;
+    if (!sealed) summary = Summarize(session.Load(file, bytes, options.inkml, &losses));
     if (options.json) {
       Json::Value json = sealed ? AsJson(*sealed) : AsJson(summary);
-      json["file"] = file;
+      json["file"] = ShownInput(file);
       json["format"] = format;
-      json["bytes"] = Json::UInt64(bytes.size());
-      streams.out << CompactJson(json) << '\n';
-    } else {
-      streams.out << OneLine(file) << ": " << format << ", " << bytes.size() << " bytes\n"
-                  << (sealed ? InLines(*sealed) : InLines(summary));
+      json["bytes"] = Json::UInt64(bytes.bytes.size());
+      json["lost"] = LossesAsJson(losses.Lines());
+      json["notes"] = LossesAsJson(NotesOf(losses));
+      streams.out << OneLine(json) << '\n';
+    } else if (!options.quiet) {
+      streams.out << OneLine(ShownInput(file)) << ": " << format << ", " << bytes.bytes.size()
+                  << " bytes\n"
+                  << (sealed ? InLines(*sealed) : InLines(summary) + InLines(losses));
     }
     return std::string();
   });
@@ -83,26 +96,24 @@ int Convert(const Options& options, Streams streams) {
   session.ForEachInput([&](const std::string& file) {
     InkMLOptions inkml = options.inkml;
     if (options.page_for_each_file && inkml.page) inkml.page = PageAfter(*inkml.page, number++);
-    std::string format = options.format;
-    if (format.empty() && !options.output.empty() && !NamesFolder(options.output)) {
-      format = ExtensionOf(options.output);
-    }
-    const bool from_xml = LooksLikeXml(ReadInput(file));
-    if (format.empty()) format = from_xml ? "stf2" : "inkml";
-    if (format != "stf2" && format != "inkml") {
-      throw Refusal("'" + format + "' is neither stf2 nor inkml; --to says which is wanted");
-    }
-    Ink ink = session.Load(file, inkml);
-    if (!from_xml) Readdress(ink, inkml);
+    const InkBytes bytes = session.Read(file);
+    const bool gzipped = ExtensionOf(options.output) == "gz";
+    const std::string format = FormatToWrite(options, bytes.format);
+    const Ink ink = session.Load(file, bytes, inkml);
     const Summary summary = Summarize(ink);
-    const std::string path = OutputPath(file, options.output, StemOf(file) + "." + format);
-    const std::string bytes = format == "stf2" ? WriteStf2(ink) : WriteInkML(ink);
-    session.Save(path, bytes);
-    if (format == "stf2" && bytes.size() > kMostImportBytes) {
+    const std::string path = session.PathFor(file, StemOf(file) + "." + format);
+    Losses losses;
+    const std::string written = format == "stf2"    ? WriteStf2(ink)
+                                : format == "inkml" ? WriteInkML(ink)
+                                                    : WriteXopp(ink, losses);
+    session.TellLosses(file, losses);
+    session.Save(path, gzipped ? Gzip(written) : written);
+    if (format == "stf2" && written.size() > kMostImportBytes) {
       session.Note(file, "note: the service imports files of at most 100 MiB; split it");
     }
-    for (const std::string& obstacle : summary.Obstacles()) session.Note(file, "note: " + obstacle);
-    return path + " (" + InShort(summary) + ")";
+    for (const std::string& obstacle : ObstaclesOf(summary))
+      session.Note(file, "note: " + obstacle);
+    return ShownOutput(path) + " (" + InShort(summary) + ")";
   });
   return session.status();
 }
@@ -110,7 +121,7 @@ int Convert(const Options& options, Streams streams) {
 int Split(const Options& options, Streams streams) {
   Session session(options, streams);
   session.ForEachInput([&](const std::string& file) {
-    const auto parts = SplitByPage(session.Load(file, options.inkml));
+    const auto parts = SplitByPage(session.Load(file));
     OutputSet outputs(options.force);
     std::string line = Counted(parts.size(), "part");
     for (const auto& [page, ink] : parts) {
@@ -128,28 +139,32 @@ int Split(const Options& options, Streams streams) {
 
 int Merge(const Options& options, Streams streams) {
   Session session(options, streams);
-  session.Attempt(options.output, [&] {
-    Ink merged;
-    bool first = true;
-    const std::vector<std::string> files = ExpandGlobs(options.inputs);
-    for (const std::string& file : files) {
+  session.Attempt(ShownOutput(options.output), [&] {
+    session.AgreeOnUnit();
+    std::vector<Ink> documents;
+    for (const std::string& file : ExpandGlobs(options.inputs)) {
       try {
-        Ink ink = session.Load(file, options.inkml);
-        if (first) merged.pen = ink.pen;
-        if (ink.pen != merged.pen && !options.inkml.pen) {
-          throw Refusal("is ink of pen " + TalvoCppUtils::PenId(ink.pen).string() + ", not of " +
-                        TalvoCppUtils::PenId(merged.pen).string() +
-                        " like the first; --pen names one for all");
-        }
-        first = false;
-        Append(merged, std::move(ink));
-      } catch (const Refusal& refusal) {
-        throw Refusal(file, refusal.what());
+        documents.push_back(session.Load(file));
+        const std::uint64_t first = documents.front().pen, pen = documents.back().pen;
+        if (pen == first) continue;
+        throw Refusal("is ink of pen " + TalvoCppUtils::PenId(pen).string() + ", not of " +
+                      TalvoCppUtils::PenId(first).string() +
+                      " like the first; --pen names one for all");
+      } catch (const std::runtime_error& error) {  // Refusal and InkError
+        throw Refusal(ShownInput(file), error.what());
       }
     }
-    if (options.inkml.pen) merged.pen = *options.inkml.pen;
+    const std::size_t count = documents.size();
+    std::size_t moved = 0;
+    const Ink merged = Merge(std::move(documents), moved);
     session.Save(options.output, WriteStf2(merged));
-    return Counted(files.size(), "file") + " (" + InShort(Summarize(merged)) + ")";
+    if (moved > 0) {
+      session.Note(ShownOutput(options.output),
+                   "note: properties of single files made markers of "
+                   "their pages: " +
+                       std::to_string(moved));
+    }
+    return Counted(count, "file") + " (" + InShort(Summarize(merged)) + ")";
   });
   return session.status();
 }
@@ -166,13 +181,15 @@ int RenderFiles(const Options& options, Streams streams) {
     const PictureFormat format = name == "svg"   ? PictureFormat::kSvg
                                  : name == "png" ? PictureFormat::kPng
                                                  : PictureFormat::kPdf;
-    const Ink ink = session.Load(file, options.inkml);
-    const std::string path = OutputPath(file, options.output, StemOf(file) + "." + name);
-    session.Save(path, Render(ink, format, options.render));
-    if (const std::size_t off = StrokesOffPaper(ink, options.render)) {
-      session.Note(file, "note: off the paper or over its edge: " + Counted(off, "stroke"));
+    const Ink ink = session.Load(file);
+    const std::string path = session.PathFor(file, StemOf(file) + "." + name);
+    const Rendering picture = Draw(ink, format, options.render);
+    session.Save(path, picture.bytes);
+    if (picture.strokes_off_paper > 0) {
+      session.Note(file, "note: off the paper or over its edge: " +
+                             Counted(picture.strokes_off_paper, "stroke") + "; --fit shows all");
     }
-    return path + " (" + InShort(Summarize(ink)) + ")";
+    return ShownOutput(path) + " (" + InShort(picture) + ")";
   });
   return session.status();
 }

@@ -12,11 +12,14 @@
 
 #include "Refusal.h"
 #include "Temporaries.h"
+#include "ink/InkFile.h"
 
 namespace InkTool {
 namespace {
 
 namespace fs = std::filesystem;
+
+using TalvoInk::kMostInkBytes;
 
 [[noreturn]] void RefuseWithReason(const std::string& operation) {
   throw Refusal(operation + ": " + std::generic_category().message(errno));
@@ -59,7 +62,7 @@ mode_t OrdinaryMode() {
   return 0666 & ~mask;
 }
 
-// Renames without replacing; where the file system has no such operation, after a look.
+// Renames without replacing; if the file system has no such operation, after a look.
 bool RenameToFree(const std::string& from, const std::string& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
@@ -70,31 +73,62 @@ bool RenameToFree(const std::string& from, const std::string& to) {
   return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
+[[noreturn]] void RefuseSize() {
+  throw Refusal("larger than " + std::to_string(kMostInkBytes >> 20) + " MiB");
+}
+
+bool IsPipe(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 std::string AlreadyThere(const std::string& path) {
   return path + " is there already; --force replaces it";
 }
 
 }  // namespace
 
+bool IsRegularFile(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 std::string ReadInput(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  // A pipe is waited for; of a terminal or another device nothing is read.
+  const int waiting = IsPipe(path) ? 0 : O_NONBLOCK;
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | waiting));
   if (file.get() < 0) RefuseWithReason("can't open");
   struct stat status;
   if (::fstat(file.get(), &status) != 0) RefuseWithReason("can't open");
-  if (!S_ISREG(status.st_mode)) throw Refusal("can't open: not a regular file");
-  if (static_cast<std::uint64_t>(status.st_size) > kMostInputBytes) {
-    throw Refusal("larger than " + std::to_string(kMostInputBytes >> 20) + " MiB");
+  if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
+    throw Refusal("can't open: neither a regular file nor a pipe");
   }
-  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t count = ::read(file.get(), &bytes[done], bytes.size() - done);
+  std::string bytes;
+  if (S_ISREG(status.st_mode)) {
+    if (static_cast<std::uint64_t>(status.st_size) > kMostInkBytes) RefuseSize();
+    bytes.reserve(static_cast<std::size_t>(status.st_size));
+  }
+  std::string piece(64 * 1024, '\0');
+  for (;;) {
+    const ssize_t count = ::read(file.get(), &piece[0], piece.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) RefuseWithReason("can't read");
-    if (count == 0) break;  // cut short since
-    done += static_cast<std::size_t>(count);
+    if (count == 0) break;
+    bytes.append(piece, 0, static_cast<std::size_t>(count));
+    if (bytes.size() > kMostInkBytes) RefuseSize();
   }
-  bytes.resize(done);
+  if (bytes.empty()) throw Refusal("empty");
+  return bytes;
+}
+
+std::string ReadStream(std::istream& in) {
+  std::string bytes;
+  std::string piece(64 * 1024, '\0');
+  while (in.read(&piece[0], static_cast<std::streamsize>(piece.size())) || in.gcount() > 0) {
+    bytes.append(piece, 0, static_cast<std::size_t>(in.gcount()));
+    if (bytes.size() > kMostInkBytes) RefuseSize();
+  }
+  if (in.bad()) throw Refusal("can't read");
   if (bytes.empty()) throw Refusal("empty");
   return bytes;
 }
@@ -116,7 +150,9 @@ std::vector<std::string> ExpandGlobs(const std::vector<std::string>& arguments) 
 }
 
 std::string StemOf(const std::string& path) {
-  return fs::path(path).stem().string();
+  if (path == "-") return "ink";
+  const fs::path stem = fs::path(path).stem();
+  return fs::path(path).extension() == ".gz" ? stem.stem().string() : stem.string();
 }
 
 bool NamesFolder(const std::string& output) {
@@ -171,6 +207,10 @@ void OutputSet::CheckPlace(const std::string& path) const {
 }
 
 void OutputSet::Add(const std::string& path, const std::string& bytes, bool secret) {
+  if (IsPipe(path)) {
+    piped_.push_back({path, bytes});
+    return;
+  }
   CheckPlace(path);
   const fs::path target(path);
   const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
@@ -195,6 +235,12 @@ void OutputSet::Commit() {
     placed_.push_back(file);
     pending_.pop_front();
   }
+  for (const Piped& output : piped_) {
+    const Descriptor pipe(::open(output.path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (pipe.get() < 0) RefuseWithReason("can't write " + output.path);
+    WriteAll(pipe.get(), output.bytes, output.path);
+  }
+  piped_.clear();
   placed_.clear();
 }
 

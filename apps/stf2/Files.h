@@ -4,27 +4,33 @@
 #pragma once
 
 #include <deque>
+#include <istream>
 #include <string>
 #include <vector>
 
 namespace InkTool {
 
-// Larger files are no handwriting.
-constexpr std::size_t kMostInputBytes = std::size_t{256} << 20;
+// Whether the path names a regular file, which can be read again and again.
+bool IsRegularFile(const std::string& path);
 
-// A whole regular file. Throws Refusal with the system's reason.
+// A whole file of at most kMostInkBytes, or all that comes out of a named pipe, for which it waits.
+// Throws Refusal with the system's reason.
 std::string ReadInput(const std::string& path);
+
+// All that comes out of a stream, with the same limit. Throws Refusal.
+std::string ReadStream(std::istream& in);
 
 // The files that the arguments name: one that holds *, ? or [ and is no file itself stands for all
 // that match, in the order of their names; one that matches none is kept as it is.
 std::vector<std::string> ExpandGlobs(const std::vector<std::string>& arguments);
 
-// The name without folders and without its last extension: "note" of "ink/note.stf2".
+// The name without folders and extension: "note" of "ink/note.stf2" and of "ink/note.inkml.gz",
+// "ink" of standard input.
 std::string StemOf(const std::string& path);
 
 // Where the output called `name` goes: into the folder `output` if it is one or ends in "/", to
 // the file `output` otherwise, and beside `input` when `output` is empty. A folder that ends in "/"
-// and is missing is made; throws Refusal where it can't be.
+// and is missing is made; throws Refusal if it can't be.
 std::string OutputPath(const std::string& input, const std::string& output,
                        const std::string& name);
 
@@ -46,11 +52,11 @@ class OutputSet {
   OutputSet(const OutputSet&) = delete;
   OutputSet& operator=(const OutputSet&) = delete;
 
-  // Writes the bytes under a temporary name. A `secret` file is its owner's alone (mode 0600).
-  // Throws Refusal.
+  // Writes the bytes under a temporary name. A `secret` file is its owner's alone (mode 0600). What
+  // goes to a named pipe waits for Commit. Throws Refusal.
   void Add(const std::string& path, const std::string& bytes, bool secret = false);
 
-  // Gives all files their names. Throws Refusal.
+  // Gives all files their names, then writes to pipes. Throws Refusal.
   void Commit();
 
  private:
@@ -61,7 +67,13 @@ class OutputSet {
   };
   void CheckPlace(const std::string& path) const;
 
+  struct Piped {
+    std::string path;
+    std::string bytes;
+  };
+
   const bool force_;
+  std::vector<Piped> piped_;
   std::deque<Pending> pending_;  // not renamed yet
   std::vector<Pending> placed_;  // renamed, until Commit is through
 };

@@ -1,5 +1,6 @@
-// Why a file could not be read, written or understood. Thrown by the ink tool's readers and
-// writers, caught in one place, where it becomes the one line that the user sees for that file.
+// Why a file could not be read, written or accepted by the tool. Thrown by the commands and by what
+// works on files for them, caught in one place (see Session), where it becomes the one line that
+// the user sees for that file. What ink itself is refused for is an InkError.
 
 #pragma once
 
@@ -8,7 +9,7 @@
 
 namespace InkTool {
 
-// The message says the place, where there is one, and the reason; the file's name is added by the
+// The message says the place, if there is one, and the reason; the file's name is added by the
 // one who catches it: "line 3, column 14: difference without a value before it".
 class Refusal : public std::runtime_error {
  public:

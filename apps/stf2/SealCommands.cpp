@@ -4,13 +4,18 @@
 
 #include "Commands.h"
 #include "Files.h"
-#include "Keys.h"
 #include "Refusal.h"
-#include "SealedInfo.h"
 #include "Session.h"
-#include "Stf2Fault.h"
+#include "ink/KeyFile.h"
+#include "ink/SealedInfo.h"
+#include "ink/Stf2Fault.h"
+#include "ink/Stf2File.h"
+#include "ink/xml/XmlDocument.h"
 
 namespace InkTool {
+
+using namespace TalvoInk;
+
 namespace {
 
 std::string StatusText(int status) {
@@ -49,14 +54,14 @@ void Check(int status) {
 
 // Runs `read` on the key's file; a refusal names that file.
 template <typename Read>
-void WithKeyFile(const std::string& path, Read read) {
+void WithKeyFile(const std::string& path, Streams streams, Read read) {
   std::string text;
   try {
-    text = ReadInput(path);
+    text = path == "-" ? ReadStream(streams.in) : ReadInput(path);
     read(text);
-  } catch (const Refusal& refusal) {
+  } catch (const std::runtime_error& error) {  // Refusal and InkError
     Wipe(text);
-    throw Refusal("key " + path, refusal.what());
+    throw Refusal("key " + ShownInput(path), error.what());
   }
   Wipe(text);
 }
@@ -74,10 +79,15 @@ std::string OpenedName(const std::string& file) {
 
 int KeyGen(const Options& options, Streams streams) {
   Session session(options, streams);
-  session.Attempt(options.output, [&] {
+  session.Attempt(ShownOutput(options.output), [&] {
     KeyPair pair;
     Check(CreateKeyPair(pair.public_key.data(), pair.secret_key.data()));
     std::string secret = WriteSecretKey(pair);
+    if (options.output == "-") {
+      session.Save("-", secret);
+      Wipe(secret);
+      return std::string("the public key is in the same lines");
+    }
     OutputSet outputs(options.force);
     try {
       outputs.Add(options.output, secret, true);
@@ -95,38 +105,46 @@ int KeyGen(const Options& options, Streams streams) {
 
 int Seal(const Options& options, Streams streams) {
   Session session(options, streams);
+  std::optional<Key> key;
   session.ForEachInput([&](const std::string& file) {
-    Key key{};
-    WithKeyFile(options.key, [&](const std::string& text) { key = ParsePublicKey(text); });
-    const std::string bytes = ReadInput(file);
+    if (!key) {
+      WithKeyFile(options.key, streams,
+                  [&](const std::string& text) { key = ParsePublicKey(text); });
+    }
+    const std::string bytes = session.Read(file).bytes;
     if (LooksLikeXml(bytes)) throw Refusal("is InkML; make STF2 of it with 'stf2 convert'");
     if (ReadSealedInfo(bytes)) throw Refusal("is sealed already");
     SecretBuffer sealed;
     const int status = SealInkData(bytes.data(), static_cast<std::uint32_t>(bytes.size()),
-                                   key.data(), &sealed.bytes, &sealed.size);
+                                   key->data(), &sealed.bytes, &sealed.size);
     if (status == TALVO_ENCRYPTION_MALFORMED && HasIdentifier(bytes, "STF2"))
       throw Refusal(FaultOf(bytes));
     Check(status);
-    const std::string path = OutputPath(file, options.output, StemOf(file) + ".sealed.stf2");
+    const std::string path = session.PathFor(file, StemOf(file) + ".sealed.stf2");
     session.Save(path, sealed.Copy());
-    return path;
+    return ShownOutput(path);
   });
   return session.status();
 }
 
 int Open(const Options& options, Streams streams) {
   Session session(options, streams);
+  KeyPair pair;
+  bool has_key = false;
   session.ForEachInput([&](const std::string& file) {
-    KeyPair pair;
-    WithKeyFile(options.key, [&](const std::string& text) { ParseSecretKey(text, pair); });
-    const std::string bytes = ReadInput(file);
+    if (!has_key) {
+      WithKeyFile(options.key, streams,
+                  [&](const std::string& text) { ParseSecretKey(text, pair); });
+      has_key = true;
+    }
+    const std::string bytes = session.Read(file).bytes;
     if (HasIdentifier(bytes, "STF2")) throw Refusal("is STF2 that is not sealed");
     if (LooksLikeXml(bytes)) throw Refusal("is InkML, which can't be sealed");
     if (!ReadSealedInfo(bytes)) throw Refusal("no well-formed sealed ink");
     SecretBuffer ink;
     Check(OpenInkData(bytes.data(), static_cast<std::uint32_t>(bytes.size()),
                       pair.public_key.data(), pair.secret_key.data(), &ink.bytes, &ink.size));
-    const std::string path = OutputPath(file, options.output, OpenedName(file));
+    const std::string path = session.PathFor(file, OpenedName(file));
     std::string plain = ink.Copy();
     try {
       session.Save(path, plain);
@@ -135,7 +153,7 @@ int Open(const Options& options, Streams streams) {
       throw;
     }
     Wipe(plain);
-    return path;
+    return ShownOutput(path);
   });
   return session.status();
 }

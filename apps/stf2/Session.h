@@ -1,48 +1,79 @@
 // One call of the tool: the files that it works through, what it tells about each, and the status
-// that it ends with.
+// that it ends with. The file "-" is standard input, or standard output; then the lines that tell
+// of success go to standard error, so that nothing but the output is on standard output.
 
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "Commands.h"
-#include "Ink.h"
-#include "Losses.h"
+#include "Options.h"
+#include "ink/InkFile.h"
 
 namespace InkTool {
 
 class Session {
  public:
+  // Both must outlive this object.
   Session(const Options& options, Streams streams) : options_(options), streams_(streams) {}
 
-  // Does `work` for each input; it answers what the line of success says, empty for no line.
+  // Does `work` for each input, after a look at all of them (see AgreeOnUnit); it answers what the
+  // line of success says, empty for no line.
   void ForEachInput(const std::function<std::string(const std::string& file)>& work);
+
+  // The unit that all inputs without one agree on, if there are several. Files that can't be read
+  // are passed over: they are told when their turn comes.
+  void AgreeOnUnit();
 
   // Does `work` once, for `name`.
   void Attempt(const std::string& name, const std::function<std::string()>& work);
 
-  // The ink of an STF2 or InkML file. What reading it lost is said on `err`, or with --strict is a
-  // refusal. Throws Refusal.
-  Ink Load(const std::string& file, const InkMLOptions& inkml = {});
+  // The bytes of an input, unpacked if they are compressed. Throws Refusal or InkError.
+  TalvoInk::InkBytes Read(const std::string& file);
+
+  // The ink of an input that was read. What was lost is told on `err`, or goes into `losses` if the
+  // caller tells it; with --strict it is a refusal. Throws Refusal or InkError.
+  TalvoInk::Ink Load(const std::string& file, const TalvoInk::InkBytes& bytes,
+                     const TalvoInk::InkMLOptions& inkml, TalvoInk::Losses* losses = nullptr);
+
+  // The same of an input that was not read yet, with the options of the command line.
+  TalvoInk::Ink Load(const std::string& file);
+
+  // Tells what was lost, on `err`; with --strict throws Refusal if anything was.
+  void TellLosses(const std::string& file, const TalvoInk::Losses& losses);
+
+  // Where the output called `name` goes for an input: see OutputPath. "-" for standard output.
+  std::string PathFor(const std::string& file, const std::string& name) const;
 
   // Writes one file unless this call has written one there before. Throws Refusal.
   void Save(const std::string& path, const std::string& bytes);
 
-  // A line about a file on `err`.
+  // A line about a file on `err`, unless the call is to be quiet.
   void Note(const std::string& file, const std::string& text);
 
   int status() const { return status_; }
 
  private:
+  void CheckStrict(const TalvoInk::Losses& losses) const;
+  void Fail(const std::string& name, const std::string& reason);
+
   const Options& options_;
   Streams streams_;
+  std::map<std::string, std::string> pipes_;  // what was read of inputs that can be read once
+  std::optional<TalvoInk::AssumedUnit> assumed_unit_;
   std::vector<std::string> written_;
+  bool wrote_to_standard_output_ = false;
   int status_ = 0;
 };
 
 // A name as it can stand in a line: control bytes as \xNN.
 std::string OneLine(const std::string& text);
+
+// How an input or output is called in a line: "standard input" for "-".
+std::string ShownInput(const std::string& file);
+std::string ShownOutput(const std::string& file);
 
 }  // namespace InkTool

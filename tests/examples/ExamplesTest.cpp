@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <boost/filesystem.hpp>
@@ -19,6 +20,7 @@ namespace {
 
 namespace fs = boost::filesystem;
 using testing::HasSubstr;
+using testing::Not;
 
 typedef std::vector<std::string> Command;
 
@@ -67,6 +69,7 @@ class Examples : public testing::Test {
 
   // The service has carried out the confirmation when it has ended, at the latest.
   void ExpectNoInkLeft() {
+    EXPECT_EQ(0, daemon_->Stop());
     daemon_.reset();
     std::vector<fs::path> left;
     for (const auto& entry : fs::recursive_directory_iterator(root_.storage()))
@@ -88,6 +91,62 @@ TEST_F(Examples, InJavaScriptImportAndListen) {
   StartService();
   Import(kJavaScript);
   Listen(kJavaScript);
+}
+
+// The service ends while they listen, and another starts.
+TEST_F(Examples, GoOnWithTheNextService) {
+  for (const Command& client : {kPython, kJavaScript}) {
+    StartService();
+    Command listen = {"/usr/bin/env", "-C", directory().string()};
+    listen.insert(listen.end(), client.begin(), client.end());
+    listen.insert(listen.end(), {"listen", "Notebook", "2"});
+    Process listener(listen);
+    ASSERT_TRUE(daemon_->WaitForLog("I Quillpost: Client 'Notebook' connected."));
+    daemon_.reset();
+    ASSERT_TRUE(listener.WaitForError("; trying again\n")) << listener.error();
+    StartService();
+    Import(client);
+    EXPECT_EQ(0, listener.Wait()) << listener.error();
+    EXPECT_THAT(listener.output(), HasSubstr("pages 1.2.3.5: "));
+    EXPECT_THAT(listener.error(), Not(HasSubstr("Traceback")));
+    ExpectNoInkLeft();
+  }
+}
+
+TEST_F(Examples, KeepCopiesUnderTheNameOfInk) {
+  StartService();
+  for (const Command& client : {kPython, kJavaScript}) {
+    Import(client);
+    ASSERT_EQ(0, Run(client, {"listen", "Notebook", "2"}).status);
+  }
+  std::vector<std::string> names;
+  for (const auto& file : fs::directory_iterator(directory())) {
+    names.push_back(file.path().filename().string());
+  }
+  EXPECT_THAT(names, testing::UnorderedElementsAre("0123-4567-89AB-CDEF_1.2.3.4.stf2",
+                                                   "0123-4567-89AB-CDEF_1.2.3.5.stf2",
+                                                   "0123-4567-89AB-CDEF_1.2.3.4-1.stf2",
+                                                   "0123-4567-89AB-CDEF_1.2.3.5-1.stf2"));
+}
+
+TEST_F(Examples, EndWithOneLineAndNoTraceback) {
+  for (const Command& client : {kPython, kJavaScript}) {
+    for (const Command& arguments : {Command{"listen", "Notebook"}, Command{"import", ink()}}) {
+      const Finished without_service = Run(client, arguments);
+      EXPECT_NE(0, without_service.status);
+      EXPECT_EQ(1, std::count(without_service.error.begin(), without_service.error.end(), '\n'))
+          << without_service.error;
+    }
+  }
+  StartService();
+  Command listen = {"/usr/bin/env", "-C", directory().string()};
+  listen.insert(listen.end(), kPython.begin(), kPython.end());
+  listen.insert(listen.end(), {"listen", "Notebook"});
+  Process listener(listen);
+  ASSERT_TRUE(daemon_->WaitForLog("I Quillpost: Client 'Notebook' connected."));
+  listener.Signal(SIGINT);
+  EXPECT_EQ(130, listener.Wait());
+  EXPECT_EQ("", listener.error());
 }
 
 TEST_F(Examples, InCppReadTheStrokes) {
@@ -115,6 +174,26 @@ TEST_F(Examples, InCppTakeSealedInkWithoutReadingIt) {
       listener.WaitForOutput("ink of pen 0123-4567-89AB-CDEF\nink of pen 0123-4567-89AB-CDEF\n"));
 }
 
+// A program with a loop of its own hosts the service.
+TEST_F(Examples, InCppHostTheService) {
+  Process host({INK_HOST});
+  ASSERT_TRUE(host.WaitForOutput("serving\n")) << host.error();
+  Import(kPython);
+  const Finished listen = Run(kPython, {"listen", "Notebook", "2"});
+  EXPECT_EQ(0, listen.status) << listen.error;
+  host.Signal(SIGTERM);
+  EXPECT_EQ(0, host.Wait());
+  EXPECT_THAT(host.output(), testing::ContainsRegex("ended after [0-9]+ ticks\n$"));
+}
+
+TEST_F(Examples, InCppTheHostSaysThatAnotherServiceIsThere) {
+  StartService();
+  const Finished host = Run({INK_HOST}, {});
+  EXPECT_EQ(1, host.status);
+  EXPECT_THAT(host.output, HasSubstr("log: Failed to start IPC Server.\n"));
+  EXPECT_THAT(host.output, HasSubstr("the service did not start\n"));
+}
+
 TEST_F(Examples, SayWhyAnImportFailed) {
   StartService();
   for (const Command& client : {kPython, kJavaScript}) {
@@ -138,9 +217,10 @@ TEST_F(Examples, FailWithoutService) {
 }
 
 TEST_F(Examples, AreShort) {
-  for (const auto& [name, limit] : {std::pair<const char*, int>{"ink_client.py", 80},
-                                    {"ink_client.js", 80},
-                                    {"ink_listener.cpp", 60}}) {
+  for (const auto& [name, limit] : {std::pair<const char*, int>{"ink_client.py", 120},
+                                    {"ink_client.js", 130},
+                                    {"ink_listener.cpp", 60},
+                                    {"ink_host.cpp", 125}}) {
     const std::string text = ReadFile(fs::path(EXAMPLES) / name);
     EXPECT_LT(std::count(text.begin(), text.end(), '\n'), limit) << name;
     EXPECT_FALSE(text.empty());

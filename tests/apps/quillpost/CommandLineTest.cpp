@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
+
+#include "HelpOptions.h"
 #include "support/Process.h"
 #include "support/TestRoot.h"
 
@@ -42,18 +46,68 @@ TEST(CommandLine, WrongUsageIsExit2WithALineThatSaysWhatIsWrong) {
   EXPECT_EQ(2, Call({"listen"}).status);
   const Finished command = Call({"recieve"});
   EXPECT_EQ(2, command.status);
-  EXPECT_THAT(command.error, HasSubstr("recieve"));
+  EXPECT_EQ("quillpost: there is no command 'recieve'; 'quillpost --help' tells more\n",
+            command.error);
   const Finished files = Call({"import"});
   EXPECT_EQ(2, files.status);
-  EXPECT_THAT(files.error, HasSubstr("files is required"));
+  EXPECT_THAT(files.error, HasSubstr("quillpost: FILE is required"));
   const Finished count = Call({"listen", "Notes", "--count", "0"});
   EXPECT_EQ(2, count.status);
   EXPECT_THAT(count.error, HasSubstr("--count"));
   const Finished page = Call({"listen", "Notes", "--ignore", "1.2"});
   EXPECT_EQ(2, page.status);
-  EXPECT_THAT(page.error, HasSubstr("\"1.2\" is no page address"));
+  EXPECT_THAT(page.error, HasSubstr("\"1.2\" is not a valid page address"));
   const Finished both = Call({"listen", "Notes", "--ignore", "1.2.3.4", "--reject"});
   EXPECT_EQ(2, both.status);
+}
+
+TEST(CommandLine, SuggestsWhatWasMeant) {
+  EXPECT_EQ(
+      "quillpost: there is no command 'imprt'; did you mean 'import'? 'quillpost --help' tells "
+      "more\n",
+      Call({"imprt"}).error);
+  EXPECT_THAT(Call({"subscriptions", "lst"}).error, HasSubstr("did you mean 'list'?"));
+  EXPECT_THAT(Call({"listen", "Notes", "--idel"}).error, HasSubstr("did you mean '--idle'?"));
+  EXPECT_THAT(Call({"sub"}).error, HasSubstr("did you mean 'subscriptions'?"));
+  EXPECT_EQ(2, Call({"imprt"}).status);
+}
+
+TEST(CommandLine, EveryComplaintBeginsWithTheProgramsName) {
+  const std::vector<std::vector<std::string>> wrong = {{},
+                                                       {"x"},
+                                                       {"--x"},
+                                                       {"import"},
+                                                       {"import", "--wait", "x", "f"},
+                                                       {"listen"},
+                                                       {"help", "x"},
+                                                       {"hello", "there"},
+                                                       {"subscriptions", "add", "--page", "1.2"},
+                                                       {"import", "--wait"}};
+  for (const auto& arguments : wrong) {
+    const Finished call = Call(arguments);
+    EXPECT_EQ(2, call.status) << call.error;
+    EXPECT_THAT(call.error, testing::StartsWith("quillpost: "));
+    EXPECT_EQ(1, std::count(call.error.begin(), call.error.end(), '\n')) << call.error;
+  }
+}
+
+TEST(CommandLine, HelpIsACommandToo) {
+  EXPECT_EQ(Call({"--help"}).output, Call({"help"}).output);
+  EXPECT_EQ(Call({"listen", "--help"}).output, Call({"help", "listen"}).output);
+  const Finished add = Call({"help", "subscriptions", "add"});
+  EXPECT_EQ(0, add.status);
+  EXPECT_EQ(Call({"subscriptions", "add", "--help"}).output, add.output);
+  EXPECT_THAT(add.output, HasSubstr("\nUsage: quillpost subscriptions add [OPTIONS] [APP]\n"));
+}
+
+TEST(CommandLine, HelpFitsInto80Columns) {
+  for (const Line& command : kCommands) {
+    Line line = command;
+    line[0] = line[0] == "quillpost" ? QUILLPOST : QUILLPOSTD;
+    line.push_back("--help");
+    std::istringstream help(RunToEnd(line).output);
+    for (std::string text; std::getline(help, text);) EXPECT_LE(text.size(), 80u) << text;
+  }
 }
 
 TEST(CommandLine, VersionIsPrinted) {
@@ -68,6 +122,15 @@ TEST(CommandLine, AFullDiskBehindStandardOutputIsExit1) {
       {"/bin/sh", "-c", std::string("exec '") + QUILLPOST + "' subscriptions list >/dev/full"});
   EXPECT_EQ(1, status.status);
   EXPECT_EQ("quillpost: can't write to standard output\n", status.error);
+}
+
+TEST(CommandLine, AReaderThatHasGoneIsNoFailure) {
+  TestRoot root;
+  const Finished list = RunToEnd(
+      {"/bin/bash", "-c",
+       std::string("exec 3> >(exec true); wait $!; '") + QUILLPOST + "' subscriptions list >&3"});
+  EXPECT_EQ(0, list.status);
+  EXPECT_EQ("", list.error);
 }
 
 TEST(CommandLine, EveryCommandThatNeedsAServiceIsExit3WithoutOne) {

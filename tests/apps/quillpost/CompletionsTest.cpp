@@ -11,6 +11,7 @@
 #include <set>
 #include <sstream>
 
+#include "HelpOptions.h"
 #include "support/Process.h"
 #include "support/TestRoot.h"
 
@@ -18,44 +19,6 @@ using testing::IsSupersetOf;
 using testing::UnorderedElementsAre;
 
 namespace {
-
-typedef std::set<std::string> Words;
-
-// A command line up to the cursor, as words.
-typedef std::vector<std::string> Line;
-
-const std::vector<Line> kCommands = {{"quillpost"},
-                                     {"quillpost", "hello"},
-                                     {"quillpost", "import"},
-                                     {"quillpost", "listen"},
-                                     {"quillpost", "status"},
-                                     {"quillpost", "subscriptions"},
-                                     {"quillpost", "subscriptions", "list"},
-                                     {"quillpost", "subscriptions", "check"},
-                                     {"quillpost", "subscriptions", "add"},
-                                     {"quillpost", "subscriptions", "remove"},
-                                     {"quillpostd"}};
-
-std::string Join(const Line& line) {
-  std::string joined;
-  for (const std::string& word : line) joined += (joined.empty() ? "" : " ") + word;
-  return joined;
-}
-
-// The long options that the help of a command lists, at the beginnings of lines.
-Words OptionsInHelp(Line command) {
-  command[0] = command[0] == "quillpost" ? QUILLPOST : QUILLPOSTD;
-  command.push_back("--help");
-  std::istringstream help(RunToEnd(command).output);
-  Words options;
-  for (std::string line; std::getline(help, line);) {
-    const std::size_t begin = line.find("--");
-    if (line.compare(0, 3, "  -") != 0 || begin == std::string::npos) continue;
-    const std::size_t end = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", begin);
-    options.insert(line.substr(begin, end - begin));
-  }
-  return options;
-}
 
 Words LinesOf(const std::string& text) {
   std::istringstream in(text);
@@ -106,7 +69,6 @@ class Completions : public testing::Test {
     }
   }
 
- private:
   TestRoot root_;
 };
 
@@ -115,7 +77,7 @@ TEST_F(Completions, OfBashOfferEveryOptionOfEveryCommand) {
 }
 
 TEST_F(Completions, OfBashOfferCommandsAndSubscribedApplications) {
-  EXPECT_THAT(CompleteInBash({"quillpost", "h"}), UnorderedElementsAre("hello"));
+  EXPECT_THAT(CompleteInBash({"quillpost", "h"}), UnorderedElementsAre("hello", "help"));
   EXPECT_THAT(CompleteInBash({"quillpost", "subscriptions", ""}),
               IsSupersetOf({"list", "check", "add", "remove"}));
   EXPECT_THAT(CompleteInBash({"quillpost", "listen", ""}),
@@ -123,7 +85,7 @@ TEST_F(Completions, OfBashOfferCommandsAndSubscribedApplications) {
   EXPECT_THAT(CompleteInBash({"quillpost", "subscriptions", "remove", "My"}),
               UnorderedElementsAre("My Archive"));
   EXPECT_THAT(CompleteInBash({"quillpostd", "--log-level", ""}),
-              UnorderedElementsAre("1", "2", "3", "4"));
+              UnorderedElementsAre("error", "warning", "information", "trace"));
 }
 
 TEST_F(Completions, OfFishOfferEveryOptionOfEveryCommand) {
@@ -131,26 +93,50 @@ TEST_F(Completions, OfFishOfferEveryOptionOfEveryCommand) {
 }
 
 TEST_F(Completions, OfFishOfferCommandsAndSubscribedApplications) {
-  EXPECT_THAT(CompleteInFish({"quillpost", "h"}), UnorderedElementsAre("hello"));
+  EXPECT_THAT(CompleteInFish({"quillpost", "h"}), UnorderedElementsAre("hello", "help"));
   EXPECT_THAT(CompleteInFish({"quillpost", "listen", ""}),
               UnorderedElementsAre("Notes", "My Archive"));
   EXPECT_THAT(CompleteInFish({"quillpost", "subscriptions", ""}),
               UnorderedElementsAre("list", "check", "add", "remove"));
 }
 
-// zsh completes only for somebody at a terminal; here it reads the file, and the names in it are
-// compared.
 TEST_F(Completions, OfZshAreReadWithoutFaultAndNameEveryOption) {
   const std::string file = std::string(COMPLETIONS) + "/_quillpost";
   const std::string text = ReadFile(file);
   for (const Line& command : kCommands) {
     for (const std::string& option : OptionsInHelp(command)) {
-      EXPECT_THAT(text, testing::HasSubstr(option)) << Join(command);
+      EXPECT_NE(std::string::npos, text.find(option)) << Join(command) << " " << option;
     }
   }
   const Finished zsh = RunToEnd({"/usr/bin/zsh", "-f", "-n", file});
   EXPECT_EQ(0, zsh.status);
   EXPECT_EQ("", zsh.error);
+}
+
+// zsh completes only for somebody at a terminal: one of its own makes it one. What it makes of a
+// line and the tabulator is what a command of that name gets as arguments.
+std::string CompleteInZsh(const std::string& line) {
+  const std::string script = R"zsh(
+    zmodload zsh/zpty
+    zpty shell 'TERM=dumb zsh -f -i'
+    zpty -w shell "PROMPT=; fpath=($1 \$fpath); autoload -Uz compinit; compinit -D -u
+      quillpost() { print -r \"GOT<\${(j:|:)@}>\" }; print READY\$((1+1))"
+    zpty -r shell text '*READY2*'
+    zpty -w -n shell "$2"$'\t\n'
+    zpty -r shell text '*GOT<*>*'
+    print -r -- "${${text##*GOT<}%%>*}"
+    zpty -d shell)zsh";
+  const Finished zsh = RunToEnd({"/usr/bin/zsh", "-f", "-c", script, "zsh", COMPLETIONS, line});
+  EXPECT_EQ("", zsh.error);
+  return zsh.output;
+}
+
+TEST_F(Completions, OfZshCompleteNamesWithColonsAndBlanks) {
+  root_.Subscribe("com.example:notes", "1.2.3.4");
+  EXPECT_EQ("listen|com.example:notes\n", CompleteInZsh("quillpost listen com"));
+  EXPECT_EQ("subscriptions|remove|My Archive\n",
+            CompleteInZsh("quillpost subscriptions remove My"));
+  EXPECT_EQ("hello\n", CompleteInZsh("quillpost hell"));
 }
 
 }  // namespace

@@ -66,10 +66,10 @@ TEST_F(StoreReportTest, CountsPensPagesStrokesAndBytes) {
   const StoreReport report = ReadStore();
   EXPECT_EQ(2u, report.pens.size());
   EXPECT_EQ(3u, report.PageCount());
-  EXPECT_EQ(3u, report.Of(kPen).strokes);
+  EXPECT_EQ(3u, report.Of(kPen).files);
   EXPECT_EQ(10u, report.Of(kPen).bytes);
-  EXPECT_EQ(2u, report.pens.at(kPen).at("1.2.3.4").strokes);
-  EXPECT_EQ(4u, report.Total().strokes);
+  EXPECT_EQ(2u, report.pens.at(kPen).at("1.2.3.4").files);
+  EXPECT_EQ(4u, report.Total().files);
   EXPECT_EQ(11u, report.Total().bytes);
   EXPECT_EQ(4u, report.unclaimed);
   EXPECT_THAT(report.problems, IsEmpty());
@@ -97,7 +97,48 @@ TEST_F(StoreReportTest, TellsHowFarEachApplicationIs) {
   EXPECT_EQ(2u, report.applications.at("Former").claimed);
   EXPECT_EQ(0u, report.applications.at("Former").delivered);
   EXPECT_EQ(0u, report.applications.at("Quiet").claimed);
-  EXPECT_EQ(1u, report.unclaimed);
+}
+
+TEST_F(StoreReportTest, CountsTheStrokesInTheFiles) {
+  FileStroke("1.2.3.4", "1_2", InkFile().AddStroke("1.2.3.4", 1).AddStroke("1.2.3.4", 2).bytes());
+  FileStroke("1.2.3.4", "3_4", InkFile().AddStroke("1.2.3.4", 3).bytes());
+  FileStroke("encrypted-stf2", "1", Seal(InkFile().AddStroke("1.2.3.4", 3).bytes()));
+  const StoreReport report = ReadStore();
+  EXPECT_EQ(3u, report.Total().files);
+  EXPECT_EQ(3u, report.Total().strokes) << "sealed strokes can't be counted";
+}
+
+TEST_F(StoreReportTest, TellsUnclaimedInkFromInkThatIsNotTakenUpYet) {
+  root_.Subscribe("Notes", "1.2.3.*");
+  FileStroke("1.2.3.4", "1_2", "12345");
+  FileStroke("9.9.9.9", "1_2", "12345");
+  FileStroke("9.9.9.9", "3_4", "12345");
+  const StoreReport report = ReadStore();
+  EXPECT_EQ(1u, report.unrouted);
+  EXPECT_EQ(2u, report.unclaimed);
+}
+
+TEST_F(StoreReportTest, SaysWhyAnApplicationCannotBeLaunched) {
+  root_.Subscribe("Notes", "1.2.3.*");
+  root_.Subscribe("Shell", "1.2.3.*", "/bin/sh");
+  const StoreReport report = ReadStore();
+  EXPECT_EQ("/nonexistent/application: No such file or directory",
+            report.applications.at("Notes").obstacle);
+  EXPECT_EQ("", report.applications.at("Shell").obstacle);
+}
+
+TEST_F(StoreReportTest, CountsNoDirectoryThatIsNoPens) {
+  fs::create_directories(root_.storage() / "lost+found");
+  fs::create_directories(root_.storage() / "backup/old");
+  fs::create_directories(root_.storage() / "0000-0000-0000-0001");
+  FileStroke("1.2.3.4", "1_2", "12345");
+  fs::create_directories(PathOf("notes"));
+  const StoreReport report = ReadStore();
+  EXPECT_EQ(1u, report.pens.size());
+  EXPECT_THAT(report.problems, ElementsAre("0123-4567-89AB-CDEF/notes is not a page's directory",
+                                           "backup/old is not a page's directory",
+                                           "\"backup\" is not a pen's directory",
+                                           "\"lost+found\" is not a pen's directory"));
 }
 
 TEST_F(StoreReportTest, NamesAStrokeWhoseFileHasVanished) {
@@ -109,7 +150,32 @@ TEST_F(StoreReportTest, NamesAStrokeWhoseFileHasVanished) {
   EXPECT_THAT(report.problems,
               ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: the file has vanished"));
   EXPECT_EQ(2u, report.applications.at("Notes").claimed);
-  EXPECT_EQ(1u, report.Total().strokes);
+  EXPECT_EQ(1u, report.Total().files);
+}
+
+// It is being removed: the service takes it out of the table after its file.
+TEST_F(StoreReportTest, AStrokeThatAllHaveReceivedHasNotVanished) {
+  FileStroke("1.2.3.4", "1_2", "12345");
+  ASSERT_TRUE(Storage::SyncRoutingInfo(kPen, "1.2.3.4", {"Notes"}));
+  const Storage::StrokeID id = {"1.2.3.4", "1_2", "stf2"};
+  fs::remove(PathOf("1.2.3.4/1_2.stf2"));
+  EXPECT_EQ(1u, ReadStore().problems.size());
+  ASSERT_TRUE(Storage::SetRoutingInfoMarkers(kPen, "Notes", {id}, {id}));
+  EXPECT_THAT(ReadStore().problems, IsEmpty());
+}
+
+TEST_F(StoreReportTest, NamesWhatIsInAStrokesPlace) {
+  FileStroke("1.2.3.4", "1_2", "12345");
+  FileStroke("1.2.3.4", "3_4", "12345");
+  ASSERT_TRUE(Storage::SyncRoutingInfo(kPen, "1.2.3.4", {"Notes"}));
+  fs::remove(PathOf("1.2.3.4/1_2.stf2"));
+  fs::remove(PathOf("1.2.3.4/3_4.stf2"));
+  fs::create_directory(PathOf("1.2.3.4/1_2.stf2"));
+  ASSERT_EQ(0, ::mkfifo(PathOf("1.2.3.4/3_4.stf2").c_str(), 0600));
+  EXPECT_THAT(
+      ReadStore().problems,
+      ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: a directory is in the place of the file",
+                  "0123-4567-89AB-CDEF/1.2.3.4/3_4.stf2: the file is not a regular file"));
 }
 
 TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsEmpty) {
@@ -145,7 +211,7 @@ TEST_F(StoreReportTest, FindsNoFaultWithAStrokeWhileItIsBeingWritten) {
     const std::ofstream half(PathOf("1.2.3.4/1_2.stf2").string(), std::ios::app);
     const std::ofstream none(PathOf("1.2.3.4/3_4.stf2").string(), std::ios::app);
     EXPECT_THAT(ReadStore().problems, IsEmpty());
-    EXPECT_EQ(2u, ReadStore().Total().strokes);
+    EXPECT_EQ(2u, ReadStore().Total().files);
   }
   EXPECT_THAT(ReadStore().problems,
               ElementsAre("0123-4567-89AB-CDEF/1.2.3.4/1_2.stf2: the file is cut short",

@@ -68,7 +68,8 @@ TEST_F(SubscriptionCheckTest, NamesTheElementThatIsWrong) {
   EXPECT_EQ("element 1 of \"PageAddresses\" is not a string",
             Reason(R"({"Path":"x","Title":"","PageAddresses":["1.2.3.4",5]})"));
   EXPECT_EQ(
-      "element 0 of \"PageAddresses\", \"1.2\", is no page address: four or five fields of digits "
+      "element 0 of \"PageAddresses\", \"1.2\", is not a valid page address: four or five fields "
+      "of digits "
       "and * joined by dots, or encrypted-stf2",
       Reason(R"({"Path":"x","Title":"","PageAddresses":["1.2"]})"));
 }
@@ -84,7 +85,8 @@ TEST_F(SubscriptionCheckTest, SaysWhatIsWrongWithTheName) {
   const std::string good = R"({"Path":"/bin/sh","Title":"","PageAddresses":[]})";
   EXPECT_EQ("the file's name begins with \".\"", Check(good, ".Notes").reason);
   EXPECT_EQ(
-      "the file's name \"No#es\" is no application ID: only letters, digits, space and . _ : - are "
+      "the file's name \"No#es\" is not a valid application ID: only letters, digits, space and . "
+      "_ : - are "
       "allowed",
       Check(good, "No#es").reason);
 }
@@ -100,8 +102,8 @@ TEST_F(SubscriptionCheckTest, SaysWhyAFileCannotBeRead) {
 TEST_F(SubscriptionCheckTest, NotesWhatIsHardlyMeant) {
   EXPECT_THAT(
       Check(R"({"Path":"/nonexistent/notes","Title":"","PageAddresses":["1.2.3.4"]})").notes,
-      ElementsAre("the application \"/nonexistent/notes\" can't be launched: No such file "
-                  "or directory"));
+      ElementsAre("the application can't be launched: /nonexistent/notes: No such file or "
+                  "directory"));
   EXPECT_THAT(Check(R"({"Path":"/bin/sh","Title":"","PageAddresses":[]})").notes,
               ElementsAre("\"PageAddresses\" is empty: the application gets no ink"));
 }

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/filesystem.hpp>
 #include <iterator>
@@ -73,10 +74,10 @@ TEST_F(Subscriptions, AddLeavesASubscriptionAloneUnlessItIsToReplaceIt) {
 TEST_F(Subscriptions, AddRefusesWhatTheServiceWouldIgnore) {
   const Finished name = Add("../Notes");
   EXPECT_EQ(2, name.status);
-  EXPECT_THAT(name.error, StartsWith("quillpost: \"../Notes\" is no application ID"));
+  EXPECT_THAT(name.error, StartsWith("quillpost: \"../Notes\" is not a valid application ID"));
   const Finished page = Add("Notes", "1.2");
   EXPECT_EQ(2, page.status);
-  EXPECT_THAT(page.error, StartsWith("quillpost: \"1.2\" is no page address"));
+  EXPECT_THAT(page.error, StartsWith("quillpost: \"1.2\" is not a valid page address"));
   EXPECT_EQ(2, Call({"add", "Notes", "--path", "", "--title", "T", "--page", "1.2.3.4"}).status);
   EXPECT_EQ(2, Call({"add", "Notes", "--path", "/bin/sh", "--title", "T"}).status);
   EXPECT_FALSE(fs::exists(root_.subscriptions()));
@@ -145,4 +146,72 @@ TEST_F(Subscriptions, CheckTellsGoodFromBad) {
   EXPECT_TRUE(document[0]["valid"].asBool());
   EXPECT_FALSE(document[1]["valid"].asBool());
   EXPECT_EQ("element 1 of \"PageAddresses\" is not a string", document[1]["reason"].asString());
+}
+
+TEST_F(Subscriptions, AddRefusesAnApplicationThatCannotBeLaunched) {
+  const std::vector<std::string> add = {"add",     "Notes", "--path", "/nonexistent/notes",
+                                        "--title", "Notes", "--page", "1.2.3.4"};
+  const Finished refused = Call(add);
+  EXPECT_EQ(1, refused.status);
+  EXPECT_EQ(
+      "quillpost: the service could not launch the application: /nonexistent/notes: No such file "
+      "or "
+      "directory; --force subscribes it all the same\n",
+      refused.error);
+  EXPECT_FALSE(fs::exists(root_.subscriptions() / "Notes"));
+  std::vector<std::string> forced = add;
+  forced.push_back("--force");
+  EXPECT_EQ(0, Call(forced).status);
+  EXPECT_TRUE(fs::exists(root_.subscriptions() / "Notes"));
+}
+
+TEST_F(Subscriptions, AddWarnsOfARelativePath) {
+  WriteFile(root_.path() / "notes", "#!/bin/sh\n");
+  fs::permissions(root_.path() / "notes", fs::owner_all);
+  const Finished add =
+      RunToEnd({"/usr/bin/env", "-C", root_.path().string(), QUILLPOST, "subscriptions", "add",
+                "Notes", "--path", "./notes", "--title", "T", "--page", "1.2.3.4"});
+  EXPECT_EQ(0, add.status);
+  EXPECT_EQ(
+      "quillpost: note: \"./notes\" is relative, and starts at the service's working directory\n",
+      add.error);
+}
+
+// --page takes several values, and took the application as one.
+TEST_F(Subscriptions, AddFindsItsApplicationBehindThePages) {
+  const Finished add =
+      Call({"add", "--path", "/bin/sh", "--title", "T", "--page", "1.2.*.*", "1.3.0.7", "Notes"});
+  EXPECT_EQ(0, add.status) << add.error;
+  EXPECT_EQ("Notes  \"T\"  /bin/sh  1.2.*.*  1.3.0.7\n", Call({"list"}).output);
+  const Finished none = Call({"add", "--path", "/bin/sh", "--title", "T", "--page", "1.2.*.*"});
+  EXPECT_EQ(2, none.status);
+  EXPECT_THAT(none.error, StartsWith("quillpost: APP is required; "));
+}
+
+// Subscriptions lie in a directory of root's.
+TEST_F(Subscriptions, WhoNeedsRootIsToldTheCommand) {
+  if (::geteuid() != 0) GTEST_SKIP() << "another user's directory is needed";
+  fs::permissions(root_.path(), fs::owner_all | fs::others_read | fs::others_exe);
+  fs::create_directories(root_.subscriptions());
+  ASSERT_EQ(0, Add("Notes").status);
+  const std::vector<std::string> as_nobody = {"/usr/bin/setpriv", "--reuid", "65534",
+                                              "--clear-groups",   QUILLPOST, "subscriptions"};
+  std::vector<std::string> add = as_nobody;
+  add.insert(add.end(),
+             {"add", "Other", "--path", "/bin/sh", "--title", "It's", "--page", "1.2.*.*"});
+  const Finished added = RunToEnd(add);
+  if (added.status > 100) GTEST_SKIP() << "the build folder is closed to other users";
+  EXPECT_EQ(1, added.status);
+  EXPECT_EQ(
+      "quillpost: can't write '" + (root_.subscriptions() / "Other").string() +
+          "': Permission denied; subscriptions are for all users of the machine, so this needs "
+          "root: sudo QUILLPOST_ROOT=" +
+          root_.path().string() +
+          " " QUILLPOST
+          " subscriptions add Other --path /bin/sh --title 'It'\\''s' --page '1.2.*.*'\n",
+      added.error);
+  std::vector<std::string> remove = as_nobody;
+  remove.insert(remove.end(), {"remove", "Notes"});
+  EXPECT_THAT(RunToEnd(remove).error,
+              testing::EndsWith(" " QUILLPOST " subscriptions remove Notes\n"));
 }

@@ -86,7 +86,7 @@ TEST(Seal, EveryRefusalHasItsReason) {
             "@note.sealed.stf2: Failed, key @key.pub: is a public key; ink is opened with the "
             "secret one\n");
   EXPECT_EQ(open("@note.stf2", "@note.sealed.stf2"),
-            "@note.sealed.stf2: Failed, key @note.stf2: is no secret key of 'stf2 keygen'\n");
+            "@note.sealed.stf2: Failed, key @note.stf2: is not a secret key file\n");
   EXPECT_THAT(folder.Names(), Not(Contains("x.stf2")));
 }
 

@@ -33,14 +33,16 @@ class ToolFolder {
     WriteFile(Path(name), bytes);
   }
 
-  // Runs the tool; every "@NAME" is the path of that file. Paths in the output are "@NAME" again.
-  Outcome Run(const std::vector<std::string>& arguments) const {
+  // Runs the tool with `input` on its standard input; every "@NAME" is the path of that file. Paths
+  // in the output are "@NAME" again.
+  Outcome Run(const std::vector<std::string>& arguments, const std::string& input = "") const {
     std::vector<std::string> real;
     for (const std::string& argument : arguments) {
       real.push_back(argument[0] == '@' ? Path(argument.substr(1)) : argument);
     }
+    std::istringstream in(input);
     std::ostringstream out, err;
-    const int status = RunTool(real, {out, err});
+    const int status = RunTool(real, {in, out, err});
     return {status, Shortened(out.str()), Shortened(err.str())};
   }
 

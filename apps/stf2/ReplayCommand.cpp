@@ -1,0 +1,78 @@
+// The command that lets ink be written again.
+
+#include <cstdio>
+
+#include "Commands.h"
+#include "Files.h"
+#include "Refusal.h"
+#include "Report.h"
+#include "Session.h"
+#include "ink/InkError.h"
+#include "ink/drawing/Replay.h"
+
+namespace InkTool {
+
+using namespace TalvoInk;
+
+namespace {
+
+ReplayOptions ReplayOf(const Options& options) {
+  ReplayOptions replay;
+  replay.layout = options.render.layout;
+  replay.speed = options.speed;
+  replay.max_pause_ms = options.max_pause_s * 1000;
+  replay.transparent = options.render.transparent;
+  replay.color = options.render.color;
+  replay.dpi = options.render.dpi;
+  replay.frames_per_second = options.frames_per_second;
+  return replay;
+}
+
+std::string InShort(const ReplayInfo& info) {
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.1f s", info.duration_ms / 1000);
+  return Counted(info.pages, "page") + ", " + Counted(info.strokes, "stroke") + ", " + seconds;
+}
+
+// One file for each picture: frame-000000.png and so on.
+ReplayInfo SaveFrames(const Ink& ink, const Options& options) {
+  const auto save = [&](std::size_t number, const std::string& png) {
+    char name[32];
+    std::snprintf(name, sizeof name, "frame-%06zu.png", number);
+    OutputSet outputs(options.force);
+    outputs.Add(OutputPath("", options.frames + "/", name), png);
+    outputs.Commit();
+  };
+  try {
+    return ReplayAsFrames(ink, ReplayOf(options), save);
+  } catch (const PictureSizeError& error) {
+    throw Refusal(error.what() + std::string("; give a smaller --dpi, --fps or --max-pause"));
+  }
+}
+
+}  // namespace
+
+int Replay(const Options& options, Streams streams) {
+  Session session(options, streams);
+  session.ForEachInput([&](const std::string& file) {
+    const Ink ink = session.Load(file);
+    ReplayInfo info;
+    std::string path = options.frames;
+    if (options.frames.empty()) {
+      const std::string svg = ReplayAsSvg(ink, ReplayOf(options), info);
+      path = session.PathFor(file, StemOf(file) + ".replay.svg");
+      session.Save(path, svg);
+    } else {
+      info = SaveFrames(ink, options);
+    }
+    if (info.assumed > 0) {
+      session.Note(file, "note: a hand's usual speed taken for strokes without times: " +
+                             std::to_string(info.assumed));
+    }
+    const std::string frames = info.frames > 0 ? ", " + Counted(info.frames, "picture") : "";
+    return ShownOutput(path) + " (" + InShort(info) + frames + ")";
+  });
+  return session.status();
+}
+
+}  // namespace InkTool
