@@ -1,16 +1,13 @@
 // import: one large file that is split into pages, and many small files.
 
-#include <Stf2.h>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <memory>
-#include <stdexcept>
+#include <algorithm>
 
-#include "LineSocket.h"
+#include "Clients.h"
+#include "Floors.h"
+#include "Ink.h"
+#include "Peer.h"
 #include "Workloads.h"
 #include "World.h"
 
@@ -19,81 +16,6 @@ namespace fs = std::filesystem;
 namespace bench {
 
 namespace {
-
-constexpr std::size_t kSamples = 100;        // of a stroke, one second of writing
-constexpr std::size_t kStrokeOverhead = 80;  // bytes of a stroke beside its samples, at most
-constexpr std::size_t kStrokeBytes = kSamples * sizeof(Stf2Sample) + kStrokeOverhead;
-
-void AddStroke(InkDataHandle* ink, const std::string& page, std::uint64_t start_time_ms) {
-  Stf2Sample samples[kSamples] = {};
-  for (std::size_t i = 0; i < kSamples; ++i) {
-    const auto step = static_cast<std::uint32_t>(i);
-    samples[i] = {step * 10,
-                  static_cast<std::int32_t>(step) * 150,
-                  40000,
-                  30000,
-                  STF2_SAMPLE_COORDINATE,
-                  STF2_SAMPLE_HAS_TIME};
-  }
-  samples[0].type = STF2_SAMPLE_PEN_DOWN;
-  samples[kSamples - 1].type = STF2_SAMPLE_PEN_UP;
-  if (Stf2InkDataAddStroke(ink, page.c_str(), start_time_ms, samples, kSamples, 0xFF000000, 0)) {
-    throw std::runtime_error("can't make ink");
-  }
-}
-
-// A file of at most `bytes` bytes whose strokes lie on `pages` pages, one page after the other.
-void WriteInk(const fs::path& path, std::size_t bytes, std::size_t pages, std::size_t first_page,
-              std::uint64_t start_time_ms) {
-  InkDataHandle* ink = nullptr;
-  Stf2InkDataCreate(1, &ink);
-  const std::size_t strokes_of_page = std::max<std::size_t>(bytes / pages / kStrokeBytes, 1);
-  for (std::size_t page = 0; page < pages; ++page) {
-    for (std::size_t i = 0; i < strokes_of_page; ++i) {
-      AddStroke(ink, PageAddress(first_page + page), start_time_ms += 1000);
-    }
-  }
-  void* data = nullptr;
-  std::uint32_t size = 0;
-  if (Stf2WriterWriteDataHandle(ink, &data, &size)) throw std::runtime_error("can't write ink");
-  std::ofstream(path, std::ios::binary).write(static_cast<const char*>(data), size);
-  Stf2WriterFreeData(data);
-  Stf2InkDataFreeHandle(&ink);
-}
-
-void WriteNew(const fs::path& path, const char* data, std::size_t bytes) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (fd < 0 || ::write(fd, data, bytes) != static_cast<ssize_t>(bytes)) {
-    throw std::runtime_error("can't write " + path.string());
-  }
-  ::close(fd);
-}
-
-// Maps a file and writes its bytes to `count` new files.
-void CopyToNewFiles(const fs::path& source, const fs::path& prefix, std::size_t count) {
-  const int fd = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
-  struct stat status = {};
-  ::fstat(fd, &status);
-  const auto bytes = static_cast<std::size_t>(status.st_size);
-  void* const data = ::mmap(nullptr, bytes, PROT_READ, MAP_PRIVATE, fd, 0);
-  ::close(fd);
-  if (data == MAP_FAILED) throw std::runtime_error("can't map " + source.string());
-  const std::size_t share = bytes / count;
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t end = i + 1 == count ? bytes : (i + 1) * share;
-    WriteNew(prefix.string() + std::to_string(i), static_cast<const char*>(data) + i * share,
-             end - i * share);
-  }
-  ::munmap(data, bytes);
-}
-
-void Import(LineSocket& socket, const fs::path& file) {
-  socket.Send(R"({"jsonrpc":"2.0","id":1,"method":"ImportSTF2File","params":{"InkPackagePath":")" +
-              file.string() + R"("}})");
-  if (socket.Receive().find(R"("Success")") == std::string::npos) {
-    throw std::runtime_error("the import was refused");
-  }
-}
 
 // Each repetition has a world of its own: the store stays as small as it is in the floor.
 void RunLargeFile(const Sizes& sizes, std::size_t pages, Report& report) {
@@ -121,16 +43,8 @@ void RunLargeFile(const Sizes& sizes, std::size_t pages, Report& report) {
     report.AddAtMost(name + "x the floor", ratio, 2.0);
     report.AddAtMost(name + "peak memory, x the file", peak_bytes / file_bytes, 2.5);
   } else {
-    report.AddFigure(name + "x the floor", ratio);
+    report.AddAtMost(name + "x the floor", ratio, 3.0);
     report.AddAtMost(name + "peak memory, x the file", peak_bytes / file_bytes, 4.5);
-  }
-}
-
-// The floor's side of the service: told a file, it copies it to a new one and answers.
-void ServeFloor(LineSocket& socket, const fs::path& prefix, std::size_t files) {
-  for (std::size_t i = 0; i < files; ++i) {
-    CopyToNewFiles(socket.Receive(), prefix.string() + std::to_string(i) + ".", 1);
-    socket.Send(R"({"jsonrpc":"2.0","id":1,"result":{"status":"Success","result":null}})");
   }
 }
 
@@ -142,17 +56,13 @@ void MeasureSmallFloor(const World& world, const std::vector<fs::path>& files, s
   Child server([&] {
     ::close(ends.second);
     LineSocket socket(ends.first);
-    ServeFloor(socket, directory / "", files.size());
+    ServeImports(socket, directory / "");
   });
   ::close(ends.first);
   LineSocket socket(ends.second);
   for (const fs::path& file : files) {
-    samples.seconds.push_back(TimeOf([&] {
-      socket.Send(file.string());
-      socket.Receive();
-    }));
+    samples.seconds.push_back(TimeOf([&] { Import(socket, file); }));
   }
-  server.Wait();
 }
 
 void RunSmallFiles(const Sizes& sizes, Report& report) {
@@ -162,17 +72,20 @@ void RunSmallFiles(const Sizes& sizes, Report& report) {
   for (std::size_t turn = 0; turn < sizes.repetitions; ++turn) {
     const World world(sizes.directory);
     world.Subscribe(1);
-    std::vector<fs::path> files;
-    for (std::size_t i = 0; i < sizes.import_files; ++i) {
-      files.push_back(world.path() / ("ink" + std::to_string(i) + ".stf2"));
-      WriteInk(files.back(), sizes.stroke_bytes, 1, i % kPages, 1700000000000 + i * 60000);
-    }
+    const auto files =
+        WriteInkFiles(world.path() / "ink", sizes.import_files, sizes.stroke_bytes, kPages);
     MeasureSmallFloor(world, files, turn, result.floor);
     const Daemon daemon(world);
     daemon.WaitUntilQuiet();
     LineSocket socket(LineSocket::ConnectToService());
     for (const fs::path& file : files) {
       result.service.seconds.push_back(TimeOf([&] { Import(socket, file); }));
+    }
+    for (const auto& peer : StartPeers(sizes, world.path(), 0, sizes.stroke_bytes)) {
+      const auto putter = peer->Put(sizes.stroke_bytes);
+      for (std::size_t i = 0; i < files.size(); ++i) {
+        result.OfPeer(peer->name()).seconds.push_back(TimeOf([&] { putter->Put(); }));
+      }
     }
   }
   const double ratio = report.Add(result);

@@ -45,7 +45,7 @@ std::string Build() {
 
 void PrintRow(const std::string& name, const Samples& samples, double ratio) {
   if (samples.empty()) return;
-  std::printf("%-52s %7zu %11.1f %11.1f %11.1f %11.0f", name.c_str(), samples.seconds.size(),
+  std::printf("%-68s %7zu %11.1f %11.1f %11.1f %11.0f", name.c_str(), samples.seconds.size(),
               samples.Quantile(0) * 1e6, samples.Median() * 1e6, samples.Quantile(0.99) * 1e6,
               1 / samples.Median());
   if (ratio > 0) {
@@ -70,8 +70,8 @@ bool IsReached(const Figure& figure) {
   return figure.at_least ? figure.value >= figure.limit : figure.value <= figure.limit;
 }
 
-double Ratio(const Case& measured) {
-  return measured.floor.empty() ? 0 : measured.service.Median() / measured.floor.Median();
+double Ratio(const Case& measured, const Samples& samples) {
+  return measured.floor.empty() ? 0 : samples.Median() / measured.floor.Median();
 }
 
 }  // namespace
@@ -95,12 +95,22 @@ double Samples::Quantile(double q) const {
   return sorted[static_cast<std::size_t>(q * static_cast<double>(sorted.size() - 1) + 0.5)];
 }
 
+Samples& Case::OfPeer(const std::string& peer) {
+  for (auto& [name, samples] : peers) {
+    if (name == peer) return samples;
+  }
+  return peers.emplace_back(peer, Samples()).second;
+}
+
 double Report::Add(const Case& measured) {
   const std::string name = measured.workload + " " + measured.name;
   PrintRow(name + ", floor", measured.floor, 0);
-  PrintRow(name, measured.service, Ratio(measured));
+  PrintRow(name, measured.service, Ratio(measured, measured.service));
+  for (const auto& [peer, samples] : measured.peers) {
+    PrintRow(name + ", " + peer, samples, Ratio(measured, samples));
+  }
   cases_.push_back(measured);
-  return Ratio(measured);
+  return Ratio(measured, measured.service);
 }
 
 void Report::AddFigure(const std::string& name, double value) {
@@ -115,6 +125,16 @@ void Report::AddAtLeast(const std::string& name, double value, double limit) {
   figures_.push_back({name, value, limit, true});
 }
 
+void Report::Note(const std::string& about, const std::string& text) {
+  std::printf("%-10s %s\n", about.c_str(), text.c_str());
+  std::fflush(stdout);
+  notes_.emplace_back(about, text);
+}
+
+std::string Report::Origin() {
+  return Machine() + "; " + Build();
+}
+
 void Report::PrintHeader(const std::string& arguments) {
   arguments_ = arguments;
   std::printf("machine    %s\n", Machine().c_str());
@@ -124,15 +144,15 @@ void Report::PrintHeader(const std::string& arguments) {
   if (std::string(QUILLPOST_BUILD_TYPE) != "Release") {
     std::printf("WARNING    not a release build: the ratios mean little\n");
   }
-  std::printf("\n%-52s %7s %11s %11s %11s %11s %9s\n", "microseconds per item", "times", "min",
+  std::printf("\n%-68s %7s %11s %11s %11s %11s %9s\n", "microseconds per item", "times", "min",
               "median", "p99", "items/s", "x floor");
   std::fflush(stdout);
 }
 
 void Report::PrintFigures() const {
-  std::printf("\n%-68s %12s %12s\n", "figures", "measured", "wanted");
+  std::printf("\n%-80s %12s %12s\n", "figures", "measured", "wanted");
   for (const Figure& figure : figures_) {
-    std::printf("%-68s %12.2f", figure.name.c_str(), figure.value);
+    std::printf("%-80s %12.2f", figure.name.c_str(), figure.value);
     if (!std::isnan(figure.limit)) {
       std::printf(" %s %9.2f  %s", figure.at_least ? ">=" : "<=", figure.limit,
                   IsReached(figure) ? "yes" : "NO");
@@ -146,6 +166,7 @@ Json::Value Report::ToJson() const {
   json["machine"] = Machine();
   json["build"] = Build();
   json["arguments"] = arguments_;
+  for (const auto& [about, text] : notes_) json["notes"].append(about + ": " + text);
   json["cases"] = Json::Value(Json::arrayValue);
   for (const Case& measured : cases_) {
     Json::Value entry;
@@ -154,7 +175,11 @@ Json::Value Report::ToJson() const {
     for (const auto& [name, size] : measured.sizes) entry["sizes"][name] = size;
     entry["floor"] = bench::ToJson(measured.floor);
     entry["service"] = bench::ToJson(measured.service);
-    entry["ratio"] = measured.floor.empty() ? Json::Value() : Json::Value(Ratio(measured));
+    const double ratio = Ratio(measured, measured.service);
+    entry["ratio"] = measured.floor.empty() ? Json::Value() : Json::Value(ratio);
+    for (const auto& [name, samples] : measured.peers) {
+      entry["peers"][name] = bench::ToJson(samples);
+    }
     json["cases"].append(entry);
   }
   json["figures"] = Json::Value(Json::arrayValue);

@@ -28,13 +28,28 @@ struct Samples {
   double Median() const { return Quantile(0.5); }
 };
 
-// One measured case beside its floor: both in seconds per item.
+// Where a case stands in the plot: in the part with this title, at the size `x`.
+struct Growth {
+  std::string title;
+  std::string x_name;
+  double x = 0;
+};
+
+// One measured case beside its floor: all in seconds per item.
 struct Case {
   std::string workload;
   std::string name;
   std::vector<std::pair<std::string, double>> sizes;
-  Samples floor;    // the bare system calls; empty where there is nothing to compare with
+  Samples floor;    // the bare system calls; empty if there is nothing to compare with
   Samples service;  // the service, doing the same
+
+  // Other servers, doing the same.
+  std::vector<std::pair<std::string, Samples>> peers = {};
+
+  // Without a title, the case is not in the plot.
+  Growth growth = {};
+
+  Samples& OfPeer(const std::string& peer);
 };
 
 // A number that is not a time per item: a ratio, bytes, wake-ups.
@@ -53,15 +68,23 @@ class Report {
   void AddAtMost(const std::string& name, double value, double limit);
   void AddAtLeast(const std::string& name, double value, double limit);
 
+  // Something about the run that is to be read beside its figures. Printed immediately.
+  void Note(const std::string& about, const std::string& text);
+
   // Machine, build and sizes; `arguments` is the command line.
   void PrintHeader(const std::string& arguments);
   void PrintFigures() const;
   Json::Value ToJson() const;
+  const std::vector<Case>& cases() const { return cases_; }
+
+  // Machine and build, in one line.
+  static std::string Origin();
 
  private:
   std::string arguments_;
   std::vector<Case> cases_;
   std::vector<Figure> figures_;
+  std::vector<std::pair<std::string, std::string>> notes_;
 };
 
 }  // namespace bench

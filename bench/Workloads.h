@@ -1,5 +1,5 @@
 // The workloads. Each makes its own world, measures the service and its floor in turns, and adds
-// its cases and figures to the report. They throw std::exception where the world does not play.
+// its cases and figures to the report. They throw std::exception if the world does not play.
 
 #pragma once
 
@@ -30,9 +30,20 @@ struct Sizes {
   std::size_t packages = 500;  // confirmed in each measurement
   std::size_t clients = 8;
 
-  std::vector<std::size_t> stores = {10000};  // strokes, for restart and idle
+  std::vector<std::size_t> stores = {10000, 50000};  // strokes, for restart and idle
   std::size_t store_pages = 100;
   double idle_seconds = 10;
+
+  std::size_t sync_files = 200;  // imported together, also in durable
+  std::vector<std::size_t> page_strokes = {1000, 10000, 50000};  // on the page of one put
+
+  std::vector<std::size_t> waiting = {10000, 50000};  // for mixed
+  double rate = 100;                                  // imports a second meanwhile
+  double hold_seconds = 2e-3;                         // between a package and its confirmation
+
+  std::filesystem::path disk = "/var/tmp";  // for durable: where the disk is
+
+  bool peers = false;  // measure other servers, too
 
   std::size_t repetitions = 5;
 };
@@ -40,6 +51,9 @@ struct Sizes {
 void RunImport(const Sizes& sizes, Report& report);
 void RunRoute(const Sizes& sizes, Report& report);
 void RunDeliver(const Sizes& sizes, Report& report);
+void RunSync(const Sizes& sizes, Report& report);
+void RunMixed(const Sizes& sizes, Report& report);
+void RunDurable(const Sizes& sizes, Report& report);
 void RunRestart(const Sizes& sizes, Report& report);
 void RunIdle(const Sizes& sizes, Report& report);
 

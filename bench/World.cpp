@@ -2,23 +2,17 @@
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoOS/Root.h>
-#include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
-#include <exception>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
-#include "storage/RoutingInfoFile.h"
+#include "storage/RoutingInfoFormat.h"
 
 namespace fs = std::filesystem;
 
@@ -27,7 +21,6 @@ namespace bench {
 namespace {
 
 constexpr int kReadyTimeoutMs = 600 * 1000;
-constexpr useconds_t kQuietUs = 300 * 1000;
 
 void WriteFile(const fs::path& path, const std::string& bytes) {
   std::ofstream file(path, std::ios::binary);
@@ -38,6 +31,7 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
 
 // The socket on which the daemon says that it is ready.
 int BindReadySocket(const fs::path& path) {
+  fs::remove(path);
   const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -46,15 +40,6 @@ int BindReadySocket(const fs::path& path) {
     throw std::runtime_error("can't bind " + path.string());
   }
   return fd;
-}
-
-[[noreturn]] void RunDaemon(const fs::path& ready, const fs::path& log) {
-  ::setenv("NOTIFY_SOCKET", ready.c_str(), 1);
-  const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  ::dup2(out, STDERR_FILENO);
-  const fs::path program = fs::read_symlink("/proc/self/exe").parent_path() / "quillpostd";
-  ::execl(program.c_str(), "quillpostd", static_cast<char*>(nullptr));
-  ::_exit(127);
 }
 
 fs::path OwnFolder() {
@@ -126,106 +111,48 @@ std::vector<fs::path> World::FillStore(std::uint64_t pen, std::size_t strokes, s
 }
 
 void World::WriteArchive(std::uint64_t pen, const std::vector<fs::path>& strokes,
-                         std::size_t applications) const {
+                         std::size_t applications, Strokes state) const {
   TalvoQuillpost::Storage::StrokeMap table;
+  TalvoQuillpost::Storage::RoutingInfo_App claim;
+  claim.delivered = state == Strokes::kReceived;
   for (const fs::path& file : strokes) {
     auto& claims = table[{file.parent_path().filename(), file.stem(), "stf2"}];
-    for (std::size_t i = 0; i < applications; ++i) claims["app" + std::to_string(i)];
+    for (std::size_t i = 0; i < applications; ++i) claims["app" + std::to_string(i)] = claim;
   }
   WriteFile(storage() / PenSerial(pen) / "RoutingInfo.txt",
             TalvoQuillpost::Storage::WriteRoutingInfo(table));
 }
 
-Child::Child(const std::function<void()>& job) {
-  std::fflush(nullptr);
-  pid_ = ::fork();
-  if (pid_ < 0) throw std::runtime_error("can't start a process");
-  if (pid_ > 0) return;
-  int status = 0;
-  try {
-    job();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "quillpost_bench: %s\n", error.what());
-    status = 1;
-  }
-  ::_exit(status);
+ReadySocket::ReadySocket(const fs::path& path) : fd_(BindReadySocket(path)) {
+  ::setenv("NOTIFY_SOCKET", path.c_str(), 1);
 }
 
-Child::~Child() {
-  if (pid_ > 0) ::waitpid(pid_, nullptr, 0);
+ReadySocket::~ReadySocket() {
+  ::unsetenv("NOTIFY_SOCKET");
+  ::close(fd_);
 }
 
-void Child::Wait() {
-  int status = 0;
-  const pid_t pid = pid_;
-  pid_ = -1;
-  if (::waitpid(pid, &status, 0) != pid || status != 0) {
-    throw std::runtime_error("a process of the benchmark failed");
-  }
+void ReadySocket::Wait() const {
+  pollfd wait = {fd_, POLLIN, 0};
+  if (::poll(&wait, 1, kReadyTimeoutMs) != 1) throw std::runtime_error("quillpostd does not start");
 }
 
-Daemon::Daemon(const World& world) {
-  const fs::path ready = world.path() / "ready";
-  fs::remove(ready);
-  const int fd = BindReadySocket(ready);
-  pid_ = ::fork();
-  if (pid_ == 0) RunDaemon(ready, world.path() / "log");
-  pollfd wait = {fd, POLLIN, 0};
-  const bool is_ready = pid_ > 0 && ::poll(&wait, 1, kReadyTimeoutMs) == 1;
-  ::close(fd);
-  if (!is_ready) throw std::runtime_error("quillpostd does not start");
+Daemon::Daemon(const World& world) : Daemon(world, ReadySocket(world.path() / "ready")) {}
+
+Daemon::Daemon(const World& world, const ReadySocket& ready)
+    : Server({fs::read_symlink("/proc/self/exe").parent_path() / "quillpostd"},
+             world.path() / "log"),
+      log_(world.path() / "log") {
+  ready.Wait();
 }
 
-Daemon::~Daemon() {
-  ::kill(pid_, SIGTERM);
-  ::waitpid(pid_, nullptr, 0);
-}
-
-void Daemon::WaitUntilQuiet() const {
-  for (double before = -1, now = CpuSeconds(); now != before; now = CpuSeconds()) {
-    before = now;
-    ::usleep(kQuietUs);
-  }
-}
-
-std::uint64_t Daemon::StatusBytes(const std::string& key) const {
-  std::ifstream file("/proc/" + std::to_string(pid_) + "/status");
+std::size_t Daemon::Passes() const {
+  std::ifstream file(log_);
+  std::size_t passes = 0;
   for (std::string line; std::getline(file, line);) {
-    if (line.rfind(key + ":", 0) == 0) return std::stoull(line.substr(key.size() + 1)) * 1024;
+    if (line.find("Synchronizing Storage's Ink Routing Info") != std::string::npos) ++passes;
   }
-  throw std::runtime_error("quillpostd has ended");
-}
-
-std::uint64_t Daemon::ResidentBytes() const {
-  return StatusBytes("VmRSS");
-}
-
-std::uint64_t Daemon::PeakBytes() const {
-  return StatusBytes("VmHWM");
-}
-
-double Daemon::CpuSeconds() const {
-  std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
-  std::string text;
-  std::getline(file, text);
-  std::istringstream fields(text.substr(text.rfind(')') + 2));
-  std::string skipped;
-  for (int i = 3; i < 14; ++i) fields >> skipped;
-  double user = 0;
-  double system = 0;
-  fields >> user >> system;
-  return (user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
-}
-
-std::uint64_t Daemon::WakeUps() const {
-  std::uint64_t sum = 0;
-  for (const auto& task : fs::directory_iterator("/proc/" + std::to_string(pid_) + "/task")) {
-    std::ifstream file(task.path() / "status");
-    for (std::string line; std::getline(file, line);) {
-      if (line.rfind("voluntary_ctxt_switches:", 0) == 0) sum += std::stoull(line.substr(24));
-    }
-  }
-  return sum;
+  return passes;
 }
 
 }  // namespace bench

@@ -3,14 +3,13 @@
 
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
+
+#include "Process.h"
 
 namespace bench {
 
@@ -41,51 +40,44 @@ class World {
   std::vector<std::filesystem::path> FillStore(std::uint64_t pen, std::size_t strokes,
                                                std::size_t pages, std::size_t bytes) const;
 
-  // Writes the pen's archive: these strokes, claimed by the first applications, not delivered.
+  // Writes the pen's archive: these strokes, claimed by the first applications. All of them wait;
+  // or all were received by everybody and wanted by nobody, so that they stay and nothing waits.
+  enum class Strokes { kWaiting, kReceived };
   void WriteArchive(std::uint64_t pen, const std::vector<std::filesystem::path>& strokes,
-                    std::size_t applications) const;
+                    std::size_t applications, Strokes state = Strokes::kWaiting) const;
 
  private:
   std::filesystem::path path_;
 };
 
-// Another process that runs `job`. Its end is waited for where the object ends, unless it was ended
-// before; a job that throws ends the benchmark.
-class Child {
+// Claims a socket on which the daemon says that it is ready; the environment names it meanwhile.
+class ReadySocket {
  public:
-  explicit Child(const std::function<void()>& job);
-  ~Child();
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
+  explicit ReadySocket(const std::filesystem::path& path);
+  ~ReadySocket();
+  ReadySocket(const ReadySocket&) = delete;
+  ReadySocket& operator=(const ReadySocket&) = delete;
 
-  pid_t pid() const { return pid_; }
-
-  // Waits for the end; throws where the job failed.
-  void Wait();
+  // Throws if the daemon does not say so within minutes.
+  void Wait() const;
 
  private:
-  pid_t pid_;
+  const int fd_;
 };
 
 // quillpostd, found beside this program, in the world that is there. Its log goes to a file.
-class Daemon {
+class Daemon : public Server {
  public:
-  // Returns when it is ready to serve. Throws where it does not start.
+  // Returns when it is ready to serve. Throws if it does not start.
   explicit Daemon(const World& world);
-  ~Daemon();
 
-  // Waits until it has done what it does after its start: until it uses no processor time.
-  void WaitUntilQuiet() const;
-
-  std::uint64_t ResidentBytes() const;
-  std::uint64_t PeakBytes() const;
-  double CpuSeconds() const;
-  std::uint64_t WakeUps() const;  // of all threads since their start
+  // The routing passes that its log tells of.
+  std::size_t Passes() const;
 
  private:
-  std::uint64_t StatusBytes(const std::string& key) const;
+  Daemon(const World& world, const ReadySocket& ready);
 
-  pid_t pid_ = -1;
+  const std::filesystem::path log_;
 };
 
 }  // namespace bench

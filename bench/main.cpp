@@ -11,6 +11,8 @@
 #include <stdexcept>
 
 #include "Measure.h"
+#include "Peer.h"
+#include "Plot.h"
 #include "Workloads.h"
 
 namespace {
@@ -20,27 +22,34 @@ typedef void (*Workload)(const bench::Sizes&, bench::Report&);
 constexpr struct {
   const char* name;
   Workload run;
-} kWorkloads[] = {{"import", bench::RunImport},
-                  {"route", bench::RunRoute},
-                  {"deliver", bench::RunDeliver},
-                  {"restart", bench::RunRestart},
-                  {"idle", bench::RunIdle}};
+} kWorkloads[] = {
+    {"import", bench::RunImport},   {"route", bench::RunRoute}, {"deliver", bench::RunDeliver},
+    {"sync", bench::RunSync},       {"mixed", bench::RunMixed}, {"durable", bench::RunDurable},
+    {"restart", bench::RunRestart}, {"idle", bench::RunIdle},
+};
 
 struct Options {
   bench::Sizes sizes;
-  std::vector<std::string> workloads;  // all where it is empty
+  std::vector<std::string> workloads;  // all if it is empty
   std::string json_file;
+  std::string plot_file;
   bool full = false;
 };
 
 void AddOptions(CLI::App& app, Options& options) {
   bench::Sizes& sizes = options.sizes;
-  app.add_option("workload", options.workloads,
-                 "import, route, deliver, restart, idle; all where none is named")
-      ->check(CLI::IsMember({"import", "route", "deliver", "restart", "idle"}));
+  app.add_option(
+         "workload", options.workloads,
+         "import, route, deliver, sync, mixed, durable, restart, idle; all if none is named")
+      ->check(CLI::IsMember(
+          {"import", "route", "deliver", "sync", "mixed", "durable", "restart", "idle"}));
   app.add_flag("--full", options.full,
                "The large sizes, too: 10000 pages, a backlog and a store of 100000 strokes");
   app.add_option("--json", options.json_file, "Write the results to FILE")->type_name("FILE");
+  app.add_option("--plot", options.plot_file, "Draw how cost grows into FILE, an SVG")
+      ->type_name("FILE");
+  app.add_flag("--peers", sizes.peers,
+               "Measure beanstalkd, Redis Streams and NATS JetStream, too, if they are installed");
   app.add_option("--directory", sizes.directory, "Where to work: the file system to measure")
       ->capture_default_str();
   app.add_option("--repetitions", sizes.repetitions, "Of each measurement")->capture_default_str();
@@ -57,6 +66,17 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--packages", sizes.packages, "Confirmed in each measurement")
       ->capture_default_str();
   app.add_option("--clients", sizes.clients)->capture_default_str();
+  app.add_option("--sync-files", sizes.sync_files, "Imported together, also in durable")
+      ->capture_default_str();
+  app.add_option("--page-strokes", sizes.page_strokes, "On the page of one put, for sync")
+      ->capture_default_str();
+  app.add_option("--waiting", sizes.waiting, "Strokes, for mixed")->capture_default_str();
+  app.add_option("--rate", sizes.rate, "Imports a second, for mixed")->capture_default_str();
+  app.add_option("--hold-seconds", sizes.hold_seconds, "Before each confirmation, for mixed")
+      ->capture_default_str();
+  app.add_option("--disk", sizes.disk,
+                 "Where durable finds a disk; it makes an ext4 image there if it may")
+      ->capture_default_str();
   app.add_option("--stores", sizes.stores, "Strokes, for restart and idle")->capture_default_str();
   app.add_option("--store-pages", sizes.store_pages)->capture_default_str();
   app.add_option("--idle-seconds", sizes.idle_seconds)->capture_default_str();
@@ -65,6 +85,7 @@ void AddOptions(CLI::App& app, Options& options) {
 void Run(const Options& options, const std::string& arguments) {
   bench::Report report;
   report.PrintHeader(arguments);
+  if (options.sizes.peers) bench::NoteMissingPeers(report);
   for (const auto& workload : kWorkloads) {
     const auto& names = options.workloads;
     if (names.empty() || std::find(names.begin(), names.end(), workload.name) != names.end()) {
@@ -72,6 +93,7 @@ void Run(const Options& options, const std::string& arguments) {
     }
   }
   report.PrintFigures();
+  if (!options.plot_file.empty()) bench::WritePlot(report, options.plot_file);
   if (options.json_file.empty()) return;
   std::ofstream file(options.json_file);
   file << report.ToJson() << '\n';
