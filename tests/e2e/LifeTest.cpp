@@ -79,8 +79,8 @@ TEST(Life, SigtermDoesNotWaitForALongImport) {
   const fs::path pages = world.root().storage() / kTestPenSerial;
   ASSERT_TRUE(Eventually([&] { return fs::exists(pages / "1.2.3.5"); }));
   EXPECT_EQ(0, world.daemon().Stop());
-  EXPECT_TRUE(world.daemon().HasLogged(
-      "W Quillpost: The import ends before its last page, because the service stops."));
+  EXPECT_TRUE(world.daemon().HasLogged("W Quillpost: The import of '" + world.path("many.stf2") +
+                                       "' ends before its last page, because the service stops."));
   EXPECT_FALSE(fs::exists(pages / "1.2.3.59999"));
   EXPECT_FALSE(fs::exists(World::Endpoint()));
 }

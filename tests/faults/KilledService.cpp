@@ -1,6 +1,7 @@
 #include "faults/KilledService.h"
 
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,7 +32,8 @@ std::string WithoutFile(const std::string& path) {
 KilledService::KilledService(const std::string& program, const std::string& log_file,
                              const Process::Environment& environment)
     : log_file_(WithoutFile(log_file)),
-      process_({"/bin/sh", "-c", R"(exec "$0" 2>"$1")", program, log_file}, environment) {}
+      process_({"/bin/sh", "-c", R"(exec setpriv --pdeathsig KILL "$0" 2>"$1")", program, log_file},
+               environment) {}
 
 bool KilledService::WaitUntilServing() {
   Eventually([&] { return HasLogged(kStarted) || HasLogged(kNotStarted); });
@@ -56,6 +58,12 @@ bool KilledService::HasLogged(const std::string& words) const {
 
 bool KilledService::WaitForLog(const std::string& words) const {
   return Eventually([&] { return HasLogged(words); });
+}
+
+bool KilledService::HasEnded() const {
+  siginfo_t end = {};
+  const int flags = WEXITED | WNOHANG | WNOWAIT;
+  return ::waitid(P_PID, static_cast<id_t>(pid()), &end, flags) != 0 || end.si_pid != 0;
 }
 
 void KilledService::Kill() {

@@ -1,5 +1,6 @@
 // The service as a process that may be killed at any moment. Its log goes to a file, which outlives
-// it and never fills a pipe.
+// it and never fills a pipe. It ends with the thread that started it, even if that one is killed:
+// a service on a disk image would keep the disk.
 
 #pragma once
 
@@ -27,9 +28,15 @@ class KilledService {
   // Waits until the log holds at least that many lines; false where it stops growing before.
   bool WaitForLines(std::size_t count) const;
 
+  // How many lines the log holds.
+  std::size_t CountLines() const;
+
   // Whether the log holds these words; waits for them.
   bool HasLogged(const std::string& words) const;
   bool WaitForLog(const std::string& words) const;
+
+  // Whether it has ended by itself; does not wait.
+  bool HasEnded() const;
 
   void Kill();
 
@@ -43,8 +50,6 @@ class KilledService {
   pid_t pid() const { return process_.pid(); }
 
  private:
-  std::size_t CountLines() const;
-
   const std::string log_file_;
   Process process_;
 };

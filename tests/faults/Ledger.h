@@ -52,7 +52,7 @@ class Ledger {
     long unanswered = 0;     // since the service had gone
     long packages = 0;       // offers
     long confirmations = 0;  // that were carried out
-    long torn_packages = 0;  // of ink that nobody sent: a killed import's
+    long torn_packages = 0;  // of ink that nobody sent
     long torn_tables = 0;    // routing info that a start found corrupted
     long repeats = 0;        // offers after a carried out confirmation, allowed by a torn table
     std::vector<std::string> broken;  // one line for each promise that was broken

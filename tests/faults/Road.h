@@ -50,16 +50,16 @@ class Road {
 
   // Starts a service, whose call of that number fails, 0 for none; false where it does not start.
   bool Start(int call = 0, const std::string& failure = "") {
-    Process::Environment environment;
-    if (call > 0) {
-      environment = {{"LD_PRELOAD", FAILING_CALLS},
-                     {"QUILLPOST_FAIL_CALL", std::to_string(call)},
-                     {"QUILLPOST_FAIL_WITH", failure},
-                     {"QUILLPOST_FAIL_REPORT", (root_.path() / "fault").string()}};
-    }
-    service_ =
-        std::make_unique<KilledService>(QUILLPOSTD, (root_.path() / "log").string(), environment);
-    return service_->WaitUntilServing();
+    if (call == 0) return StartIn({});
+    return StartWith({{"QUILLPOST_FAIL_CALL", std::to_string(call)},
+                      {"QUILLPOST_FAIL_WITH", failure},
+                      {"QUILLPOST_FAIL_REPORT", (root_.path() / "fault").string()}});
+  }
+
+  // The same with what FailingCalls.cpp reads.
+  bool StartWith(Process::Environment failing) {
+    failing["LD_PRELOAD"] = FAILING_CALLS;
+    return StartIn(failing);
   }
 
   // Ends the service if it has not ended; its exit status.
@@ -127,6 +127,12 @@ class Road {
   }
 
  private:
+  bool StartIn(const Process::Environment& environment) {
+    service_ =
+        std::make_unique<KilledService>(QUILLPOSTD, (root_.path() / "log").string(), environment);
+    return service_->WaitUntilServing();
+  }
+
   TestRoot root_;
   std::unique_ptr<KilledService> service_;
   std::multiset<std::string> received_;

@@ -1,6 +1,10 @@
 // The delivery pass where no application is connected. What it does for those that are is seen in
 // the tests of the running service.
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "routing/StoreFixture.h"
 
 namespace fs = boost::filesystem;
@@ -73,7 +77,12 @@ TEST_F(DeliveryPass, LaunchesAnApplicationOnceForThePensThatHaveInkForIt) {
   service->DeliverInk();
   EXPECT_EQ(log.lines(), (Lines{kStart, Launch("Sketcher", program), kEnd}));
   EXPECT_TRUE(WasLaunched(program, 1));
-  service->DeliverInk();  // one more for the next pass, and so not two for the one before
+  // One more for the first pass that finds it ended, and so not two for the one before.
+  EXPECT_TRUE(Eventually([&] {
+    log.Clear();
+    service->DeliverInk();
+    return log.lines().size() == 3;
+  }));
   EXPECT_TRUE(WasLaunched(program, 2));
 }
 
@@ -128,6 +137,38 @@ TEST(DeliveryPassLog, ShowsAtEachLevelTheMessagesOfItAndOfThoseBelow) {
     service->DeliverInk();  // a line of level 3 and one of level 4
     EXPECT_EQ(log.lines().size(), level == 4 ? 2u : level == 3 ? 1u : 0u) << level;
   }
+}
+
+// An application that takes its time to connect, and a pass for each import.
+TEST_F(DeliveryPass, AProgramThatIsStillStartingIsNotLaunchedAgain) {
+  AddStroke("1.2.3.4", "s1");
+  const std::string program = (root.path() / "slow").string();
+  const std::string gate = program + ".gate";
+  ASSERT_EQ(0, ::mkfifo(gate.c_str(), 0600));
+  WriteFile(program, "#!/bin/sh\necho launched >> " + program + ".log\nread line < " + gate +
+                         "\necho ended >> " + program + ".log\n");
+  fs::permissions(program, fs::owner_all);
+  root.Subscribe("Slow", "1.2.3.4", program);
+  service->RouteInk();
+  service->DeliverInk();
+  ASSERT_TRUE(Eventually([&] { return ReadFile(program + ".log") == "launched\n"; }));
+  log.Clear();
+  service->DeliverInk();
+  EXPECT_EQ(log.lines(), (Lines{kStart, kEnd}));
+  // Once it has ended without its ink, it is launched again.
+  const int writer = ::open(gate.c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_EQ(1, ::write(writer, "\n", 1));
+  ::close(writer);
+  ASSERT_TRUE(Eventually([&] { return ReadFile(program + ".log") == "launched\nended\n"; }));
+  EXPECT_TRUE(Eventually([&] {
+    log.Clear();
+    service->DeliverInk();
+    return log.lines().size() == 3;
+  }));
+  EXPECT_TRUE(log.Has(3, Launch("Slow", program).second));
+  const int last = ::open(gate.c_str(), O_WRONLY | O_CLOEXEC);
+  EXPECT_EQ(1, ::write(last, "\n", 1));
+  ::close(last);
 }
 
 }  // namespace

@@ -12,15 +12,15 @@ namespace {
 
 using TalvoQuillpost::LongExports;
 
-constexpr int kPiecesOfAShortOne = 16;  // 1 MiB
+constexpr int kFreeChunks = 17;  // 1 MiB, and the look at the end of the file
 
 bool IsWanted() {
   return false;
 }
 
-// Copies `pieces` pieces; false where the export ends before.
-bool Copy(LongExports::Export& one, int pieces) {
-  for (int i = 0; i < pieces; ++i) {
+// Copies `chunks` chunks; false if the export ends before.
+bool Copy(LongExports::Export& one, int chunks) {
+  for (int i = 0; i < chunks; ++i) {
     if (!one.MayGoOn()) return false;
   }
   return true;
@@ -33,7 +33,7 @@ class Another {
       : thread_([this, &exports] {
           id_ = ::gettid();
           LongExports::Export one(exports, [this] { return unwanted.load(); });
-          result_ = Copy(one, kPiecesOfAShortOne + 1);
+          result_ = Copy(one, kFreeChunks + 1);
         }) {}
 
   bool WaitUntilItWaits() {
@@ -54,14 +54,14 @@ class Another {
   std::thread thread_;
 };
 
-TEST(LongExportsTest, TwoRunAtOnceAndShortOnesBesideThem) {
+TEST(LongExportsTest, TwoRunAndShortOnesBesideThem) {
   LongExports exports;
   LongExports::Export first(exports, &IsWanted);
   LongExports::Export second(exports, &IsWanted);
   LongExports::Export brief(exports, &IsWanted);
   EXPECT_TRUE(Copy(first, 1000));
   EXPECT_TRUE(Copy(second, 1000));
-  EXPECT_TRUE(Copy(brief, kPiecesOfAShortOne));
+  EXPECT_TRUE(Copy(brief, kFreeChunks));
 }
 
 TEST(LongExportsTest, TheThirdWaitsUntilOneEnds) {

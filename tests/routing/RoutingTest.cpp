@@ -207,12 +207,11 @@ TEST_F(Routing, AnUpdateThatCanNotBeSavedIsReportedAndThePassGoesOn) {
       (Lines{kStart,
              Begin("PEN"),
              Page("PEN", "1.1.1.1", "is claimed by applications 'Alpha, Beta'."),
+             Page("PEN", "2.2.2.2", kNotClaimed),
              reason,
              {1,
               "Failed to update Storage's Routing Info about applications ('Alpha, Beta') claim "
               "status of Ink from Pen 'PEN' with Page Address '1.1.1.1'."},
-             Page("PEN", "2.2.2.2", kNotClaimed),
-             reason,
              {1,
               "Failed to update Storage's Routing Info about applications ('') claim status of "
               "Ink from Pen 'PEN' with Page Address '2.2.2.2'."},

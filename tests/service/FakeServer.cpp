@@ -44,9 +44,9 @@ boost::filesystem::path UnderRoot(const boost::filesystem::path& path) {
 
 namespace Actions {
 
-bool LaunchApplication(const std::string& program) {
+Program StartApplication(const std::string& program) {
   if (FakeServer::on_launch) FakeServer::on_launch(program);
-  return true;
+  return Program();
 }
 
 }  // namespace Actions

@@ -153,8 +153,8 @@ TEST_F(ImportRequest, OfOneClientAreAnsweredInTheirOrder) {
   }
 }
 
-// A page directory without rights: asking it whether a name is free raises an error.
-TEST_F(ImportRequest, WhoseJobThrowsIsAnsweredAndEndsNothing) {
+// A page directory without rights: no file can be made in it.
+TEST_F(ImportRequest, ThatCanNotBeStoredIsAnsweredAndEndsNothing) {
   const fs::path page = root.storage() / kTestPenSerial / "encrypted-stf2";
   fs::create_directories(page);
   const std::string sealed = (root.path() / "sealed").string();
@@ -172,10 +172,11 @@ TEST_F(ImportRequest, WhoseJobThrowsIsAnsweredAndEndsNothing) {
   }
   fs::permissions(page, fs::all_all);
   EXPECT_EQ(client.Request("ImportSTF2File", File(Capture("good"))), "Success");
-  const Lines lines = Beginning({"The import failed: "});
+  const Lines lines = Beginning({"Ink Import failed: "});
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].first, 1);
-  EXPECT_NE(lines[0].second.find("Permission denied"), std::string::npos) << lines[0].second;
+  EXPECT_NE(lines[0].second.find("can't create file '" + page.string()), std::string::npos)
+      << lines[0].second;
 }
 
 TEST_F(ImportRequest, OfAClientThatHasDiedIsCarriedOut) {

@@ -222,6 +222,16 @@ TEST_F(Notification, AConfirmationOfAnotherPenChangesNothing) {
   EXPECT_EQ(log.lines()[0].second, "Delivered 1 Ink items to application 'Sketcher'.");
 }
 
+TEST_F(Notification, ASubscriptionThatComesLaterGetsItsInk) {
+  AddStrokes(2);
+  Start();
+  WireClient client(Endpoint());
+  root.Subscribe("Later", "1.2.3.4");
+  EXPECT_TRUE(Eventually(
+      [&] { return client.Request("EnableNotifications", App("Later")) != "NotRegistered"; }));
+  EXPECT_EQ(InkOf(client.WaitForNotification()), "ink s0");
+}
+
 TEST_F(Notification, AConfirmationOfAStrangerChangesNothing) {
   AddStrokes(2);
   Start();
@@ -230,9 +240,9 @@ TEST_F(Notification, AConfirmationOfAStrangerChangesNothing) {
   client.Request("EnableNotifications", App("Sketcher"));
   const Json::Value package = client.WaitForNotification();
   EXPECT_EQ(stranger.Request("ConfirmInkPackageDelivery", Confirmation("PEN")), "Success");
+  EXPECT_TRUE(fs::exists(package["InkPackagePath"].asString()));
   EXPECT_EQ(client.Request("DisableNotifications", App("Sketcher")), "Success");
   EXPECT_FALSE(log.Has(3, "Delivered 1 Ink items to application 'Sketcher'."));
-  EXPECT_TRUE(fs::exists(package["InkPackagePath"].asString()));
 }
 
 TEST_F(Notification, OneClientIsServedWhileAnotherConfirmsNothing) {
@@ -301,7 +311,6 @@ TEST_F(Notification, APackageFileThatCanNotBeDeletedStaysInFlight) {
   EXPECT_TRUE(WaitForTheStoreToBeEmpty());
 }
 
-// The package's file stays until the next service clears the scratch directory.
 TEST_F(Notification, DisablingDropsWhatWasNotConfirmedWithoutARollback) {
   AddStrokes(2);
   Start();
@@ -311,7 +320,7 @@ TEST_F(Notification, DisablingDropsWhatWasNotConfirmedWithoutARollback) {
   log.Clear();
   EXPECT_EQ(client.Request("DisableNotifications", App("Sketcher")), "Success");
   EXPECT_EQ(log.lines(), (Lines{{3, "Client 'Sketcher' disconnected."}}));
-  EXPECT_TRUE(fs::exists(package));
+  EXPECT_FALSE(fs::exists(package));
   client.Request("EnableNotifications", App("Sketcher"));
   EXPECT_EQ(InkOf(client.WaitForNotification()), "ink s0");
 }

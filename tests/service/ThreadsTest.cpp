@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <boost/asio/error.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <boost/thread/future.hpp>
 #include <boost/thread/thread.hpp>
 #include <condition_variable>
@@ -53,7 +54,10 @@ class Gate {
 class ServiceThreads : public ServiceOverAFakeServer {
  protected:
   ServiceThreads() {
-    FakeServer::on_subscriptions = [this] { subscriptions.Pass(); };
+    // The host's thread only finds out where to watch them.
+    FakeServer::on_subscriptions = [this, host = ::gettid()] {
+      if (::gettid() != host) subscriptions.Pass();
+    };
     FakeServer::on_launch = [this](const std::string&) {
       ++launches;
       launching.Pass();
@@ -119,6 +123,32 @@ TEST_F(ServiceThreads, OneClientIsServedWhileTheThreadOfAnotherIsHeldUp) {
   EXPECT_EQ(slow->notifications, 1);
   sending.Open();
   End(slow);
+  End(peer);
+}
+
+// As a client that is in a hurry, or that repeats itself, sends them. The second confirmation waits
+// while the first one is carried out and the next package announced; the client can't mean that.
+TEST_F(ServiceThreads, TwoConfirmationsThatWaitTogetherAreForOnePackage) {
+  for (const char* name : {"s1", "s2"}) AddStroke(name);
+  Start();
+  const Json::Value confirmation =
+      Params({{"InkPackagePen", "PEN"}, {"InkPackageDelivered", true}});
+  peer->on_send = [this] { sending.Pass(); };
+  sending.Close();
+  EXPECT_EQ(Ask("EnableNotifications", App("Sketcher")), "Success");
+  ASSERT_NE(sending.WaitForThread(), 0);
+  EXPECT_EQ(Ask("ConfirmInkPackageDelivery", confirmation), "Success");
+  EXPECT_EQ(Ask("ConfirmInkPackageDelivery", confirmation), "Success");
+  sending.Open();
+  ASSERT_TRUE(Eventually([&] { return peer->notifications == 2; }));
+  // Behind whatever the second one does: it is carried out on the same thread.
+  EXPECT_EQ(Ask("ConfirmInkPackageDelivery", Params({{"InkPackagePen", "OTHER"}})), "Success");
+  EXPECT_TRUE(boost::filesystem::exists(root.storage() / "PEN/1.2.3.4/s2.stf2"));
+  EXPECT_EQ(log.Count(3, "Delivered 1 Ink items to application 'Sketcher'."), 1u);
+  EXPECT_EQ(Ask("ConfirmInkPackageDelivery", confirmation), "Success");
+  EXPECT_TRUE(log.WaitFor(3, "Delivered 1 Ink items to application 'Sketcher'.", 2));
+  EXPECT_TRUE(Eventually([&] { return !boost::filesystem::exists(root.storage() / "PEN"); }));
+  EXPECT_EQ(log.Count(3, "Delivered 1 Ink items to application 'Sketcher'."), 2u);
   End(peer);
 }
 

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <boost/crc.hpp>
 #include <set>
 
 #include "support/TestRoot.h"
@@ -35,6 +36,12 @@ struct Change {
     ::close(fd);
   }
 };
+
+std::string WithChecksum(const std::string& parts) {
+  boost::crc_32_type checksum;
+  checksum.process_bytes(parts.data(), parts.size());
+  return std::to_string(checksum.checksum()) + " " + parts;
+}
 
 class ArchiveChangeTest : public testing::Test {
  protected:
@@ -123,7 +130,7 @@ TEST_F(ArchiveChangeTest, OnTopOfAnUnfinishedOneIsMadeOrNotMade) {
 
 TEST_F(ArchiveChangeTest, WithADamagedRecordIsLeftAsItIs) {
   const std::string old = kOldHead + std::string(300, 'o');
-  const std::string record = "100 35 " + kNewHead + "5 nnnnn";
+  const std::string record = WithChecksum("100 35 " + kNewHead + "5 nnnnn");
   const std::string mark = "redo 00000000000000000335 ";
   const std::string bytes = mark + old.substr(mark.size()) + record;
   ASSERT_EQ(FinishChange(bytes), kNewHead + old.substr(35, 65) + "nnnnn");
@@ -136,8 +143,15 @@ TEST_F(ArchiveChangeTest, WithADamagedRecordIsLeftAsItIs) {
   }
   // Sizes and offsets that point elsewhere.
   for (const char* parts : {"400 35 ", "34 35 ", "100 99999 ", "18446744073709551615 35 "}) {
-    const std::string other = mark + old.substr(mark.size()) + parts + kNewHead + "5 nnnnn";
+    const std::string other =
+        mark + old.substr(mark.size()) + WithChecksum(parts + kNewHead + "5 nnnnn");
     EXPECT_EQ(FinishChange(other), other);
+  }
+  // Any byte of the record that is another one.
+  for (std::size_t i = old.size(); i < bytes.size(); ++i) {
+    std::string other = bytes;
+    other[i] ^= 1;
+    EXPECT_EQ(FinishChange(other), other) << "byte " << i;
   }
 }
 

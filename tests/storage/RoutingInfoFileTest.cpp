@@ -1,255 +1,270 @@
-// RoutingInfo.txt to the byte. What is written is compared with a text that the test puts together
-// by the rules of the format; what is read is damaged in every place.
+// How a change reaches RoutingInfo.txt: which bytes are written, and what makes the whole file be.
 
-#include "storage/RoutingInfoFile.h"
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <gtest/gtest.h>
+#include <random>
 
-#include <boost/archive/archive_exception.hpp>
-#include <boost/archive/basic_archive.hpp>
-#include <sstream>
-
+#include "common/File.h"
+#include "storage/LibraryArchive.h"
+#include "storage/RoutingTable.h"
 #include "storage/StoreTest.h"
 
-using TalvoQuillpost::Storage::ClaimList;
-using TalvoQuillpost::Storage::ReadRoutingInfo;
-using TalvoQuillpost::Storage::RoutingInfo_App;
-using TalvoQuillpost::Storage::StrokeID;
-using TalvoQuillpost::Storage::StrokeMap;
-using TalvoQuillpost::Storage::WriteRoutingInfo;
+namespace fs = boost::filesystem;
 
+namespace TalvoQuillpost {
+namespace Storage {
 namespace {
 
-std::string Header(int version = boost::archive::BOOST_ARCHIVE_VERSION()) {
-  return "22 serialization::archive " + std::to_string(version);
-}
-
-// Numbers and strings, each after a blank, and the "0 0" before the first value of a class.
-class Text {
+// Sees what is done to a file while it lives.
+class Watch {
  public:
-  explicit Text(const std::string& header) : text_(header) {}
+  explicit Watch(const fs::path& file) : events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    EXPECT_NE(-1, ::inotify_add_watch(events_.get(), file.c_str(), IN_ACCESS | IN_MODIFY));
+  }
 
-  Text& Number(std::size_t number) {
-    text_ += " " + std::to_string(number);
-    return *this;
+  // IN_ACCESS for reading, IN_MODIFY for writing and new times, since the last call.
+  std::uint32_t Seen() {
+    std::uint32_t seen = 0;
+    inotify_event event;  // of a file, and so without a name
+    while (::read(events_.get(), &event, sizeof event) == sizeof event) seen |= event.mask;
+    return seen;
   }
-  Text& String(const std::string& string) {
-    Number(string.size());
-    text_ += " " + string;
-    return *this;
-  }
-  Text& Preamble(bool& first) {
-    if (first) text_ += " 0 0";
-    first = false;
-    return *this;
-  }
-  std::string End() const { return text_ + "\n"; }
 
  private:
-  std::string text_;
+  const Common::Descriptor events_;
 };
 
-std::string Expected(const StrokeMap& strokes) {
-  bool map = true, pair = true, id = true, list = true, claim_pair = true, marks = true;
-  Text text(Header());
-  text.Preamble(map).Number(strokes.size()).Number(0);
-  for (const auto& [stroke, claims] : strokes) {
-    text.Preamble(pair).Preamble(id);
-    text.String(stroke.page_address).String(stroke.name).String(stroke.extension);
-    text.Preamble(list).Number(claims.size()).Number(0);
-    for (const auto& [app, info] : claims) {
-      text.Preamble(claim_pair).String(app);
-      text.Preamble(marks).Number(info.delivered).Number(info.processed);
+class RoutingInfoFileTest : public StoreTest {
+ protected:
+  // Twenty strokes, claimed and saved.
+  RoutingInfoFileTest() {
+    for (int i = 10; i < 30; ++i) Put("s" + std::to_string(i) + ".stf2");
+    EXPECT_TRUE(Sync({kApp}));
+    model_ = Saved();
+  }
+
+  bool Mark(const std::string& name) {
+    model_[Stroke(name)][kApp] = {true, true};
+    return SetRoutingInfoMarkers(kPen, kApp, {Stroke(name)}, {Stroke(name)});
+  }
+
+  // Puts other bytes there, behind the back of the service.
+  void Overwrite(const std::string& bytes, std::size_t position) const {
+    const int file = ::open(RoutingInfoPath().c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_EQ(static_cast<ssize_t>(bytes.size()),
+              ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(position)));
+    ::close(file);
+  }
+
+  struct stat Status() const {
+    struct stat status = {};
+    EXPECT_EQ(0, ::stat(RoutingInfoPath().c_str(), &status));
+    return status;
+  }
+
+  void ExpectFresh() const { EXPECT_EQ(WriteRoutingInfo(model_), ReadFile(RoutingInfoPath())); }
+
+  StrokeMap model_;
+};
+
+TEST_F(RoutingInfoFileTest, AMarkIsWrittenIntoTheFile) {
+  const auto before = Status();
+  ASSERT_TRUE(Mark("s15"));
+  ExpectFresh();
+  EXPECT_EQ(before.st_ino, Status().st_ino);
+}
+
+TEST_F(RoutingInfoFileTest, ClaimsOfAnotherApplicationOnKnownStrokesAreWritten) {
+  for (auto& [id, claims] : model_) claims["app.two"];
+  ASSERT_TRUE(Sync({kApp, "app.two"}));
+  ExpectFresh();
+}
+
+TEST_F(RoutingInfoFileTest, MarksOfManyStrokesAreWrittenTogether) {
+  for (const char* name : {"s10", "s29", "s20"}) model_[Stroke(name)][kApp] = {true, false};
+  const Strokes strokes = {Stroke("s10"), Stroke("s20"), Stroke("s29")};
+  ASSERT_TRUE(SetRoutingInfoMarkers(kPen, kApp, strokes, {}));
+  ExpectFresh();
+}
+
+TEST_F(RoutingInfoFileTest, AChangeIsWrittenOnceAndTheFileNotReadAgain) {
+  Watch watch(RoutingInfoPath());
+  const auto expect_writes_once = [&](const auto& change) {
+    EXPECT_TRUE(change());
+    EXPECT_NE(0u, watch.Seen() & IN_MODIFY);
+    EXPECT_TRUE(Sync({kApp}));
+    EXPECT_TRUE(SaveRoutingInfo(kPen));
+    EXPECT_EQ(0u, watch.Seen());
+  };
+  expect_writes_once([&] { return Mark("s15"); });
+  Put("s205.stf2");
+  model_[Stroke("s205")][kApp];
+  expect_writes_once([&] { return Sync({kApp}); });
+  model_.erase(Stroke("s25"));
+  expect_writes_once([&] { return RemoveStrokes(kPen, {Stroke("s25")}); });
+  ExpectFresh();
+}
+
+// A routing pass is at the pages of the pen, and an application confirms ink before it ends.
+TEST_F(RoutingInfoFileTest, MarksBesideClaimsThatWaitAreWrittenWithThem) {
+  Put("s145.stf2");
+  model_[Stroke("s145")][kApp];
+  const auto apps = std::make_shared<const Names>(Names{kApp});
+  ASSERT_TRUE(SyncPage(kPen, kPage, apps, {}));
+  for (const char* name : {"s12", "s145", "s20"}) model_[Stroke(name)][kApp] = {true, true};
+  const Strokes strokes = {Stroke("s12"), Stroke("s145"), Stroke("s20")};
+  ASSERT_TRUE(SetRoutingInfoMarkers(kPen, kApp, strokes, strokes));
+  ExpectFresh();
+}
+
+TEST_F(RoutingInfoFileTest, NewStrokesAreWrittenFromWhereTheBytesDiffer) {
+  for (const char* name : {"s30", "s145", "s99"}) {
+    Put(std::string(name) + ".stf2");
+    model_[Stroke(name)][kApp];
+    ASSERT_TRUE(Sync({kApp}));
+    ExpectFresh();
+  }
+}
+
+TEST_F(RoutingInfoFileTest, ANewFirstStrokeIsWrittenRight) {
+  Put("a.stf2");
+  model_[Stroke("a")][kApp];
+  ASSERT_TRUE(Sync({kApp}));
+  ExpectFresh();
+  ASSERT_TRUE(Mark("a"));
+  ExpectFresh();
+}
+
+TEST_F(RoutingInfoFileTest, FewerStrokesMakeAShorterFile) {
+  for (const char* name : {"s29", "s20", "s10", "s11"}) {
+    model_.erase(Stroke(name));
+    ASSERT_TRUE(RemoveStrokes(kPen, {Stroke(name)}));
+    ExpectFresh();
+  }
+}
+
+TEST_F(RoutingInfoFileTest, ANumberOfStrokesWithMoreDigitsMovesEverything) {
+  for (int i = 30; i < 110; ++i) {
+    Put("t" + std::to_string(i) + ".stf2");
+    model_[Stroke("t" + std::to_string(i))][kApp];
+  }
+  ASSERT_TRUE(Sync({kApp}));
+  ExpectFresh();
+}
+
+// A file that was overwritten has the same size and inode. It has another time only if the clock
+// has moved on since the service wrote.
+TEST_F(RoutingInfoFileTest, BytesThatAnotherProgramPutsThereAreNotBelieved) {
+  for (int i = 10; i < 15; ++i) {
+    ASSERT_TRUE(Mark("s" + std::to_string(i)));
+    WaitForClockTick();
+    Overwrite("~~~", 100);
+    ASSERT_TRUE(SaveRoutingInfo(kPen));
+    ExpectFresh();
+    WaitForClockTick();
+    Overwrite("~~~", 100);
+    ASSERT_TRUE(Mark("s10"));
+    ExpectFresh();
+  }
+}
+
+// As a copy that keeps the times does.
+TEST_F(RoutingInfoFileTest, BytesThatComeWithTheOldTimeAreNotBelieved) {
+  for (const bool is_marked : {false, true}) {
+    const auto before = Status();
+    WaitForClockTick();
+    Overwrite("~~~", 100);
+    const timespec times[2] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, RoutingInfoPath().c_str(), times, 0));
+    ASSERT_TRUE(is_marked ? Mark("s10") : SaveRoutingInfo(kPen));
+    ExpectFresh();
+  }
+}
+
+TEST_F(RoutingInfoFileTest, AFileInItsPlaceIsNotBelieved) {
+  WriteFile(PenPath("copy"), std::string(ReadFile(RoutingInfoPath()).size(), 'x'));
+  fs::rename(PenPath("copy"), RoutingInfoPath());
+  ASSERT_TRUE(Mark("s12"));
+  ExpectFresh();
+}
+
+TEST_F(RoutingInfoFileTest, AFileThatIsCutOrGoneIsMadeAnew) {
+  fs::resize_file(RoutingInfoPath(), 50);
+  ASSERT_TRUE(SaveRoutingInfo(kPen));
+  ExpectFresh();
+  fs::remove(RoutingInfoPath());
+  ASSERT_TRUE(Sync({kApp}));
+  ExpectFresh();
+}
+
+TEST_F(RoutingInfoFileTest, AFileThatBecomesUnwritableIsNamedThoughNothingChanged) {
+  const LogCapture log;
+  fs::remove(RoutingInfoPath());
+  fs::create_directory(RoutingInfoPath());
+  EXPECT_FALSE(SaveRoutingInfo(kPen));
+  EXPECT_EQ(log.lines(), Lines({{1,
+                                 "Failed to save Routing Info for Pen 'AJ3-000-1X': can't create "
+                                 "file 'ROOT/AJ3-000-1X/RoutingInfo.txt'."}}));
+}
+
+TEST_F(RoutingInfoFileTest, AFileThatWasReadIsKnownFromThenOn) {
+  Cleanup();
+  Initialize();
+  Watch watch(RoutingInfoPath());
+  ASSERT_TRUE(SaveRoutingInfo(kPen));
+  EXPECT_EQ(0u, watch.Seen());
+  ASSERT_TRUE(Mark("s15"));
+  EXPECT_EQ(std::uint32_t(IN_MODIFY), watch.Seen());
+  ExpectFresh();
+}
+
+TEST_F(RoutingInfoFileTest, BytesBehindAnArchiveThatWasReadAreTakenAway) {
+  const std::string archive = ReadFile(RoutingInfoPath());
+  WriteFile(RoutingInfoPath(), archive + "bytes that nobody reads");
+  Cleanup();
+  Initialize();
+  ASSERT_TRUE(SaveRoutingInfo(kPen));
+  EXPECT_EQ(archive, ReadFile(RoutingInfoPath()));
+}
+
+// Marks, claims and removals in every order, several of them between two saves.
+TEST(RoutingInfoFileOfATable, HoldsAllThatChangedSinceTheLastSave) {
+  constexpr unsigned int kSeed = 20260207;
+  constexpr int kRounds = 3000;
+  const TestRoot root;
+  const fs::path path = root.storage() / kPen / "RoutingInfo.txt";
+  RoutingTable table(kPen);
+  std::mt19937 random(kSeed);
+  const auto any_stroke = [&] {
+    return StrokeID{random() % 8 > 0 ? kPage : "5.6.7.8", std::to_string(random() % 60), "stf2"};
+  };
+  const auto change = [&] {
+    const std::string app = random() % 3 > 0 ? kApp : "app.two";
+    switch (random() % 16) {
+      case 0:
+        return table.Erase(any_stroke());
+      case 1:
+      case 2:
+        return table.Claim(any_stroke(), {kApp, app});
+      case 3:
+        return table.KeepClaims("5.6.7.8", {app});
+      default:
+        return table.Mark(any_stroke(), app, random() % 2 > 0);
     }
-  }
-  return text.End();
-}
-
-RoutingInfo_App Marks(bool delivered, bool processed) {
-  RoutingInfo_App marks;
-  marks.delivered = delivered;
-  marks.processed = processed;
-  return marks;
-}
-
-StrokeMap OneStroke() {
-  return {{{"1.2.3.4", "s1", "stf2"}, {{"app.one", Marks(true, false)}}}};
-}
-
-StrokeMap ManyStrokes() {
-  StrokeMap strokes;
-  for (int i = 0; i < 40; ++i) {
-    ClaimList claims;
-    for (int app = 0; app < i % 4; ++app) {
-      claims["application " + std::to_string(app)] = Marks(i % 2 == 0, i % 2 == 0 && app == 1);
-    }
-    strokes[{i % 3 == 0 ? "encrypted-stf2" : "1.2.3." + std::to_string(i), std::to_string(i * 997),
-             i % 5 == 0 ? "" : "stf2"}] = claims;
-  }
-  return strokes;
-}
-
-// Every field empty in turn, and all that a name may hold.
-StrokeMap OddStrokes() {
-  const ClaimList claims = {
-      {"", Marks(false, false)}, {" a b ", Marks(true, true)}, {"1 0 0", Marks(true, false)}};
-  return {{{"", "", ""}, {}},
-          {{"1.2.3.4", "", ""}, claims},
-          {{"", "name", ""}, {}},
-          {{"", "", "stf2"}, claims},
-          {{"1.2.3.4", " two  blanks ", "s t"}, claims},
-          {{"1.2.3.4", "line\nfeed\ttab\r", "stf2"}, {}},
-          {{"1.2.3.4", "22 serialization::archive 19", "stf2"}, {}},
-          {{"1.2.3.4", std::string("\0\x01\xFF\xC3", 4), "stf2"}, claims}};
-}
-
-const std::vector<StrokeMap>& Tables() {
-  static const std::vector<StrokeMap> tables = {
-      {}, OneStroke(), {{{"1.2.3.4", "s1", "stf2"}, {}}}, ManyStrokes(), OddStrokes()};
-  return tables;
-}
-
-bool IsReadable(const std::string& bytes) {
-  try {
-    // What was read came from the bytes: no table is larger than they are.
-    const StrokeMap strokes = ReadRoutingInfo(bytes);
-    EXPECT_LE(strokes.size(), bytes.size());
-    return true;
-  } catch (const std::exception& error) {
-    EXPECT_STRNE("", error.what());
-    return false;
+  };
+  for (int i = 10; i < 50; ++i) table.Claim({kPage, std::to_string(i), "stf2"}, {kApp});
+  for (int round = 0; round < kRounds && !testing::Test::HasFailure(); ++round) {
+    std::string reason;
+    EXPECT_TRUE(table.Save(reason)) << reason;
+    EXPECT_EQ(WriteWithLibrary(table.strokes()), ReadFile(path))
+        << "seed " << kSeed << ", round " << round;
+    for (unsigned int changes = 1 + random() % 4; changes > 0; --changes) change();
   }
 }
-
-std::string ReasonOf(const std::string& bytes) {
-  try {
-    ReadRoutingInfo(bytes);
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return "none";
-}
-
-// The archive of one stroke, with one of its tokens replaced. Tokens are counted from the header's
-// first.
-std::string WithToken(std::size_t index, const std::string& token) {
-  std::istringstream in(WriteRoutingInfo(OneStroke()));
-  std::string out;
-  std::string word;
-  for (std::size_t i = 0; in >> word; ++i) out += (i > 0 ? " " : "") + (i == index ? token : word);
-  return out + "\n";
-}
-
-constexpr std::size_t kVersion = 2, kCount = 5, kPageLength = 11, kClaimCount = 19, kDelivered = 27,
-                      kProcessed = 28;
 
 }  // namespace
-
-TEST(RoutingInfoFile, OneStrokeIsOneLineOfKnownText) {
-  EXPECT_EQ(Header() + " 0 0 1 0 0 0 0 0 7 1.2.3.4 2 s1 4 stf2 0 0 1 0 0 0 7 app.one 0 0 1 0\n",
-            WriteRoutingInfo(OneStroke()));
-}
-
-TEST(RoutingInfoFile, NoStrokeIsACountOfZero) {
-  EXPECT_EQ(Header() + " 0 0 0 0\n", WriteRoutingInfo({}));
-}
-
-TEST(RoutingInfoFile, AnEmptyStringLeavesAnEmptyField) {
-  EXPECT_EQ(Header() + " 0 0 1 0 0 0 0 0 0  0  0  0 0 1 0 0 0 0  0 0 0 0\n",
-            WriteRoutingInfo({{{"", "", ""}, {{"", Marks(false, false)}}}}));
-}
-
-TEST(RoutingInfoFile, EachClassIsIntroducedOnce) {
-  for (const StrokeMap& table : Tables()) EXPECT_EQ(Expected(table), WriteRoutingInfo(table));
-}
-
-TEST(RoutingInfoFile, IsReadBackAsItWas) {
-  for (const StrokeMap& table : Tables())
-    EXPECT_EQ(table, ReadRoutingInfo(WriteRoutingInfo(table)));
-}
-
-TEST(RoutingInfoFile, TheHostsLocaleChangesNothing) {
-  for (const StrokeMap& table : Tables()) {
-    const std::string classic = WriteRoutingInfo(table);
-    for (const char separator : {'.', ' '}) {
-      const ForeignLocale locale(separator);
-      EXPECT_EQ(classic, WriteRoutingInfo(table));
-      EXPECT_EQ(table, ReadRoutingInfo(classic));
-    }
-  }
-}
-
-TEST(RoutingInfoFile, AFileThatIsCutAnywhereIsRefused) {
-  for (const StrokeMap& table : {StrokeMap(), OneStroke(), OddStrokes()}) {
-    const std::string bytes = WriteRoutingInfo(table);
-    for (std::size_t size = 0; size + 1 < bytes.size(); ++size) {
-      EXPECT_FALSE(IsReadable(bytes.substr(0, size))) << size;
-    }
-    EXPECT_EQ(table, ReadRoutingInfo(bytes.substr(0, bytes.size() - 1)));
-  }
-}
-
-TEST(RoutingInfoFile, AFileThatIsDamagedAnywhereIsBorne) {
-  for (const StrokeMap& table : {StrokeMap(), OneStroke(), OddStrokes()}) {
-    const std::string bytes = WriteRoutingInfo(table);
-    int refused = 0;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-      for (const char byte : {'\0', ' ', '\n', '-', '0', '1', '9', 'x', '\xFF'}) {
-        std::string damaged = bytes;
-        damaged[i] = byte;
-        refused += !IsReadable(damaged);
-      }
-      refused += !IsReadable(bytes.substr(0, i) + bytes.substr(i + 1));
-      refused += !IsReadable(bytes.substr(0, i) + "7" + bytes.substr(i));
-    }
-    EXPECT_GT(refused, static_cast<int>(bytes.size()));
-  }
-}
-
-TEST(RoutingInfoFile, AnotherHeaderIsNamed) {
-  std::string other = WriteRoutingInfo(OneStroke());
-  other[5] = 'X';
-  EXPECT_EQ("invalid signature", ReasonOf(other));
-  EXPECT_EQ("invalid signature", ReasonOf("7 archive" + other));
-  EXPECT_EQ("input stream error", ReasonOf(""));
-  EXPECT_EQ("input stream error", ReasonOf("not an archive"));
-  EXPECT_EQ("input stream error", ReasonOf(std::string(5000, '\0')));
-}
-
-TEST(RoutingInfoFile, ALaterVersionIsNamedAndAnEarlierOneIsRead) {
-  const int version = boost::archive::BOOST_ARCHIVE_VERSION();
-  EXPECT_EQ("unsupported version", ReasonOf(WithToken(kVersion, std::to_string(version + 1))));
-  EXPECT_EQ("unsupported version", ReasonOf(WithToken(kVersion, "65535")));
-  EXPECT_EQ("input stream error", ReasonOf(WithToken(kVersion, "99999999999")));
-  EXPECT_EQ(OneStroke(), ReadRoutingInfo(WithToken(kVersion, std::to_string(version - 1))));
-  EXPECT_EQ(OneStroke(), ReadRoutingInfo(WithToken(kVersion, "10")));
-}
-
-TEST(RoutingInfoFile, AnAbsurdCountIsRefused) {
-  for (const char* count : {"2", "1000000", "4294967295", "18446744073709551615",
-                            "99999999999999999999999", "-1", "x"}) {
-    EXPECT_EQ("input stream error", ReasonOf(WithToken(kCount, count))) << count;
-    EXPECT_EQ("input stream error", ReasonOf(WithToken(kClaimCount, count))) << count;
-  }
-}
-
-TEST(RoutingInfoFile, AnAbsurdLengthIsRefusedWithoutMakingRoomForIt) {
-  for (const char* length : {"200", "1000000000000", "9223372036854775807", "18446744073709551615",
-                             "99999999999999999999999", "-1", "x"}) {
-    EXPECT_EQ("input stream error", ReasonOf(WithToken(kPageLength, length))) << length;
-    EXPECT_EQ("input stream error", ReasonOf(WithToken(0, length))) << length;
-  }
-}
-
-TEST(RoutingInfoFile, AMarkIsZeroOrOne) {
-  for (const char* mark : {"2", "-1", "true", "ja", "9999999999"}) {
-    EXPECT_EQ("input stream error", ReasonOf(WithToken(kDelivered, mark))) << mark;
-    EXPECT_EQ("input stream error", ReasonOf(WithToken(kProcessed, mark))) << mark;
-  }
-  EXPECT_TRUE(ReadRoutingInfo(WithToken(kProcessed, "1")).begin()->second.at("app.one").processed);
-}
-
-// What a killed process may leave behind a complete archive.
-TEST(RoutingInfoFile, BytesBehindTheArchiveAreNotRead) {
-  EXPECT_EQ(OneStroke(), ReadRoutingInfo(WriteRoutingInfo(OneStroke()) + "7 1.2.3.4 2 s2\n"));
-}
+}  // namespace Storage
+}  // namespace TalvoQuillpost

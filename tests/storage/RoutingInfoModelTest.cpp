@@ -121,14 +121,13 @@ class RoutingInfoModelTest : public StoreTest {
   void DoSyncOfMany() {
     what_ = "sync of all pages";
     bool saved = true;
-    bool is_waiting = false;
     for (const std::string& page : kPages) {
       if (Below(5) == 0) Interfere();
       const Names apps = SomeApps();
       SyncModel(page, apps);
-      saved = SyncRoutingInfoOfMany(kPen, page, apps, is_waiting);
+      saved = SyncPage(kPen, page, std::make_shared<const Names>(apps), {}) && saved;
     }
-    ExpectSaved(SaveWaitingRoutingInfo(kPen) && saved);
+    ExpectSaved(SaveRoutingInfoOfPages(kPen) && saved);
   }
 
   void DoMark() {
@@ -192,8 +191,9 @@ class RoutingInfoModelTest : public StoreTest {
     for (std::size_t i = Below(4); i > 0; --i) Put(AnyFileName(), AnyOf(kPages));
   }
 
-  // ---- What other programs do to the file. It leaves nothing open, and no time passes.
+  // ---- What other programs do to the file. It leaves nothing open.
   void Interfere() {
+    WaitForClockTick();
     const fs::path file = RoutingInfoPath();
     if (!fs::is_regular_file(file)) return Repair();
     const std::string bytes = ReadFile(file);

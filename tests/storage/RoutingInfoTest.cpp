@@ -38,11 +38,9 @@ class SaveRoutingInfoTest : public RoutingInfoTest {};
 
 // A pass that is at the pages of a pen while its last ink is removed must not make its directory
 // again: nobody would take it away.
-TEST_F(SyncRoutingInfoTest, OfManyPagesMakesNoDirectoryOfAPenThatIsGone) {
-  bool is_waiting = true;
-  EXPECT_TRUE(SyncRoutingInfoOfMany(kPen, "1.2.3.4", {"app"}, is_waiting));
-  EXPECT_FALSE(is_waiting);
-  EXPECT_TRUE(SaveWaitingRoutingInfo(kPen));
+TEST_F(SyncRoutingInfoTest, OfAPassMakesNoDirectoryOfAPenThatIsGone) {
+  EXPECT_TRUE(SyncPage(kPen, "1.2.3.4", std::make_shared<const Names>(Names{"app"}), {}));
+  EXPECT_TRUE(SaveRoutingInfoOfPages(kPen));
   EXPECT_FALSE(fs::exists(PenPath()));
 }
 
@@ -313,6 +311,7 @@ TEST_F(ProccessedStrokesTest, AllHaveReceivedAndOneHasAccepted) {
   StrokeMap strokes;
   Strokes expected;
   for (const Row& row : rows) {
+    Put(std::string(row.name) + ".stf2");
     strokes[Stroke(row.name)] = row.claims;
     if (row.expected) expected.insert(Stroke(row.name));
   }

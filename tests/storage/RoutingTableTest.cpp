@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
+#include "support/TestRoot.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
@@ -24,7 +24,10 @@ class RoutingTableTest : public testing::Test {
     table_.Claim(kElsewhere, {"A"});
   }
 
-  RoutingTable table_;
+  static constexpr char kPen[] = "AJ3-000-1X";
+
+  const TestRoot root_;
+  RoutingTable table_{kPen};
 };
 
 TEST_F(RoutingTableTest, AnApplicationIsOfferedItsStrokesInTheirOrder) {
@@ -93,18 +96,52 @@ TEST_F(RoutingTableTest, AnErasedStrokeIsInNoAnswer) {
 TEST_F(RoutingTableTest, ATableThatIsReadAnswersAsTheOneThatWasWritten) {
   table_.Mark(kFirst, "A", true);
   table_.Mark(kSecond, "A", false);
-  const RoutingTable read((StrokeMap(table_.strokes())));
+  std::string reason;
+  ASSERT_TRUE(table_.Save(reason));
+  RoutingTable read(kPen);
+  ASSERT_EQ(RoutingInfoFile::Loaded::kTable, read.Load(reason));
   EXPECT_EQ(table_.Undelivered("A"), read.Undelivered("A"));
   EXPECT_EQ(table_.Undelivered("B"), read.Undelivered("B"));
   EXPECT_EQ(Strokes({kFirst}), read.Processed());
 }
 
-TEST_F(RoutingTableTest, AnswersAsBeforeWhereItIsMovedTo) {
-  RoutingTable moved(std::move(table_));
-  moved.Mark(kFirst, "A", true);
-  moved.KeepClaims("5.6.7.8", {});
-  EXPECT_EQ(Strokes({kSecond}), moved.Undelivered("A"));
-  EXPECT_EQ(Strokes({kFirst}), moved.Processed());
+TEST_F(RoutingTableTest, KnowsTheFilesOfAPageByTheirNames) {
+  EXPECT_TRUE(table_.NamesOf("1.2.3.4").Has("a.stf2"));
+  EXPECT_FALSE(table_.NamesOf("1.2.3.4").Has("a.ink"));
+  EXPECT_FALSE(table_.NamesOf("1.2.3.4").Has("aa.stf2"));
+  EXPECT_TRUE(table_.NamesOf("5.6.7.8").Has("aa.stf2"));
+  EXPECT_FALSE(table_.NamesOf("9.9.9.9").Has("a.stf2"));
+  table_.Erase(kFirst);
+  EXPECT_FALSE(table_.NamesOf("1.2.3.4").Has("a.stf2"));
+  EXPECT_TRUE(table_.NamesOf("1.2.3.4").Has("b.stf2"));
+}
+
+TEST_F(RoutingTableTest, APageIsKnownOnceAllItsStrokesHaveTheSameClaims) {
+  const auto apps = std::make_shared<const std::set<std::string>>(std::set<std::string>{"A"});
+  table_.KeepClaims("1.2.3.4", *apps);
+  EXPECT_FALSE(table_.IsClaimedBy("1.2.3.4", apps));
+  table_.NoteListed("1.2.3.4", DirectoryStamp(), apps);
+  EXPECT_TRUE(table_.IsClaimedBy("1.2.3.4", apps));
+  EXPECT_FALSE(table_.IsClaimedBy("5.6.7.8", apps));
+  const auto more = std::make_shared<const std::set<std::string>>(std::set<std::string>{"A", "B"});
+  EXPECT_FALSE(table_.IsClaimedBy("1.2.3.4", more));
+  // The file of the other stroke was not there when B came.
+  table_.KeepClaims("1.2.3.4", *more);
+  table_.Claim(kFirst, *more);
+  table_.NoteListed("1.2.3.4", DirectoryStamp(), more);
+  EXPECT_FALSE(table_.IsClaimedBy("1.2.3.4", more));
+}
+
+// A list of files may still name a stroke that was erased since.
+TEST_F(RoutingTableTest, TellsErasuresFromEachOtherAndTablesToo) {
+  std::set<std::uint64_t> seen = {table_.erasures()};
+  table_.Claim({"1.2.3.4", "new", "stf2"}, {"A"});
+  EXPECT_EQ(1u, seen.count(table_.erasures()));
+  table_.Erase(kFirst);
+  EXPECT_TRUE(seen.insert(table_.erasures()).second);
+  table_.Erase(kFirst);
+  EXPECT_TRUE(seen.insert(table_.erasures()).second);
+  EXPECT_TRUE(seen.insert(RoutingTable("ANOTHER-PEN").erasures()).second);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "storage/FilesStorage.h"
-#include "storage/RoutingInfoFile.h"
+#include "storage/RoutingInfoFormat.h"
 #include "support/LogCapture.h"
 #include "support/Machine.h"
 #include "support/TestRoot.h"

@@ -34,6 +34,12 @@ std::size_t LogCapture::Count(int level, const std::string& message) const {
   return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), Line(level, message)));
 }
 
+std::size_t LogCapture::CountUpTo(int level) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return static_cast<std::size_t>(std::count_if(
+      lines_.begin(), lines_.end(), [level](const Line& line) { return line.first <= level; }));
+}
+
 void LogCapture::Clear() {
   std::lock_guard<std::mutex> lock(mutex_);
   lines_.clear();

@@ -26,6 +26,7 @@ class LogCapture {
   std::vector<Line> lines() const;
   bool Has(int level, const std::string& message) const;
   std::size_t Count(int level, const std::string& message) const;
+  std::size_t CountUpTo(int level) const;  // errors and warnings, up to 2
   void Clear();
 
   // Waits, within a bound, until the message has been logged `times` times.

@@ -9,12 +9,36 @@
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
 #include <locale>
 #include <string>
+
+// Whether programs are built with the thread sanitizer. Its runtime writes a file of its own before
+// main, so no program of such a build starts under a file size limit.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QUILLPOST_THREAD_SANITIZER
+#endif
+#endif
+#if defined(__SANITIZE_THREAD__) || defined(QUILLPOST_THREAD_SANITIZER)
+constexpr bool kIsThreadSanitized = true;
+#else
+constexpr bool kIsThreadSanitized = false;
+#endif
+
+// Returns when the clock that stamps files has moved on: what is changed from now on has a later
+// time than what was changed before. Waits for a tick of a few milliseconds.
+inline void WaitForClockTick() {
+  timespec before, now;
+  ::clock_gettime(CLOCK_REALTIME_COARSE, &before);
+  do {
+    ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  } while (now.tv_sec == before.tv_sec && now.tv_nsec == before.tv_nsec);
+}
 
 // A file system of its own, in memory, mounted on a directory that is made when missing. The mount
 // is seen by this process alone, and ends with it at the latest.

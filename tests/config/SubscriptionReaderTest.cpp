@@ -1,0 +1,99 @@
+// Subscriptions that are read again and again, and some that can't be read for a moment.
+
+#include "config/SubscriptionReader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <boost/filesystem.hpp>
+
+#include "support/TestRoot.h"
+
+namespace fs = boost::filesystem;
+
+namespace TalvoQuillpost {
+namespace Config {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// This process gets no further descriptors than `count` beside the standard ones.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t count) {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit limit = {3 + count, before_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+ private:
+  rlimit before_;
+};
+
+class SubscriptionReaderTest : public testing::Test {
+ protected:
+  std::vector<std::string> Read() {
+    EXPECT_TRUE(reader_.Read());
+    std::vector<std::string> claims;
+    reader_.ForEach([&](const App& app) {
+      for (const std::string& range : app.pageAddresses) claims.push_back(app.id + " " + range);
+    });
+    return claims;
+  }
+
+  // The first descriptor that is free: with as many below it, a directory can be opened and no
+  // file.
+  static rlim_t CountOpen() {
+    const int next = ::dup(0);
+    ::close(next);
+    return static_cast<rlim_t>(next) - 3;
+  }
+
+  TestRoot root_;
+  SubscriptionReader reader_;
+};
+
+TEST_F(SubscriptionReaderTest, EveryChangeCountsAtTheNextReading) {
+  EXPECT_THAT(Read(), IsEmpty());
+  root_.Subscribe("Notes", "1.2.3.4");
+  EXPECT_THAT(Read(), ElementsAre("Notes 1.2.3.4"));
+  root_.Subscribe("Notes", "1.2.3.5");
+  EXPECT_THAT(Read(), ElementsAre("Notes 1.2.3.5"));
+  WriteFile(root_.subscriptions() / "Notes", "{");
+  EXPECT_THAT(Read(), IsEmpty());
+  root_.Subscribe("Notes", "1.2.3.5");
+  EXPECT_THAT(Read(), ElementsAre("Notes 1.2.3.5"));
+  fs::remove(root_.subscriptions() / "Notes");
+  EXPECT_THAT(Read(), IsEmpty());
+  EXPECT_THAT(reader_.undecided(), IsEmpty());
+}
+
+TEST_F(SubscriptionReaderTest, OneThatCanNotBeReadForAMomentCountsAsItWasReadLast) {
+  root_.Subscribe("Notes", "1.2.3.4");
+  Read();
+  root_.Subscribe("New", "1.2.3.4");
+  const rlim_t open = CountOpen();
+  {
+    const DescriptorLimit limit(open + 1);  // for the directory
+    EXPECT_THAT(Read(), ElementsAre("Notes 1.2.3.4"));
+    EXPECT_THAT(reader_.undecided(), ElementsAre("New"));
+  }
+  EXPECT_THAT(Read(), ElementsAre("New 1.2.3.4", "Notes 1.2.3.4"));
+  EXPECT_THAT(reader_.undecided(), IsEmpty());
+}
+
+TEST_F(SubscriptionReaderTest, ADirectoryThatCanNotBeListedForAMomentRaises) {
+  root_.Subscribe("Notes", "1.2.3.4");
+  const rlim_t open = CountOpen();
+  const DescriptorLimit limit(open);
+  EXPECT_THROW(reader_.Read(), fs::filesystem_error);
+}
+
+}  // namespace
+}  // namespace Config
+}  // namespace TalvoQuillpost

@@ -1,0 +1,17 @@
+#include "ink/drawing/Paper.h"
+
+#include <gtest/gtest.h>
+
+namespace TalvoInk {
+namespace {
+
+TEST(Paper, PageSizesAreNamesOrMillimetres) {
+  EXPECT_EQ(ParsePageSize("A4")->height_mm, 297);
+  EXPECT_EQ(ParsePageSize("100x50.5")->height_mm, 50.5);
+  for (const char* bad : {"", "x", "A", "100", "0x5", "-1x5", "9999x5", "1x2x3"}) {
+    EXPECT_FALSE(ParsePageSize(bad)) << bad;
+  }
+}
+
+}  // namespace
+}  // namespace TalvoInk

@@ -1,0 +1,242 @@
+#include "ink/drawing/Render.h"
+
+#include <cairo.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "ink/InkSupport.h"
+#include "support/TestRoot.h"
+
+namespace TalvoInk {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+Ink InkOn(const std::vector<std::string>& pages) {
+  Ink ink;
+  for (const std::string& page : pages) {
+    Stroke stroke;
+    stroke.page = page;
+    stroke.samples = DrawThrough({Sample(STF2_SAMPLE_COORDINATE, 10000, 10000),
+                                  Sample(STF2_SAMPLE_COORDINATE, 30000, 20000)});
+    ink.items.emplace_back(stroke);
+  }
+  return ink;
+}
+
+Ink SampleInk(const char* name) {
+  return ReadDocument(ReadFile(std::string(SAMPLES_FOLDER "/") + name)).ink;
+}
+
+// A PNG's pixels: blue, green, red and alpha (or nothing) of each.
+class Pixels {
+ public:
+  explicit Pixels(const std::string& bytes) : rest_(bytes) {
+    surface_ = cairo_image_surface_create_from_png_stream(Read, this);
+  }
+  ~Pixels() { cairo_surface_destroy(surface_); }
+  Pixels(const Pixels&) = delete;
+  Pixels& operator=(const Pixels&) = delete;
+
+  bool valid() const { return cairo_surface_status(surface_) == CAIRO_STATUS_SUCCESS; }
+  int width() const { return cairo_image_surface_get_width(surface_); }
+  int height() const { return cairo_image_surface_get_height(surface_); }
+  int At(int x, int y, int part) const {
+    const unsigned char* row =
+        cairo_image_surface_get_data(surface_) + y * cairo_image_surface_get_stride(surface_);
+    return row[4 * x + part];
+  }
+
+ private:
+  static cairo_status_t Read(void* self, unsigned char* out, unsigned size) {
+    std::string& rest = static_cast<Pixels*>(self)->rest_;
+    if (rest.size() < size) return CAIRO_STATUS_READ_ERROR;
+    rest.copy(reinterpret_cast<char*>(out), size);
+    rest.erase(0, size);
+    return CAIRO_STATUS_SUCCESS;
+  }
+  std::string rest_;
+  cairo_surface_t* surface_;
+};
+
+// The millimetres in width="..mm" or height="..mm" of an SVG.
+double SizeIn(const std::string& svg, const std::string& name) {
+  const std::size_t at = svg.find(name + "=\"");
+  return at == std::string::npos ? 0 : std::stod(svg.substr(at + name.size() + 2));
+}
+
+std::string Drawn(const Ink& ink, PictureFormat format, const RenderOptions& options = {}) {
+  return Render(ink, format, options).bytes;
+}
+
+std::string RefusalOf(const Ink& ink, PictureFormat format, const RenderOptions& options = {}) {
+  try {
+    Drawn(ink, format, options);
+  } catch (const InkError& refusal) {
+    return refusal.what();
+  }
+  return "none";
+}
+
+TEST(Render, AnSvgIsAsLargeAsTheInkWithItsMargin) {
+  // From 10 to 30 mm and 10 to 20 mm, half the pen's width and a margin of 5 mm on every side.
+  const std::string svg = Drawn(InkOn({"1.2.3.4"}), PictureFormat::kSvg, {});
+  EXPECT_NEAR(SizeIn(svg, "width"), 30.5, 0.01);
+  EXPECT_NEAR(SizeIn(svg, "height"), 20.5, 0.01);
+}
+
+TEST(Render, APageSizeShowsTheInkWhereItStandsOnThePage) {
+  RenderOptions options;
+  options.layout.page_size = ParsePageSize("A5");
+  const std::string svg = Drawn(InkOn({"1.2.3.4"}), PictureFormat::kSvg, options);
+  EXPECT_THAT(svg, HasSubstr("width=\"148.000mm\" height=\"210.000mm\""));
+  EXPECT_THAT(svg, HasSubstr("translate(0 0)"));
+}
+
+TEST(Render, APngHasThePixelsThatDpiAsksFor) {
+  RenderOptions options;
+  options.layout.page_size = PageSize{25.4, 50.8};
+  options.dpi = 100;
+  const Pixels pixels(Drawn(InkOn({"1.2.3.4"}), PictureFormat::kPng, options));
+  ASSERT_TRUE(pixels.valid());
+  EXPECT_EQ(pixels.width(), 100);
+  EXPECT_EQ(pixels.height(), 200);
+}
+
+TEST(Render, PaperIsWhiteUnlessTransparent) {
+  RenderOptions options;
+  const Pixels paper(Drawn(InkOn({"1.2.3.4"}), PictureFormat::kPng, options));
+  EXPECT_EQ(paper.At(0, 0, 0), 255);
+  EXPECT_THAT(Drawn(InkOn({"1.2.3.4"}), PictureFormat::kSvg, options), HasSubstr("#FFFFFF"));
+  options.transparent = true;
+  const Pixels clear(Drawn(InkOn({"1.2.3.4"}), PictureFormat::kPng, options));
+  EXPECT_EQ(clear.At(0, 0, 3), 0);
+  EXPECT_THAT(Drawn(InkOn({"1.2.3.4"}), PictureFormat::kSvg, options), Not(HasSubstr("#FFFFFF")));
+}
+
+TEST(Render, OneColourCanReplaceAll) {
+  RenderOptions options;
+  options.color = 0xFF123456;
+  const std::string svg = Drawn(SampleInk("handwriting.inkml"), PictureFormat::kSvg, options);
+  EXPECT_THAT(svg, HasSubstr("fill=\"#123456\""));
+  EXPECT_THAT(svg, Not(HasSubstr("#1B2A6B")));
+}
+
+TEST(Render, PagesStandBelowOneAnother) {
+  const std::string one = Drawn(InkOn({"1.1.1.1"}), PictureFormat::kSvg, {});
+  const std::string two = Drawn(InkOn({"1.1.1.1", "1.1.1.2"}), PictureFormat::kSvg, {});
+  EXPECT_NEAR(SizeIn(two, "height"), 2 * SizeIn(one, "height") + 3, 0.01);
+  EXPECT_EQ(SizeIn(two, "width"), SizeIn(one, "width"));
+}
+
+TEST(Render, OnePageCanBeDrawnAlone) {
+  RenderOptions options;
+  options.layout.page = "1.1.1.2";
+  const std::string svg = Drawn(InkOn({"1.1.1.1", "1.1.1.2"}), PictureFormat::kSvg, options);
+  EXPECT_NEAR(SizeIn(svg, "height"), 20.5, 0.01);
+  options.layout.page = "1.1.1.3";
+  EXPECT_EQ(RefusalOf(InkOn({"1.1.1.1"}), PictureFormat::kSvg, options),
+            "no stroke on page 1.1.1.3");
+}
+
+TEST(Render, APdfHasAPageForEachPage) {
+  const std::string pdf = Drawn(InkOn({"1.1.1.1", "1.1.1.2"}), PictureFormat::kPdf, {});
+  EXPECT_THAT(pdf, StartsWith("%PDF-"));
+  EXPECT_THAT(pdf, HasSubstr("/Count 2"));
+}
+
+TEST(Render, HighlightersDarkenWhatIsBelowThem) {
+  Ink ink = InkOn({"1.1.1.1", "1.1.1.1"});
+  std::get<Stroke>(ink.items[0]).width_um = 4000;
+  std::get<Stroke>(ink.items[1]).width_um = 6000;
+  std::get<Stroke>(ink.items[1]).color = 0xFFFFFF00;
+  const auto blue_red_in_the_middle = [&] {
+    const Pixels pixels(Drawn(ink, PictureFormat::kPng));
+    const int x = pixels.width() / 2, y = pixels.height() / 2;
+    return std::make_pair(pixels.At(x, y, 0), pixels.At(x, y, 2));
+  };
+  EXPECT_EQ(blue_red_in_the_middle(), std::make_pair(0, 255));  // opaque yellow over black
+  ink.items.emplace_back(Property{kTipKey, "#FFFFFF00 6000 round darkening"});
+  EXPECT_EQ(blue_red_in_the_middle(), std::make_pair(0, 0));
+  EXPECT_THAT(Drawn(ink, PictureFormat::kSvg), HasSubstr("mix-blend-mode:multiply"));
+}
+
+TEST(Render, TellsWhatItShows) {
+  RenderOptions options;
+  options.layout.page = "1.1.1.1";
+  options.layout.page_size = PageSize{25, 25};
+  const Rendering one =
+      Render(InkOn({"1.1.1.1", "1.1.1.2", "1.1.1.2"}), PictureFormat::kSvg, options);
+  EXPECT_EQ(one.pages, 1u);
+  EXPECT_EQ(one.strokes, 1u);
+  EXPECT_EQ(one.points, 2u);
+  EXPECT_EQ(one.strokes_off_paper, 1u);
+}
+
+TEST(Render, InkWithoutStrokesIsRefused) {
+  EXPECT_EQ(RefusalOf(Ink(), PictureFormat::kSvg), "no strokes to draw");
+}
+
+TEST(Render, APictureTooLargeToHoldIsRefusedBeforeItIsMade) {
+  Ink ink = InkOn({"1.1.1.1"});
+  std::get<Stroke>(ink.items[0]).samples[2].x_um = 2147483647;
+  EXPECT_THAT(RefusalOf(ink, PictureFormat::kPng), StartsWith("the picture would be "));
+  EXPECT_THAT(RefusalOf(ink, PictureFormat::kPdf), StartsWith("the page would be "));
+}
+
+TEST(Render, InkFarBesideThePaperDoesNotReachIt) {
+  Ink ink = InkOn({"1.1.1.1"});
+  for (Stf2Sample& sample : std::get<Stroke>(ink.items[0]).samples) sample.x_um += 2000000000;
+  RenderOptions options;
+  options.layout.page_size = ParsePageSize("A5");
+  options.dpi = 50;
+  const Pixels pixels(Drawn(ink, PictureFormat::kPng, options));
+  for (int y = 0; y < pixels.height(); ++y) {
+    for (int x = 0; x < pixels.width(); ++x) ASSERT_EQ(pixels.At(x, y, 0), 255);
+  }
+}
+
+// An independent renderer of SVG sees the same picture: it differs by the shade of edge pixels
+// alone.
+TEST(Render, TheSvgDrawnByAnotherRendererIsOurPng) {
+  const TestRoot root;
+  const Ink ink = SampleInk("handwriting.inkml");
+  RenderOptions options;
+  options.layout.page = "1.2.3.4";
+  options.layout.page_size = PageSize{101.6, 152.4};  // 600 and 900 whole pixels
+  options.dpi = 150;
+  const std::string svg_file = (root.path() / "ink.svg").string();
+  const std::string png_file = (root.path() / "ink.png").string();
+  WriteFile(svg_file, Drawn(ink, PictureFormat::kSvg, options));
+  const Pixels ours(Drawn(ink, PictureFormat::kPng, options));
+  ASSERT_TRUE(ours.valid());
+  const std::string command = "rsvg-convert -w " + std::to_string(ours.width()) + " -h " +
+                              std::to_string(ours.height()) + " -o '" + png_file + "' '" +
+                              svg_file + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  const Pixels theirs(ReadFile(png_file));
+  ASSERT_TRUE(theirs.valid());
+  ASSERT_EQ(theirs.width(), ours.width());
+  ASSERT_EQ(theirs.height(), ours.height());
+  std::size_t inked = 0;
+  std::size_t apart = 0;
+  double difference = 0;
+  for (int y = 0; y < ours.height(); ++y) {
+    for (int x = 0; x < ours.width(); ++x) {
+      const int distance = std::abs(ours.At(x, y, 1) - theirs.At(x, y, 1));
+      inked += ours.At(x, y, 1) < 200;
+      apart += distance > 64;
+      difference += distance;
+    }
+  }
+  ASSERT_GT(inked, 5000u);
+  EXPECT_LT(apart, inked / 500);
+  EXPECT_LT(difference / static_cast<double>(inked), 4);
+}
+
+}  // namespace
+}  // namespace TalvoInk

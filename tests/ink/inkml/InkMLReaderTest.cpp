@@ -1,0 +1,392 @@
+#include <gmock/gmock.h>
+
+#include "ink/InkSupport.h"
+
+namespace TalvoInk {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string FirstPositions(const Reading& reading) {
+  const std::vector<Stroke> strokes = reading.Strokes();
+  return strokes.empty() ? "no strokes: " + reading.refusal : Positions(strokes[0]);
+}
+
+// A context whose X and Y have the given attributes, and a trace in it.
+std::string WithChannels(const std::string& x, const std::string& y, const std::string& more,
+                         const std::string& trace) {
+  return Document("<definitions><context xml:id='c'><inkSource><traceFormat><channel name='X' " +
+                  x + "/><channel name='Y' " + y + "/></traceFormat>" + more +
+                  "</inkSource></context></definitions><trace contextRef='#c'>" + trace +
+                  "</trace>");
+}
+
+TEST(InkMLReader, AStrokeIsPenDownItsPointsAndPenUp) {
+  const Reading reading = ReadDocument(TraceDocument("1 2, 3 4"));
+  ASSERT_EQ(reading.Strokes().size(), 1u);
+  EXPECT_TRUE(SameSamples(
+      reading.Strokes()[0].samples,
+      {Sample(STF2_SAMPLE_PEN_DOWN, 1000, 2000), Sample(STF2_SAMPLE_COORDINATE, 1000, 2000),
+       Sample(STF2_SAMPLE_COORDINATE, 3000, 4000), Sample(STF2_SAMPLE_PEN_UP, 3000, 4000)}));
+}
+
+TEST(InkMLReader, WithoutATraceFormatTheChannelsAreXAndY) {
+  const Reading reading = ReadDocument(Document("<trace>10 20, 96 48</trace>"));
+  EXPECT_EQ(FirstPositions(reading), "2646,5292 25400,12700");
+  EXPECT_THAT(reading.losses, Contains("X and Y without a unit; px taken"));
+}
+
+TEST(InkMLReader, AThirdValueWithoutADeclaredChannelIsNeverGuessed) {
+  const Reading reading = ReadDocument(Document("<trace>10 20 0.5, 30 40 0.9</trace>"));
+  EXPECT_EQ(reading.Strokes()[0].samples[0].force, 0);
+  EXPECT_TRUE(reading.Lost("values without a declared channel dropped: 2"));
+}
+
+TEST(InkMLReader, LengthsOfEveryUnitBecomeMicrometres) {
+  const std::pair<const char*, const char*> units[] = {
+      {"mm", "1000,2000"}, {"cm", "10000,20000"}, {"in", "25400,50800"},   {"pt", "353,706"},
+      {"px", "265,529"},   {"himetric", "10,20"}, {"m", "1000000,2000000"}};
+  for (const auto& [unit, positions] : units) {
+    const std::string attribute = std::string("units='") + unit + "'";
+    EXPECT_EQ(FirstPositions(ReadDocument(WithChannels(attribute, attribute, "", "1 2"))),
+              positions)
+        << unit;
+  }
+}
+
+TEST(InkMLReader, UnitsMayBeSpelledOutInEitherCaseWithBlanks) {
+  const std::pair<const char*, const char*> units[] = {
+      {" MM ", "1000,2000"},         {"Millimeters", "1000,2000"}, {"millimetre", "1000,2000"},
+      {"Inch", "25400,50800"},       {"inches", "25400,50800"},    {"IN", "25400,50800"},
+      {"points", "353,706"},         {"pixel", "265,529"},         {"HIMETRIC", "10,20"},
+      {"centimeters", "10000,20000"}};
+  for (const auto& [unit, positions] : units) {
+    const std::string attribute = std::string("units='") + unit + "'";
+    const Reading reading = ReadDocument(WithChannels(attribute, attribute, "", "1 2"));
+    EXPECT_EQ(FirstPositions(reading), positions) << unit;
+    EXPECT_FALSE(reading.Lost("X and Y without a unit; px taken")) << unit;
+  }
+}
+
+TEST(InkMLReader, AChannelWithoutAUnitTakesTheOthersAndThatIsTold) {
+  const Reading reading = ReadDocument(WithChannels("units='mm'", "", "", "1 2"));
+  EXPECT_EQ(FirstPositions(reading), "1000,2000");
+  EXPECT_TRUE(reading.Lost("Y without a unit; that of the other taken"));
+}
+
+TEST(InkMLReader, AnUnknownUnitIsToldAndAUnitOfTheDeviceSaysNothing) {
+  EXPECT_TRUE(ReadDocument(WithChannels("units='furlong'", "units='furlong'", "", "1 2"))
+                  .Lost("unit 'furlong' of channel X is not known"));
+  const Reading device = ReadDocument(WithChannels("units=' DEV'", "units='dev'", "", "1 2"));
+  EXPECT_THAT(device.losses, ElementsAre("X and Y without a unit; px taken"));
+}
+
+TEST(InkMLReader, AResolutionMayBeGivenInDotsPerInch) {
+  for (const char* unit : {"dpi", "dots/inch", "1/ in", "1/Inch"}) {
+    const std::string properties =
+        "<channelProperties><channelProperty channel='x' name='resolution' value='100' units='" +
+        std::string(unit) + "'/></channelProperties>";
+    EXPECT_EQ(FirstPositions(
+                  ReadDocument(WithChannels("units='dev'", "units='dev'", properties, "100 200"))),
+              "25400,50800")
+        << unit;
+  }
+}
+
+TEST(InkMLReader, DeviceUnitsAreCountsOfTheirResolution) {
+  const std::string properties =
+      "<channelProperties><channelProperty channel='X' name='resolution' value='100' "
+      "units='1/mm'/><channelProperty channel='Y' name='resolution' value='200' "
+      "units='1/cm'/></channelProperties>";
+  EXPECT_EQ(FirstPositions(
+                ReadDocument(WithChannels("units='dev'", "units='dev'", properties, "100 200"))),
+            "1000,10000");
+}
+
+TEST(InkMLReader, WholeNumbersWithAResolutionAreCountsWhateverTheirUnit) {
+  const std::string properties =
+      "<channelProperties><channelProperty channel='X' name='resolution' value='1000' "
+      "units='1/in'/><channelProperty channel='Y' name='resolution' value='2000' "
+      "units='1/in'/></channelProperties>";
+  EXPECT_EQ(
+      FirstPositions(ReadDocument(WithChannels(
+          "type='integer' units='in'", "type='integer' units='in'", properties, "1000 1000"))),
+      "25400,12700");
+}
+
+TEST(InkMLReader, AResolutionOfZeroSaysNothing) {
+  const std::string properties =
+      "<channelProperties><channelProperty channel='X' name='resolution' value='0' "
+      "units='1/in'/></channelProperties>";
+  const Reading reading =
+      ReadDocument(WithChannels("units='dev'", "units='dev'", properties, "0 0, 100 100"));
+  EXPECT_EQ(FirstPositions(reading), "0,0 26458,26458");
+  EXPECT_TRUE(reading.Lost("X and Y without a unit; px taken"));
+}
+
+TEST(InkMLReader, InkTooLargeForPixelsIsTakenAsHimetric) {
+  const Reading reading = ReadDocument(Document("<trace>0 0, 20000 10000</trace>"));
+  EXPECT_EQ(FirstPositions(reading), "0,0 200000,100000");
+  EXPECT_TRUE(reading.Lost("X and Y without a unit; himetric taken"));
+}
+
+TEST(InkMLReader, InkOfNoPlausibleUnitIsScaledToAHandsWidth) {
+  const Reading reading = ReadDocument(Document("<trace>0 0, 1 0.5</trace>"));
+  EXPECT_EQ(FirstPositions(reading), "0,0 100000,50000");
+}
+
+TEST(InkMLReader, TheUnitOfUnitlessInkCanBeGiven) {
+  InkMLOptions options;
+  options.unit_um = 1000;
+  EXPECT_EQ(FirstPositions(ReadDocument(Document("<trace>1 2</trace>"), options)), "1000,2000");
+}
+
+TEST(InkMLReader, AChannelThatGrowsUpwardIsTurned) {
+  EXPECT_EQ(FirstPositions(ReadDocument(
+                WithChannels("units='mm'", "units='mm' orientation='-ve'", "", "1 2"))),
+            "1000,-2000");
+}
+
+TEST(InkMLReader, ForceIsScaledFromItsRange) {
+  const Reading reading = ReadDocument(
+      TraceDocument("1 1 0, 2 2 500, 3 3 1000", "<channel name='F' min='0' max='1000'/>"));
+  const std::vector<Stf2Sample> samples = reading.Strokes()[0].samples;
+  EXPECT_EQ(samples[1].force, 0);
+  EXPECT_EQ(samples[2].force, 32768);
+  EXPECT_EQ(samples[3].force, 65535);
+}
+
+TEST(InkMLReader, ForceWithoutARangeIsTakenToFillTheNextCommonOne) {
+  const Reading reading =
+      ReadDocument(TraceDocument("1 1 0.5, 2 2 1", "<channel name='F' type='decimal'/>"));
+  EXPECT_EQ(reading.Strokes()[0].samples[2].force, 65535);
+  EXPECT_TRUE(reading.Lost("force without a range; 0 to 1 taken"));
+  EXPECT_TRUE(ReadDocument(TraceDocument("1 1 700", "<channel name='F'/>"))
+                  .Lost("force without a range; 0 to 1023 taken"));
+}
+
+TEST(InkMLReader, ForceBeyondItsRangeIsCutAndTold) {
+  const Reading reading =
+      ReadDocument(TraceDocument("1 1 200, 2 2 -5", "<channel name='F' max='100'/>"));
+  EXPECT_EQ(reading.Strokes()[0].samples[1].force, 65535);
+  EXPECT_EQ(reading.Strokes()[0].samples[2].force, 0);
+  EXPECT_TRUE(reading.Lost("forces beyond the stated range cut: 2"));
+}
+
+TEST(InkMLReader, ChannelsThatInkCantHoldAreDroppedByName) {
+  const Reading reading = ReadDocument(
+      TraceDocument("1 2 45 60, 3 4 46 61", "<channel name='OTx'/><channel name='OTy'/>"));
+  EXPECT_EQ(FirstPositions(reading), "1000,2000 3000,4000");
+  EXPECT_TRUE(reading.Lost("channel OTx dropped"));
+  EXPECT_TRUE(reading.Lost("channel OTy dropped"));
+}
+
+TEST(InkMLReader, ColourWidthAndTransparencyComeFromTheBrush) {
+  const Reading reading = ReadDocument(
+      Document("<definitions><brush xml:id='b'><brushProperty name='width' value='.053' "
+               "units='mm'/><brushProperty name='color' value='\\#00AA24'/><brushProperty "
+               "name='transparency' value='55'/></brush></definitions>"
+               "<trace brushRef='#b'>1 2</trace><trace>3 4</trace>"));
+  ASSERT_EQ(reading.Strokes().size(), 2u);
+  EXPECT_EQ(reading.Strokes()[0].color, 0xC800AA24u);
+  EXPECT_EQ(reading.Strokes()[0].width_um, 53u);
+  EXPECT_EQ(reading.Strokes()[1].color, kBlack);
+  EXPECT_EQ(reading.Strokes()[1].width_um, 0u);
+}
+
+TEST(InkMLReader, GroupsPassTheirContextBrushAndPageDown) {
+  const Reading reading = ReadDocument(Document(
+      "<definitions><context xml:id='c'><traceFormat><channel name='Y' units='mm'/><channel "
+      "name='X' units='mm'/></traceFormat></context><brush xml:id='b'><brushProperty "
+      "name='color' value='#FF0000'/></brush></definitions>"
+      "<traceGroup contextRef='#c' brushRef='#b'><annotation type='page'>1.2.3.4</annotation>"
+      "<traceGroup><trace>1 2</trace></traceGroup></traceGroup>"));
+  ASSERT_EQ(reading.Strokes().size(), 1u);
+  EXPECT_EQ(Positions(reading.Strokes()[0]), "2000,1000");
+  EXPECT_EQ(reading.Strokes()[0].color, 0xFFFF0000u);
+  EXPECT_EQ(reading.Strokes()[0].page, "1.2.3.4");
+}
+
+TEST(InkMLReader, TheNearestPageCounts) {
+  const Reading reading = ReadDocument(Document(
+      "<annotation type='page'>1.1.1.1</annotation><trace>1 2</trace>"
+      "<traceGroup><annotation type='page'>1.1.1.2</annotation><trace>1 2</trace></traceGroup>"));
+  EXPECT_EQ(reading.Strokes()[0].page, "1.1.1.1");
+  EXPECT_EQ(reading.Strokes()[1].page, "1.1.1.2");
+}
+
+TEST(InkMLReader, PenAndPageCanBeGivenFromOutside) {
+  InkMLOptions options;
+  options.pen = 7;
+  options.page = "9.9.9.9";
+  const Reading reading =
+      ReadDocument(Document("<annotation type='pen'>0123-4567-89AB-CDEF</annotation>"
+                            "<annotation type='page'>1.1.1.1</annotation><trace>1 2</trace>"),
+                   options);
+  EXPECT_EQ(reading.ink.pen, 7u);
+  EXPECT_EQ(reading.Strokes()[0].page, "9.9.9.9");
+}
+
+TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
+  InkMLOptions options;
+  options.page = "1.2.3.9";
+  options.page_for_each_group = true;
+  const Reading reading =
+      ReadDocument(Document("<traceGroup><trace>1 2</trace></traceGroup>"
+                            "<traceGroup><traceGroup><trace>1 2</trace></traceGroup></traceGroup>"),
+                   options);
+  EXPECT_EQ(reading.Strokes()[0].page, "1.2.3.9");
+  EXPECT_EQ(reading.Strokes()[1].page, "1.2.3.10");
+}
+
+TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes) {
+  InkMLOptions options;
+  options.page = "1.2.3.4";
+  options.page_for_each_group = true;
+  const Reading reading = ReadDocument(
+      Document("<annotation type='page'>9.9.9.9</annotation>"
+               "<traceGroup/><traceGroup><trace/><traceGroup/></traceGroup>"
+               "<traceGroup><annotation type='page'>8.8.8.8</annotation><trace>1 2</trace>"
+               "<traceGroup><annotation type='page'>7.7.7.7</annotation><trace>1 2</trace>"
+               "</traceGroup></traceGroup>"
+               "<trace>1 2</trace><traceGroup><trace>1 2</trace></traceGroup><trace>1 2</trace>"),
+      options);
+  std::string pages;
+  for (const Stroke& stroke : reading.Strokes()) pages += stroke.page.value_or("none") + " ";
+  EXPECT_EQ(pages, "1.2.3.4 1.2.3.4 1.2.3.5 1.2.3.6 1.2.3.5 ");
+}
+
+TEST(InkMLReader, GroupsBeyondTheLastPageAreRefused) {
+  InkMLOptions options;
+  options.page = "1.2.3.2147483647";
+  options.page_for_each_group = true;
+  EXPECT_EQ(ReadDocument(Document("<traceGroup><trace>1 2</trace></traceGroup>\n"
+                                  "<traceGroup><trace>1 2</trace></traceGroup>"),
+                         options)
+                .refusal,
+            "line 2, column 14: no page 1 behind 1.2.3.2147483647: the last field goes up to "
+            "2147483647");
+}
+
+TEST(InkMLReader, ThePenIsReadFromItsAnnotation) {
+  EXPECT_EQ(
+      ReadDocument(Document("<annotation type='pen'> 0123-4567-89AB-CDEF </annotation>")).ink.pen,
+      81985529216486895u);
+}
+
+TEST(InkMLReader, AFileWithoutAPenGetsPenZeroAndSaysSo) {
+  const Reading reading = ReadDocument(TraceDocument("1 2"));
+  EXPECT_EQ(reading.ink.pen, 0u);
+  EXPECT_TRUE(reading.is_pen_assumed);
+  EXPECT_FALSE(ReadDocument("<ink><annotation type='pen'>0123-4567-89AB-CDEF</annotation>"
+                            "<trace>1 2</trace></ink>")
+                   .is_pen_assumed);
+}
+
+TEST(InkMLReader, AnnotationsOfTheDocumentBecomeProperties) {
+  const Reading reading = ReadDocument(
+      Document("<annotation type='writer'> Ada &amp; co </annotation><trace>1 2</trace>"));
+  ASSERT_FALSE(reading.ink.items.empty());
+  EXPECT_EQ(std::get<Property>(reading.ink.items[0]), (Property{"writer", "Ada & co"}));
+}
+
+TEST(InkMLReader, PrefixesAndNamespacesOfElementsDontMatter) {
+  for (const char* name :
+       {"http://www.w3.org/2003/InkML", "http://www.w3.org/TR/InkML", "urn:else"}) {
+    const Reading reading =
+        ReadDocument("<i:ink xmlns:i='" + std::string(name) + "'><i:trace>10 20</i:trace></i:ink>");
+    EXPECT_EQ(reading.Strokes().size(), 1u) << name << reading.refusal;
+  }
+  EXPECT_EQ(ReadDocument("<ink><trace>10 20</trace></ink>").Strokes().size(), 1u);
+}
+
+TEST(InkMLReader, WhatStandsInForeignAnnotationsIsNotInk) {
+  const Reading reading = ReadDocument(
+      Document("<annotationXML><e:emma><m:context xml:id='c'/><ink><trace>1 2</trace></ink>"
+               "</e:emma></annotationXML><trace>10 20</trace>"));
+  EXPECT_EQ(reading.Strokes().size(), 1u);
+}
+
+TEST(InkMLReader, AByteOrderMarkAndUtf16AreRead) {
+  EXPECT_EQ(ReadDocument("\xEF\xBB\xBF<ink><trace>10 20</trace></ink>").Strokes().size(), 1u);
+  std::string wide = "\xFF\xFE";
+  for (const char c : std::string("<?xml version='1.0' encoding='UTF-16'?><ink><trace>10 "
+                                  "20</trace></ink>")) {
+    wide += c;
+    wide += '\0';
+  }
+  EXPECT_EQ(ReadDocument(wide).Strokes().size(), 1u) << ReadDocument(wide).refusal;
+}
+
+TEST(InkMLReader, EmptyTracesAreLeftOutAndTold) {
+  const Reading reading = ReadDocument(Document("<trace/><trace> </trace><trace>10 20</trace>"));
+  EXPECT_EQ(reading.Strokes().size(), 1u);
+  EXPECT_TRUE(reading.Lost("traces without points left out: 2"));
+}
+
+TEST(InkMLReader, ASinglePointIsADot) {
+  EXPECT_EQ(FirstPositions(ReadDocument(TraceDocument("1 2"))), "1000,2000");
+}
+
+TEST(InkMLReader, CommentsAndCDataInsideATraceDontStopIt) {
+  EXPECT_EQ(FirstPositions(ReadDocument(TraceDocument("1 2,<!-- here --> 3 <![CDATA[4, 5 6]]>"))),
+            "1000,2000 3000,4000 5000,6000");
+}
+
+TEST(InkMLReader, TracesInDefinitionsAreInkWhereAViewShowsThemAndOnlyOnce) {
+  const Reading reading = ReadDocument(
+      Document("<definitions><trace xml:id='t'>10 20</trace><trace xml:id='u'>1 1</trace>"
+               "</definitions><traceView traceDataRef='#t'/>"
+               "<traceView><traceView traceDataRef='#t'/></traceView>"));
+  EXPECT_EQ(reading.Strokes().size(), 1u);
+}
+
+TEST(InkMLReader, AViewOfTracesInTheBodyAddsNothing) {
+  const Reading reading =
+      ReadDocument(Document("<trace xml:id='t'>10 20</trace><traceView traceDataRef='#t'/>"));
+  EXPECT_EQ(reading.Strokes().size(), 1u);
+}
+
+TEST(InkMLReader, TheLastContextInTheBodyHoldsForTheTracesBehindIt) {
+  const Reading reading =
+      ReadDocument(Document("<context><traceFormat><channel name='X' units='mm'/><channel name='Y' "
+                            "units='mm'/></traceFormat></context><trace>1 2</trace>"
+                            "<context><traceFormat><channel name='X' units='cm'/><channel name='Y' "
+                            "units='cm'/></traceFormat></context><trace>1 2</trace>"));
+  EXPECT_EQ(Positions(reading.Strokes()[0]), "1000,2000");
+  EXPECT_EQ(Positions(reading.Strokes()[1]), "10000,20000");
+}
+
+TEST(InkMLReader, AFormatThatStandsAloneHoldsForTracesWithoutAContext) {
+  const Reading reading = ReadDocument(
+      Document("<traceFormat><channel name='X' units='cm'/><channel name='Y' units='cm'/>"
+               "</traceFormat><trace>1 2</trace>"));
+  EXPECT_EQ(FirstPositions(reading), "10000,20000");
+}
+
+TEST(InkMLReader, ReferencesToNothingAreTold) {
+  const Reading reading =
+      ReadDocument(Document("<trace contextRef='#gone' brushRef='#lost'>10 20</trace>"));
+  EXPECT_TRUE(reading.Lost("contextRef '#gone' to nothing"));
+  EXPECT_TRUE(reading.Lost("brushRef '#lost' to nothing"));
+}
+
+TEST(InkMLReader, TracesOfALiftedPenAreLeftOut) {
+  const Reading reading = ReadDocument(Document("<trace type='penUp'>1 2</trace>"));
+  EXPECT_THAT(reading.Strokes(), IsEmpty());
+  EXPECT_TRUE(reading.Lost("traces of a lifted pen left out: 1"));
+}
+
+TEST(InkMLReader, IntermittentChannelsMayBeMissing) {
+  const Reading reading = ReadDocument(Document(
+      "<traceFormat><channel name='X' units='mm'/><channel name='Y' units='mm'/>"
+      "<intermittentChannels><channel name='F' max='10'/></intermittentChannels></traceFormat>"
+      "<trace>1 2, 3 4 10</trace>"));
+  EXPECT_EQ(reading.Strokes()[0].samples[1].force, 0);
+  EXPECT_EQ(reading.Strokes()[0].samples[2].force, 65535);
+}
+
+}  // namespace
+}  // namespace TalvoInk
