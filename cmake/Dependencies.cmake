@@ -5,6 +5,7 @@ find_package(Boost 1.74 REQUIRED COMPONENTS system filesystem thread serializati
 find_package(spdlog REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(pugixml REQUIRED)
+find_package(ZLIB REQUIRED)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)

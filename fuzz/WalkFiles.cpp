@@ -11,7 +11,7 @@
 #include "common/Common.h"
 #include "config/FilesConfig.h"
 #include "storage/ArchiveChange.h"
-#include "storage/RoutingInfoFile.h"
+#include "storage/RoutingInfoFormat.h"
 
 using namespace TalvoQuillpost;
 

@@ -5,16 +5,18 @@
 #include <optional>
 #include <string>
 
-#include "Ink.h"
-#include "InkMLReader.h"
-#include "InkMLWriter.h"
-#include "Losses.h"
-#include "Outline.h"
-#include "Refusal.h"
+#include "ink/Ink.h"
+#include "ink/InkError.h"
+#include "ink/Losses.h"
+#include "ink/Stf2File.h"
+#include "ink/Tips.h"
+#include "ink/drawing/Outline.h"
+#include "ink/inkml/InkMLReader.h"
+#include "ink/inkml/InkMLWriter.h"
 
 namespace {
 
-using namespace InkTool;
+using namespace TalvoInk;
 
 void Expect(bool condition, const char* promise) {
   if (condition) return;
@@ -27,7 +29,7 @@ std::optional<Ink> Read(const std::string& bytes, const InkMLOptions& options) {
   Losses losses;
   try {
     return ReadInkML(bytes, options, losses);
-  } catch (const Refusal& refusal) {
+  } catch (const InkError& refusal) {
     Expect(refusal.what()[0] != '\0', "a refusal has a reason");
     return std::nullopt;
   }
@@ -37,18 +39,19 @@ std::optional<Ink> Read(const std::string& bytes, const InkMLOptions& options) {
 std::optional<std::string> Write(const Ink& ink) {
   try {
     return WriteStf2(ink);
-  } catch (const Refusal&) {
+  } catch (const InkError&) {
     return std::nullopt;
   }
 }
 
 void CheckInk(const Ink& ink, std::size_t size) {
+  const Tips tips(ink);
   std::size_t samples = 0;
   for (const Item& item : ink.items) {
     const auto* stroke = std::get_if<Stroke>(&item);
     if (stroke == nullptr) continue;
     samples += stroke->samples.size();
-    for (const Polygon& polygon : OutlineOf(*stroke)) {
+    for (const Polygon& polygon : OutlineOf(*stroke, tips.Of(*stroke))) {
       Expect(!polygon.empty(), "a polygon has corners");
     }
   }

@@ -34,7 +34,7 @@ constexpr std::string_view kPenSerialCharacters =
 constexpr std::string_view kAppIDCharacters =
     "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz ._:-";
 
-constexpr int kPrepareAttempts = 8;
+constexpr int kPrepareAttempts = 100;
 
 constexpr char kScratchFilePrefix[] = "stf2.";
 
@@ -124,26 +124,32 @@ fs::file_type TypeOf(int directory, const dirent& entry) {
   return S_ISDIR(status.st_mode) ? fs::directory_file : fs::type_unknown;
 }
 
-// Calls `visit` with the name of every entry that is of the wanted type.
+// Calls `visit` with the name of every entry that is of the wanted type, until it returns false.
+// `has_asked` tells whether something beside the directory had a say.
 template <typename Visit>
-bool VisitEntries(const fs::path& directory, fs::file_type wanted, bool hidden,
-                  const Visit& visit) {
+bool VisitEntries(const fs::path& directory, fs::file_type wanted, bool hidden, const Visit& visit,
+                  bool* has_asked = nullptr) {
   boost::system::error_code error;
   if (fs::status(directory, error).type() != fs::directory_file) return false;
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.c_str()), ::closedir);
+  DIR* opened = ::opendir(directory.c_str());
+  while (opened == nullptr && errno == EINTR) opened = ::opendir(directory.c_str());
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(opened, ::closedir);
   if (!stream && errno == ENOENT) return false;  // gone meanwhile
   if (!stream) ThrowListingError("can't list directory", directory);
   // Without the right to search the directory no entry can be asked for its type, and none counts.
   struct stat status;
   const int descriptor = ::dirfd(stream.get());
   const bool searchable = ::fstatat(descriptor, ".", &status, 0) == 0;
+  if (!searchable && has_asked != nullptr) *has_asked = true;
   for (;;) {
     errno = 0;
     const dirent* const entry = ::readdir(stream.get());
     if (entry == nullptr) break;
     const std::string_view name = entry->d_name;
     if (!searchable || name == "." || name == ".." || (!hidden && name.front() == '.')) continue;
-    if (TypeOf(descriptor, *entry) == wanted) visit(entry->d_name);
+    const bool is_told = entry->d_type != DT_LNK && entry->d_type != DT_UNKNOWN;
+    if (!is_told && has_asked != nullptr) *has_asked = true;
+    if (TypeOf(descriptor, *entry) == wanted && !visit(entry->d_name)) return true;
   }
   if (errno != 0) ThrowListingError("can't go on listing directory", directory);
   return true;
@@ -153,14 +159,16 @@ bool ListEntries(const fs::path& directory, fs::file_type wanted, bool hidden,
                  std::set<fs::path>& out) {
   out.clear();
   return VisitEntries(directory, wanted, hidden,
-                      [&](const char* name) { out.insert(directory / name); });
+                      [&](const char* name) { return out.insert(directory / name), true; });
 }
 
 bool ListNames(const fs::path& directory, fs::file_type wanted, bool hidden,
                std::vector<std::string>& out) {
   out.clear();
-  const bool listed =
-      VisitEntries(directory, wanted, hidden, [&](const char* name) { out.emplace_back(name); });
+  const bool listed = VisitEntries(directory, wanted, hidden, [&](const char* name) {
+    out.emplace_back(name);
+    return true;
+  });
   std::sort(out.begin(), out.end());
   return listed;
 }
@@ -292,6 +300,22 @@ bool ListFileNames(const fs::path& directory, std::vector<std::string>& out) {
 
 bool ListDirectoryNames(const fs::path& directory, std::vector<std::string>& out) {
   return ListNames(directory, fs::directory_file, true, out);
+}
+
+bool HasFiles(const fs::path& directory, bool& out) {
+  out = false;
+  return VisitEntries(directory, fs::regular_file, false, [&](const char*) {
+    out = true;
+    return false;
+  });
+}
+
+bool VisitFileNames(const fs::path& directory, const std::function<void(const char*)>& visit) {
+  bool has_asked = false;
+  const bool is_listed = VisitEntries(
+      directory, fs::regular_file, false, [&](const char* name) { return visit(name), true; },
+      &has_asked);
+  return is_listed && !has_asked;
 }
 
 }  // namespace Common

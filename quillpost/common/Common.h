@@ -4,6 +4,7 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -71,6 +72,15 @@ bool ListDirectories(const boost::filesystem::path& directory,
 // reading the directory fails `out` holds the names so far, in no order.
 bool ListFileNames(const boost::filesystem::path& directory, std::vector<std::string>& out);
 bool ListDirectoryNames(const boost::filesystem::path& directory, std::vector<std::string>& out);
+
+// Whether ListFileNames would give a name, without reading on behind the first one.
+bool HasFiles(const boost::filesystem::path& directory, bool& out);
+
+// Calls `visit` with each name that ListFileNames would give, in no order, without keeping them.
+// True if the directory itself told all about its entries: it could be read, and none was a link.
+// Throws as ListFiles.
+bool VisitFileNames(const boost::filesystem::path& directory,
+                    const std::function<void(const char* name)>& visit);
 
 }  // namespace Common
 }  // namespace TalvoQuillpost

@@ -19,7 +19,9 @@ namespace {
 // Linux moves at most this many bytes in one read or write.
 constexpr std::size_t kMaxTransfer = 0x7ffff000;
 
-boost::system::error_code LastError() {
+using boost::system::error_code;
+
+error_code LastError() {
   return boost::system::error_code(errno, boost::system::system_category());
 }
 
@@ -55,7 +57,8 @@ void Descriptor::Reset(int value) {
 
 boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, int flags,
                                           Descriptor& out) {
-  out.Reset(::open(file.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666));
+  const int all_flags = flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  out.Reset(Uninterrupted([&] { return ::open(file.c_str(), all_flags, 0666); }));
   if (!out.is_open()) return LastError();
   struct stat status;
   boost::system::error_code error;
@@ -71,8 +74,8 @@ boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, i
 boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t size_bytes) {
   const char* position = static_cast<const char*>(data);
   while (size_bytes > 0) {
-    const ssize_t written = ::write(descriptor, position, std::min(size_bytes, kMaxTransfer));
-    if (written < 0 && errno == EINTR) continue;
+    const ssize_t written = Uninterrupted(
+        [&] { return ::write(descriptor, position, std::min(size_bytes, kMaxTransfer)); });
     if (written < 0) return LastError();
     position += written;
     size_bytes -= static_cast<std::size_t>(written);
@@ -95,9 +98,41 @@ boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const vo
   return {};
 }
 
-boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes) {
-  if (::ftruncate(descriptor, static_cast<off_t>(size_bytes)) != 0) return LastError();
+boost::system::error_code ReadAt(int descriptor, std::uint64_t offset, std::size_t size_bytes,
+                                 std::string& bytes) {
+  bytes.resize(size_bytes);
+  for (std::size_t done = 0; done < size_bytes;) {
+    const ssize_t got =
+        ::pread(descriptor, bytes.data() + done, std::min(size_bytes - done, kMaxTransfer),
+                static_cast<off_t>(offset + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return LastError();
+    if (got == 0) return make_error_code(boost::system::errc::io_error);
+    done += static_cast<std::size_t>(got);
+  }
   return {};
+}
+
+boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes) {
+  const auto length = static_cast<off_t>(size_bytes);
+  return Uninterrupted([&] { return ::ftruncate(descriptor, length); }) == 0 ? error_code()
+                                                                             : LastError();
+}
+
+boost::system::error_code Sync(int descriptor) {
+  return Uninterrupted([&] { return ::fdatasync(descriptor); }) == 0 ? error_code() : LastError();
+}
+
+boost::system::error_code SyncFileSystem(int descriptor) {
+  return Uninterrupted([&] { return ::syncfs(descriptor); }) == 0 ? error_code() : LastError();
+}
+
+boost::system::error_code SyncDirectory(const boost::filesystem::path& directory) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  const Descriptor descriptor(Uninterrupted([&] { return ::open(directory.c_str(), kFlags); }));
+  if (!descriptor.is_open()) return LastError();
+  if (Uninterrupted([&] { return ::fsync(descriptor.get()); }) == 0) return {};
+  return errno == EINVAL || errno == ENOTSUP ? error_code() : LastError();
 }
 
 // Without asking first, as the library does, what it is that is to be removed.
@@ -149,8 +184,7 @@ boost::system::error_code CopyFile(const boost::filesystem::path& source, int ta
   if (const auto error = OpenRegularFile(source, O_RDONLY, from)) return error;
   std::array<char, 64 * 1024> buffer;
   for (;;) {
-    if (may_go_on && !may_go_on())
-      return make_error_code(boost::system::errc::operation_canceled);
+    if (may_go_on && !may_go_on()) return make_error_code(boost::system::errc::operation_canceled);
     const ssize_t got = ::read(from.get(), buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return LastError();

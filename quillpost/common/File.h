@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <errno.h>
+
 #include <boost/filesystem/path.hpp>
 #include <boost/system/error_code.hpp>
 #include <cstdint>
@@ -12,6 +14,15 @@
 
 namespace TalvoQuillpost {
 namespace Common {
+
+// Makes a system call again as long as a signal interrupts it. For calls that answer -1 if they
+// fail.
+template <typename Call>
+auto Uninterrupted(const Call& call) {
+  auto result = call();
+  while (result == -1 && errno == EINTR) result = call();
+  return result;
+}
 
 // An open file, closed at the end of its scope.
 class Descriptor {
@@ -46,8 +57,24 @@ boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t
 boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const void* data,
                                   std::size_t size_bytes);
 
+// Reads exactly `size_bytes` bytes at `offset` into `bytes`. A file that ends before is an error.
+boost::system::error_code ReadAt(int descriptor, std::uint64_t offset, std::size_t size_bytes,
+                                 std::string& bytes);
+
 // Sets the length of the file.
 boost::system::error_code Truncate(int descriptor, std::uint64_t size_bytes);
+
+// Returns when the bytes of the file, and the length that is needed to read them, would survive a
+// power cut. Blocks for as long as the disk takes.
+boost::system::error_code Sync(int descriptor);
+
+// The same for everything on the file system that the file lies on. Costs little more than one
+// file, unless others have left much to be written.
+boost::system::error_code SyncFileSystem(int descriptor);
+
+// The same for the entries of a directory: names that were given or taken in it. That a file system
+// can't sync directories is no error: nothing more can be done for them there.
+boost::system::error_code SyncDirectory(const boost::filesystem::path& directory);
 
 // Removes a file. One that is gone already is no error; throws boost::filesystem::filesystem_error
 // for every other reason.

@@ -8,13 +8,13 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
-#include <iterator>
 #include <locale>
 #include <sstream>
 #include <vector>
 
 #include "common/Common.h"
 #include "common/File.h"
+#include "config/SubscriptionReader.h"
 
 namespace fs = boost::filesystem;
 
@@ -22,9 +22,6 @@ namespace TalvoQuillpost {
 namespace Config {
 
 namespace {
-
-// A subscription is a few lines; what is larger is none, and not read into memory.
-constexpr std::uint64_t kMaxFileBytes = 1u << 20;
 
 // The end of the number that begins at `i`: as the reader takes it, which is more than JSON allows.
 std::size_t NumberEnd(const std::string& text, std::size_t i) {
@@ -120,6 +117,13 @@ App ToApp(const std::string& id, const Json::Value& root) {
   return app;
 }
 
+bool Parse(const std::string& bytes, Json::Value& out) {
+  Json::Value root;
+  if (!ParseJson(bytes, root) || !IsSubscription(root)) return false;
+  out = root;
+  return true;
+}
+
 }  // namespace
 
 std::string GetRoot() {
@@ -131,10 +135,13 @@ bool LoadConfig(const fs::path& file, Json::Value& out) {
   Common::FileBytes bytes;
   if (Common::ReadRegularFile(file, kMaxFileBytes, bytes)) return false;
   if (bytes.size_bytes > kMaxFileBytes) return false;
+  return Parse(std::string(bytes.data.get(), bytes.size_bytes), out);
+}
+
+bool ParseSubscription(const std::string& id, const std::string& bytes, App& out) {
   Json::Value root;
-  if (!ParseJson(std::string(bytes.data.get(), bytes.size_bytes), root)) return false;
-  if (!IsSubscription(root)) return false;
-  out = root;
+  if (!Parse(bytes, root)) return false;
+  out = ToApp(id, root);
   return true;
 }
 
@@ -145,32 +152,27 @@ bool IsRegistered(const std::string& id) {
 
 bool GetApplications(std::set<App>& out) {
   out.clear();
-  const fs::path directory = GetRoot();
-  boost::system::error_code error;
-  if (fs::status(directory, error).type() == fs::file_not_found) return true;
-  std::vector<std::string> names;
-  if (!Common::ListFileNames(directory, names)) return false;
-  for (const std::string& id : names) {
-    Json::Value root;
-    if (Common::IsAppIDValid(id) && LoadConfig(directory / id, root)) out.insert(ToApp(id, root));
-  }
+  SubscriptionReader subscriptions;
+  if (!subscriptions.Read()) return false;
+  subscriptions.ForEach([&out](const App& app) { out.insert(out.end(), app); });
   return true;
 }
 
 bool FindApplications(const std::string& address, std::set<App>& out) {
   out.clear();
   if (!Common::IsPageAddressValid(address)) return false;
-  std::set<App> applications;
-  if (!GetApplications(applications)) return false;
-  for (auto application = applications.begin(); application != applications.end();) {
-    const auto& ranges = application->pageAddresses;
-    const bool claims = std::any_of(ranges.begin(), ranges.end(), [&](const std::string& range) {
-      return Common::IsPageAddressInRange(address, range);
-    });
-    application = claims ? std::next(application) : applications.erase(application);
-  }
-  out.swap(applications);
+  SubscriptionReader subscriptions;
+  if (!subscriptions.Read()) return false;
+  subscriptions.ForEach([&](const App& app) {
+    if (Claims(app, address)) out.insert(out.end(), app);
+  });
   return !out.empty();
+}
+
+bool Claims(const App& app, const std::string& address) {
+  return std::any_of(
+      app.pageAddresses.begin(), app.pageAddresses.end(),
+      [&](const std::string& range) { return Common::IsPageAddressInRange(address, range); });
 }
 
 }  // namespace Config

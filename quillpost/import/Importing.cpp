@@ -1,5 +1,6 @@
 // From a captured ink file to stroke files in the store: one for each page of plain ink, and one
-// for sealed ink, which is stored unread. Runs on the importer thread, one import at a time.
+// for sealed ink, which is stored unread. Runs on the importer thread, one import at a time. The
+// strokes of the imports that wait together are committed together (ImportGroup.h).
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoEncryption/Encryption.h>
@@ -97,6 +98,48 @@ bool IsStroke(const InkItemHandle* item) {
 }  // namespace
 
 bool Service::ImportSTF2File(const fs::path& file) {
+  ImportGroup alone;
+  bool is_stored = false;
+  ReadImport(file, alone, [&is_stored](bool result) { is_stored = result; });
+  alone.Commit();
+  return is_stored;
+}
+
+void Service::BeginImport(const fs::path& file, const ImportGroup::Done& done) {
+  const std::size_t before = imports_.size();
+  Common::RunJob("import", [&] { ReadImport(file, imports_, done); });
+  // For want of memory it may not have come into the group, and is answered all the same.
+  if (imports_.size() == before) Common::RunJob("answer of an import", [&] { done(false); });
+  CommitImports();
+}
+
+// Commits the imports that were read, unless more are waiting to be read: one commit serves all.
+void Service::CommitImports() {
+  if (waiting_imports_ > 0 && !imports_.IsFull() && !importer_queue_.IsStopped()) return;
+  imports_.Commit([this] { RouteAndDeliverInkAsync(); });
+}
+
+// Reads the file and adds the import to the group.
+void Service::ReadImport(const fs::path& file, ImportGroup& group, const ImportGroup::Done& done) {
+  auto strokes = std::make_unique<Storage::NewStrokes>();
+  bool is_read = false;
+  try {
+    is_read = ReadSTF2File(file, *strokes);
+  } catch (...) {
+    import_ = nullptr;
+    group.AddRefused(done);
+    throw;
+  }
+  if (is_read) {
+    group.Add(file, std::move(strokes), done);
+  } else {
+    group.AddRefused(done);
+  }
+}
+
+// Adds the strokes of the file to `strokes`. False, with the reason in the log, if it is refused
+// before a look at its content.
+bool Service::ReadSTF2File(const fs::path& file, Storage::NewStrokes& strokes) {
   QUILLPOST_LOG_INFORMATION("Started importing STF2 file '%s'.", file.c_str());
   if (!DoesExist(file)) {
     QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed: file does not exists.", file.c_str());
@@ -116,11 +159,10 @@ bool Service::ImportSTF2File(const fs::path& file) {
                         static_cast<unsigned long>(bytes.size_bytes));
     return false;
   }
-  if (!ImportSTF2RawData(bytes.data.get(), bytes.size_bytes)) {
-    QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed.", file.c_str());
-    return false;
-  }
-  QUILLPOST_LOG_INFORMATION("Complete importing STF2 file '%s'.", file.c_str());
+  const ImportUnderWay import = {file, strokes};
+  import_ = &import;
+  if (!ImportSTF2RawData(bytes.data.get(), bytes.size_bytes)) strokes.Fail();
+  import_ = nullptr;
   return true;
 }
 
@@ -149,7 +191,9 @@ bool Service::ImportSTF2RawData(const void* data, unsigned long size) {
   for (InkDataHandle*& part : parts) {
     // What has been stored stays; the client, which gets no answer, imports the file again.
     if (patience.IsOver()) {
-      QUILLPOST_LOG_WARNING("The import ends before its last page, because the service stops.");
+      QUILLPOST_LOG_WARNING(
+          "The import of '%s' ends before its last page, because the service stops.",
+          import_ == nullptr ? "" : import_->file.c_str());
       return false;
     }
     // One bad part does not keep the others from being stored.
@@ -198,8 +242,7 @@ bool Service::ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
   }
   const Storage::StrokeID id = {
       page_address, std::to_string(first_time) + "_" + std::to_string(last_time), kStrokeExtension};
-  const std::vector<char> bytes(written.data(), written.data() + written.size_bytes());
-  return Storage::ImportStroke(pen, id, bytes);
+  return StoreStroke(pen, id, written.data(), written.size_bytes());
 }
 
 bool Service::ImportSTF2EncryptedRawData(const void* data, unsigned long size) {
@@ -215,9 +258,15 @@ bool Service::ImportSTF2EncryptedRawData(const void* data, unsigned long size) {
   for (int i = 0; i < TALVO_PEN_BYTES; ++i) number = number << 8 | pen_bytes.data()[i];
   const Storage::StrokeID id = {Common::kEncryptedPageAddress, std::to_string(::time(nullptr)),
                                 kStrokeExtension};
+  return StoreStroke(TalvoCppUtils::PenId(number).string(), id, data, size);
+}
+
+// A stroke of an import under way is committed with the others.
+bool Service::StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
+                          std::size_t size_bytes) {
+  if (import_ != nullptr) return import_->strokes.Add(pen, id, data, size_bytes);
   const char* const bytes = static_cast<const char*>(data);
-  return Storage::ImportStroke(TalvoCppUtils::PenId(number).string(), id,
-                               std::vector<char>(bytes, bytes + size));
+  return Storage::ImportStroke(pen, id, std::vector<char>(bytes, bytes + size_bytes));
 }
 
 }  // namespace TalvoQuillpost

@@ -11,7 +11,10 @@ void Service::CleanupStorage() {
   std::set<std::string> pens;
   if (!Storage::GetKnownPens(pens)) return;
   for (const std::string& pen : pens) {
-    Common::RunJob("clean-up of a pen's ink", [&] { CleanupStorage(pen); });
+    Common::RunJob("clean-up of a pen's ink", [&] {
+      Storage::RemoveLeftoverStrokes(pen);
+      CleanupStorage(pen);
+    });
   }
 }
 

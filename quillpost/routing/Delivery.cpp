@@ -6,7 +6,9 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
+#include <chrono>
 #include <exception>
+#include <vector>
 
 #include "common/Assert.h"
 #include "common/Common.h"
@@ -51,11 +53,12 @@ Json::Value ToParameters(const Service::Client::InkPackage& package, Service::In
 
 void Service::DeliverInk() {
   QUILLPOST_LOG_INFORMATION("Delivering Ink to applications...");
-  std::set<Config::App> applications;
-  if (!Config::GetApplications(applications)) {
+  if (!subscriptions_.Read()) {
     QUILLPOST_LOG_ERROR("Ink delivery failed: can't get list of applications.");
     return;
   }
+  std::vector<Config::App> applications;
+  subscriptions_.ForEach([&](const Config::App& app) { applications.push_back(app); });
   if (applications.empty()) {
     QUILLPOST_LOG_TRACE("Ink delivery can't be performed: no apps registered.");
     return;
@@ -81,10 +84,11 @@ void Service::DeliverInk(const Config::App& application, const std::set<std::str
     const auto entry = clients_.find(application.id);
     if (entry == clients_.end()) {
       if (worker_queue_.IsStopped()) return;  // its client went with the end of the service
+      if (IsStarting(application.id)) return;
       QUILLPOST_LOG_INFORMATION(
           "We have some Ink to Deliver to application '%s'; we'll launch it ('%s').",
           application.id.c_str(), application.path.c_str());
-      TalvoOS::Actions::LaunchApplication(application.path);
+      launched_[application.id] = TalvoOS::Actions::StartApplication(application.path);
       return;  // once launched, it enables notifications and is offered the ink of all pens
     }
     const boost::shared_ptr<Client> client = entry->second;
@@ -92,6 +96,15 @@ void Service::DeliverInk(const Config::App& application, const std::set<std::str
         "delivery of a pen's ink",
         [self = shared_from_this(), client, pen] { self->DeliverInk(client, pen); });
   }
+}
+
+// Whether the application was launched a moment ago and may still be on its way to its connection.
+// Another copy of it would find the first one connected, and only cost.
+bool Service::IsStarting(const std::string& application_id) const {
+  constexpr std::chrono::seconds kTimeToConnect(10);
+  const auto program = launched_.find(application_id);
+  if (program == launched_.end() || !program->second.IsRunning()) return false;
+  return std::chrono::steady_clock::now() - program->second.start_time() < kTimeToConnect;
 }
 
 void Service::DeliverInk(boost::shared_ptr<Client> client) {
@@ -131,7 +144,7 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   Common::ScratchFile file;
   std::set<Storage::StrokeID> packed = strokes;
   if (strokes.size() == 1) {
-    // Whoever stops the delivery waits for its end, and all other clients with him.
+    // Stopping the delivery joins this thread while other clients wait.
     LongExports::Export turn(long_exports_,
                              [&client] { return client->delivery_queue.IsStopped(); });
     if (!Storage::ExportStroke(pen, *strokes.begin(), file.out(),
@@ -160,6 +173,7 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   {
     const Lock lock(client->packages_mutex);
     if (client->ended) return;  // nobody would delete this one any more
+    package.number = ++client->last_number;
     if (!client->packages.emplace(pen, package).second) {
       QUILLPOST_LOG_WARNING(
           "We won't any more Ink to application '%s', because it has not confirmed previous "

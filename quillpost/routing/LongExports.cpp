@@ -7,8 +7,9 @@ namespace TalvoQuillpost {
 
 namespace {
 
-constexpr int kPiecesOfAShortOne = 16;
-constexpr int kAtOnce = 2;
+// 1 MiB in chunks of 64 KiB, and the look at the end of the file behind them.
+constexpr int kFreeChunks = 17;
+constexpr int kMaxConcurrent = 2;
 
 }  // namespace
 
@@ -23,9 +24,10 @@ LongExports::Export::~Export() {
 }
 
 bool LongExports::Export::MayGoOn() {
-  if (!has_turn_ && ++pieces_ > kPiecesOfAShortOne) {
+  if (!has_turn_ && ++chunks_ > kFreeChunks) {
     boost::unique_lock<boost::mutex> lock(exports_.mutex_);
-    exports_.changed_.wait(lock, [this] { return exports_.running_ < kAtOnce || is_unwanted_(); });
+    exports_.changed_.wait(lock,
+                           [this] { return exports_.running_ < kMaxConcurrent || is_unwanted_(); });
     if (is_unwanted_()) return false;
     ++exports_.running_;
     has_turn_ = true;

@@ -1,6 +1,6 @@
-// Long exports take turns: no more than a few copy at once. With one of each application on its
-// way, each would be so slow to see that nobody wants it any more that whoever ends them one by one
-// keeps all other clients waiting. Exports of up to 1 MiB take no turn, and never wait.
+// Long exports take turns: only a few copy at the same time. With one for each application on its
+// way, a copy would notice cancellation late, so stopping several in turn would stall every client.
+// Exports of up to 1 MiB take no turn, and never wait.
 
 #pragma once
 
@@ -27,7 +27,7 @@ class LongExports : boost::noncopyable {
    private:
     LongExports& exports_;
     const std::function<bool()> is_unwanted_;
-    int pieces_ = 0;
+    int chunks_ = 0;
     bool has_turn_ = false;
   };
 

@@ -2,12 +2,16 @@
 // the routing info alone.
 
 #include <boost/algorithm/string/join.hpp>
+#include <memory>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/Job.h"
 #include "common/Log.h"
 #include "config/FilesConfig.h"
+#include "config/SubscriptionReader.h"
 #include "service/Service.h"
 #include "storage/FilesStorage.h"
 
@@ -15,34 +19,47 @@ namespace TalvoQuillpost {
 
 namespace {
 
-// Routes the pages of one pen. Their routing info is saved together, at the end.
-class PenRoute {
- public:
-  explicit PenRoute(const std::string& pen) : pen_(pen) {}
-
-  void RoutePage(const std::string& page);
-  void Save();
-
- private:
-  struct Update {
-    std::string page;
-    std::string applications;
-  };
-
-  void LogFailure(const Update& update) const;
-
-  const std::string pen_;
-  std::vector<Update> waiting_;
+// The applications that claim one page.
+struct PageUpdate {
+  std::string page;
+  Storage::Apps apps;
 };
 
-void PenRoute::RoutePage(const std::string& page) {
-  std::set<Config::App> applications;
-  // A subscription directory that can't be read is an answer, too: ink goes to nobody.
-  if (!Config::FindApplications(page, applications)) applications.clear();
+// The routing of one pen's pages. Their routing info is saved together, at the end.
+class PenRoute {
+ public:
+  PenRoute(const std::string& pen, Config::SubscriptionReader& subscriptions)
+      : pen_(pen), subscriptions_(subscriptions) {}
+
+  void RoutePage(const std::string& page);
+  void Save() const;
+
+ private:
+  Storage::Apps FindApps(const std::string& page);
+  void LogFailure(const PageUpdate& update) const;
+
+  const std::string pen_;
+  Config::SubscriptionReader& subscriptions_;
+  std::vector<PageUpdate> updates_;
+};
+
+// Reads the subscriptions afresh: a change counts from the next page on.
+Storage::Apps PenRoute::FindApps(const std::string& page) {
   std::set<std::string> ids;
-  for (const Config::App& application : applications) ids.insert(application.id);
-  const Update update = {page, boost::algorithm::join(ids, ", ")};
-  if (ids.empty()) {
+  // A subscription directory that is none is an answer, too: ink goes to nobody.
+  if (subscriptions_.Read()) {
+    subscriptions_.ForEach([&](const Config::App& app) {
+      if (Config::Claims(app, page)) ids.insert(ids.end(), app.id);
+    });
+  }
+  // Most pages are claimed by the same applications as the one before.
+  if (!updates_.empty() && *updates_.back().apps == ids) return updates_.back().apps;
+  return std::make_shared<const std::set<std::string>>(std::move(ids));
+}
+
+void PenRoute::RoutePage(const std::string& page) {
+  const PageUpdate update = {page, FindApps(page)};
+  if (update.apps->empty()) {
     QUILLPOST_LOG_INFORMATION(
         "Updating Storage's Routing Info: Ink from Pen '%s' with Page Address '%s' was not claimed "
         "by applications.",
@@ -51,27 +68,30 @@ void PenRoute::RoutePage(const std::string& page) {
     QUILLPOST_LOG_INFORMATION(
         "Updating Storage's Routing Info: Ink from Pen '%s' with Page Address '%s' is claimed by "
         "%s '%s'.",
-        pen_.c_str(), page.c_str(), ids.size() == 1 ? "application" : "applications",
-        update.applications.c_str());
+        pen_.c_str(), page.c_str(), update.apps->size() == 1 ? "application" : "applications",
+        boost::algorithm::join(*update.apps, ", ").c_str());
   }
-  bool is_waiting = false;
-  if (!Storage::SyncRoutingInfoOfMany(pen_, page, ids, is_waiting)) LogFailure(update);
-  if (is_waiting) waiting_.push_back(update);
+  if (Storage::SyncPage(pen_, page, update.apps, subscriptions_.undecided())) {
+    updates_.push_back(update);
+  } else {
+    LogFailure(update);
+  }
 }
 
-void PenRoute::Save() {
-  if (waiting_.empty() || Storage::SaveWaitingRoutingInfo(pen_)) return;
-  for (const Update& update : waiting_) LogFailure(update);
+void PenRoute::Save() const {
+  if (Storage::SaveRoutingInfoOfPages(pen_)) return;
+  for (const PageUpdate& update : updates_) LogFailure(update);
 }
 
-void PenRoute::LogFailure(const Update& update) const {
+void PenRoute::LogFailure(const PageUpdate& update) const {
   QUILLPOST_LOG_ERROR(
       "Failed to update Storage's Routing Info about applications ('%s') claim status of Ink "
       "from Pen '%s' with Page Address '%s'.",
-      update.applications.c_str(), pen_.c_str(), update.page.c_str());
+      boost::algorithm::join(*update.apps, ", ").c_str(), pen_.c_str(), update.page.c_str());
 }
 
-void RoutePen(const std::string& pen, StopPatience& patience) {
+void RoutePen(const std::string& pen, Config::SubscriptionReader& subscriptions,
+              StopPatience& patience) {
   QUILLPOST_LOG_INFORMATION("Synchronizing with Storage about Ink from Pen '%s'...", pen.c_str());
   std::set<std::string> pages;
   if (!Storage::GetPageAddresses(pen, pages) || pages.empty()) {
@@ -79,7 +99,7 @@ void RoutePen(const std::string& pen, StopPatience& patience) {
         "Won't synchronize with Storage about Ink from Pen '%s': no data in Storage.", pen.c_str());
     return;
   }
-  PenRoute route(pen);
+  PenRoute route(pen, subscriptions);
   for (const std::string& page : pages) {
     if (patience.IsOver()) return route.Save();
     Common::RunJob("routing of a page", [&] { route.RoutePage(page); });
@@ -101,7 +121,7 @@ void Service::RouteInk() {
   }
   StopPatience patience(worker_queue_);
   for (const std::string& pen : pens) {
-    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen, patience); });
+    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen, subscriptions_, patience); });
     if (patience.IsOver()) return;  // the pass is made again when the service starts the next time
   }
   QUILLPOST_LOG_INFORMATION(

@@ -13,6 +13,7 @@
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/thread.hpp>
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -26,6 +27,7 @@ namespace TalvoQuillpost {
 struct Service::Client : boost::noncopyable {
   // One package on its way: offered, and not yet confirmed.
   struct InkPackage {
+    std::uint64_t number = 0;  // 1 is the client's first one; 0 none
     std::string pen;
     std::set<Storage::StrokeID> strokes;
     std::set<std::string> page_addresses;
@@ -37,6 +39,13 @@ struct Service::Client : boost::noncopyable {
 
   // The delivery thread must have been joined: anything else is a fatal assertion.
   ~Client();
+
+  // The number of the package of that pen that is on its way; 0 if there is none. Any thread.
+  std::uint64_t FindPackage(const std::string& pen);
+
+  // Deletes the files of the packages that are on their way, and forgets them. After the delivery
+  // thread was joined.
+  void DropPackages();
 
   // The function of the delivery thread.
   void Delivery();
@@ -53,8 +62,9 @@ struct Service::Client : boost::noncopyable {
   // By pen: at most one package of each pen is on its way. Entries come and go on the delivery
   // thread; the rollback of a lost connection is the exception, and runs beside it.
   std::map<std::string, InkPackage> packages;  // guarded by packages_mutex
+  std::uint64_t last_number = 0;               // guarded by packages_mutex
   bool ended = false;                          // guarded by packages_mutex: nothing more is offered
-  boost::mutex packages_mutex;                 // held only to look at and to change these two
+  boost::mutex packages_mutex;                 // held only to look at and to change these
 
   EventQueue delivery_queue;
   boost::thread delivery_thread;  // last: it runs the queue from the moment it exists

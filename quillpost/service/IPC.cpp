@@ -60,19 +60,12 @@ void Service::OnClientRequest(Connection connection, const std::string& name,
                               const Json::Value& params, IPC::Server::Reply reply) {
   // Runs on the importer thread. Holds the service until the reply has been sent.
   struct ImportSTF2FileAdapter {
-    static void Invoke(boost::shared_ptr<Service> service, const std::string& path,
-                       IPC::Server::Reply reply) {
-      std::string status = CoreStatus::Failed;
-      try {
-        if (service->ImportSTF2File(path)) {
-          service->RouteAndDeliverInkAsync();
-          status = CoreStatus::Success;
-        }
-      } catch (...) {
-        reply(CoreStatus::Failed, Json::Value());
-        throw;
-      }
-      reply(status, Json::Value());
+    static void Invoke(const boost::shared_ptr<Service>& service, const std::string& path,
+                       const IPC::Server::Reply& reply) {
+      --service->waiting_imports_;
+      service->BeginImport(path, [service, reply](bool is_stored) {
+        reply(is_stored ? CoreStatus::Success : CoreStatus::Failed, Json::Value());
+      });
     }
   };
 
@@ -95,21 +88,25 @@ void Service::OnClientRequest(Connection connection, const std::string& name,
     const bool delivered = flag.isBool() && flag.asBool();
     std::set<std::string> ignored;
     if (delivered) ignored = StringsOf(ArgumentOf(params, Argument::IgnoredPageAddresses, kNone));
-    reply(OnConfirmInkPackageDelivery(connection,
-                                      StringOf(ArgumentOf(params, Argument::InkPackagePen, kNone)),
-                                      delivered, ignored),
-          result);
-    HoldUntilCarriedOut(connection, reply);
+    const std::string pen = StringOf(ArgumentOf(params, Argument::InkPackagePen, kNone));
+    reply(QueueConfirmation(connection, pen, delivered, ignored, reply), result);
   } else if (name == Command::ImportSTF2File) {
     const Json::Value& path = ArgumentOf(params, Argument::InkPackagePath, kNone);
     if (!path.isString()) {
       reply(CoreStatus::Failed, result);
       return;
     }
-    importer_queue_.Post("import",
-                         [service = shared_from_this(), file = PathToImport(path), reply] {
-                           ImportSTF2FileAdapter::Invoke(service, file, reply);
-                         });
+    // Counted before it can be carried out.
+    ++waiting_imports_;
+    try {
+      importer_queue_.Post("import",
+                           [service = shared_from_this(), file = PathToImport(path), reply] {
+                             ImportSTF2FileAdapter::Invoke(service, file, reply);
+                           });
+    } catch (...) {
+      --waiting_imports_;
+      throw;
+    }
   } else {
     reply(CoreStatus::NotSupported, result);
   }
@@ -149,25 +146,28 @@ std::string Service::OnEnableDisableNotifications(Connection connection, bool en
 std::string Service::OnConfirmInkPackageDelivery(Connection connection, const std::string& pen,
                                                  bool delivered,
                                                  const std::set<std::string>& ignored) {
+  return QueueConfirmation(connection, pen, delivered, ignored, IPC::Server::Reply());
+}
+
+std::string Service::QueueConfirmation(const Connection& connection, const std::string& pen,
+                                       bool delivered, const std::set<std::string>& ignored,
+                                       const IPC::Server::Reply& held) {
   if (pen.empty()) return CoreStatus::Failed;
   const Lock lock(clients_mutex_);
   const auto entry = FindClient(connection);
   // A confirmation that belongs to no client is accepted and has no effect.
   if (entry == clients_.end()) return CoreStatus::Success;
   const boost::shared_ptr<Client> client = entry->second;
-  client->delivery_queue.Post("confirmation of a package",
-                              [self = shared_from_this(), client, pen, delivered, ignored] {
-                                self->ConfirmInkDelivery(client, pen, delivered, ignored);
-                              });
+  // The client means the package that it knows of now. By the time of its turn another confirmation
+  // may have been carried out and the next package announced.
+  const std::uint64_t number = client->FindPackage(pen);
+  if (number == 0) return CoreStatus::Success;
+  client->delivery_queue.Post("confirmation of a package", [self = shared_from_this(), client,
+                                                            number, pen, delivered, ignored, held] {
+    if (client->FindPackage(pen) != number) return;
+    self->ConfirmInkDelivery(client, pen, delivered, ignored);
+  });
   return CoreStatus::Success;
-}
-
-// A confirmation is answered when it is queued. The copy of its reply function goes through the
-// queue behind it, so that the connection is not read on while too many wait there.
-void Service::HoldUntilCarriedOut(const Connection& connection, const IPC::Server::Reply& reply) {
-  const Lock lock(clients_mutex_);
-  const auto entry = FindClient(connection);
-  if (entry != clients_.end()) entry->second->delivery_queue.Post("confirmed package", [reply] {});
 }
 
 }  // namespace TalvoQuillpost

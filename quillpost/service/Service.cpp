@@ -2,6 +2,7 @@
 
 #include <TalvoQuillpost/Protocol.h>
 
+#include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
 
 #include "common/Assert.h"
@@ -72,6 +73,8 @@ void Service::StartWork() {
   // Queued before the threads run, so that no import that is already waiting comes before them.
   worker_queue_.Post("clean-up of the store", [this] { CleanupStorage(); });
   RouteAndDeliverInkAsync();
+  watch_ = std::make_unique<Config::SubscriptionWatch>(server_queue_.io_service(),
+                                                       [this] { RouteAndDeliverInkAsync(); });
   importer_thread_ = boost::thread(&Service::Importer, this);
   worker_thread_ = boost::thread(&Service::Worker, this);
 }
@@ -87,6 +90,7 @@ void Service::Stop() {
   }
   QUILLPOST_LOG_TRACE("Stopped Quillpost IPC Server.");
   server_queue_.StopAndJoin(server_thread_);
+  watch_.reset();
   QUILLPOST_LOG_TRACE("Stopped Quillpost server thread.");
   // The worker before the importer: what a last import queues for it is dropped.
   worker_queue_.StopAndJoin(worker_thread_);
@@ -103,6 +107,7 @@ void Service::ServerWorker() {
 
 void Service::Importer() {
   importer_queue_.Run();
+  CommitImports();  // the queue was stopped before it came to that
 }
 
 void Service::Worker() {
@@ -110,7 +115,17 @@ void Service::Worker() {
 }
 
 void Service::RouteAndDeliverInkAsync() {
-  worker_queue_.Post("routing pass", [this] { RouteInk(); });
+  if (is_pass_queued_.exchange(true)) return;
+  try {
+    worker_queue_.Post("routing pass", [this] {
+      // From here on a request may come too late for this pass.
+      is_pass_queued_ = false;
+      RouteInk();
+    });
+  } catch (...) {
+    is_pass_queued_ = false;
+    throw;
+  }
   worker_queue_.Post("delivery pass", [this] { DeliverInk(); });
 }
 
@@ -143,6 +158,7 @@ void Service::RemoveClient(ClientMap::iterator entry) {
   client.delivery_queue.Stop();
   long_exports_.Wake();
   client.StopDelivery();
+  client.DropPackages();
   client.connection.reset();
   clients_.erase(entry);
 }
@@ -151,6 +167,21 @@ Service::Client::Client() : delivery_thread(&Client::Delivery, this) {}
 
 Service::Client::~Client() {
   QUILLPOST_ASSERT(false == delivery_thread.joinable());
+}
+
+std::uint64_t Service::Client::FindPackage(const std::string& pen) {
+  const Lock lock(packages_mutex);
+  const auto package = packages.find(pen);
+  return package == packages.end() ? 0 : package->second.number;
+}
+
+void Service::Client::DropPackages() {
+  const Lock lock(packages_mutex);
+  for (const auto& [pen, package] : packages) {
+    boost::system::error_code ignored;
+    boost::filesystem::remove(package.path, ignored);
+  }
+  packages.clear();
 }
 
 void Service::Client::Delivery() {

@@ -17,18 +17,25 @@
 
 #include <IPC/Server.h>
 #include <Stf2.h>
+#include <TalvoOS/Actions.h>
 #include <TalvoQuillpost/IService.h>
 
+#include <atomic>
 #include <boost/enable_shared_from_this.hpp>
 #include <boost/filesystem/path.hpp>
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/thread.hpp>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "config/FilesConfig.h"
+#include "config/SubscriptionReader.h"
+#include "config/SubscriptionWatch.h"
+#include "import/ImportGroup.h"
 #include "routing/LongExports.h"
 #include "service/EventQueue.h"
 #include "storage/StrokeID.h"
@@ -49,7 +56,11 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   void Stop() override;
 
   // ---- Import; on the importer thread. Nothing throws for bad data: false, with the log's reason.
+  // True: all strokes are in the store and survive a power cut.
   bool ImportSTF2File(const boost::filesystem::path& file);
+  // The same, committed together with the imports that are queued behind it. `done` is called on
+  // the importer thread after the commit, in the order of the calls.
+  void BeginImport(const boost::filesystem::path& file, const ImportGroup::Done& done);
   bool ImportSTF2RawData(const void* data, unsigned long size);
   bool ImportSTF2EncryptedRawData(const void* data, unsigned long size);
   // The page address of a part, and the times of its first and its last timed stroke.
@@ -90,8 +101,15 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   typedef boost::shared_ptr<IPC::Server::Connection> Connection;
   typedef std::map<std::string, boost::shared_ptr<Client>> ClientMap;
 
+  struct ImportUnderWay {
+    const boost::filesystem::path& file;
+    Storage::NewStrokes& strokes;
+  };
+
   bool StartServer();  // false where the server refuses to listen
   void StartWork();
+  // Queues a routing pass and a delivery pass, unless both are queued and have not begun. Any
+  // thread.
   void RouteAndDeliverInkAsync();
 
   // The functions of the three threads.
@@ -107,10 +125,23 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
                                            const std::string& application_id);
   std::string OnConfirmInkPackageDelivery(Connection connection, const std::string& pen,
                                           bool delivered, const std::set<std::string>& ignored);
-  void HoldUntilCarriedOut(const Connection& connection, const IPC::Server::Reply& reply);
+  // The same. A confirmation is answered when it is queued; `held`, a copy of its reply function,
+  // goes through the queue with it, so that the connection is not read on while too many wait
+  // there.
+  std::string QueueConfirmation(const Connection& connection, const std::string& pen,
+                                bool delivered, const std::set<std::string>& ignored,
+                                const IPC::Server::Reply& held);
+
+  void CommitImports();
+  void ReadImport(const boost::filesystem::path& file, ImportGroup& group,
+                  const ImportGroup::Done& done);
+  bool ReadSTF2File(const boost::filesystem::path& file, Storage::NewStrokes& strokes);
+  bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
+                   std::size_t size_bytes);
 
   // The delivery pass for one application.
   void DeliverInk(const Config::App& application, const std::set<std::string>& pens);
+  bool IsStarting(const std::string& application_id) const;
 
   // Under the clients mutex. The first client of the connection in key order, or the end.
   ClientMap::iterator FindClient(const Connection& connection);
@@ -122,8 +153,17 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   EventQueue server_queue_;
   boost::thread importer_thread_;
   EventQueue importer_queue_;
+  ImportGroup imports_;                  // read and not committed; belongs to the importer thread
+  std::atomic<int> waiting_imports_{0};  // queued, and not begun
+  const ImportUnderWay* import_ = nullptr;  // being read; belongs to the importer thread
   boost::thread worker_thread_;
   EventQueue worker_queue_;
+  Config::SubscriptionReader subscriptions_;  // belongs to the worker thread
+  std::unique_ptr<Config::SubscriptionWatch>
+      watch_;                                // on the server thread, between Start and Stop
+  std::atomic<bool> is_pass_queued_{false};  // routing and delivery, not begun
+  // The programs that were launched last, by application ID; belongs to the worker thread.
+  std::map<std::string, TalvoOS::Actions::Program> launched_;
   LongExports long_exports_;
   ClientMap clients_;  // by application ID; guarded by clients_mutex_
   boost::mutex clients_mutex_;

@@ -1,6 +1,7 @@
 #include "storage/ArchiveChange.h"
 
 #include <algorithm>
+#include <boost/crc.hpp>
 #include <charconv>
 #include <string_view>
 
@@ -11,15 +12,38 @@ namespace Storage {
 
 namespace {
 
+using boost::system::error_code;
+
 constexpr std::string_view kMark = "redo ";
 constexpr std::size_t kMarkDigits = 20;
+
+// The parts of a record, as they lie in the bytes of the file.
+struct Change {
+  std::string_view head;
+  std::uint64_t offset = 0;
+  std::string_view tail;
+};
 
 std::string MakeMark(std::uint64_t position) {
   const std::string digits = std::to_string(position);
   return std::string(kMark) + std::string(kMarkDigits - digits.size(), '0') + digits + " ";
 }
 
-boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const std::string& bytes) {
+std::uint64_t ChecksumOf(std::string_view bytes) {
+  boost::crc_32_type checksum;
+  checksum.process_bytes(bytes.data(), bytes.size());
+  return checksum.checksum();
+}
+
+std::string MakeRecord(const Change& change) {
+  std::string parts =
+      std::to_string(change.offset) + ' ' + std::to_string(change.head.size()) + ' ';
+  parts.append(change.head).append(std::to_string(change.tail.size())).append(" ");
+  parts.append(change.tail);
+  return std::to_string(ChecksumOf(parts)) + ' ' + parts;
+}
+
+error_code WriteAt(int descriptor, std::uint64_t offset, std::string_view bytes) {
   return Common::WriteAt(descriptor, offset, bytes.data(), bytes.size());
 }
 
@@ -29,6 +53,7 @@ class RecordReader {
   explicit RecordReader(std::string_view bytes) : rest_(bytes) {}
 
   bool is_whole() const { return is_whole_; }
+  std::string_view rest() const { return rest_; }
 
   std::uint64_t TakeNumber() {
     std::uint64_t number = 0;
@@ -53,39 +78,125 @@ class RecordReader {
   bool is_whole_ = true;
 };
 
+std::optional<Change> FindChange(std::string_view bytes) {
+  if (bytes.substr(0, kMark.size()) != kMark) return std::nullopt;
+  RecordReader mark(bytes.substr(kMark.size()));
+  const std::uint64_t record_at = mark.TakeNumber();
+  if (!mark.is_whole() || record_at > bytes.size()) return std::nullopt;
+  RecordReader record(bytes.substr(record_at));
+  const std::uint64_t checksum = record.TakeNumber();
+  const std::string_view checked = record.rest();
+  Change change;
+  change.offset = record.TakeNumber();
+  change.head = record.TakeBytes();
+  change.tail = record.TakeBytes();
+  const std::size_t checked_bytes = checked.size() - record.rest().size();
+  if (!record.is_whole() || checksum != ChecksumOf(checked.substr(0, checked_bytes)) ||
+      change.offset > record_at || change.head.size() > change.offset) {
+    return std::nullopt;
+  }
+  return change;
+}
+
+// Behind the archive: the rest of the new one and the record. No reader sees a difference.
+error_code WriteRecord(int descriptor, std::uint64_t size_bytes, std::uint64_t record_at,
+                       const Change& change) {
+  const std::uint64_t new_size_bytes = change.offset + change.tail.size();
+  error_code error;
+  if (new_size_bytes > size_bytes) {
+    error = WriteAt(descriptor, size_bytes, change.tail.substr(size_bytes - change.offset));
+  }
+  if (!error) error = WriteAt(descriptor, record_at, MakeRecord(change));
+  return error ? error : Common::Sync(descriptor);
+}
+
+// The change is in the record, and the mark on the disk leads to it.
+error_code MoveIntoPlace(int descriptor, const Change& change) {
+  auto error = WriteAt(descriptor, change.offset, change.tail);
+  if (!error) error = Common::Sync(descriptor);
+  if (!error) error = WriteAt(descriptor, 0, change.head);
+  return error ? error : Common::Sync(descriptor);
+}
+
+// What a change overwrites, to go back if the disk refuses a later step.
+class OldBytes {
+ public:
+  OldBytes(int descriptor, std::uint64_t size_bytes)
+      : descriptor_(descriptor), size_bytes_(size_bytes) {}
+
+  // Reads the first bytes, and those from `offset` up to `end`.
+  error_code Read(std::size_t head_bytes, std::uint64_t offset, std::uint64_t end) {
+    offset_ = offset;
+    const auto error = Common::ReadAt(descriptor_, 0, head_bytes, head_);
+    return error ? error : Common::ReadAt(descriptor_, offset, end - offset, tail_);
+  }
+
+  // The head last: as long as it is the mark, the record leads on, and must stay.
+  void PutBack() const {
+    if (WriteAt(descriptor_, offset_, tail_) || WriteAt(descriptor_, 0, head_)) return;
+    if (!Common::Sync(descriptor_)) Common::Truncate(descriptor_, size_bytes_);
+  }
+
+ private:
+  const int descriptor_;
+  const std::uint64_t size_bytes_;
+  std::string head_;
+  std::uint64_t offset_ = 0;
+  std::string tail_;
+};
+
 }  // namespace
 
-boost::system::error_code ChangeArchive(int descriptor, std::uint64_t size_bytes,
-                                        const std::string& head, std::uint64_t offset,
-                                        const std::string& tail) {
+error_code ChangeArchive(int descriptor, std::uint64_t size_bytes, const std::string& head,
+                         std::uint64_t offset, const std::string& tail) {
+  const Change change = {head, offset, tail};
   const std::uint64_t new_size_bytes = offset + tail.size();
   const std::uint64_t record_at = std::max(size_bytes, new_size_bytes);
-  std::string record = std::to_string(offset) + ' ' + std::to_string(head.size()) + ' ' + head;
-  record += std::to_string(tail.size()) + ' ' + tail;
-  auto error = WriteAt(descriptor, record_at, record);
-  if (!error) error = WriteAt(descriptor, 0, MakeMark(record_at));
+  const std::string mark = MakeMark(record_at);
+  OldBytes old(descriptor, size_bytes);
+  auto error =
+      old.Read(std::max(head.size(), mark.size()), offset, std::min(size_bytes, new_size_bytes));
+  if (error) return error;
+  error = WriteRecord(descriptor, size_bytes, record_at, change);
   if (error) {
     Common::Truncate(descriptor, size_bytes);
     return error;
   }
-  if ((error = WriteAt(descriptor, offset, tail))) return error;
-  if ((error = WriteAt(descriptor, 0, head))) return error;
+  error = WriteAt(descriptor, 0, mark);
+  if (!error) error = Common::Sync(descriptor);
+  if (!error) error = MoveIntoPlace(descriptor, change);
+  if (error) {
+    old.PutBack();
+    return error;
+  }
   return Common::Truncate(descriptor, new_size_bytes);
 }
 
+error_code ExtendArchive(int descriptor, std::uint64_t size_bytes, const std::string& head,
+                         const std::string& tail) {
+  OldBytes old(descriptor, size_bytes);
+  auto error = old.Read(head.size(), size_bytes - 1, size_bytes);
+  if (error) return error;
+  // From the line feed on: the archive ends there, with a blank in its place, too.
+  error = WriteAt(descriptor, size_bytes - 1, tail);
+  if (!error) error = WriteAt(descriptor, 0, head);
+  if (error) old.PutBack();
+  return error;
+}
+
 std::string FinishChange(const std::string& bytes) {
-  if (bytes.compare(0, kMark.size(), kMark) != 0) return bytes;
-  RecordReader mark(std::string_view(bytes).substr(kMark.size()));
-  const std::uint64_t record_at = mark.TakeNumber();
-  if (!mark.is_whole() || record_at > bytes.size()) return bytes;
-  RecordReader record(std::string_view(bytes).substr(record_at));
-  const std::uint64_t offset = record.TakeNumber();
-  const std::string_view head = record.TakeBytes();
-  const std::string_view tail = record.TakeBytes();
-  if (!record.is_whole() || offset > record_at || head.size() > offset) return bytes;
-  std::string archive(head);
-  archive.append(bytes, head.size(), offset - head.size());
-  return archive.append(tail);
+  const std::optional<Change> change = FindChange(bytes);
+  if (!change) return bytes;
+  std::string archive(change->head);
+  archive.append(bytes, change->head.size(), change->offset - change->head.size());
+  return archive.append(change->tail);
+}
+
+error_code FinishChangeInFile(int descriptor, const std::string& bytes) {
+  const std::optional<Change> change = FindChange(bytes);
+  if (!change) return {};
+  const auto error = MoveIntoPlace(descriptor, *change);
+  return error ? error : Common::Truncate(descriptor, change->offset + change->tail.size());
 }
 
 }  // namespace Storage

@@ -1,22 +1,24 @@
 #include "storage/FilesStorage.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 #include <cstdint>
+#include <cstring>
 #include <map>
-#include <stdexcept>
+#include <string_view>
 #include <vector>
 
 #include "common/Common.h"
 #include "common/File.h"
 #include "common/Log.h"
-#include "storage/ArchiveChange.h"
-#include "storage/RoutingInfoFile.h"
+#include "storage/DirectoryStamp.h"
+#include "storage/HeldNames.h"
 #include "storage/RoutingTable.h"
+#include "storage/StoreDirectories.h"
 
 namespace fs = boost::filesystem;
 
@@ -30,16 +32,24 @@ namespace {
 auto& g_routing_info = *new std::map<std::string, RoutingTable>;
 auto& g_routing_info_guard = *new boost::recursive_mutex;  // guards g_routing_info and its files
 
+// Removals run one after the other, from the question which strokes are processed to the saved
+// table: of two at a time, the second would look for the files that the first has removed. Taken
+// before the guard of the routing info.
+auto& g_removal_guard = *new boost::recursive_mutex;
+
 typedef boost::lock_guard<boost::recursive_mutex> Lock;
 
-constexpr char kRoutingInfoFile[] = "RoutingInfo.txt";
+// Of a page's strokes, as many enter the table between two moments in which others may take the
+// guard: a confirmation never waits for all strokes of a large page.
+constexpr std::size_t kClaimsUnderOneLock = 1000;
 
-// Room for some two million strokes of one pen; a larger file is damaged, and not read into memory.
-constexpr std::uint64_t kMaxRoutingInfoBytes = 256u << 20;
+RoutingTable& TableOf(const std::string& pen) {
+  return g_routing_info.try_emplace(pen, pen).first->second;
+}
 
 // Whether an entry of a directory is of the type, links followed. An entry that is gone meanwhile
 // counts as well: whatever has its name by now was made by others, who still need it.
-bool IsOrWas(fs::file_type type, const fs::path& entry) {
+bool IsTypeOrGone(fs::file_type type, const fs::path& entry) {
   boost::system::error_code error;
   const fs::file_type found = fs::symlink_status(entry, error).type();
   if (found == type || found == fs::file_not_found) return true;
@@ -47,57 +57,138 @@ bool IsOrWas(fs::file_type type, const fs::path& entry) {
 }
 
 bool IsDirectory(const fs::path& path) {
-  return IsOrWas(fs::directory_file, path);
+  return IsTypeOrGone(fs::directory_file, path);
 }
 
-bool IsVisibleFile(const fs::path& path) {
-  return path.filename().native().front() != '.' && IsOrWas(fs::regular_file, path);
+// Ink, or ink that an import is just writing: not to be tidied away with a page.
+bool IsStrokeFile(const fs::path& path) {
+  const std::string name = path.filename().native();
+  return (name.front() != '.' && IsTypeOrGone(fs::regular_file, path)) || IsNewStroke(name);
+}
+
+// Of strokes that every application is done with, a killed service may have removed the files and
+// not saved the table. Ink that is imported later may get their names, and must not be taken for
+// them: so they are forgotten now, and their names held until the file does not know them either.
+void DropRemovedStrokes(const std::string& pen, RoutingTable& table) {
+  std::set<StrokeID> removed;
+  for (const StrokeID& id : table.Processed()) {
+    boost::system::error_code error;
+    const fs::path path = GetStorageRoot() / pen / id.string();
+    if (fs::symlink_status(path, error).type() == fs::file_not_found) removed.insert(id);
+  }
+  if (removed.empty()) return;
+  HoldNames(pen, removed);
+  for (const StrokeID& id : removed) table.Erase(id);
+  QUILLPOST_LOG_INFORMATION("Dropped %lu processed Inks from Pen '%s' whose files are gone.",
+                            static_cast<unsigned long>(removed.size()), pen.c_str());
 }
 
 void LoadRoutingInfo(const std::string& pen) {
-  const std::string relative = pen + "/" + kRoutingInfoFile;
-  const fs::path path = GetStorageRoot() / relative;
-  const fs::file_status status = fs::status(path);
-  if (!fs::exists(status)) return;
-  if (status.type() != fs::regular_file) {
-    QUILLPOST_LOG_ERROR("Routing Info 'ROOT/%s' is not regular file?!?.", relative.c_str());
-    return;
-  }
-  StrokeMap strokes;
-  try {
-    Common::FileBytes bytes;
-    if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, bytes)) {
+  std::map<std::string, RoutingTable> loaded;
+  RoutingTable& table = loaded.try_emplace(pen, pen).first->second;
+  const std::string relative = pen + "/RoutingInfo.txt";
+  std::string reason;
+  switch (table.Load(reason)) {
+    case RoutingInfoFile::Loaded::kNotRegular:
+      QUILLPOST_LOG_ERROR("Routing Info 'ROOT/%s' is not regular file?!?.", relative.c_str());
+      break;
+    case RoutingInfoFile::Loaded::kNotOpened:
       QUILLPOST_LOG_ERROR("Failed to open Routing Info 'ROOT/%s'.", relative.c_str());
-      return;
-    }
-    if (bytes.size_bytes > kMaxRoutingInfoBytes) throw std::length_error("file too large");
-    strokes = ReadRoutingInfo(std::string(bytes.data.get(), bytes.size_bytes));
-  } catch (const std::exception& error) {
-    QUILLPOST_LOG_WARNING("Corrupted Routing Info 'ROOT/%s': %s.", relative.c_str(), error.what());
+      break;
+    case RoutingInfoFile::Loaded::kCorrupted:
+      QUILLPOST_LOG_WARNING("Corrupted Routing Info 'ROOT/%s': %s.", relative.c_str(),
+                            reason.c_str());
+      break;
+    case RoutingInfoFile::Loaded::kNothing:
+    case RoutingInfoFile::Loaded::kTable:
+      break;
   }
-  if (strokes.empty()) return;
+  if (table.strokes().empty()) return;
   QUILLPOST_LOG_INFORMATION("Loaded Routing Info 'ROOT/%s' with %lu Ink items.", relative.c_str(),
-                            static_cast<unsigned long>(strokes.size()));
-  g_routing_info[pen] = RoutingTable(std::move(strokes));
+                            static_cast<unsigned long>(table.strokes().size()));
+  DropRemovedStrokes(pen, table);
+  g_routing_info.erase(pen);
+  g_routing_info.merge(loaded);
 }
 
-StrokeID ToStrokeID(const std::string& page, const fs::path& file) {
-  const std::string extension = file.extension().native();
-  return {page, file.stem().native(), extension.empty() ? extension : extension.substr(1)};
-}
-
-// Drops the claims of other applications on a page, and lets `apps` claim each of its files.
-void ClaimPage(RoutingTable& table, const std::string& pen, const std::string& page,
-               const std::set<std::string>& apps) {
-  table.KeepClaims(page, apps);
-  const fs::path directory = GetStorageRoot() / pen / page;
-  std::vector<std::string> files;
-  if (apps.empty() || !Common::ListFileNames(directory, files)) return;
-  // The import that writes a file has it routed when it is whole.
-  const std::set<std::string> unfinished = GetUnfinishedFiles(directory);
-  for (const std::string& file : files) {
-    if (unfinished.count(file) == 0) table.Claim(ToStrokeID(page, file), apps);
+// The names of the files of a page, one behind the other: a large page has so many that a string
+// for each would take longer than to list them.
+class PageFiles {
+ public:
+  // No names, if there is no such directory.
+  explicit PageFiles(const fs::path& directory) {
+    is_certain_ = Common::VisitFileNames(directory, [this](const char* name) {
+      names_.insert(names_.end(), name, name + std::strlen(name) + 1);
+    });
   }
+
+  // Whether the same would be listed as long as the directory does not change: not if it could not
+  // be read, or holds links, whose targets may come and go.
+  bool is_certain() const { return is_certain_; }
+
+  bool AtEnd() const { return position_ == names_.size(); }
+
+  // Valid as long as the object.
+  std::string_view Next() {
+    const std::string_view name(&names_[position_]);
+    position_ += name.size() + 1;
+    return name;
+  }
+
+ private:
+  std::vector<char> names_;
+  std::size_t position_ = 0;
+  bool is_certain_ = false;
+};
+
+// The applications that claim a page.
+struct PageClaims {
+  const std::string& page;
+  const std::set<std::string>& apps;
+  bool are_known;  // every stroke of the page that is in the table has these claims
+};
+
+std::uint64_t ErasuresOf(const std::string& pen) {
+  const Lock lock(g_routing_info_guard);
+  return TableOf(pen).erasures();
+}
+
+// Under the guard. Lets the applications claim at most `count` more of the files.
+void ClaimSome(RoutingTable& table, const PageClaims& claims, PageFiles& files, std::size_t count) {
+  StrokeID id;
+  id.page_address = claims.page;
+  RoutingTable::PageNames known = table.NamesOf(claims.page);
+  for (; count > 0 && !files.AtEnd(); --count) {
+    const std::string_view name = files.Next();
+    if (claims.are_known && known.Has(name)) continue;
+    SetFileName(id, name);
+    table.Claim(id, claims.apps);
+    known = table.NamesOf(claims.page);
+  }
+}
+
+// Lets the applications claim the files of a page. True if the list of the files is certain. A list
+// that was made before a stroke was erased may name strokes that have been removed since, and that
+// nobody could ever receive: then it is made again, at last under the guard, where none is erased
+// between the list and the claims.
+bool ClaimFiles(const std::string& pen, const PageClaims& claims) {
+  constexpr int kAttempts = 4;
+  const fs::path directory = GetStorageRoot() / pen / claims.page;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const std::uint64_t erasures = ErasuresOf(pen);
+    PageFiles files(directory);
+    for (;;) {
+      const Lock lock(g_routing_info_guard);
+      RoutingTable& table = TableOf(pen);
+      if (table.erasures() != erasures) break;
+      ClaimSome(table, claims, files, kClaimsUnderOneLock);
+      if (files.AtEnd()) return files.is_certain();
+    }
+  }
+  const Lock lock(g_routing_info_guard);
+  PageFiles files(directory);
+  ClaimSome(TableOf(pen), claims, files, SIZE_MAX);
+  return false;
 }
 
 // Whether the pen's last ink was removed, and its directory with it, while a pass was at its pages.
@@ -105,66 +196,6 @@ bool IsPenGone(const RoutingTable& table, const std::string& pen) {
   boost::system::error_code error;
   return table.strokes().empty() &&
          fs::symlink_status(GetStorageRoot() / pen, error).type() == fs::file_not_found;
-}
-
-// Whether `bytes` become `archive` by setting marks alone: a "0" that stands by itself turns to
-// "1".
-bool DifferByMarksOnly(const Common::FileBytes& bytes, const std::string& archive) {
-  if (bytes.size_bytes != archive.size()) return false;
-  for (std::size_t i = 0; i < archive.size(); ++i) {
-    if (bytes.data[i] == archive[i]) continue;
-    const bool is_mark = bytes.data[i] == '0' && archive[i] == '1' && archive[i - 1] == ' ' &&
-                         (archive[i + 1] == ' ' || archive[i + 1] == '\n');
-    if (!is_mark) return false;
-  }
-  return true;
-}
-
-// Marks are set in their places: a process that is killed meanwhile leaves a whole archive with
-// some of them. Of any other change it leaves all or nothing.
-boost::system::error_code WriteArchive(const fs::path& path, const std::string& archive,
-                                       Common::Descriptor& file) {
-  constexpr std::size_t kHeadBytes = 32;  // of an archive's header; each has more
-  Common::FileBytes old;
-  if (Common::ReadRegularFile(path, kMaxRoutingInfoBytes, old) || !old.data) {
-    if (const auto error = Common::Truncate(file.get(), 0)) return error;
-    return Common::WriteAll(file.get(), archive.data(), archive.size());
-  }
-  if (!DifferByMarksOnly(old, archive)) {
-    return ChangeArchive(file.get(), old.size_bytes, archive.substr(0, kHeadBytes), kHeadBytes,
-                         archive.substr(kHeadBytes));
-  }
-  for (std::size_t i = 0; i < archive.size(); ++i) {
-    if (old.data[i] == archive[i]) continue;
-    if (const auto error = Common::WriteAt(file.get(), i, &archive[i], 1)) return error;
-  }
-  return {};
-}
-
-// A link in the file's place is replaced by a file: what it leads to is not the store's to write.
-boost::system::error_code OpenForWriting(const fs::path& path, Common::Descriptor& file) {
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW;
-  auto error = Common::OpenRegularFile(path, kFlags, file);
-  if (error != boost::system::errc::too_many_symbolic_link_levels) return error;
-  fs::remove(path, error);
-  return error ? error : Common::OpenRegularFile(path, kFlags, file);
-}
-
-bool SaveArchive(RoutingTable& table, const fs::path& path, Common::Descriptor& file,
-                 std::string& reason) {
-  boost::system::error_code error;
-  try {
-    const std::string archive = WriteRoutingInfo(table.strokes());
-    error = WriteArchive(path, archive, file);
-    if (!error) table.saved().Adopt(file.get(), archive, table.strokes());
-  } catch (const std::exception& failure) {
-    reason = failure.what();
-    return false;
-  }
-  if (!error) error = file.Close();
-  if (error) table.saved().Forget();
-  if (error) reason = error.message();
-  return !error;
 }
 
 void RemoveStrokeFile(const std::string& pen, const StrokeID& id) {
@@ -214,38 +245,52 @@ bool Initialize() {
 void Cleanup() {
   const Lock lock(g_routing_info_guard);
   g_routing_info.clear();
+  ReleaseNames();
   QUILLPOST_LOG_INFORMATION("Storage deinitialized.");
 }
 
 bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps) {
-  if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(page)) return false;
+  const auto shared = std::make_shared<const std::set<std::string>>(apps);
   const Lock lock(g_routing_info_guard);
-  ClaimPage(g_routing_info[pen], pen, page, apps);
-  return SaveRoutingInfo(pen);
+  return SyncPage(pen, page, shared, {}) && SaveRoutingInfo(pen);
 }
 
-bool SyncRoutingInfoOfMany(const std::string& pen, const std::string& page,
-                           const std::set<std::string>& apps, bool& is_waiting) {
-  is_waiting = false;
+bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
+              const std::set<std::string>& undecided) {
   if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(page)) return false;
-  const Lock lock(g_routing_info_guard);
-  RoutingTable& table = g_routing_info[pen];
-  ClaimPage(table, pen, page, apps);
-  if (IsPenGone(table, pen)) return true;
-  if (!table.saved().IsKnown(GetStorageRoot() / pen / kRoutingInfoFile)) {
-    return SaveRoutingInfo(pen);
+  const fs::path directory = GetStorageRoot() / pen / page;
+  const bool has_new_ink = TakeNewInk(directory);
+  const DirectoryStamp stamp(directory);
+  std::uint64_t erasures;
+  bool are_known;
+  {
+    const Lock lock(g_routing_info_guard);
+    RoutingTable& table = TableOf(pen);
+    const bool is_decided = undecided.empty();
+    if (is_decided && !has_new_ink && table.IsListed(page, stamp, apps)) return true;
+    are_known = is_decided && table.IsClaimedBy(page, apps);
+    if (!are_known) {
+      std::set<std::string> kept = undecided;
+      kept.insert(apps->begin(), apps->end());
+      table.KeepClaims(page, kept);
+    }
+    erasures = table.erasures();
   }
-  is_waiting = table.saved().HasChanges(table.strokes());
+  if (apps->empty()) return true;
+  const bool is_certain = ClaimFiles(pen, {page, *apps, are_known});
+  const Lock lock(g_routing_info_guard);
+  RoutingTable& table = TableOf(pen);
+  if (!undecided.empty()) return true;
+  const bool is_stamp_true = is_certain && table.erasures() == erasures;
+  table.NoteListed(page, is_stamp_true ? stamp : DirectoryStamp(), apps);
   return true;
 }
 
-bool SaveWaitingRoutingInfo(const std::string& pen) {
+bool SaveRoutingInfoOfPages(const std::string& pen) {
   const Lock lock(g_routing_info_guard);
   const auto entry = g_routing_info.find(pen);
-  const bool is_waiting = entry != g_routing_info.end() && !IsPenGone(entry->second, pen) &&
-                          entry->second.saved().HasChanges(entry->second.strokes());
-  return !is_waiting || SaveRoutingInfo(pen);
+  return entry == g_routing_info.end() || IsPenGone(entry->second, pen) || SaveRoutingInfo(pen);
 }
 
 bool SaveRoutingInfo(const std::string& pen) {
@@ -255,29 +300,10 @@ bool SaveRoutingInfo(const std::string& pen) {
     QUILLPOST_LOG_WARNING("Will not save Routing Info for Pen '%s': nothing to save.", pen.c_str());
     return false;
   }
-  RoutingTable& table = entry->second;
-  const fs::path directory = GetStorageRoot() / pen;
-  if (table.saved().Update(directory / kRoutingInfoFile, table.strokes())) return true;
-  if (!Common::PrepareDirectory(directory)) {
-    QUILLPOST_LOG_ERROR(
-        "Failed to save Routing Info for Pen '%s': can't create directory 'ROOT/%s'.", pen.c_str(),
-        pen.c_str());
-    return false;
-  }
-  const fs::path path = directory / kRoutingInfoFile;
-  Common::Descriptor file;
-  if (OpenForWriting(path, file)) {
-    QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': can't create file 'ROOT/%s/%s'.",
-                        pen.c_str(), pen.c_str(), kRoutingInfoFile);
-    return false;
-  }
   std::string reason;
-  if (!SaveArchive(table, path, file, reason)) {
-    QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': %s.", pen.c_str(),
-                        reason.c_str());
-    return false;
-  }
-  return true;
+  if (entry->second.Save(reason)) return true;
+  QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': %s.", pen.c_str(), reason.c_str());
+  return false;
 }
 
 bool GetUndeliveredStrokes(const std::string& pen, const std::string& app,
@@ -285,20 +311,20 @@ bool GetUndeliveredStrokes(const std::string& pen, const std::string& app,
   out.clear();
   if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return false;
   const Lock lock(g_routing_info_guard);
-  out = g_routing_info[pen].Undelivered(app);
+  out = TableOf(pen).Undelivered(app);
   return true;
 }
 
 bool HasUndeliveredStrokes(const std::string& pen, const std::string& app) {
   if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return false;
   const Lock lock(g_routing_info_guard);
-  return g_routing_info[pen].CountUndelivered(app) > 0;
+  return TableOf(pen).CountUndelivered(app) > 0;
 }
 
 std::size_t FindUndeliveredStroke(const std::string& pen, const std::string& app, StrokeID& first) {
   if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return 0;
   const Lock lock(g_routing_info_guard);
-  const RoutingTable& table = g_routing_info[pen];
+  const RoutingTable& table = TableOf(pen);
   const StrokeID* const found = table.FirstUndelivered(app);
   if (found != nullptr) first = *found;
   return table.CountUndelivered(app);
@@ -308,7 +334,7 @@ bool GetProccessedStrokes(const std::string& pen, std::set<StrokeID>& out) {
   out.clear();
   if (!Common::IsPenSerialValid(pen)) return false;
   const Lock lock(g_routing_info_guard);
-  out = g_routing_info[pen].Processed();
+  out = TableOf(pen).Processed();
   return true;
 }
 
@@ -330,19 +356,26 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
     QUILLPOST_LOG_ERROR("Ink Removing failed: invalid Pen Serial - '%s'.", pen.c_str());
     return false;
   }
-  // Under the lock the files, too: ink that takes a freed name is routed when the table has
-  // forgotten the ink before it, and is not taken for that.
+  const Lock removal(g_removal_guard);
+  {
+    const RemovalHold hold(pen, ids);
+    {
+      const Lock lock(g_routing_info_guard);
+      TableOf(pen).Sync();
+    }
+    for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
+    const Lock lock(g_routing_info_guard);
+    RoutingTable& table = TableOf(pen);
+    for (const StrokeID& id : ids) table.Erase(id);
+  }
   const Lock lock(g_routing_info_guard);
-  for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
-  RoutingTable& table = g_routing_info[pen];
-  for (const StrokeID& id : ids) table.Erase(id);
   const bool saved = SaveRoutingInfo(pen);
   QUILLPOST_LOG_INFORMATION("Removed %lu Inks from Pen '%s' storage.", count, pen.c_str());
   return saved;
 }
 
 void RemoveProccessedStrokes(const std::string& pen) {
-  const Lock lock(g_routing_info_guard);
+  const Lock removal(g_removal_guard);
   std::set<StrokeID> processed;
   if (GetProccessedStrokes(pen, processed) && !processed.empty()) RemoveStrokes(pen, processed);
 }
@@ -360,10 +393,10 @@ void Cleanup(const std::string& pen) {
   std::vector<std::string> pages;
   Common::ListDirectoryNames(directory, pages);
   for (const std::string& page : pages) {
-    std::vector<std::string> files;
+    bool has_files = true;
     if (!Common::IsPageAddressValid(page)) continue;
-    if (!Common::ListFileNames(directory / page, files) || !files.empty()) continue;
-    if (RemoveDirectoryWithout(directory / page, IsVisibleFile)) {
+    if (!Common::HasFiles(directory / page, has_files) || has_files) continue;
+    if (RemoveDirectoryWithout(directory / page, IsStrokeFile)) {
       QUILLPOST_LOG_INFORMATION("Removed empty Storage dir: 'ROOT/%s/%s'.", pen.c_str(),
                                 page.c_str());
     }
@@ -374,6 +407,7 @@ void Cleanup(const std::string& pen) {
   if (!Common::ListDirectoryNames(directory, pages) || !pages.empty()) return;
   g_routing_info.erase(pen);
   if (RemoveDirectoryWithout(directory, IsDirectory)) {
+    ReleaseNames(pen);
     QUILLPOST_LOG_INFORMATION("Removed empty Storage dir: 'ROOT/%s'.", pen.c_str());
   }
 }

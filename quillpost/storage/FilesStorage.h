@@ -3,16 +3,14 @@
 //
 // The routing info lives in one table of the process, from the loading of the library to the end
 // of the process, guarded by one recursive mutex. Each pen's part of it is written to
-// ROOT/<pen serial>/RoutingInfo.txt after every change, in place, as far as its bytes are
-// others than before (SavedRoutingInfo.h). Marks overwrite marks, so a process that is killed
-// meanwhile leaves a whole file with some of them. Where strokes or claims come or go, it leaves
-// the file with all of the change or with nothing of it (ArchiveChange.h). A file that was damaged
-// otherwise is reported by the next start as corrupted; the claims are then rebuilt from the stroke
-// files, and what had been delivered is offered again.
+// ROOT/<pen serial>/RoutingInfo.txt after every change, in place, and only the bytes that changed
+// (RoutingInfoFile.h says what a killed process, a full disk and a power cut leave). A file that
+// was damaged otherwise is reported by the next start as corrupted; the claims are then rebuilt
+// from the stroke files, and what had been delivered is offered again.
 //
-// All functions may be called from any thread. Where a result is false the reason is in the log,
+// All functions may be called from any thread. If a result is false, the reason is in the log,
 // except for an invalid pen, page address or application ID, which is refused in silence. Functions
-// that list or remove files throw boost::filesystem::filesystem_error where that fails.
+// that list or remove files throw boost::filesystem::filesystem_error if that fails.
 
 #pragma once
 
@@ -20,15 +18,18 @@
 #include <set>
 #include <string>
 
+#include "storage/NewStrokes.h"
+#include "storage/RoutingTable.h"
 #include "storage/StrokeFiles.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
 
-// Loads the routing info of every pen of the store. True, also where there is no store yet; false
-// where the user has no home directory. Throws where the store can't be read. Pens already in the
-// table stay.
+// Loads the routing info of every pen of the store. Processed strokes whose files are gone, because
+// a killed service had removed them, are dropped. True, also if there is no store yet; false if the
+// user has no home directory. Throws if the store can't be read. Pens already in the table stay.
+// Writes nothing.
 bool Initialize();
 
 // Empties the table. No file is touched.
@@ -41,17 +42,17 @@ void Cleanup();
 bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps);
 
-// The same for one of many pages of a pen. Where RoutingInfo.txt is provably the one that was
-// written last, `is_waiting` is set and what changes is written later: by SaveWaitingRoutingInfo,
-// which ends the pages, or with the next change that somebody else makes. Ink that was written on
-// many pages in turns is so moved once and not with each page. A process that is killed meanwhile
-// has lost claims alone, which the next pass makes again. Nothing is saved of a pen that has no
-// stroke and no directory any more.
-bool SyncRoutingInfoOfMany(const std::string& pen, const std::string& page,
-                           const std::set<std::string>& apps, bool& is_waiting);
+// The same for one of many pages of a pen, without saving. `undecided` are applications of which
+// nobody can tell at the moment whether they claim the page: their claims stay as they are. A page
+// that provably did not change since it was listed for the same applications is not listed again.
+// Listing runs outside the lock of the table, which is free again and again in between, so that
+// nobody else waits for a large page. False for an invalid pen or page.
+bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
+              const std::set<std::string>& undecided);
 
-// Saves what waits, if anything does. The result is that of saving.
-bool SaveWaitingRoutingInfo(const std::string& pen);
+// Saves what SyncPage has changed in a pen's table; nothing of a pen that has no stroke and no
+// directory any more. The result is that of saving.
+bool SaveRoutingInfoOfPages(const std::string& pen);
 
 // Writes a pen's RoutingInfo.txt. False where the pen is not in the table and where writing fails;
 // the table keeps everything for the next attempt.
@@ -78,11 +79,12 @@ bool SetRoutingInfoMarkers(const std::string& pen, const std::string& app,
                            const std::set<StrokeID>& processed);
 
 // Removes stroke files, and the strokes from the table whether or not their files could be removed.
-// The result is that of saving.
+// The result is that of saving. Other ink gets the names of these strokes only when the saved table
+// doesn't know them any more (HeldNames.h).
 bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids);
 
-// Removes the strokes that GetProccessedStrokes gives, if any. At one stroke: two that each asked
-// first and removed then could remove ink that was filed under a freed name between them.
+// Removes the strokes that GetProccessedStrokes gives, if any. Atomically with respect to other
+// removals: a caller that queried and then removed could delete new ink under a reused name.
 void RemoveProccessedStrokes(const std::string& pen);
 
 // Removes the directories of a pen that hold no ink any more: pages without a visible file, and

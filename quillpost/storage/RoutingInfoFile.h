@@ -1,23 +1,118 @@
-// The bytes of RoutingInfo.txt: a text archive of one pen's routing info. Not the file itself:
-// where it lies, and what a failure means, is the store's business (FilesStorage.h).
+// The file RoutingInfo.txt of one pen: its owner, and the only one that writes it. Knows, since the
+// file was read or written last, that it is still that very file and at which byte each stroke
+// begins; so a change of the table is brought to the file by writing only the bytes that differ.
+// Not the format of the bytes (RoutingInfoFormat.h), nor the order of writes that makes a change
+// whole or not at all (ArchiveChange.h).
+//
+// How a save writes, and what is left if it is cut off:
+// - Marks alone are written over the old ones, without a sync. They are single bytes that only turn
+//   from "0" to "1", so any of them may be missing after a power cut; then ink is offered again.
+// - More strokes are written behind the others, without a sync. A power cut may cost the marks of
+//   the pen, but can't mix them up: then all its ink is offered again.
+// - Any other change is made as a whole or not at all, and synced (ArchiveChange.h).
+// - A new file is written and synced. If it can't be written whole it is removed again: no reader
+//   could tell a piece of an archive from one that was damaged.
+//
+// A file is known by its device, inode, mode, size, and times of modification and change. A program
+// that writes as many bytes into it, in the same tick of the system's clock (up to 10 ms) in which
+// the service wrote, is not noticed; its bytes stay until the whole file is written. Everything
+// else is noticed, and replaced as a whole by what the table holds.
+//
+// Belongs to the thread that holds the lock of the table.
 
 #pragma once
 
-#include <string>
+#include <sys/stat.h>
 
+#include <boost/filesystem/path.hpp>
+#include <boost/system/error_code.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/File.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
 
-// The archive of `strokes`, in the classic locale whatever the host's. Throws what the archive
-// library throws.
-std::string WriteRoutingInfo(const StrokeMap& strokes);
+class RoutingInfoFile {
+ public:
+  // What became of reading the file.
+  enum class Loaded {
+    kNothing,     // there is none
+    kTable,       // the table; empty if the archive is
+    kNotRegular,  // something else is in its place
+    kNotOpened,   // it can't be opened or read
+    kCorrupted    // it is no archive, or a damaged one; `reason` says why
+  };
 
-// Reads an archive back, also one with a change that was not finished (ArchiveChange.h). Throws
-// std::exception where it is malformed, cut short, or of a version that the archive library does
-// not read; asks for no more memory than `bytes` justifies.
-StrokeMap ReadRoutingInfo(const std::string& bytes);
+  // The file of the pen of this name. Neither looks at it nor makes it.
+  explicit RoutingInfoFile(const std::string& pen);
+
+  // Reads the file into `strokes`, which are to be saved in it from then on, and must stay where
+  // they are. Throws boost::filesystem::filesystem_error if the file can't be asked for.
+  Loaded Load(StrokeMap& strokes, std::string& reason);
+
+  // A stroke enters or leaves the table, or its claims do; to be called before one leaves. From
+  // here on the bytes will be others.
+  void Cut(const StrokeID& id);
+
+  // Marks of a stroke are set: its bytes will be others, not their number.
+  void Touch(const StrokeID& id);
+
+  // Whether `strokes` may differ from what the file held when it was seen last.
+  bool HasChanges(const StrokeMap& strokes) const;
+
+  // Syncs the marks that Save has written without a sync. To be called before stroke files are
+  // removed because of them: a power cut must not take back a mark whose stroke is gone, or an
+  // application would be offered a stroke without a file for ever.
+  void Sync();
+
+  // Brings the file in line with `strokes`, always the same table. Nothing is written if nothing
+  // has changed. False, with the `reason` in words for the log, if that fails; the file then reads
+  // as it did before, or is missing. True: a killed process leaves all of it, and no stroke that is
+  // gone from the table comes back with a power cut.
+  bool Save(const StrokeMap& strokes, std::string& reason);
+
+ private:
+  struct Record {
+    StrokeMap::const_iterator stroke;
+    std::uint64_t offset;  // of its first byte, the blank before it
+  };
+
+  boost::filesystem::path path() const;
+  bool IsKnown() const;
+  bool IsUntouched(const struct stat& status) const;
+  bool HasTail(const StrokeMap& strokes) const;
+  bool HasTouched() const { return touched_from_ < touched_to_; }
+  std::size_t FindRecord(const StrokeID& id) const;  // the first that is not before `id`
+  void Forget();
+  std::string Note(const StrokeMap& strokes);
+  std::string NoteTail(const StrokeMap& strokes);
+  boost::system::error_code WriteTouched(int descriptor) const;
+  boost::system::error_code WriteTail(int descriptor, const StrokeMap& strokes);
+  bool SaveChanges(const StrokeMap& strokes);
+  bool SaveWhole(const StrokeMap& strokes, std::string& reason);
+  boost::system::error_code WriteWhole(Common::Descriptor& file, const std::string& archive) const;
+  boost::system::error_code Finish(Common::Descriptor& file);
+
+  const std::string pen_;
+  std::optional<struct stat> stamp_;  // empty: nothing is known of the file
+  bool is_synced_ = false;            // all that was written
+  bool is_end_synced_ = false;        // its length, after it was cut off
+
+  // Of the file: how many strokes it holds, and the strokes whose bytes are at the right place, in
+  // their order: all up to the first cut, which is where `tail_` begins. Of these, those from
+  // touched_from_ on up to touched_to_ have other marks.
+  std::size_t count_ = 0;
+  std::vector<Record> records_;
+  std::uint64_t tail_offset_ = 0;
+  std::size_t touched_from_ = 0;
+  std::size_t touched_to_ = 0;
+  std::size_t first_claimed_ = 0;  // the record that introduces the classes of claims
+};
 
 }  // namespace Storage
 }  // namespace TalvoQuillpost

@@ -1,8 +1,11 @@
 #include "storage/RoutingTable.h"
 
 #include <algorithm>
+#include <random>
 #include <utility>
 #include <vector>
+
+#include "storage/HeldNames.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
@@ -16,12 +19,42 @@ bool IsProcessed(const ClaimList& claims) {
          std::any_of(claims.begin(), claims.end(), is_processed);
 }
 
+std::uint64_t HashOf(std::string_view file_name) {
+  // FNV-1a, with a start that nobody can foresee.
+  static const std::uint64_t start = std::random_device()() * 0x9e3779b97f4a7c15u + 1;
+  std::uint64_t hash = start;
+  for (const char character : file_name) {
+    hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001b3u;
+  }
+  return hash ^ hash >> 32;
+}
+
+std::uint64_t g_erasures = 0;  // of all tables; guarded by the lock of the table, like each of them
+
 }  // namespace
 
-RoutingTable::RoutingTable(StrokeMap strokes) : strokes_(std::move(strokes)) {
+bool RoutingTable::PageNames::Has(std::string_view file_name) const {
+  return page_ != nullptr && page_->count(HashOf(file_name)) > 0;
+}
+
+RoutingTable::RoutingTable(const std::string& pen)
+    : pen_(pen), file_(pen), erasures_(++g_erasures) {}
+
+RoutingInfoFile::Loaded RoutingTable::Load(std::string& reason) {
+  const auto loaded = file_.Load(strokes_, reason);
+  MakeIndexes();
+  return loaded;
+}
+
+bool RoutingTable::Save(std::string& reason) {
+  if (!file_.Save(strokes_, reason)) return false;
+  ReleaseNames(pen_, strokes_);
+  return true;
+}
+
+void RoutingTable::MakeIndexes() {
   for (Stroke& stroke : strokes_) {
-    Index& page = pages_[stroke.first.page_address];
-    page.insert(page.end(), &stroke);
+    EnterPage(&stroke);
     for (const auto& [app, marks] : stroke.second) {
       if (marks.delivered) continue;
       Index& undelivered = undelivered_[app];
@@ -55,11 +88,41 @@ std::set<StrokeID> RoutingTable::Processed() const {
   return ids;
 }
 
+RoutingTable::PageNames RoutingTable::NamesOf(const std::string& page) const {
+  PageNames names;
+  const auto found = pages_.find(page);
+  if (found != pages_.end()) names.page_ = &found->second;
+  return names;
+}
+
+void RoutingTable::NoteListed(const std::string& page, const DirectoryStamp& stamp,
+                              const Apps& apps) {
+  const auto found = pages_.find(page);
+  const bool is_known =
+      IsClaimedBy(page, apps) || found == pages_.end() ||
+      std::all_of(found->second.begin(), found->second.end(), [&apps](const auto& entry) {
+        return entry.second->second.size() == apps->size();
+      });
+  if (is_known) listings_[page] = {stamp, apps};
+}
+
+bool RoutingTable::IsClaimedBy(const std::string& page, const Apps& apps) const {
+  const auto listing = listings_.find(page);
+  return listing != listings_.end() &&
+         (listing->second.apps == apps || *listing->second.apps == *apps);
+}
+
+bool RoutingTable::IsListed(const std::string& page, const DirectoryStamp& stamp,
+                            const Apps& apps) const {
+  return IsClaimedBy(page, apps) && listings_.find(page)->second.stamp == stamp;
+}
+
 void RoutingTable::KeepClaims(const std::string& page, const std::set<std::string>& apps) {
+  listings_.erase(page);
   const auto index = pages_.find(page);
   if (index == pages_.end()) return;
-  const std::vector<Stroke*> strokes(index->second.begin(), index->second.end());
-  for (Stroke* stroke : strokes) {
+  const std::vector<Page::value_type> entries(index->second.begin(), index->second.end());
+  for (const auto& [hash, stroke] : entries) {
     const bool leaves = apps.empty() || (DropClaims(stroke, apps) && stroke->second.empty());
     if (leaves) Erase(strokes_.find(stroke->first));
   }
@@ -77,7 +140,7 @@ void RoutingTable::Claim(const StrokeID& id, const std::set<std::string>& apps) 
     claim.try_emplace(app);
     Add(undelivered_, app, stroke);
     if (!is_changed) {
-      saved_.Cut(id);
+      file_.Cut(id);
       processed_.erase(stroke);
       is_changed = true;
     }
@@ -94,11 +157,15 @@ void RoutingTable::Mark(const StrokeID& id, const std::string& app, bool is_proc
   if (!claim->second.delivered) Remove(undelivered_, app, &*stroke);
   claim->second.delivered = true;
   if (is_processed) claim->second.processed = true;
-  saved_.Touch(id);
+  file_.Touch(id);
   if (!IsProcessed(stroke->second)) processed_.erase(&*stroke);
 }
 
 void RoutingTable::Erase(const StrokeID& id) {
+  erasures_ = ++g_erasures;
+  // Its file may have stayed: then the next pass finds it in the page, unchanged as that may be.
+  const auto listing = listings_.find(id.page_address);
+  if (listing != listings_.end()) listing->second.stamp = DirectoryStamp();
   const auto entry = strokes_.find(id);
   if (entry != strokes_.end()) Erase(entry);
 }
@@ -106,8 +173,8 @@ void RoutingTable::Erase(const StrokeID& id) {
 StrokeMap::iterator RoutingTable::Enter(const StrokeID& id) {
   StrokeMap entered;
   const auto entry = entered.try_emplace(id).first;
-  Add(pages_, id.page_address, &*entry);
-  saved_.Cut(id);
+  EnterPage(&*entry);
+  file_.Cut(id);
   strokes_.merge(entered);
   return entry;
 }
@@ -118,9 +185,17 @@ void RoutingTable::Erase(StrokeMap::iterator entry) {
     if (!marks.delivered) Remove(undelivered_, app, stroke);
   }
   processed_.erase(stroke);
-  Remove(pages_, stroke->first.page_address, stroke);
-  saved_.Cut(stroke->first);
+  const auto page = pages_.find(stroke->first.page_address);
+  const auto same = page->second.equal_range(HashOf(StrokeIDToFileName(stroke->first)));
+  page->second.erase(std::find_if(same.first, same.second,
+                                  [stroke](const auto& entry) { return entry.second == stroke; }));
+  if (page->second.empty()) pages_.erase(page);
+  file_.Cut(stroke->first);
   strokes_.erase(entry);
+}
+
+void RoutingTable::EnterPage(Stroke* stroke) {
+  pages_[stroke->first.page_address].emplace(HashOf(StrokeIDToFileName(stroke->first)), stroke);
 }
 
 void RoutingTable::Add(Indexes& indexes, const std::string& key, Stroke* stroke) {
@@ -145,7 +220,7 @@ bool RoutingTable::DropClaims(Stroke* stroke, const std::set<std::string>& apps)
     }
     if (!is_changed) {
       processed_.insert(stroke);
-      saved_.Cut(stroke->first);
+      file_.Cut(stroke->first);
       is_changed = true;
     }
     if (!claim->second.delivered) Remove(undelivered_, claim->first, stroke);

@@ -1,36 +1,52 @@
 // The routing info of one pen: the table of its strokes and their claims, the indexes that answer
-// questions about it without walking it, and what is known of its file (SavedRoutingInfo.h). Not
+// questions about it without walking it, and the file that it is saved in (RoutingInfoFile.h). Not
 // the rules of routing: which claims come and go is the store's business (FilesStorage.h).
 //
-// With N strokes in the table, finding one takes log N steps; a change takes log N steps for each
-// claim that it touches. A change that runs out of memory leaves some of its claims changed and the
-// others as they were, and the answers agree with that. Belongs to whoever holds the lock of the
-// table; nothing here blocks.
+// With N strokes in the table, finding one takes log N steps, or one if its page is known; a change
+// takes log N steps for each claim that it touches. A change that runs out of memory leaves some of
+// its claims changed and the others as they were, and the answers agree with that. Belongs to the
+// thread that holds the lock of the table; only Load and Save touch a file.
 
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
-#include "storage/SavedRoutingInfo.h"
+#include "storage/DirectoryStamp.h"
+#include "storage/RoutingInfoFile.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
 
+// The applications that claim a page, by ID. Shared, because many pages have the same ones.
+typedef std::shared_ptr<const std::set<std::string>> Apps;
+
 class RoutingTable {
  public:
-  RoutingTable() = default;
-  explicit RoutingTable(StrokeMap strokes);
-  RoutingTable(RoutingTable&&) = default;
-  RoutingTable& operator=(RoutingTable&&) = default;
+  // An empty table of the pen of this name. Touches no file.
+  explicit RoutingTable(const std::string& pen);
+  RoutingTable(const RoutingTable&) = delete;
+  RoutingTable& operator=(const RoutingTable&) = delete;
 
   const StrokeMap& strokes() const { return strokes_; }
 
-  // What is known of the file that holds the table. Changes of the table tell it what they touch.
-  SavedRoutingInfo& saved() { return saved_; }
+  // ---- The file.
+  // Reads it into the empty table. Results and errors are those of RoutingInfoFile::Load.
+  RoutingInfoFile::Loaded Load(std::string& reason);
+
+  // Brings it in line with the table. False, with the reason in words, if that fails; the table
+  // keeps everything for the next attempt.
+  bool Save(std::string& reason);
+
+  // Makes the marks that were saved survive a power cut.
+  void Sync() { file_.Sync(); }
 
   // ---- Questions.
   // The strokes that the application claims and has not received: how many; the first of them, null
@@ -41,6 +57,39 @@ class RoutingTable {
 
   // The strokes that every claiming application has received and at least one has accepted.
   std::set<StrokeID> Processed() const;
+
+  // The strokes of a page, to be asked for many files of it. Valid until the table changes.
+  class PageNames {
+   public:
+    // Whether there is a stroke of this file name. Compares 64 bits that are made from the name,
+    // and not the names, which lie all over the memory: that a new file is taken for one of 50,000
+    // strokes happens once in 10^14 times.
+    bool Has(std::string_view file_name) const;
+
+   private:
+    friend class RoutingTable;
+    typedef std::unordered_multimap<std::uint64_t, StrokeMap::value_type*> Page;
+
+    const Page* page_ = nullptr;  // null: it has no strokes
+  };
+  PageNames NamesOf(const std::string& page) const;
+
+  // ---- Listed pages.
+  // To be called when all files of a page have been claimed by `apps` and others have lost their
+  // claims. `stamp` was taken before the files were listed. Strokes whose files are not there keep
+  // the page from being known: they may come back, and lack a claim.
+  void NoteListed(const std::string& page, const DirectoryStamp& stamp, const Apps& apps);
+
+  // Whether every stroke of the page is claimed by these applications, and by no others.
+  bool IsClaimedBy(const std::string& page, const Apps& apps) const;
+
+  // Whether listing the page again would find nothing new: it was listed when its directory was as
+  // `stamp` says, for the same applications, and none of its strokes was erased since.
+  bool IsListed(const std::string& page, const DirectoryStamp& stamp, const Apps& apps) const;
+
+  // Another number after each call of Erase, and another one for each table: a list of files that
+  // was made before is not to be trusted after it.
+  std::uint64_t erasures() const { return erasures_; }
 
   // ---- Changes.
   // On one page, drops the claims of all applications but `apps`. A stroke that loses its last
@@ -67,18 +116,30 @@ class RoutingTable {
   typedef std::set<Stroke*, ByID> Index;         // entries of strokes_, in their order
   typedef std::map<std::string, Index> Indexes;  // without empty ones
 
+  typedef PageNames::Page Page;  // by the hash of their file names
+
+  struct Listing {
+    DirectoryStamp stamp;
+    Apps apps;
+  };
+
   // In each of these, and for each claim, what may run out of memory comes before what changes.
   static void Add(Indexes& indexes, const std::string& key, Stroke* stroke);
   static void Remove(Indexes& indexes, const std::string& key, Stroke* stroke);
   StrokeMap::iterator Enter(const StrokeID& id);
   void Erase(StrokeMap::iterator entry);
   bool DropClaims(Stroke* stroke, const std::set<std::string>& apps);
+  void MakeIndexes();
+  void EnterPage(Stroke* stroke);
 
+  const std::string pen_;
   StrokeMap strokes_;
-  Indexes pages_;        // by page address: every stroke
+  RoutingInfoFile file_;
+  std::unordered_map<std::string, Page> pages_;        // by page address: every stroke
+  std::unordered_map<std::string, Listing> listings_;  // by page address
+  std::uint64_t erasures_;
   Indexes undelivered_;  // by application: those that it claims and has not received
   Index processed_;
-  SavedRoutingInfo saved_;
 };
 
 }  // namespace Storage

@@ -3,10 +3,10 @@
 //   ROOT/<pen serial>/<page address>/<name>.<extension>
 //
 // Every query lists the disk afresh; there is no cache, and all functions may be called from any
-// thread. The only state is which files imports of this process are writing. What is known about
-// the strokes beside their bytes is the routing info (FilesStorage.h). Functions marked "throws"
-// let boost::filesystem::filesystem_error out where the file system fails in a way that they have
-// no answer for.
+// thread. NewStrokes.h makes the files; each is whole from the moment it has its name. What is
+// known about the strokes beside their bytes is the routing info (FilesStorage.h). Functions marked
+// "throws" let boost::filesystem::filesystem_error out if the file system fails in a way that they
+// have no answer for.
 
 #pragma once
 
@@ -14,7 +14,6 @@
 #include <functional>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "storage/StrokeID.h"
 
@@ -33,27 +32,18 @@ bool GetKnownPens(std::set<std::string>& pens);
 // pen and where the pen has no directory. Throws.
 bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages);
 
-// Files `data` as a new stroke file of the pen, under the id's page address and name, or where that
-// is taken, be it by a link that leads nowhere, under the name with a number. False, with the
-// reason in the log, for an invalid id, empty data, and where the file can't be made; a failed
-// write is not reported, and leaves a short or empty stroke file. Throws.
-bool ImportStroke(const std::string& pen, const StrokeID& id, const std::vector<char>& data);
-
-// The names of the files in a directory that imports of this process are still writing. They are
-// no ink to be routed yet: an application that took one would have taken a part of it. Asked for
-// after a listing, it names every listed file that was not whole.
-std::set<std::string> GetUnfinishedFiles(const boost::filesystem::path& directory);
-
 // Makes a private copy of a stroke file in the scratch directory. `out` is its path; the caller
-// removes it when done. False, with `out` empty and the reason in the log, where that fails; a file
-// that is still being written does not exist yet. A large copy takes its time: where `may_go_on` is
-// given it is asked before each 64 KiB, and false ends the copy with operation_canceled.
-// Throws.
+// removes it when done. False, with `out` empty and the reason in the log, if that fails. A large
+// copy takes its time: if `may_go_on` is given it is asked before each 64 KiB, and false cancels
+// the copy, which is no error. Throws.
 bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem::path& out,
                   const std::function<bool()>& may_go_on = nullptr);
 
-// Finds a name that is not taken: where `path` is, numbers it ("a.stf2", "a-1.stf2", "a-2.stf2").
-// Throws.
+// The path with a number in front of its extension: 2 makes "a.stf2" to "a-2.stf2", 0 leaves it.
+boost::filesystem::path NumberedPath(const boost::filesystem::path& path, unsigned int number);
+
+// Numbers `path`, from 1, until nothing has that name. What has it when the caller makes the file
+// is another question, so new ink gets its name otherwise (NewStrokes.h). Throws.
 void MakePathUnique(boost::filesystem::path& path);
 
 // Removes from `directory` every entry that `keep` does not ask to keep, subdirectories with all

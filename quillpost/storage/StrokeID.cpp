@@ -27,6 +27,13 @@ std::string StrokeIDToFileName(const StrokeID& id) {
   return file_name;
 }
 
+void SetFileName(StrokeID& id, std::string_view file_name) {
+  const std::size_t dot = file_name.rfind('.');
+  const bool has_extension = dot != std::string_view::npos;
+  id.name.assign(file_name.substr(0, dot));
+  id.extension.assign(has_extension ? file_name.substr(dot + 1) : std::string_view());
+}
+
 bool IsStrokeIDValid(const StrokeID& id) {
   constexpr std::string_view kForbidden("/\0", 2);
   if (id.name.empty()) return false;

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace TalvoQuillpost {
 namespace Storage {
@@ -27,6 +28,10 @@ struct StrokeID {
 // The stroke's file name in its page directory: the name ("unnamed" where it is empty), and "." and
 // the extension where that is not empty.
 std::string StrokeIDToFileName(const StrokeID& id);
+
+// Makes name and extension of `id` those of a file of its page directory. The extension begins
+// behind the last dot; a name without a dot has none.
+void SetFileName(StrokeID& id, std::string_view file_name);
 
 // Whether the id can name a file of its page directory: its name is not empty, and neither name nor
 // extension leads out of the directory.

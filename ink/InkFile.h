@@ -1,0 +1,38 @@
+// Ink from the bytes of a file, whatever its format: the one door for programs that take the files
+// that people have. The content decides, never a name.
+
+#pragma once
+
+#include <string>
+
+#include "ink/Ink.h"
+#include "ink/Losses.h"
+#include "ink/inkml/InkMLOptions.h"
+
+namespace TalvoInk {
+
+// The largest file of ink, and the most that a compressed one may stand for. More is no
+// handwriting.
+constexpr std::size_t kMostInkBytes = std::size_t{256} << 20;
+
+enum class InkFormat { kStf2, kSealedStf2, kInkML, kXopp, kSvg };
+
+// "STF2", "sealed STF2", "InkML", "xopp", "SVG".
+const char* NameOf(InkFormat format);
+
+// The bytes of a file, unpacked if they were compressed, with the format that they seem to have.
+// Bytes that are of no known format count as STF2, and reading them says what is wrong.
+struct InkBytes {
+  std::string bytes;
+  InkFormat format = InkFormat::kStf2;
+  bool was_gzipped = false;
+};
+
+// Throws InkError for damaged gzip and for what unpacks to more than kMostInkBytes.
+InkBytes Unpack(std::string bytes);
+
+// Reads the ink. What the options state of pen, page and start time holds for every format. Throws
+// SealedInkError for sealed ink, and what the format's reader throws.
+Ink ReadInk(const InkBytes& file, const InkMLOptions& options, Losses& losses);
+
+}  // namespace TalvoInk

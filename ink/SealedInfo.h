@@ -1,0 +1,21 @@
+// What the envelope of sealed ink says to everybody, without a key. None of it is proven: only
+// opening the ink tells whether the envelope is true.
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace TalvoInk {
+
+struct SealedInfo {
+  std::uint64_t pen = 0;
+  std::string recipient;  // the public key, in hexadecimal
+  std::uint8_t algorithm = 0;
+};
+
+// None for bytes that are not sealed ink, or damaged sealed ink whose envelope can't be read.
+std::optional<SealedInfo> ReadSealedInfo(const std::string& bytes);
+
+}  // namespace TalvoInk

@@ -1,0 +1,55 @@
+// Where the ink of each page stands on the sheet that shows it: which strokes a picture has, how
+// large its sheets are, and how the ink is moved and scaled to fit them. Nothing is drawn here.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ink/Ink.h"
+#include "ink/drawing/Outline.h"
+#include "ink/drawing/Paper.h"
+
+namespace TalvoInk {
+
+// How ink stands on paper of a given size.
+enum class Placement {
+  kAsWritten,  // where the pen wrote it
+  kCentred,    // in the middle, in its own size
+  kFitted      // as large as the paper allows within the margin, in the middle
+};
+
+struct LayoutOptions {
+  std::optional<PageSize> page_size;  // none: as large as the ink with the margin around it
+  Placement placement = Placement::kAsWritten;  // on paper of a given size
+  std::optional<double> margin_mm;              // around the ink; none: 5, on paper 10
+  std::optional<std::string> page;              // this page alone
+};
+
+// One page's sheet. All lengths are micrometres; the sheet's origin is its top left corner.
+struct Sheet {
+  std::optional<std::string> page;
+  std::vector<const Stroke*> strokes;  // in the order in which they are drawn
+  std::int64_t width = 0, height = 0;
+  double scale = 1;               // of the ink on the sheet
+  double move_x = 0, move_y = 0;  // added after scaling
+
+  // A corner of an outline on the sheet.
+  Corner Place(const Corner& corner) const;
+};
+
+struct Layout {
+  std::vector<Sheet> sheets;  // in the order in which the pages first appear
+  std::size_t points = 0;     // of all strokes
+  std::size_t strokes = 0;
+  std::size_t strokes_off_paper = 0;  // that have a point beyond the edge of their sheet
+};
+
+// The ink must outlive the layout. Throws InkError for ink without strokes, and for a page that has
+// none.
+Layout LayOut(const Ink& ink, const Tips& tips, const LayoutOptions& options);
+
+}  // namespace TalvoInk

@@ -1,0 +1,405 @@
+#include "ink/drawing/Outline.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace TalvoInk {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+// How far a polygon may lie off the true curve, in micrometres: a twentieth of a pixel at 200 dpi.
+constexpr double kTolerance = 6;
+
+// The width grows by at most this for each unit of way, so that no end swells into a knob.
+constexpr double kSteepest = 0.12;
+
+// No digitiser's grid is coarser than this; larger steps were meant. A screen's pixel is 265.
+constexpr double kCoarsestPitch = 400;
+
+struct Knot {
+  double x, y, radius;
+  double at = 0;  // which point of the stroke it is, with fractions in between
+};
+
+double Distance(const Knot& a, const Knot& b) {
+  return std::hypot(b.x - a.x, b.y - a.y);
+}
+
+// Half the width at a force from 0 to 1: medium force gives the stroke's own width.
+double RadiusAt(double force, double width) {
+  return width / 2 * (0.5 + force);
+}
+
+double WidthOf(const Stroke& stroke) {
+  return std::max(stroke.width_um == 0 ? kDefaultWidthUm : stroke.width_um, kFinestWidthUm);
+}
+
+// The stroke's points without those on which the pen stood still.
+std::vector<Knot> KnotsOf(const Stroke& stroke, bool is_constant) {
+  const std::vector<Stf2Sample> points = PositionsOf(stroke);
+  const auto has_force = [](const Stf2Sample& point) { return point.force != 0; };
+  const bool pressed = !is_constant && std::any_of(points.begin(), points.end(), has_force);
+  const double width = WidthOf(stroke);
+  std::vector<Knot> knots;
+  double at = 0;
+  for (const Stf2Sample& point : points) {
+    const double radius = RadiusAt(pressed ? point.force / 65535.0 : 0.5, width);
+    const Knot knot{double(point.x_um), double(point.y_um), radius, at++};
+    if (!knots.empty() && Distance(knots.back(), knot) < 1) {
+      knots.back().radius = std::max(knots.back().radius, radius);
+    } else {
+      knots.push_back(knot);
+    }
+  }
+  return knots;
+}
+
+// The cosine of the turn at the knot between two others.
+double TurnCosine(const Knot& a, const Knot& b, const Knot& c) {
+  const double length = Distance(a, b) * Distance(b, c);
+  return ((b.x - a.x) * (c.x - b.x) + (b.y - a.y) * (c.y - b.y)) / std::max(length, 1e-9);
+}
+
+double WayAlong(const std::vector<Knot>& knots) {
+  double way = 0;
+  for (std::size_t i = 1; i < knots.size(); ++i) way += Distance(knots[i - 1], knots[i]);
+  return way;
+}
+
+// The pitch of the grid on which the positions were reported: the smallest step there is.
+double PitchOf(const std::vector<Knot>& knots) {
+  double pitch = std::numeric_limits<double>::max();
+  for (std::size_t i = 1; i < knots.size(); ++i) {
+    for (const double step : {knots[i].x - knots[i - 1].x, knots[i].y - knots[i - 1].y}) {
+      if (step != 0) pitch = std::min(pitch, std::abs(step));
+    }
+  }
+  return pitch;
+}
+
+// One pass of smoothing along the stroke. No knot ends up farther than `reach` from where it was
+// in `original`; a sharp turn that is more than the grid's doing stays where it is.
+void SmoothPositions(std::vector<Knot>& knots, const std::vector<Knot>& original, double reach,
+                     bool coarse) {
+  const std::vector<Knot> old = knots;
+  for (std::size_t i = 1; i + 1 < old.size(); ++i) {
+    const Knot &a = old[i - 1], &b = old[i], &c = old[i + 1];
+    if (!coarse && TurnCosine(a, b, c) < 0.5) continue;
+    const double x = (a.x + 2 * b.x + c.x) / 4;
+    const double y = (a.y + 2 * b.y + c.y) / 4;
+    const double way = std::hypot(x - original[i].x, y - original[i].y);
+    const double share = way > reach ? reach / way : 1;
+    knots[i].x = original[i].x + (x - original[i].x) * share;
+    knots[i].y = original[i].y + (y - original[i].y) * share;
+  }
+}
+
+// Digitisers report positions on a grid; its steps are ironed out, but never by more than the grid
+// can have been wrong. Where the grid is coarse beside the pen's width and the points are dense on
+// it, a step is many points long, and so must be the smoothing.
+void Smooth(std::vector<Knot>& knots) {
+  if (knots.size() < 3) return;
+  const std::vector<Knot> original = knots;
+  const double radius = original[original.size() / 2].radius;
+  const double pitch = PitchOf(original);
+  const double density = pitch * static_cast<double>(original.size() - 1) / WayAlong(original);
+  const bool coarse = pitch > radius / 4 && pitch <= kCoarsestPitch && density > 0.3;
+  const double reach = coarse ? 1.1 * pitch : std::min(pitch, radius / 4);
+  const int passes = coarse ? std::clamp(static_cast<int>(24 * density * density), 2, 24) : 2;
+  for (int pass = 0; pass < passes; ++pass) SmoothPositions(knots, original, reach, coarse);
+}
+
+// Evens the widths out: jumps of the force vanish, and the width grows and shrinks gently.
+void SmoothRadii(std::vector<Knot>& knots) {
+  for (int pass = 0; pass < 3 && knots.size() > 2; ++pass) {
+    const std::vector<Knot> old = knots;
+    for (std::size_t i = 1; i + 1 < old.size(); ++i) {
+      knots[i].radius = (old[i - 1].radius + 2 * old[i].radius + old[i + 1].radius) / 4;
+    }
+    knots.front().radius = (old[0].radius + old[1].radius) / 2;
+    knots.back().radius = (old[old.size() - 1].radius + old[old.size() - 2].radius) / 2;
+  }
+  for (std::size_t i = 1; i < knots.size(); ++i) {
+    const double most = knots[i - 1].radius + kSteepest * Distance(knots[i - 1], knots[i]);
+    knots[i].radius = std::min(knots[i].radius, most);
+  }
+  for (std::size_t i = knots.size(); i-- > 1;) {
+    const double most = knots[i].radius + kSteepest * Distance(knots[i - 1], knots[i]);
+    knots[i - 1].radius = std::min(knots[i - 1].radius, most);
+  }
+}
+
+// A point of the centripetal Catmull-Rom curve between b and c, by Barry and Goldman's pyramid.
+// The centripetal one alone neither loops nor overshoots at sharp turns.
+Knot OnCurve(const Knot (&p)[4], const double (&t)[4], double at) {
+  const auto mix = [](const Knot& a, const Knot& b, double ta, double tb, double t) {
+    const double u = tb > ta ? (t - ta) / (tb - ta) : 0;
+    return Knot{a.x + (b.x - a.x) * u, a.y + (b.y - a.y) * u, 0};
+  };
+  const Knot a1 = mix(p[0], p[1], t[0], t[1], at);
+  const Knot a2 = mix(p[1], p[2], t[1], t[2], at);
+  const Knot a3 = mix(p[2], p[3], t[2], t[3], at);
+  const Knot b1 = mix(a1, a2, t[0], t[2], at);
+  const Knot b2 = mix(a2, a3, t[1], t[3], at);
+  Knot result = mix(b1, b2, t[1], t[2], at);
+  const double u = (at - t[1]) / (t[2] - t[1]);
+  result.radius = p[1].radius + (p[2].radius - p[1].radius) * u;
+  result.at = p[1].at + (p[2].at - p[1].at) * u;
+  return result;
+}
+
+// How many straight pieces the curve between b and c takes to stay within the tolerance.
+int PiecesBetween(const Knot& a, const Knot& b, const Knot& c, const Knot& d) {
+  const double turn = std::acos(std::clamp(TurnCosine(a, b, c), -1.0, 1.0)) +
+                      std::acos(std::clamp(TurnCosine(b, c, d), -1.0, 1.0));
+  const double length = Distance(b, c) + std::max(b.radius, c.radius);
+  const double sag = length * turn / 8;
+  return std::clamp(static_cast<int>(std::ceil(std::sqrt(sag / kTolerance))), 1, 24);
+}
+
+// The curve through the knots as short straight pieces.
+std::vector<Knot> Resample(const std::vector<Knot>& knots) {
+  if (knots.size() < 3) return knots;
+  std::vector<Knot> curve;
+  for (std::size_t i = 0; i + 1 < knots.size(); ++i) {
+    const Knot &b = knots[i], &c = knots[i + 1];
+    // Beyond the ends the curve goes on as it came.
+    const Knot a = i > 0 ? knots[i - 1] : Knot{2 * b.x - c.x, 2 * b.y - c.y, b.radius};
+    const Knot d =
+        i + 2 < knots.size() ? knots[i + 2] : Knot{2 * c.x - b.x, 2 * c.y - b.y, c.radius};
+    const Knot p[4] = {a, b, c, d};
+    double t[4] = {0, 0, 0, 0};
+    for (int k = 1; k < 4; ++k)
+      t[k] = t[k - 1] + std::sqrt(std::max(Distance(p[k - 1], p[k]), 1e-6));
+    const int pieces = PiecesBetween(a, b, c, d);
+    for (int k = 0; k < pieces; ++k)
+      curve.push_back(OnCurve(p, t, t[1] + (t[2] - t[1]) * k / pieces));
+  }
+  curve.push_back(knots.back());
+  // A knot on top of another has no direction.
+  std::vector<Knot> apart;
+  for (const Knot& knot : curve) {
+    if (apart.empty() || Distance(apart.back(), knot) >= 1) apart.push_back(knot);
+  }
+  return apart;
+}
+
+Corner Rounded(double x, double y) {
+  return {std::llround(x), std::llround(y)};
+}
+
+void Append(Polygon& polygon, double x, double y) {
+  const Corner corner = Rounded(x, y);
+  const bool same =
+      !polygon.empty() && polygon.back().x == corner.x && polygon.back().y == corner.y;
+  if (!same) polygon.push_back(corner);
+}
+
+// The corners of an arc around the knot from one angle to another, both included.
+void AppendArc(Polygon& polygon, const Knot& knot, double from, double to) {
+  const double step = 2 * std::acos(1 - std::min(kTolerance / 2 / std::max(knot.radius, 1.0), 1.0));
+  const int pieces = std::max(2, static_cast<int>(std::ceil(std::abs(to - from) / step)));
+  for (int i = 0; i <= pieces; ++i) {
+    const double angle = from + (to - from) * i / pieces;
+    Append(polygon, knot.x + knot.radius * std::cos(angle), knot.y + knot.radius * std::sin(angle));
+  }
+}
+
+Polygon Disc(const Knot& knot) {
+  Polygon polygon;
+  AppendArc(polygon, knot, 0, 2 * kPi);
+  polygon.pop_back();
+  return polygon;
+}
+
+// The direction of the curve at one of its knots: that between its neighbours.
+double DirectionAt(const std::vector<Knot>& curve, std::size_t first, std::size_t last,
+                   std::size_t i) {
+  const Knot& a = curve[i > first ? i - 1 : i];
+  const Knot& b = curve[i < last ? i + 1 : i];
+  return std::atan2(b.y - a.y, b.x - a.x);
+}
+
+Knot Side(const Knot& knot, double direction, double sign) {
+  const double angle = direction + sign * kPi / 2;
+  return {knot.x + knot.radius * std::cos(angle), knot.y + knot.radius * std::sin(angle), 0};
+}
+
+// Whether both sides of the piece from a to b run forward, given the directions at its ends. A
+// side that runs backward would turn its part of the polygon inside out.
+bool RunsForward(const Knot& a, const Knot& b, double direction_a, double direction_b) {
+  for (const double sign : {-1.0, 1.0}) {
+    const Knot from = Side(a, direction_a, sign);
+    const Knot to = Side(b, direction_b, sign);
+    if ((to.x - from.x) * (b.x - a.x) + (to.y - from.y) * (b.y - a.y) <= 0) return false;
+  }
+  return true;
+}
+
+// The end of the longest band that begins at `first` and can be one polygon.
+std::size_t BandEnd(const std::vector<Knot>& curve, std::size_t first) {
+  std::size_t last = first + 1;
+  while (last + 1 < curve.size()) {
+    // The band would turn at `last`: by little, and with both pieces there still running forward.
+    if (TurnCosine(curve[last - 1], curve[last], curve[last + 1]) < 0.8) break;
+    const double before = DirectionAt(curve, first, last + 1, last - 1);
+    const double at = DirectionAt(curve, first, last + 1, last);
+    const double after = DirectionAt(curve, first, last + 1, last + 1);
+    if (!RunsForward(curve[last - 1], curve[last], before, at)) break;
+    if (!RunsForward(curve[last], curve[last + 1], at, after)) break;
+    ++last;
+  }
+  return last;
+}
+
+// One band of the stroke with a round end on either side.
+Polygon Band(const std::vector<Knot>& curve, std::size_t first, std::size_t last) {
+  Polygon polygon;
+  const double begin = DirectionAt(curve, first, last, first);
+  const double end = DirectionAt(curve, first, last, last);
+  AppendArc(polygon, curve[first], begin + kPi / 2, begin + 3 * kPi / 2);
+  for (std::size_t i = first + 1; i < last; ++i) {
+    const Knot side = Side(curve[i], DirectionAt(curve, first, last, i), -1);
+    Append(polygon, side.x, side.y);
+  }
+  AppendArc(polygon, curve[last], end - kPi / 2, end + kPi / 2);
+  for (std::size_t i = last; i-- > first + 1;) {
+    const Knot side = Side(curve[i], DirectionAt(curve, first, last, i), 1);
+    Append(polygon, side.x, side.y);
+  }
+  return polygon;
+}
+
+// The tip's edge around its middle, for a knot whose radius is half of the tip's width.
+std::vector<Knot> EdgeOf(const Tip& tip, const Knot& knot, double width) {
+  const double half_x = knot.radius;
+  const double half_y = tip.height_um / 2.0 * (2 * knot.radius / width);
+  if (tip.shape == Tip::Shape::kRectangle) {
+    return {{-half_x, -half_y, 0}, {half_x, -half_y, 0}, {half_x, half_y, 0}, {-half_x, half_y, 0}};
+  }
+  const double step = 2 * std::acos(1 - std::min(kTolerance / std::max(half_x, half_y), 1.0));
+  const int corners = std::clamp(static_cast<int>(std::ceil(2 * kPi / step)), 8, 90);
+  std::vector<Knot> edge;
+  for (int i = 0; i < corners; ++i) {
+    const double angle = 2 * kPi * i / corners;
+    edge.push_back({half_x * std::cos(angle), half_y * std::sin(angle), 0});
+  }
+  return edge;
+}
+
+// The convex hull of some corners, turning as they do on a page whose y grows downward (Andrew's
+// monotone chain).
+Polygon HullOf(std::vector<Corner> corners) {
+  const auto before = [](const Corner& a, const Corner& b) {
+    return a.x != b.x ? a.x < b.x : a.y < b.y;
+  };
+  std::sort(corners.begin(), corners.end(), before);
+  const auto turns_left = [](const Corner& a, const Corner& b, const Corner& c) {
+    return double(b.x - a.x) * double(c.y - a.y) - double(b.y - a.y) * double(c.x - a.x) > 0;
+  };
+  Polygon hull;
+  for (int side = 0; side < 2; ++side) {
+    const std::size_t begin = hull.size();
+    for (const Corner& corner : corners) {
+      while (hull.size() >= begin + 2 && !turns_left(hull[hull.size() - 2], hull.back(), corner)) {
+        hull.pop_back();
+      }
+      hull.push_back(corner);
+    }
+    hull.pop_back();  // the other side begins with it
+    std::reverse(corners.begin(), corners.end());
+  }
+  return hull.empty() ? Polygon{corners.front()} : hull;
+}
+
+// What a tip that is not round leaves: between two places of the pen everything that it slides
+// over, which is the hull of its prints at both.
+std::vector<Polygon> SweepOf(const std::vector<Knot>& curve, const Tip& tip, double width) {
+  std::vector<Polygon> polygons;
+  for (std::size_t i = 0; i + 1 < curve.size() || i == 0; ++i) {
+    std::vector<Corner> corners;
+    for (std::size_t k = i; k < std::min(i + 2, curve.size()); ++k) {
+      for (const Knot& corner : EdgeOf(tip, curve[k], width)) {
+        corners.push_back(Rounded(curve[k].x + corner.x, curve[k].y + corner.y));
+      }
+    }
+    polygons.push_back(HullOf(std::move(corners)));
+  }
+  return polygons;
+}
+
+// The smooth curve that the tip's middle follows.
+std::vector<Knot> CurveOf(const Stroke& stroke, const Tip& tip) {
+  std::vector<Knot> knots = KnotsOf(stroke, tip.is_constant);
+  if (knots.size() < 2) return knots;
+  Smooth(knots);
+  SmoothRadii(knots);
+  return Resample(knots);
+}
+
+// What the tip leaves on its way along the curve.
+std::vector<Polygon> PolygonsOf(const std::vector<Knot>& curve, const Tip& tip, double width) {
+  std::vector<Polygon> polygons;
+  if (curve.empty()) return polygons;
+  if (tip.shape != Tip::Shape::kRound) return SweepOf(curve, tip, width);
+  if (curve.size() == 1) polygons.push_back(Disc(curve.front()));
+  for (std::size_t first = 0; first + 1 < curve.size();) {
+    const std::size_t last = BandEnd(curve, first);
+    polygons.push_back(Band(curve, first, last));
+    first = last;
+  }
+  return polygons;
+}
+
+}  // namespace
+
+void Box::Take(const Box& other) {
+  if (other.is_empty) return;
+  left = is_empty ? other.left : std::min(left, other.left);
+  top = is_empty ? other.top : std::min(top, other.top);
+  right = is_empty ? other.right : std::max(right, other.right);
+  bottom = is_empty ? other.bottom : std::max(bottom, other.bottom);
+  is_empty = false;
+}
+
+Box BoxOf(const Stroke& stroke, const Tip& tip) {
+  Box box;
+  const double width = WidthOf(stroke);
+  for (const Knot& knot : KnotsOf(stroke, tip.is_constant)) {
+    const bool is_round = tip.shape == Tip::Shape::kRound;
+    const double half_y = is_round ? knot.radius : knot.radius * tip.height_um / width;
+    box.Take({std::llround(knot.x - knot.radius), std::llround(knot.y - half_y),
+              std::llround(knot.x + knot.radius), std::llround(knot.y + half_y), false});
+  }
+  return box;
+}
+
+std::vector<Polygon> OutlineOf(const Stroke& stroke, const Tip& tip) {
+  return PolygonsOf(CurveOf(stroke, tip), tip, WidthOf(stroke));
+}
+
+std::vector<OutlinePiece> OutlinePiecesOf(const Stroke& stroke, const Tip& tip,
+                                          const std::vector<double>& times_ms, double step_ms) {
+  const std::vector<Knot> curve = CurveOf(stroke, tip);
+  const auto time_at = [&](const Knot& knot) {
+    const std::size_t point = std::min(static_cast<std::size_t>(knot.at), times_ms.size() - 1);
+    const double next = times_ms[std::min(point + 1, times_ms.size() - 1)];
+    return times_ms[point] + (next - times_ms[point]) * (knot.at - double(point));
+  };
+  std::vector<OutlinePiece> pieces;
+  for (std::size_t first = 0; first < curve.size();) {
+    const double begin = time_at(curve[first]);
+    std::size_t last = first;
+    while (last + 1 < curve.size() && (last == first || time_at(curve[last]) < begin + step_ms))
+      ++last;
+    const std::vector<Knot> part(curve.begin() + static_cast<std::ptrdiff_t>(first),
+                                 curve.begin() + static_cast<std::ptrdiff_t>(last) + 1);
+    pieces.push_back({begin, PolygonsOf(part, tip, WidthOf(stroke))});
+    first = last + 1 == curve.size() ? curve.size() : last;
+  }
+  return pieces;
+}
+
+}  // namespace TalvoInk

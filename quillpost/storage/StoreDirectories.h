@@ -1,0 +1,42 @@
+// Directories of the store, made and synced so that the names in them survive a power cut.
+//
+// A file has its name for good only when its directory was synced, and the directory when its
+// parent was, up to the first directory that has been there long enough. Which ones have is
+// remembered for the life of the process, so that an import into an old page syncs one directory.
+// Any thread.
+
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <boost/system/error_code.hpp>
+
+namespace TalvoQuillpost {
+namespace Storage {
+
+// Makes the directory and its missing parents. True if it is a directory on return; else the reason
+// is in the log.
+bool MakeStoreDirectory(const boost::filesystem::path& directory);
+
+// Returns when a removal of the directory by another thread, if there is one, has ended; the
+// directory is there then. Until it ends, some file systems (ext4) find the directory and refuse
+// files in it with EPERM.
+void WaitForRemoval(const boost::filesystem::path& directory);
+
+// Syncs the names in the directory, and those that lead to it from the user's home directory,
+// unless this process has synced them before. Blocks for as long as the disk takes.
+boost::system::error_code SyncNames(const boost::filesystem::path& directory);
+
+// To be told when a name was given in a page directory: the next look at the page must list it,
+// whatever the times of the directory say. A server's clock may be another than ours.
+void NoteNewInk(const boost::filesystem::path& directory);
+
+// Whether NoteNewInk was called for the directory since the last call. To be asked before the
+// directory is listed.
+bool TakeNewInk(const boost::filesystem::path& directory);
+
+// To be called when the whole file system was synced since the last name was given in the
+// directory.
+void NoteSynced(const boost::filesystem::path& directory);
+
+}  // namespace Storage
+}  // namespace TalvoQuillpost
