@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -357,18 +358,18 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
     return false;
   }
   const Lock removal(g_removal_guard);
+  std::optional<RemovalHold> hold(std::in_place, pen, ids);
   {
-    const RemovalHold hold(pen, ids);
-    {
-      const Lock lock(g_routing_info_guard);
-      TableOf(pen).Sync();
-    }
-    for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
     const Lock lock(g_routing_info_guard);
-    RoutingTable& table = TableOf(pen);
-    for (const StrokeID& id : ids) table.Erase(id);
+    TableOf(pen).Sync();
   }
+  for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
+  // Erased and saved under one lock: between the two, another thread that tidies the pen's emptied
+  // directory would take its table away, and the save would find nothing.
   const Lock lock(g_routing_info_guard);
+  RoutingTable& table = TableOf(pen);
+  for (const StrokeID& id : ids) table.Erase(id);
+  hold.reset();  // the save gives the names free
   const bool saved = SaveRoutingInfo(pen);
   QUILLPOST_LOG_INFORMATION("Removed %lu Inks from Pen '%s' storage.", count, pen.c_str());
   return saved;
