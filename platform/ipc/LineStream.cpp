@@ -1,6 +1,8 @@
 #include "LineStream.h"
 
+#include <errno.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <boost/asio/buffer.hpp>
@@ -76,17 +78,37 @@ void LineStream::Read() {
   HoldInput(decoder_.size());
   if (decoder_.size() > 0 && patience_.room && patience_.room->IsExceeded()) OnRoomExceeded();
   if (!is_open()) return;
-  socket_->async_read_some(
-      boost::asio::buffer(input_),
-      [self = Self()](const error_code& error, std::size_t size) { self->OnRead(error, size); });
+  socket_->async_wait(boost::asio::socket_base::wait_read,
+                      [self = Self()](const error_code& error) { self->OnReadable(error); });
 }
 
-void LineStream::OnRead(const error_code& error, std::size_t size) {
+void LineStream::OnReadable(const error_code& error) {
   if (!is_open()) return;
-  if (error == boost::asio::error::eof) return OnEndOfInput();
   if (error) return Close(error);
-  decoder_.Append(input_.data(), size);
+  ssize_t size;
+  {
+    // Taken from the system and counted in one step: CountArrivedBytes never misses the bytes that
+    // are neither in the system's buffer any more nor counted yet.
+    std::lock_guard<std::mutex> lock(mutex_);
+    size = ::recv(socket_->native_handle(), input_.data(), input_.size(), MSG_DONTWAIT);
+    if (size > 0) read_bytes_ += static_cast<std::size_t>(size);
+  }
+  if (size == 0) return OnEndOfInput();
+  if (size < 0) {
+    const error_code reason(errno, boost::system::system_category());
+    const bool is_nothing_there = reason == boost::system::errc::operation_would_block ||
+                                  reason == boost::system::errc::interrupted;
+    return is_nothing_there ? Read() : Close(reason);
+  }
+  decoder_.Append(input_.data(), static_cast<std::size_t>(size));
   Turn();
+}
+
+std::uint64_t LineStream::CountArrivedBytes() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  int unread_bytes = 0;
+  if (!sealed_ && ::ioctl(descriptor_, FIONREAD, &unread_bytes) != 0) unread_bytes = 0;
+  return read_bytes_ + static_cast<std::uint64_t>(unread_bytes);
 }
 
 void LineStream::OnEndOfInput() {

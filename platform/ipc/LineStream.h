@@ -16,6 +16,7 @@
 #include <boost/noncopyable.hpp>
 #include <boost/system/error_code.hpp>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -57,6 +58,9 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // Its part of the room. Any thread.
   std::size_t HeldBytes() const;
 
+  // The bytes that have reached this end of the socket since it was taken, read or not. Any thread.
+  std::uint64_t CountArrivedBytes() const;
+
   // Ends the stream at once: what is in the outbox is lost. OnEnd is called before this returns.
   // On the queue; nothing happens where the stream has ended already.
   void Close(const boost::system::error_code& reason);
@@ -90,6 +94,9 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   bool is_open() const { return socket_.has_value(); }
   boost::asio::io_service& queue() { return queue_; }
 
+  // In OnLine: how many bytes of all that arrived lie up to the end of the line.
+  std::uint64_t FindEndOfLine() const { return read_bytes_ - decoder_.size(); }
+
   // From now on no line is handed on or read, until Resume. A peer that goes away meanwhile ends
   // the stream all the same.
   void Pause();
@@ -104,7 +111,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   void Post(void (LineStream::*job)());
   void Turn();
   void Read();
-  void OnRead(const boost::system::error_code& error, std::size_t size);
+  void OnReadable(const boost::system::error_code& error);
   void OnEndOfInput();
   bool HasPeerGone();
   void WatchForPeerGone();
@@ -138,6 +145,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   mutable std::mutex mutex_;  // guards what follows; no hook is called while it is held
   int descriptor_;            // the socket's, which is open while sealed_ is false
   std::string outbox_;
+  std::uint64_t read_bytes_ = 0;  // since the beginning; changed on the queue alone
   std::size_t unsent_bytes_ = 0;  // of outbox_ and sending_
   std::size_t input_bytes_ = 0;   // of the line that has begun to arrive
   bool writing_ = false;  // something waits, and a job that will look into outbox_ is on its way

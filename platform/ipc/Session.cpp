@@ -33,6 +33,16 @@ class SessionConnection : public Server::Connection {
     return session && session->Notify(name, params);
   }
 
+  std::uint64_t CountArrivedBytes() const override {
+    const std::shared_ptr<Session> session = session_.lock();
+    return session ? session->CountArrivedBytes() : 0;
+  }
+
+  std::uint64_t FindEndOfRequest() const override {
+    const std::shared_ptr<Session> session = session_.lock();
+    return session ? session->FindEndOfRequest() : 0;
+  }
+
  private:
   const std::weak_ptr<Session> session_;
 };

@@ -56,6 +56,9 @@ class Session : public LineStream {
   void NoteFinished(std::size_t bytes);
   std::size_t UnfinishedBytes() const { return unfinished_bytes_; }
 
+  // As in Server::Connection. While a request is handed on.
+  std::uint64_t FindEndOfRequest() const { return FindEndOfLine(); }
+
   // Sends a notification; false as in Server::Connection. Any thread.
   bool Notify(const std::string& name, const Json::Value& params);
 

@@ -170,10 +170,10 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
     package.page_addresses.insert(stroke.page_address);
   }
   package.path = file;
+  if (client->connection) package.sent_before_bytes = client->connection->CountArrivedBytes();
   {
     const Lock lock(client->packages_mutex);
     if (client->ended) return;  // nobody would delete this one any more
-    package.number = ++client->last_number;
     if (!client->packages.emplace(pen, package).second) {
       QUILLPOST_LOG_WARNING(
           "We won't any more Ink to application '%s', because it has not confirmed previous "

@@ -27,11 +27,13 @@ namespace TalvoQuillpost {
 struct Service::Client : boost::noncopyable {
   // One package on its way: offered, and not yet confirmed.
   struct InkPackage {
-    std::uint64_t number = 0;  // 1 is the client's first one; 0 none
     std::string pen;
     std::set<Storage::StrokeID> strokes;
     std::set<std::string> page_addresses;
     boost::filesystem::path path;  // the package file
+    // What the application had sent before it could know of the package, in bytes of its
+    // connection: a confirmation among them means another package.
+    std::uint64_t sent_before_bytes = 0;
   };
 
   // Starts the delivery thread, which idles until work is posted.
@@ -40,8 +42,9 @@ struct Service::Client : boost::noncopyable {
   // The delivery thread must have been joined: anything else is a fatal assertion.
   ~Client();
 
-  // The number of the package of that pen that is on its way; 0 if there is none. Any thread.
-  std::uint64_t FindPackage(const std::string& pen);
+  // Whether a confirmation that ends at that byte of the connection can mean the package of the
+  // pen that is on its way: not if it arrived before the package was offered. Any thread.
+  bool CanMeanPackage(const std::string& pen, std::uint64_t confirmation_end);
 
   // Deletes the files of the packages that are on their way, and forgets them. After the delivery
   // thread was joined.
@@ -62,7 +65,6 @@ struct Service::Client : boost::noncopyable {
   // By pen: at most one package of each pen is on its way. Entries come and go on the delivery
   // thread; the rollback of a lost connection is the exception, and runs beside it.
   std::map<std::string, InkPackage> packages;  // guarded by packages_mutex
-  std::uint64_t last_number = 0;               // guarded by packages_mutex
   bool ended = false;                          // guarded by packages_mutex: nothing more is offered
   boost::mutex packages_mutex;                 // held only to look at and to change these
 

@@ -158,13 +158,12 @@ std::string Service::QueueConfirmation(const Connection& connection, const std::
   // A confirmation that belongs to no client is accepted and has no effect.
   if (entry == clients_.end()) return CoreStatus::Success;
   const boost::shared_ptr<Client> client = entry->second;
-  // The client means the package that it knows of now. By the time of its turn another confirmation
-  // may have been carried out and the next package announced.
-  const std::uint64_t number = client->FindPackage(pen);
-  if (number == 0) return CoreStatus::Success;
-  client->delivery_queue.Post("confirmation of a package", [self = shared_from_this(), client,
-                                                            number, pen, delivered, ignored, held] {
-    if (client->FindPackage(pen) != number) return;
+  // The application means the package that it knew of when it sent this. By now, or by the time of
+  // the job, another confirmation may have been carried out and the next package offered.
+  const std::uint64_t end = connection->FindEndOfRequest();
+  client->delivery_queue.Post("confirmation of a package", [self = shared_from_this(), client, end,
+                                                            pen, delivered, ignored, held] {
+    if (!client->CanMeanPackage(pen, end)) return;
     self->ConfirmInkDelivery(client, pen, delivered, ignored);
   });
   return CoreStatus::Success;

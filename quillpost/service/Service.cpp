@@ -169,10 +169,10 @@ Service::Client::~Client() {
   QUILLPOST_ASSERT(false == delivery_thread.joinable());
 }
 
-std::uint64_t Service::Client::FindPackage(const std::string& pen) {
+bool Service::Client::CanMeanPackage(const std::string& pen, std::uint64_t confirmation_end) {
   const Lock lock(packages_mutex);
   const auto package = packages.find(pen);
-  return package == packages.end() ? 0 : package->second.number;
+  return package != packages.end() && confirmation_end > package->second.sent_before_bytes;
 }
 
 void Service::Client::DropPackages() {

@@ -4,6 +4,7 @@
 
 #include "LineDecoder.h"
 #include "ServerUnderTest.h"
+#include "support/Patience.h"
 #include "support/WireClient.h"
 
 namespace {
@@ -42,6 +43,31 @@ TEST_F(Request, IsAnsweredWithStatusAndResult) {
   EXPECT_EQ(
       Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo","params":{"Page":"1.2.3.4"}})"),
       R"({"jsonrpc":"2.0","id":1,"result":{"status":"Success","result":{"Page":"1.2.3.4"}}})");
+}
+
+// Two requests in one write, with a blank line between them, and a third that is not complete.
+TEST_F(Request, EndsAtAPlaceInAllThatItsPeerHasSent) {
+  const std::string line = R"({"jsonrpc":"2.0","method":"Hold"})";
+  const std::string sent = line + "\n\n" + line + "\r\n" + line;
+  client_->SendBytes(sent);
+  ASSERT_TRUE(Eventually([&] { return server_.ends_of_requests().size() == 2; }));
+  const auto ends = server_.ends_of_requests();
+  EXPECT_EQ(ends[0], line.size() + 1);
+  EXPECT_EQ(ends[1], sent.size() - line.size());
+  EXPECT_EQ(server_.connections().at(0)->CountArrivedBytes(), sent.size());
+}
+
+// The server's thread is busy: what the peer sends has arrived all the same, and counts.
+TEST_F(Request, HasArrivedBeforeItIsRead) {
+  const std::string line = R"({"jsonrpc":"2.0","method":"Hold"})" "\n";
+  client_->SendBytes(line);
+  ASSERT_TRUE(Eventually([&] { return server_.ends_of_requests().size() == 1; }));
+  server_.BetweenCallbacks([&] {
+    client_->SendBytes(line);
+    EXPECT_EQ(server_.connections().at(0)->CountArrivedBytes(), 2 * line.size());
+  });
+  ASSERT_TRUE(Eventually([&] { return server_.ends_of_requests().size() == 2; }));
+  EXPECT_EQ(server_.ends_of_requests().at(1), 2 * line.size());
 }
 
 TEST_F(Request, AnUnknownMethodIsAStatusAndNoError) {

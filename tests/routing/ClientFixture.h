@@ -24,6 +24,9 @@ class NotingConnection : public IPC::Server::Connection {
     return true;
   }
 
+  std::uint64_t CountArrivedBytes() const override { return 0; }
+  std::uint64_t FindEndOfRequest() const override { return 1; }
+
   std::vector<Notification> notifications() const {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     return notifications_;

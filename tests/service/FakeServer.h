@@ -56,6 +56,12 @@ class Peer : public IPC::Server::Connection {
     return true;
   }
 
+  // Each request is one byte, counted when the service asks for its end.
+  std::uint64_t CountArrivedBytes() const override { return read + unread; }
+  std::uint64_t FindEndOfRequest() const override { return ++read; }
+
+  mutable std::atomic<std::uint64_t> read{0};
+  std::atomic<std::uint64_t> unread{0};  // requests that have arrived and were not handed on
   std::atomic<int> notifications{0};
   std::function<void()> on_send;  // set while nothing is delivered
 };

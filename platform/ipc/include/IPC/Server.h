@@ -15,6 +15,7 @@
 #include <boost/noncopyable.hpp>
 #include <boost/shared_ptr.hpp>
 #include <boost/system/error_code.hpp>
+#include <cstdint>
 #include <string>
 
 namespace IPC {
@@ -33,6 +34,16 @@ class Server : boost::noncopyable {
     // connection's outbox (which does not promise that the peer reads it). False: the connection
     // is gone or its outbox is full, and nothing of the message was sent. Any thread.
     virtual bool SendNotification(const std::string& name, const Json::Value& params) = 0;
+
+    // What the peer sends is one stream of bytes, and a place in it tells what came first.
+    //
+    // How many bytes the peer has sent since it connected, whether or not they have been read here:
+    // all that has arrived by now lies before this place. Any thread; does not wait for the peer.
+    virtual std::uint64_t CountArrivedBytes() const = 0;
+    // Where the request that is being handed to OnRequest ends. It arrived before a call of
+    // CountArrivedBytes if it ends at or before the place that the call returned. To be called in
+    // OnRequest.
+    virtual std::uint64_t FindEndOfRequest() const = 0;
   };
 
   typedef boost::function<void(boost::shared_ptr<Connection>)> OnConnected;
