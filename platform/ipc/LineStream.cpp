@@ -26,7 +26,7 @@ LineStream::LineStream(boost::asio::io_service& queue, Descriptor socket, Patien
     : queue_(queue), patience_(patience) {
   socket_.emplace(queue);
   socket_->assign(boost::asio::local::stream_protocol(), socket.get());
-  descriptor_ = socket.Release();
+  readable_ = descriptor_ = socket.Release();
   stall_timer_.emplace(queue);
 }
 
@@ -89,7 +89,7 @@ void LineStream::OnReadable(const error_code& error) {
   {
     // Taken from the system and counted in one step: CountArrivedBytes never misses the bytes that
     // are neither in the system's buffer any more nor counted yet.
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::lock_guard<std::mutex> lock(arrival_mutex_);
     size = ::recv(socket_->native_handle(), input_.data(), input_.size(), MSG_DONTWAIT);
     if (size > 0) read_bytes_ += static_cast<std::size_t>(size);
   }
@@ -105,9 +105,9 @@ void LineStream::OnReadable(const error_code& error) {
 }
 
 std::uint64_t LineStream::CountArrivedBytes() const {
-  std::lock_guard<std::mutex> lock(mutex_);
+  std::lock_guard<std::mutex> lock(arrival_mutex_);
   int unread_bytes = 0;
-  if (!sealed_ && ::ioctl(descriptor_, FIONREAD, &unread_bytes) != 0) unread_bytes = 0;
+  if (readable_ < 0 || ::ioctl(readable_, FIONREAD, &unread_bytes) != 0) unread_bytes = 0;
   return read_bytes_ + static_cast<std::uint64_t>(unread_bytes);
 }
 
@@ -277,6 +277,10 @@ void LineStream::Close(const error_code& reason) {
     std::string().swap(outbox_);
     if (patience_.room) patience_.room->used_bytes -= unsent_bytes_ + input_bytes_;
     unsent_bytes_ = input_bytes_ = 0;
+  }
+  {
+    std::lock_guard<std::mutex> lock(arrival_mutex_);
+    readable_ = -1;
   }
   stall_timer_.reset();
   socket_.reset();

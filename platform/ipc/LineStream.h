@@ -142,10 +142,15 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   std::size_t sent_ = 0;
   std::chrono::steady_clock::time_point last_progress_;
 
+  // Guards what follows; held for one call of the system. Not the mutex below: a sender holds that
+  // while it wakes the peer, whose answer would have to wait for it.
+  mutable std::mutex arrival_mutex_;
+  std::uint64_t read_bytes_ = 0;  // since the beginning; changed on the queue alone
+  int readable_;                  // the socket's descriptor, -1 once it is closed
+
   mutable std::mutex mutex_;  // guards what follows; no hook is called while it is held
   int descriptor_;            // the socket's, which is open while sealed_ is false
   std::string outbox_;
-  std::uint64_t read_bytes_ = 0;  // since the beginning; changed on the queue alone
   std::size_t unsent_bytes_ = 0;  // of outbox_ and sending_
   std::size_t input_bytes_ = 0;   // of the line that has begun to arrive
   bool writing_ = false;  // something waits, and a job that will look into outbox_ is on its way
