@@ -1,13 +1,14 @@
-// Clean-up: removes the strokes that every claiming application has received and at least one has
-// accepted, and the directories that are empty then.
+#include "routing/Cleanup.h"
+
+#include <set>
 
 #include "common/Job.h"
-#include "service/Service.h"
 #include "storage/FilesStorage.h"
+#include "storage/NewStrokes.h"
 
 namespace TalvoQuillpost {
 
-void Service::CleanupStorage() {
+void CleanupStorage() {
   std::set<std::string> pens;
   if (!Storage::GetKnownPens(pens)) return;
   for (const std::string& pen : pens) {
@@ -18,7 +19,7 @@ void Service::CleanupStorage() {
   }
 }
 
-void Service::CleanupStorage(const std::string& pen) {
+void CleanupStorage(const std::string& pen) {
   Storage::RemoveProccessedStrokes(pen);
   Storage::Cleanup(pen);
 }

@@ -1,25 +1,18 @@
-// Delivery: from the routing info to ink packages at the applications, and back with their
-// confirmations.
+#include "routing/Delivery.h"
 
-#include <TalvoOS/Actions.h>
 #include <TalvoQuillpost/Protocol.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
-#include <chrono>
 #include <exception>
-#include <vector>
 
 #include "common/Assert.h"
 #include "common/Common.h"
 #include "common/File.h"
 #include "common/Job.h"
 #include "common/Log.h"
-#include "config/FilesConfig.h"
-#include "routing/LongExports.h"
+#include "routing/Cleanup.h"
 #include "routing/MergedPackage.h"
-#include "service/Client.h"
-#include "service/Service.h"
 #include "storage/FilesStorage.h"
 
 namespace fs = boost::filesystem;
@@ -36,7 +29,7 @@ unsigned long Count(const std::set<Storage::StrokeID>& strokes) {
   return static_cast<unsigned long>(strokes.size());
 }
 
-Json::Value ToParameters(const Service::Client::InkPackage& package, Service::InkType type) {
+Json::Value ToParameters(const Client::InkPackage& package, InkType type) {
   namespace Type = IPC::Protocol::Quillpost::InkPackageType;
   Json::Value pages(Json::arrayValue);
   for (const std::string& page : package.page_addresses) pages.append(page);
@@ -45,69 +38,13 @@ Json::Value ToParameters(const Service::Client::InkPackage& package, Service::In
   params[Argument::InkPackagePen] = package.pen;
   params[Argument::InkPackagePages] = pages;
   params[Argument::InkPackageType] =
-      type == Service::InkType::kSTF2Encrypted ? Type::STF2Encrypted : Type::STF2;
+      type == InkType::kSTF2Encrypted ? Type::STF2Encrypted : Type::STF2;
   return params;
 }
 
 }  // namespace
 
-void Service::DeliverInk() {
-  QUILLPOST_LOG_INFORMATION("Delivering Ink to applications...");
-  if (!subscriptions_.Read()) {
-    QUILLPOST_LOG_ERROR("Ink delivery failed: can't get list of applications.");
-    return;
-  }
-  std::vector<Config::App> applications;
-  subscriptions_.ForEach([&](const Config::App& app) { applications.push_back(app); });
-  if (applications.empty()) {
-    QUILLPOST_LOG_TRACE("Ink delivery can't be performed: no apps registered.");
-    return;
-  }
-  std::set<std::string> pens;
-  if (!Storage::GetKnownPens(pens)) {
-    QUILLPOST_LOG_ERROR(
-        "Ink delivery can't be performed: can't get list of pen serials from storage.");
-    return;
-  }
-  if (pens.empty()) {
-    QUILLPOST_LOG_TRACE("Ink delivery can't be performed: no data in storage.");
-    return;
-  }
-  for (const Config::App& application : applications) DeliverInk(application, pens);
-  QUILLPOST_LOG_INFORMATION("Ink Delivery finished.");
-}
-
-void Service::DeliverInk(const Config::App& application, const std::set<std::string>& pens) {
-  for (const std::string& pen : pens) {
-    if (!Storage::HasUndeliveredStrokes(pen, application.id)) continue;
-    const Lock lock(clients_mutex_);
-    const auto entry = clients_.find(application.id);
-    if (entry == clients_.end()) {
-      if (worker_queue_.IsStopped()) return;  // its client went with the end of the service
-      if (IsStarting(application.id)) return;
-      QUILLPOST_LOG_INFORMATION(
-          "We have some Ink to Deliver to application '%s'; we'll launch it ('%s').",
-          application.id.c_str(), application.path.c_str());
-      launched_[application.id] = TalvoOS::Actions::StartApplication(application.path);
-      return;  // once launched, it enables notifications and is offered the ink of all pens
-    }
-    const boost::shared_ptr<Client> client = entry->second;
-    client->delivery_queue.Post(
-        "delivery of a pen's ink",
-        [self = shared_from_this(), client, pen] { self->DeliverInk(client, pen); });
-  }
-}
-
-// Whether the application was launched a moment ago and may still be on its way to its connection.
-// Another copy of it would find the first one connected, and only cost.
-bool Service::IsStarting(const std::string& application_id) const {
-  constexpr std::chrono::seconds kTimeToConnect(10);
-  const auto program = launched_.find(application_id);
-  if (program == launched_.end() || !program->second.IsRunning()) return false;
-  return std::chrono::steady_clock::now() - program->second.start_time() < kTimeToConnect;
-}
-
-void Service::DeliverInk(boost::shared_ptr<Client> client) {
+void Delivery::DeliverInk(boost::shared_ptr<Client> client) {
   QUILLPOST_ASSERT(client != nullptr);
   std::set<std::string> pens;
   if (!Storage::GetKnownPens(pens)) return;
@@ -116,7 +53,7 @@ void Service::DeliverInk(boost::shared_ptr<Client> client) {
   }
 }
 
-void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen) {
+void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen) {
   QUILLPOST_ASSERT(client != nullptr);
   QUILLPOST_ASSERT(client->delivery_thread.get_id() == boost::this_thread::get_id());
   {
@@ -137,7 +74,7 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   DeliverInk(client, pen, type, strokes);
 }
 
-void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
+void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
                          const std::set<Storage::StrokeID>& strokes) {
   QUILLPOST_ASSERT(client != nullptr);
   if (strokes.empty()) return;
@@ -159,7 +96,7 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   DeliverInk(client, pen, type, packed, path);
 }
 
-void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
+void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
                          const std::set<Storage::StrokeID>& strokes, const fs::path& file) {
   QUILLPOST_ASSERT(client != nullptr);
   Common::ScratchFile unannounced(file);
@@ -197,7 +134,7 @@ void Service::DeliverInk(boost::shared_ptr<Client> client, const std::string& pe
   unannounced.HandOver();
 }
 
-void Service::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::string& pen,
+void Delivery::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::string& pen,
                                  bool delivered, const std::set<std::string>& ignored) {
   QUILLPOST_ASSERT(client != nullptr);
   QUILLPOST_ASSERT(client->delivery_thread.get_id() == boost::this_thread::get_id());
@@ -229,7 +166,7 @@ void Service::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::st
   }
 }
 
-void Service::RollbackInkDelivery(boost::shared_ptr<Client> client) {
+void Delivery::RollbackInkDelivery(boost::shared_ptr<Client> client) {
   QUILLPOST_ASSERT(client != nullptr);
   const Lock lock(client->packages_mutex);
   client->ended = true;
@@ -247,6 +184,17 @@ void Service::RollbackInkDelivery(boost::shared_ptr<Client> client) {
   }
   client->packages.clear();
   if (failure) std::rethrow_exception(failure);
+}
+
+void Delivery::Stop(Client& client) {
+  {
+    const Lock lock(client.packages_mutex);
+    client.ended = true;
+  }
+  client.delivery_queue.Stop();
+  long_exports_.Wake();
+  client.StopDelivery();
+  client.DropPackages();
 }
 
 }  // namespace TalvoQuillpost

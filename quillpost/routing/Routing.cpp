@@ -1,5 +1,4 @@
-// The routing pass: which application claims which stored ink. It moves no ink; delivery works from
-// the routing info alone.
+#include "routing/Routing.h"
 
 #include <boost/algorithm/string/join.hpp>
 #include <memory>
@@ -11,8 +10,6 @@
 #include "common/Job.h"
 #include "common/Log.h"
 #include "config/FilesConfig.h"
-#include "config/SubscriptionReader.h"
-#include "service/Service.h"
 #include "storage/FilesStorage.h"
 
 namespace TalvoQuillpost {
@@ -91,7 +88,7 @@ void PenRoute::LogFailure(const PageUpdate& update) const {
 }
 
 void RoutePen(const std::string& pen, Config::SubscriptionReader& subscriptions,
-              StopPatience& patience) {
+              StopGracePeriod& grace) {
   QUILLPOST_LOG_INFORMATION("Synchronizing with Storage about Ink from Pen '%s'...", pen.c_str());
   std::set<std::string> pages;
   if (!Storage::GetPageAddresses(pen, pages) || pages.empty()) {
@@ -101,7 +98,7 @@ void RoutePen(const std::string& pen, Config::SubscriptionReader& subscriptions,
   }
   PenRoute route(pen, subscriptions);
   for (const std::string& page : pages) {
-    if (patience.IsOver()) return route.Save();
+    if (grace.IsOver()) return route.Save();
     Common::RunJob("routing of a page", [&] { route.RoutePage(page); });
   }
   route.Save();
@@ -111,7 +108,7 @@ void RoutePen(const std::string& pen, Config::SubscriptionReader& subscriptions,
 
 }  // namespace
 
-void Service::RouteInk() {
+void RouteInk(Config::SubscriptionReader& subscriptions, const EventQueue& queue) {
   QUILLPOST_LOG_INFORMATION(
       "Synchronizing Storage's Ink Routing Info with Application configurations...");
   std::set<std::string> pens;
@@ -119,10 +116,10 @@ void Service::RouteInk() {
     QUILLPOST_LOG_INFORMATION("Synchronization canceled: no pens in Storage.");
     return;
   }
-  StopPatience patience(worker_queue_);
+  StopGracePeriod grace(queue);
   for (const std::string& pen : pens) {
-    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen, subscriptions_, patience); });
-    if (patience.IsOver()) return;  // the pass is made again when the service starts the next time
+    Common::RunJob("routing of a pen's ink", [&] { RoutePen(pen, subscriptions, grace); });
+    if (grace.IsOver()) return;
   }
   QUILLPOST_LOG_INFORMATION(
       "Storage's Storage's Ink Routing Info was synchronized with Application configurations.");

@@ -4,12 +4,12 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
+#include <chrono>
 
 #include "common/Assert.h"
 #include "common/Common.h"
 #include "common/Job.h"
 #include "common/Log.h"
-#include "service/Client.h"
 #include "storage/FilesStorage.h"
 
 namespace TalvoQuillpost {
@@ -107,7 +107,7 @@ void Service::ServerWorker() {
 
 void Service::Importer() {
   importer_queue_.Run();
-  CommitImports();  // the queue was stopped before it came to that
+  importer_.Commit();  // the queue was stopped before it came to that
 }
 
 void Service::Worker() {
@@ -117,16 +117,72 @@ void Service::Worker() {
 void Service::RouteAndDeliverInkAsync() {
   if (is_pass_queued_.exchange(true)) return;
   try {
-    worker_queue_.Post("routing pass", [this] {
+    worker_queue_.Post("routing and delivery pass", [this] {
       // From here on a request may come too late for this pass.
       is_pass_queued_ = false;
-      RouteInk();
+      Common::RunJob("routing pass", [this] { RouteInk(); });
+      if (!worker_queue_.IsStopped()) Common::RunJob("delivery pass", [this] { DeliverInk(); });
     });
   } catch (...) {
     is_pass_queued_ = false;
     throw;
   }
-  worker_queue_.Post("delivery pass", [this] { DeliverInk(); });
+}
+
+void Service::DeliverInk() {
+  QUILLPOST_LOG_INFORMATION("Delivering Ink to applications...");
+  if (!subscriptions_.Read()) {
+    QUILLPOST_LOG_ERROR("Ink delivery failed: can't get list of applications.");
+    return;
+  }
+  std::vector<Config::App> applications;
+  subscriptions_.ForEach([&](const Config::App& app) { applications.push_back(app); });
+  if (applications.empty()) {
+    QUILLPOST_LOG_TRACE("Ink delivery can't be performed: no apps registered.");
+    return;
+  }
+  std::set<std::string> pens;
+  if (!Storage::GetKnownPens(pens)) {
+    QUILLPOST_LOG_ERROR(
+        "Ink delivery can't be performed: can't get list of pen serials from storage.");
+    return;
+  }
+  if (pens.empty()) {
+    QUILLPOST_LOG_TRACE("Ink delivery can't be performed: no data in storage.");
+    return;
+  }
+  for (const Config::App& application : applications) DeliverInk(application, pens);
+  QUILLPOST_LOG_INFORMATION("Ink Delivery finished.");
+}
+
+void Service::DeliverInk(const Config::App& application, const std::set<std::string>& pens) {
+  for (const std::string& pen : pens) {
+    if (!Storage::HasUndeliveredStrokes(pen, application.id)) continue;
+    const Lock lock(clients_mutex_);
+    const auto entry = clients_.find(application.id);
+    if (entry == clients_.end()) {
+      if (worker_queue_.IsStopped()) return;  // its client went with the end of the service
+      if (IsStarting(application.id)) return;
+      QUILLPOST_LOG_INFORMATION(
+          "We have some Ink to Deliver to application '%s'; we'll launch it ('%s').",
+          application.id.c_str(), application.path.c_str());
+      launched_[application.id] = TalvoOS::Actions::StartApplication(application.path);
+      return;  // once launched, it enables notifications and is offered the ink of all pens
+    }
+    const boost::shared_ptr<Client> client = entry->second;
+    client->delivery_queue.Post(
+        "delivery of a pen's ink",
+        [self = shared_from_this(), client, pen] { self->DeliverInk(client, pen); });
+  }
+}
+
+// Whether the application was launched a moment ago and may still be on its way to its connection.
+// Another copy of it would find the first one connected, and only cost.
+bool Service::IsStarting(const std::string& application_id) const {
+  constexpr std::chrono::seconds kTimeToConnect(10);
+  const auto program = launched_.find(application_id);
+  if (program == launched_.end() || !program->second.IsRunning()) return false;
+  return std::chrono::steady_clock::now() - program->second.start_time() < kTimeToConnect;
 }
 
 void Service::OnClientDisconnected(Connection connection, const boost::system::error_code&) {
@@ -151,45 +207,9 @@ Service::ClientMap::iterator Service::FindClient(const Connection& connection) {
 
 void Service::RemoveClient(ClientMap::iterator entry) {
   Client& client = *entry->second;
-  {
-    const Lock lock(client.packages_mutex);
-    client.ended = true;
-  }
-  client.delivery_queue.Stop();
-  long_exports_.Wake();
-  client.StopDelivery();
-  client.DropPackages();
+  delivery_.Stop(client);
   client.connection.reset();
   clients_.erase(entry);
-}
-
-Service::Client::Client() : delivery_thread(&Client::Delivery, this) {}
-
-Service::Client::~Client() {
-  QUILLPOST_ASSERT(false == delivery_thread.joinable());
-}
-
-bool Service::Client::CanMeanPackage(const std::string& pen, std::uint64_t confirmation_end) {
-  const Lock lock(packages_mutex);
-  const auto package = packages.find(pen);
-  return package != packages.end() && confirmation_end > package->second.sent_before_bytes;
-}
-
-void Service::Client::DropPackages() {
-  const Lock lock(packages_mutex);
-  for (const auto& [pen, package] : packages) {
-    boost::system::error_code ignored;
-    boost::filesystem::remove(package.path, ignored);
-  }
-  packages.clear();
-}
-
-void Service::Client::Delivery() {
-  delivery_queue.Run();
-}
-
-void Service::Client::StopDelivery() {
-  delivery_queue.StopAndJoin(delivery_thread);
 }
 
 }  // namespace TalvoQuillpost

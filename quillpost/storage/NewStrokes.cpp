@@ -329,21 +329,34 @@ bool IsNewStroke(const std::string& file_name) {
   return StartsWith(file_name, HiddenPrefixOfThisProcess());
 }
 
-void RemoveLeftoverStrokes(const std::string& pen) {
-  const fs::path pen_directory = GetStorageRoot() / pen;
+namespace {
+
+// Whether an import makes hidden files in the directory: only then a killed one has left any.
+bool HidesNewStrokes(const fs::path& directory) {
   Common::Descriptor probe;
-  if (!MeansUnsupported(OpenUnnamed(pen_directory, probe))) return;
+  return MeansUnsupported(OpenUnnamed(directory, probe));
+}
+
+void RemoveHiddenStrokes(const fs::path& page) {
+  boost::system::error_code error;
+  std::vector<fs::path> leftovers;
+  for (fs::directory_iterator entry(page, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().native();
+    if (StartsWith(name, kHiddenPrefix) && !IsNewStroke(name)) leftovers.push_back(entry->path());
+  }
+  for (const fs::path& leftover : leftovers) fs::remove(leftover, error);
+}
+
+}  // namespace
+
+void RemoveLeftoverStrokes(const std::string& pen) {
   std::set<std::string> pages;
   GetPageAddresses(pen, pages);
   for (const std::string& page : pages) {
-    boost::system::error_code error;
-    std::vector<fs::path> leftovers;
-    for (fs::directory_iterator entry(pen_directory / page, error), end; !error && entry != end;
-         entry.increment(error)) {
-      const std::string name = entry->path().filename().native();
-      if (StartsWith(name, kHiddenPrefix) && !IsNewStroke(name)) leftovers.push_back(entry->path());
-    }
-    for (const fs::path& leftover : leftovers) fs::remove(leftover, error);
+    // Each page is asked for itself: one that is a link may lead to another file system.
+    const fs::path directory = GetStorageRoot() / pen / page;
+    if (HidesNewStrokes(directory)) RemoveHiddenStrokes(directory);
   }
 }
 

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "routing/StoreFixture.h"
-#include "service/Client.h"
+#include "routing/Client.h"
 
 // Notes every notification, and sends none where it is told to fail.
 class NotingConnection : public IPC::Server::Connection {

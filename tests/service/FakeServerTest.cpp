@@ -178,7 +178,7 @@ TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereItIsDestroyedWithAClien
   };
   EXPECT_EXIT(
       leave_a_client(), testing::KilledBySignal(SIGABRT),
-      "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file Service.cpp");
+      "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file Client.cpp");
 }
 
 }  // namespace

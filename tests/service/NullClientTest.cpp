@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-#include "service/Client.h"
+#include "service/Service.h"
 #include "support/TestRoot.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "service/Client.h"
+#include "routing/Client.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-typedef TalvoQuillpost::Service::Client Client;
+typedef TalvoQuillpost::Client Client;
 
 TEST(Client, IsMadeEmptyWithAnIdleThread) {
   const auto client = boost::make_shared<Client>();
@@ -71,7 +71,7 @@ TEST(ClientDeathTest, DestroyingItWithItsThreadRunningEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(boost::make_shared<Client>().reset(), testing::KilledBySignal(SIGABRT),
               "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file "
-              "Service.cpp");
+              "Client.cpp");
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
-// From a captured ink file to stroke files in the store: one for each page of plain ink, and one
-// for sealed ink, which is stored unread. Runs on the importer thread, one import at a time. The
-// strokes of the imports that wait together are committed together (ImportGroup.h).
+#include "import/InkImporter.h"
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoEncryption/Encryption.h>
@@ -14,7 +12,6 @@
 #include "common/Job.h"
 #include "common/Log.h"
 #include "common/Stf2Handles.h"
-#include "service/Service.h"
 #include "storage/FilesStorage.h"
 
 namespace fs = boost::filesystem;
@@ -97,36 +94,37 @@ bool IsStroke(const InkItemHandle* item) {
 
 }  // namespace
 
-bool Service::ImportSTF2File(const fs::path& file) {
+InkImporter::InkImporter(const EventQueue& queue, const boost::function<void()>& on_stored)
+    : queue_(queue), on_stored_(on_stored) {}
+
+bool InkImporter::ImportSTF2File(const fs::path& file) {
   ImportGroup alone;
   bool is_stored = false;
-  ReadImport(file, alone, [&is_stored](bool result) { is_stored = result; });
+  Read(file, alone, [&is_stored](bool result) { is_stored = result; });
   alone.Commit();
   return is_stored;
 }
 
-void Service::BeginImport(const fs::path& file, const ImportGroup::Done& done) {
-  const std::size_t before = imports_.size();
-  Common::RunJob("import", [&] { ReadImport(file, imports_, done); });
-  // For want of memory it may not have come into the group, and is answered all the same.
-  if (imports_.size() == before) Common::RunJob("answer of an import", [&] { done(false); });
-  CommitImports();
+void InkImporter::Import(const fs::path& file, const ImportGroup::Done& done) {
+  --expected_;
+  const std::size_t before = group_.size();
+  Common::RunJob("import", [&] { Read(file, group_, done); });
+  // If memory ran out it may not have come into the group; it is answered all the same.
+  if (group_.size() == before) Common::RunJob("answer of an import", [&] { done(false); });
+  if (expected_ == 0 || group_.IsFull() || queue_.IsStopped()) Commit();
 }
 
-// Commits the imports that were read, unless more are waiting to be read: one commit serves all.
-void Service::CommitImports() {
-  if (waiting_imports_ > 0 && !imports_.IsFull() && !importer_queue_.IsStopped()) return;
-  imports_.Commit([this] { RouteAndDeliverInkAsync(); });
+void InkImporter::Commit() {
+  group_.Commit(on_stored_);
 }
 
 // Reads the file and adds the import to the group.
-void Service::ReadImport(const fs::path& file, ImportGroup& group, const ImportGroup::Done& done) {
+void InkImporter::Read(const fs::path& file, ImportGroup& group, const ImportGroup::Done& done) {
   auto strokes = std::make_unique<Storage::NewStrokes>();
   bool is_read = false;
   try {
     is_read = ReadSTF2File(file, *strokes);
   } catch (...) {
-    import_ = nullptr;
     group.AddRefused(done);
     throw;
   }
@@ -139,7 +137,7 @@ void Service::ReadImport(const fs::path& file, ImportGroup& group, const ImportG
 
 // Adds the strokes of the file to `strokes`. False, with the reason in the log, if it is refused
 // before a look at its content.
-bool Service::ReadSTF2File(const fs::path& file, Storage::NewStrokes& strokes) {
+bool InkImporter::ReadSTF2File(const fs::path& file, Storage::NewStrokes& strokes) {
   QUILLPOST_LOG_INFORMATION("Started importing STF2 file '%s'.", file.c_str());
   if (!DoesExist(file)) {
     QUILLPOST_LOG_ERROR("Importing STF2 from '%s' failed: file does not exists.", file.c_str());
@@ -159,14 +157,13 @@ bool Service::ReadSTF2File(const fs::path& file, Storage::NewStrokes& strokes) {
                         static_cast<unsigned long>(bytes.size_bytes));
     return false;
   }
-  const ImportUnderWay import = {file, strokes};
-  import_ = &import;
+  import_ = {file, &strokes};
+  const ImportEnd end(import_);
   if (!ImportSTF2RawData(bytes.data.get(), bytes.size_bytes)) strokes.Fail();
-  import_ = nullptr;
   return true;
 }
 
-bool Service::ImportSTF2RawData(const void* data, unsigned long size) {
+bool InkImporter::ImportSTF2RawData(const void* data, unsigned long size) {
   Common::Stf2InkData ink;
   int status = Stf2InkDataInitialize(data, static_cast<std::uint32_t>(size), ink.out());
   if (status == STF2_ENCRYPTED) return ImportSTF2EncryptedRawData(data, size);
@@ -187,13 +184,13 @@ bool Service::ImportSTF2RawData(const void* data, unsigned long size) {
     return false;
   }
   bool all_stored = true;
-  StopPatience patience(importer_queue_);
+  StopGracePeriod grace(queue_);
   for (InkDataHandle*& part : parts) {
     // What has been stored stays; the client, which gets no answer, imports the file again.
-    if (patience.IsOver()) {
+    if (grace.IsOver()) {
       QUILLPOST_LOG_WARNING(
           "The import of '%s' ends before its last page, because the service stops.",
-          import_ == nullptr ? "" : import_->file.c_str());
+          import_.file.c_str());
       return false;
     }
     // One bad part does not keep the others from being stored.
@@ -211,7 +208,7 @@ bool Service::ImportSTF2RawData(const void* data, unsigned long size) {
   return all_stored;
 }
 
-bool Service::GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,
+bool InkImporter::GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,
                                  unsigned long long& first_time, unsigned long long& last_time) {
   page_address.clear();
   first_time = 0;
@@ -232,7 +229,7 @@ bool Service::GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,
   return !page_address.empty() && first_time != 0 && last_time != 0;
 }
 
-bool Service::ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
+bool InkImporter::ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
                                 const std::string& page_address, unsigned long long first_time,
                                 unsigned long long last_time) {
   const Common::Stf2Buffer written(part);
@@ -245,7 +242,7 @@ bool Service::ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
   return StoreStroke(pen, id, written.data(), written.size_bytes());
 }
 
-bool Service::ImportSTF2EncryptedRawData(const void* data, unsigned long size) {
+bool InkImporter::ImportSTF2EncryptedRawData(const void* data, unsigned long size) {
   EncryptionBuffer pen_bytes;
   EncryptionBuffer recipient;
   std::uint8_t algorithm = 0;
@@ -262,9 +259,9 @@ bool Service::ImportSTF2EncryptedRawData(const void* data, unsigned long size) {
 }
 
 // A stroke of an import under way is committed with the others.
-bool Service::StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
+bool InkImporter::StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
                           std::size_t size_bytes) {
-  if (import_ != nullptr) return import_->strokes.Add(pen, id, data, size_bytes);
+  if (import_.strokes != nullptr) return import_.strokes->Add(pen, id, data, size_bytes);
   const char* const bytes = static_cast<const char*>(data);
   return Storage::ImportStroke(pen, id, std::vector<char>(bytes, bytes + size_bytes));
 }

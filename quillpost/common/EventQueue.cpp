@@ -1,4 +1,4 @@
-#include "service/EventQueue.h"
+#include "common/EventQueue.h"
 
 #include <algorithm>
 #include <boost/system/system_error.hpp>
@@ -39,11 +39,11 @@ void EventQueue::StopAndJoin(boost::thread& thread) {
   if (was_running) io_service_.stop();
 }
 
-bool StopPatience::IsOver() {
-  constexpr std::chrono::milliseconds kPatience(700);
+bool StopGracePeriod::IsOver() {
+  constexpr std::chrono::milliseconds kGracePeriod(700);
   if (!queue_.IsStopped()) return false;
   const Clock::time_point now = Clock::now();
-  end_ = std::min(end_, now + kPatience);
+  end_ = std::min(end_, now + kGracePeriod);
   return now >= end_;
 }
 

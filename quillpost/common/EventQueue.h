@@ -46,9 +46,9 @@ class EventQueue : boost::noncopyable {
 
 // How long one long job of a queue goes on after the queue was stopped: most end within it, and the
 // whole service is to end within two seconds. Used by that job.
-class StopPatience {
+class StopGracePeriod {
  public:
-  explicit StopPatience(const EventQueue& queue) : queue_(queue) {}
+  explicit StopGracePeriod(const EventQueue& queue) : queue_(queue) {}
 
   // Whether the job is to end now, with what it has done.
   bool IsOver();

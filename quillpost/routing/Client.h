@@ -10,6 +10,7 @@
 #include <IPC/Server.h>
 
 #include <boost/filesystem/path.hpp>
+#include <boost/noncopyable.hpp>
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/thread.hpp>
@@ -18,13 +19,12 @@
 #include <set>
 #include <string>
 
-#include "service/EventQueue.h"
-#include "service/Service.h"
+#include "common/EventQueue.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
 
-struct Service::Client : boost::noncopyable {
+struct Client : boost::noncopyable {
   // One package on its way: offered, and not yet confirmed.
   struct InkPackage {
     std::string pen;

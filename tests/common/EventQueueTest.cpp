@@ -1,4 +1,4 @@
-#include "service/EventQueue.h"
+#include "common/EventQueue.h"
 
 #include <gtest/gtest.h>
 
@@ -159,7 +159,7 @@ TEST_F(EventQueueTest, StoppingOnItsOwnThreadThrows) {
 
 // A long job goes on for a while after the stop, so that most come to their end, and then no more.
 TEST_F(EventQueueTest, ThePatienceWithALongJobEndsSomeTimeAfterTheStop) {
-  TalvoQuillpost::StopPatience patience(queue);
+  TalvoQuillpost::StopGracePeriod patience(queue);
   EXPECT_FALSE(patience.IsOver());
   queue.Stop();
   EXPECT_FALSE(patience.IsOver());

@@ -11,7 +11,6 @@
 #include "common/Common.h"
 #include "common/Log.h"
 #include "config/FilesConfig.h"
-#include "service/Client.h"
 #include "service/Service.h"
 
 namespace TalvoQuillpost {
@@ -62,8 +61,7 @@ void Service::OnClientRequest(Connection connection, const std::string& name,
   struct ImportSTF2FileAdapter {
     static void Invoke(const boost::shared_ptr<Service>& service, const std::string& path,
                        const IPC::Server::Reply& reply) {
-      --service->waiting_imports_;
-      service->BeginImport(path, [service, reply](bool is_stored) {
+      service->importer_.Import(path, [service, reply](bool is_stored) {
         reply(is_stored ? CoreStatus::Success : CoreStatus::Failed, Json::Value());
       });
     }
@@ -97,14 +95,14 @@ void Service::OnClientRequest(Connection connection, const std::string& name,
       return;
     }
     // Counted before it can be carried out.
-    ++waiting_imports_;
+    importer_.Expect();
     try {
       importer_queue_.Post("import",
                            [service = shared_from_this(), file = PathToImport(path), reply] {
                              ImportSTF2FileAdapter::Invoke(service, file, reply);
                            });
     } catch (...) {
-      --waiting_imports_;
+      importer_.ExpectNoMore();
       throw;
     }
   } else {

@@ -6,7 +6,7 @@
 #include <boost/thread/thread.hpp>
 #include <memory>
 
-#include "service/EventQueue.h"
+#include "common/EventQueue.h"
 
 using TalvoQuillpost::EventQueue;
 

@@ -1,0 +1,86 @@
+// From a captured ink file to stroke files in the store: one for each page of plain ink, and one
+// for sealed ink, which is stored unread. Nothing throws for bad data: false, with the log's reason.
+//
+// Belongs to the importer thread, on which imports are read one after the other. Those that wait
+// together are committed together (ImportGroup.h). Knows neither clients nor routing.
+
+#pragma once
+
+#include <Stf2.h>
+
+#include <atomic>
+#include <boost/filesystem/path.hpp>
+#include <boost/function.hpp>
+#include <boost/noncopyable.hpp>
+#include <cstddef>
+#include <string>
+
+#include "common/EventQueue.h"
+#include "import/ImportGroup.h"
+#include "storage/NewStrokes.h"
+#include "storage/StrokeID.h"
+
+namespace TalvoQuillpost {
+
+class InkImporter : boost::noncopyable {
+ public:
+  // An import ends between two pages some time after `queue`, which runs the importer thread, was
+  // stopped. `on_stored` is called there after a commit that has stored ink, before its imports are
+  // answered.
+  InkImporter(const EventQueue& queue, const boost::function<void()>& on_stored);
+
+  // One more import is going to be queued, or could not be. Any thread. To be called before the job
+  // that calls Import is posted: an import waits to be committed with those that are expected.
+  void Expect() { ++expected_; }
+  void ExpectNoMore() { --expected_; }
+
+  // An import that was expected. `done` is called after its commit, in the order of the calls.
+  void Import(const boost::filesystem::path& file, const ImportGroup::Done& done);
+
+  // Commits the imports that wait, and answers them.
+  void Commit();
+
+  // Imports one file alone. True: all strokes are in the store and survive a power cut.
+  bool ImportSTF2File(const boost::filesystem::path& file);
+
+  // The steps of an import. Without an import under way, what they store is committed by itself.
+  bool ImportSTF2RawData(const void* data, unsigned long size);
+  bool ImportSTF2EncryptedRawData(const void* data, unsigned long size);
+  // The page address of a part, and the times of its first and its last timed stroke.
+  bool GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,
+                          unsigned long long& first_time, unsigned long long& last_time);
+  bool ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
+                         const std::string& page_address, unsigned long long first_time,
+                         unsigned long long last_time);
+
+ private:
+  // The file that is being read; no strokes if none is.
+  struct ImportUnderWay {
+    boost::filesystem::path file;
+    Storage::NewStrokes* strokes = nullptr;
+  };
+
+  // Ends the import under way, however its reading ends.
+  class ImportEnd : boost::noncopyable {
+   public:
+    explicit ImportEnd(ImportUnderWay& import) : import_(import) {}
+    ~ImportEnd() { import_ = ImportUnderWay(); }
+
+   private:
+    ImportUnderWay& import_;
+  };
+
+  void Read(const boost::filesystem::path& file, ImportGroup& group,
+            const ImportGroup::Done& done);
+  bool ReadSTF2File(const boost::filesystem::path& file, Storage::NewStrokes& strokes);
+  bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
+                   std::size_t size_bytes);
+
+  const EventQueue& queue_;
+  const boost::function<void()> on_stored_;
+  std::atomic<int> expected_{0};  // queued, and not begun
+  ImportGroup group_;             // read, and not committed
+  ImportUnderWay import_;
+};
+
+}  // namespace TalvoQuillpost
