@@ -134,7 +134,7 @@ bool VisitEntries(const fs::path& directory, fs::file_type wanted, bool hidden, 
   DIR* opened = ::opendir(directory.c_str());
   while (opened == nullptr && errno == EINTR) opened = ::opendir(directory.c_str());
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(opened, ::closedir);
-  if (!stream && errno == ENOENT) return false;  // gone meanwhile
+  if (!stream && errno == ENOENT) return false;  // it was removed since
   if (!stream) ThrowListingError("can't list directory", directory);
   // Without the right to search the directory no entry can be asked for its type, and none counts.
   struct stat status;
@@ -194,7 +194,7 @@ bool IsPageAddressValid(const std::string& page) {
 bool IsPageAddressInRange(const std::string& address, const std::string& range) {
   if (!IsPageAddressValid(address) || !IsPageAddressValid(range)) return false;
   if (address == range) return true;
-  // The word is no numeric address, and no range of numbers holds it.
+  // The word is not a numeric address, and no range of numbers contains it.
   if (address == kEncryptedPageAddress || range == kEncryptedPageAddress) return false;
   if (address.find('*') != std::string::npos) return false;
   const NumericAddress page = ToNumericAddress(address);

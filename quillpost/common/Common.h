@@ -14,7 +14,7 @@
 namespace TalvoQuillpost {
 namespace Common {
 
-// The page address under which sealed ink is filed, since nobody can see its real pages.
+// The page address under which sealed ink is filed, since its real pages are hidden.
 inline constexpr char kEncryptedPageAddress[] = "encrypted-stf2";
 
 // ---- Identifiers: the only barrier between strings from outside and the file system ----------
@@ -40,15 +40,15 @@ bool IsPageAddressInRange(const std::string& address, const std::string& range);
 // ---- Files -----------------------------------------------------------------------------------
 
 // Makes sure that `directory` is a directory, making it and its missing parents. False, with a
-// line in the log, where it is not; throws nothing.
+// line in the log, if it is not; throws nothing.
 bool PrepareDirectory(const boost::filesystem::path& directory);
 
-// The place where a file that is handed to an application gets its access rights. Nothing needs to
+// Gives a file that is handed to an application its access rights. Nothing needs to
 // be done on this platform: service and applications run as one user. Always true.
 bool SetPermissions(const boost::filesystem::path& file);
 
 // Makes a new empty file in the scratch directory (which is made when missing) and stores its path.
-// The caller owns the file. False, with `out` empty, where that fails.
+// The caller owns the file. False, with `out` empty, if that fails.
 bool CreateTempSTF2File(boost::filesystem::path& out);
 
 // The same, and leaves the file open in `file` for reading and writing.
@@ -60,15 +60,15 @@ bool CreateTempSTF2File(boost::filesystem::path& out, Descriptor& file);
 void RemoveLeftoverTempSTF2Files();
 
 // The regular files of `directory` (links count by what they point to) whose names do not begin
-// with ".", as full paths. `out` is emptied first. False where `directory` is missing or no
-// directory; throws boost::filesystem::filesystem_error where reading it fails.
+// with ".", as full paths. `out` is emptied first. False if `directory` is missing or no
+// directory; throws boost::filesystem::filesystem_error if reading it fails.
 bool ListFiles(const boost::filesystem::path& directory, std::set<boost::filesystem::path>& out);
 
 // The same for subdirectories, those whose names begin with "." included.
 bool ListDirectories(const boost::filesystem::path& directory,
                      std::set<boost::filesystem::path>& out);
 
-// The same, as names in their directory, in the same order: paths take long to compare. Where
+// The same, as names in their directory, in the same order: paths take long to compare. If
 // reading the directory fails `out` holds the names so far, in no order.
 bool ListFileNames(const boost::filesystem::path& directory, std::vector<std::string>& out);
 bool ListDirectoryNames(const boost::filesystem::path& directory, std::vector<std::string>& out);

@@ -16,12 +16,12 @@ class EventQueue : boost::noncopyable {
  public:
   EventQueue();
 
-  // Queues a job and returns at once; `name`, a literal, names the job in the log if it throws.
+  // Queues a job and returns immediately; `name`, a literal, names the job in the log if it throws.
   // Any thread.
   void Post(const char* name, const boost::function<void()>& job);
 
   // Runs jobs until the queue is stopped, also while there are none. Throws
-  // boost::system::system_error where the queue itself fails.
+  // boost::system::system_error if the queue itself fails.
   void Run();
 
   // No further job begins; one that is running goes on. A stopped queue is not run again. Any
@@ -29,7 +29,7 @@ class EventQueue : boost::noncopyable {
   void Stop() { io_service_.stop(); }
   bool IsStopped() const { return io_service_.stopped(); }
 
-  // Where `thread`, which runs this queue, is joinable: stops the queue and joins the thread, after
+  // If `thread`, which runs this queue, is joinable: stops the queue and joins the thread, after
   // the job that is running. Throws boost::thread_resource_error on that very thread. In every case
   // frees the jobs that are left without running them.
   void StopAndJoin(boost::thread& thread);

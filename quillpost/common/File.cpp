@@ -30,7 +30,7 @@ std::unique_ptr<char[], ReleaseBytes> Allocate(std::size_t size_bytes) {
   constexpr std::size_t kLargePageBytes = std::size_t(2) << 20;
   // The bytes are left as they are: filling them takes as long as reading the file.
   if (size_bytes < kLargePageBytes) return {new char[size_bytes], ReleaseBytes()};
-  // From the system, in its large pages where it has them: to hand over 100 MiB in small ones takes
+  // From the system, in large pages if it has them: to hand over 100 MiB in small ones takes
   // longer than to read the file.
   void* const data =
       ::mmap(nullptr, size_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -172,7 +172,7 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
       out = FileBytes();
       return error;
     }
-    if (got == 0) break;  // cut short meanwhile
+    if (got == 0) break;  // the file was cut short
     out.size_bytes += static_cast<std::size_t>(got);
   }
   return {};

@@ -45,8 +45,8 @@ class Descriptor {
   int value_;
 };
 
-// Opens the regular file `file` with open(2)'s `flags` and, where it is made, mode 0666 less the
-// umask. Never blocks. Sets an error where the file can't be opened or is not regular.
+// Opens the regular file `file` with open(2)'s `flags` and, if it is made, mode 0666 less the
+// umask. Never blocks. Sets an error if the file can't be opened or is not regular.
 boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, int flags,
                                           Descriptor& out);
 
@@ -73,11 +73,11 @@ boost::system::error_code Sync(int descriptor);
 boost::system::error_code SyncFileSystem(int descriptor);
 
 // The same for the entries of a directory: names that were given or taken in it. That a file system
-// can't sync directories is no error: nothing more can be done for them there.
+// can't sync directories is not an error: nothing more can be done there.
 boost::system::error_code SyncDirectory(const boost::filesystem::path& directory);
 
-// Removes a file. One that is gone already is no error; throws boost::filesystem::filesystem_error
-// for every other reason.
+// Removes a file. One that is already gone is not an error; throws
+// boost::filesystem::filesystem_error for every other reason.
 void RemoveFile(const boost::filesystem::path& file);
 
 struct ReleaseBytes {
@@ -87,19 +87,19 @@ struct ReleaseBytes {
 
 // A private copy of a file's bytes.
 struct FileBytes {
-  std::unique_ptr<char[], ReleaseBytes> data;  // null where there are none
+  std::unique_ptr<char[], ReleaseBytes> data;  // null if there are none
   std::size_t size_bytes = 0;
 };
 
 // Copies a regular file into memory. A copy and not a mapping: a file that is cut short while it is
 // mapped ends the process with SIGBUS, and signal handlers are the host's. A file that shrinks or
-// grows meanwhile gives the bytes that were there, at most as many as at its opening. A file of
-// more than `limit_bytes` is not read: `out` then has its size and no data.
+// grows during the read gives the bytes that were there, at most as many as at its opening. A file
+// of more than `limit_bytes` is not read: `out` then has its size and no data.
 boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                           std::uint64_t limit_bytes, FileBytes& out);
 
 // Writes the bytes of a regular file at the descriptor's position. The two may lie on different
-// file systems. Where `may_go_on` is given it is asked before each 64 KiB, and false ends the copy
+// file systems. If `may_go_on` is given, it is asked before each 64 KiB, and false ends the copy
 // with operation_canceled.
 boost::system::error_code CopyFile(const boost::filesystem::path& source, int target,
                                    const std::function<bool()>& may_go_on = nullptr);

@@ -1,5 +1,5 @@
-// A file in the scratch directory on its way to somebody: removed at the end of its scope, unless
-// it was handed over by then.
+// A file in the scratch directory on its way to an application: removed at the end of its scope,
+// unless it was handed over by then.
 
 #pragma once
 
@@ -25,7 +25,7 @@ class ScratchFile {
   // For a function that makes the file and tells its path. The object must not own one yet.
   boost::filesystem::path& out() { return path_; }
 
-  // The file is somebody else's from now on.
+  // From now on another owner deletes the file.
   void HandOver() { path_.clear(); }
 
  private:

@@ -60,7 +60,7 @@ typedef Stf2Array<SampleHandle, Stf2SampleFreeHandle, Stf2SampleFreeHandles> Stf
 // Ink that was written: a complete STF2 buffer.
 class Stf2Buffer {
  public:
-  // Writes the ink; without data() where that failed.
+  // Writes the ink; data() is null if that failed.
   explicit Stf2Buffer(const InkDataHandle* ink) { Stf2WriterWriteDataHandle(ink, &data_, &size_); }
   ~Stf2Buffer() { Stf2WriterFreeData(data_); }
   Stf2Buffer(const Stf2Buffer&) = delete;

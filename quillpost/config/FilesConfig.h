@@ -39,7 +39,7 @@ inline constexpr std::size_t kMaxFileBytes = 1u << 20;
 
 // Reads one subscription file. True when it is a valid subscription, with its root object in `out`;
 // false otherwise, and for a file of more than 1 MiB, with an empty object. Comments and text
-// after the document are accepted. Numbers, which mean nothing here, may read as 0 where the host's
+// after the document are accepted. Numbers, which mean nothing here, may read as 0 if the host's
 // global locale has a number format of its own.
 bool LoadConfig(const boost::filesystem::path& file, Json::Value& out);
 
@@ -50,13 +50,13 @@ bool ParseSubscription(const std::string& id, const std::string& bytes, App& out
 // application ID. The file may be malformed all the same.
 bool IsRegistered(const std::string& id);
 
-// The applications with a valid file, in the order of their IDs; none where the directory is
-// missing. False where it is no directory. Throws boost::filesystem::filesystem_error where
+// The applications with a valid file, in the order of their IDs; none if the directory is
+// missing. False if it is no directory. Throws boost::filesystem::filesystem_error if
 // reading the directory fails.
 bool GetApplications(std::set<App>& out);
 
-// The applications that claim a page address. False where there is none, where `address` is
-// invalid, and where GetApplications fails. Throws as GetApplications.
+// The applications that claim a page address. False if there is none, if `address` is
+// invalid, and if GetApplications fails. Throws as GetApplications.
 bool FindApplications(const std::string& address, std::set<App>& out);
 
 // Whether one of the application's ranges holds the page address.

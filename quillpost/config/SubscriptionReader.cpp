@@ -58,7 +58,7 @@ Content TypeOf(int directory, const dirent& entry) {
   return S_ISREG(status.st_mode) ? Content::kRead : Content::kNoSubscription;
 }
 
-// What it means that the directory can't be opened for this reason: true, there is none; false,
+// What it means that the directory can't be opened for this reason: true, it does not exist; false,
 // something else is in its place. Throws if it is there.
 bool IsAbsent(const fs::path& root, const boost::system::error_code& error) {
   boost::system::error_code ignored;

@@ -38,7 +38,7 @@ class SubscriptionReader {
     }
   }
 
-  // The IDs of applications of which nobody can tell what they claim.
+  // The IDs of applications whose claims are unknown: their files could not be read.
   const std::set<std::string>& undecided() const { return undecided_; }
 
  private:

@@ -42,11 +42,11 @@ class EncryptionBuffer {
 
 bool DoesExist(const fs::path& file) {
   boost::system::error_code error;
-  // A path of the system ends at its first zero byte, so a name that holds one is no file's.
+  // The system ends a path at its first zero byte, so a name that holds one names no file.
   return file.native().find('\0') == std::string::npos && fs::exists(fs::status(file, error));
 }
 
-// The time of the first coordinate of the stroke that has one, 0 where there is none.
+// The time of the first coordinate of the stroke that has one, 0 if there is none.
 std::uint64_t FindStrokeTime(const InkItemHandle* stroke) {
   Common::Stf2Samples samples;
   if (const int status = Stf2StrokeItemGetSamples(stroke, samples.out(), samples.count_out())) {
@@ -71,7 +71,7 @@ std::uint64_t FindStrokeTime(const InkItemHandle* stroke) {
   return 0;
 }
 
-// Takes the stroke's page address where it has one. False where it can't be read.
+// Takes the stroke's page address if it has one. False if it can't be read.
 bool ReadPageAddress(const InkItemHandle* stroke, std::string& page_address) {
   Common::Stf2String text;
   if (const int status = Stf2StrokeItemGetPageAddressAsString(stroke, text.out())) {
@@ -209,7 +209,8 @@ bool InkImporter::ImportSTF2RawData(const void* data, unsigned long size) {
 }
 
 bool InkImporter::GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,
-                                 unsigned long long& first_time, unsigned long long& last_time) {
+                                     unsigned long long& first_time,
+                                     unsigned long long& last_time) {
   page_address.clear();
   first_time = 0;
   last_time = 0;
@@ -230,8 +231,8 @@ bool InkImporter::GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_addr
 }
 
 bool InkImporter::ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
-                                const std::string& page_address, unsigned long long first_time,
-                                unsigned long long last_time) {
+                                    const std::string& page_address, unsigned long long first_time,
+                                    unsigned long long last_time) {
   const Common::Stf2Buffer written(part);
   if (written.data() == nullptr) {
     QUILLPOST_LOG_ERROR("Stf2WriterWriteDataHandle() failed");
@@ -260,7 +261,7 @@ bool InkImporter::ImportSTF2EncryptedRawData(const void* data, unsigned long siz
 
 // A stroke of an import under way is committed with the others.
 bool InkImporter::StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
-                          std::size_t size_bytes) {
+                              std::size_t size_bytes) {
   if (import_.strokes != nullptr) return import_.strokes->Add(pen, id, data, size_bytes);
   const char* const bytes = static_cast<const char*>(data);
   return Storage::ImportStroke(pen, id, std::vector<char>(bytes, bytes + size_bytes));

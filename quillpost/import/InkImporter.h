@@ -1,5 +1,6 @@
 // From a captured ink file to stroke files in the store: one for each page of plain ink, and one
-// for sealed ink, which is stored unread. Nothing throws for bad data: false, with the log's reason.
+// for sealed ink, which is stored unread. Nothing throws for bad data: false, with the log's
+// reason.
 //
 // Belongs to the importer thread, on which imports are read one after the other. Those that wait
 // together are committed together (ImportGroup.h). Knows neither clients nor routing.
@@ -70,8 +71,7 @@ class InkImporter : boost::noncopyable {
     ImportUnderWay& import_;
   };
 
-  void Read(const boost::filesystem::path& file, ImportGroup& group,
-            const ImportGroup::Done& done);
+  void Read(const boost::filesystem::path& file, ImportGroup& group, const ImportGroup::Done& done);
   bool ReadSTF2File(const boost::filesystem::path& file, Storage::NewStrokes& strokes);
   bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
                    std::size_t size_bytes);

@@ -1,9 +1,9 @@
 // One connected application that has enabled notifications: its connection, the packages that it
 // was offered and has not confirmed, and the thread on which all delivery to it runs.
 //
-// "EnableNotifications" makes it and files it in the service's client map; whoever takes it out of
-// the map calls StopDelivery first. Shared pointers to it are held by the map and by every job that
-// is posted for it.
+// "EnableNotifications" makes it and files it in the service's client map; StopDelivery
+// must be called before it leaves the map. Shared pointers to it are held by the map and by every
+// job that is posted for it.
 
 #pragma once
 
@@ -57,7 +57,7 @@ struct Client : boost::noncopyable {
   // does nothing. Throws boost::thread_resource_error on the delivery thread itself.
   void StopDelivery();
 
-  // Both are set before the first work is posted. The connection is let go of after the delivery
+  // Both are set before the first work is posted. The connection is released after the delivery
   // thread was joined, under the service's clients mutex.
   boost::shared_ptr<IPC::Server::Connection> connection;
   std::string application_id;

@@ -75,7 +75,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
 }
 
 void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
-                         const std::set<Storage::StrokeID>& strokes) {
+                          const std::set<Storage::StrokeID>& strokes) {
   QUILLPOST_ASSERT(client != nullptr);
   if (strokes.empty()) return;
   Common::ScratchFile file;
@@ -97,7 +97,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
 }
 
 void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
-                         const std::set<Storage::StrokeID>& strokes, const fs::path& file) {
+                          const std::set<Storage::StrokeID>& strokes, const fs::path& file) {
   QUILLPOST_ASSERT(client != nullptr);
   Common::ScratchFile unannounced(file);
   Client::InkPackage package;
@@ -110,7 +110,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
   if (client->connection) package.sent_before_bytes = client->connection->CountArrivedBytes();
   {
     const Lock lock(client->packages_mutex);
-    if (client->ended) return;  // nobody would delete this one any more
+    if (client->ended) return;  // its packages are gone, and this one would stay
     if (!client->packages.emplace(pen, package).second) {
       QUILLPOST_LOG_WARNING(
           "We won't any more Ink to application '%s', because it has not confirmed previous "
@@ -119,7 +119,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
       return;
     }
   }
-  // Recorded before it is sent: the confirmation may come at once.
+  // Recorded before it is sent: the confirmation may come immediately.
   bool sent = false;
   Common::RunJob("announcement of a package", [&] {
     sent = !client->connection ||
@@ -135,7 +135,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
 }
 
 void Delivery::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::string& pen,
-                                 bool delivered, const std::set<std::string>& ignored) {
+                                  bool delivered, const std::set<std::string>& ignored) {
   QUILLPOST_ASSERT(client != nullptr);
   QUILLPOST_ASSERT(client->delivery_thread.get_id() == boost::this_thread::get_id());
   Client::InkPackage package;

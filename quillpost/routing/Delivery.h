@@ -1,6 +1,6 @@
 // Delivery to connected applications: from the routing info to ink packages, and back with their
 // confirmations. One object for all clients. What happens for one client runs on that client's
-// delivery thread, except where a function says otherwise.
+// delivery thread, unless a function says otherwise.
 
 #pragma once
 

@@ -20,7 +20,7 @@ class LongExports : boost::noncopyable {
     Export(LongExports& exports, const std::function<bool()>& is_unwanted);
     ~Export();  // the turn is another's
 
-    // To be asked before each 64 KiB. Waits for the turn where one is needed; false once the export
+    // To be asked before each 64 KiB. Waits for its turn if it needs one; false once the export
     // is unwanted.
     bool MayGoOn();
 

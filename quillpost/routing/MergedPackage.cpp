@@ -21,7 +21,7 @@ struct StrokeInk {
   Common::Stf2InkData ink;
 };
 
-// Null where the stroke can't be exported or is no ink.
+// Null if the stroke can't be exported or is not ink.
 std::unique_ptr<StrokeInk> ReadStroke(const std::string& pen, const Storage::StrokeID& stroke) {
   Common::ScratchFile copy;
   if (!Storage::ExportStroke(pen, stroke, copy.out())) return nullptr;

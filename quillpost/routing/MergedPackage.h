@@ -13,7 +13,7 @@ namespace TalvoQuillpost {
 
 // Merges the strokes, in their order, into a new scratch file, which `file` owns then. Strokes that
 // can't be exported, read or merged are left out, with the reason in the log; `packed` are the
-// others. False where none is left or the file can't be written.
+// others. False if no stroke is left or the file can't be written.
 bool MergeStrokes(const std::string& pen, const std::set<Storage::StrokeID>& strokes,
                   Common::ScratchFile& file, std::set<Storage::StrokeID>& packed);
 

@@ -43,7 +43,8 @@ class PenRoute {
 // Reads the subscriptions afresh: a change counts from the next page on.
 Storage::Apps PenRoute::FindApps(const std::string& page) {
   std::set<std::string> ids;
-  // A subscription directory that is none is an answer, too: ink goes to nobody.
+  // Something else in the place of the subscription directory is an answer, too: no application
+  // claims the page.
   if (subscriptions_.Read()) {
     subscriptions_.ForEach([&](const Config::App& app) {
       if (Config::Claims(app, page)) ids.insert(ids.end(), app.id);

@@ -9,8 +9,8 @@
 namespace TalvoQuillpost {
 
 // Brings the routing info of all stored ink in line with the subscriptions, which it reads afresh
-// at each page. Runs on the thread of `queue`, and ends early when that is stopped: the pass is made
-// again when the service starts the next time. Failures are in the log.
+// at each page. Runs on the thread of `queue`, and ends early when that is stopped: the pass is
+// made again when the service starts the next time. Failures are in the log.
 void RouteInk(Config::SubscriptionReader& subscriptions, const EventQueue& queue);
 
 }  // namespace TalvoQuillpost

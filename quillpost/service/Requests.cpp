@@ -1,5 +1,5 @@
 // The requests of the service's clients: the dispatcher, which reads their arguments, and what
-// becomes of each. All of it runs on the server thread, except where an adapter says otherwise.
+// becomes of each. All of it runs on the server thread, unless an adapter says otherwise.
 
 #include <TalvoQuillpost/Protocol.h>
 

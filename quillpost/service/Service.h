@@ -1,7 +1,7 @@
 // The service behind IService: it owns the IPC server, the three long-lived threads with their
 // queues, and the map of connected applications. What it does with ink stands in the rooms below:
-// import/ (InkImporter), routing/ (the routing pass, clean-up, Delivery). Life, clients and passes are
-// in Service.cpp, the requests of clients in Requests.cpp.
+// import/ (InkImporter), routing/ (the routing pass, clean-up, Delivery). Life, clients and passes
+// are in Service.cpp, the requests of clients in Requests.cpp.
 //
 // Threads, each running one queue and nothing else:
 //   server     all callbacks of the IPC server

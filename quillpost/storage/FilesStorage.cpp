@@ -48,7 +48,7 @@ RoutingTable& TableOf(const std::string& pen) {
   return g_routing_info.try_emplace(pen, pen).first->second;
 }
 
-// Whether an entry of a directory is of the type, links followed. An entry that is gone meanwhile
+// Whether an entry of a directory is of the type, links followed. An entry that was removed since
 // counts as well: whatever has its name by now was made by others, who still need it.
 bool IsTypeOrGone(fs::file_type type, const fs::path& entry) {
   boost::system::error_code error;
@@ -170,8 +170,8 @@ void ClaimSome(RoutingTable& table, const PageClaims& claims, PageFiles& files, 
 
 // Lets the applications claim the files of a page. True if the list of the files is certain. A list
 // that was made before a stroke was erased may name strokes that have been removed since, and that
-// nobody could ever receive: then it is made again, at last under the guard, where none is erased
-// between the list and the claims.
+// no application could ever receive: then it is made again, finally under the guard, when none is
+// erased between the list and the claims.
 bool ClaimFiles(const std::string& pen, const PageClaims& claims) {
   constexpr int kAttempts = 4;
   const fs::path directory = GetStorageRoot() / pen / claims.page;
@@ -384,7 +384,7 @@ void RemoveProccessedStrokes(const std::string& pen) {
 void Cleanup(const std::string& pen) {
   if (!Common::IsPenSerialValid(pen)) return;
   const fs::path directory = GetStorageRoot() / pen;
-  // Absent is absent, and not to be removed: an import may make it meanwhile.
+  // An absent directory is not to be removed: an import may be making it now.
   const fs::file_type type = fs::symlink_status(directory).type();
   if (type == fs::file_not_found) return;
   if (type != fs::directory_file && !fs::is_directory(fs::status(directory))) {

@@ -36,17 +36,17 @@ bool Initialize();
 void Cleanup();
 
 // Brings one page of a pen in line with the applications that claim it: claims of other
-// applications are dropped, strokes that nobody claims any more leave the table (their files stay),
-// and every stroke file of the page gets a claim of each of `apps`. Marks that are there are kept.
-// The result is that of saving.
+// applications are dropped, strokes that no application claims any more leave the table (their
+// files stay), and every stroke file of the page gets a claim of each of `apps`. Marks that are
+// there are kept. The result is that of saving.
 bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps);
 
 // The same for one of many pages of a pen, without saving. `undecided` are applications of which
-// nobody can tell at the moment whether they claim the page: their claims stay as they are. A page
-// that provably did not change since it was listed for the same applications is not listed again.
-// Listing runs outside the lock of the table, which is free again and again in between, so that
-// nobody else waits for a large page. False for an invalid pen or page.
+// may or may not claim the page, since their subscriptions can't be read now: their claims stay as
+// they are. A page that provably did not change since it was listed for the same applications is
+// not listed again. Listing runs outside the lock of the table, which is free again and again in
+// between, so that other threads do not wait for a large page. False for an invalid pen or page.
 bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
               const std::set<std::string>& undecided);
 
@@ -54,7 +54,7 @@ bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
 // directory any more. The result is that of saving.
 bool SaveRoutingInfoOfPages(const std::string& pen);
 
-// Writes a pen's RoutingInfo.txt. False where the pen is not in the table and where writing fails;
+// Writes a pen's RoutingInfo.txt. False if the pen is not in the table or writing fails;
 // the table keeps everything for the next attempt.
 bool SaveRoutingInfo(const std::string& pen);
 
@@ -64,7 +64,7 @@ bool GetUndeliveredStrokes(const std::string& pen, const std::string& app, std::
 bool HasUndeliveredStrokes(const std::string& pen, const std::string& app);
 
 // The number of strokes that GetUndeliveredStrokes would give, and the first of them in `first`,
-// without walking all of them. 0, with `first` untouched, where there is none.
+// without walking all of them. 0, with `first` unchanged, if there is none.
 std::size_t FindUndeliveredStroke(const std::string& pen, const std::string& app, StrokeID& first);
 
 // The strokes of a pen that every claiming application has received and at least one has accepted.

@@ -25,7 +25,7 @@ namespace Storage {
 void HoldNames(const std::string& pen, const std::set<StrokeID>& ids);
 
 // The same for strokes whose files are going to be removed. As long as the object lives, no save of
-// the pen releases names: somebody else may take a stroke out of the table in the middle.
+// the pen releases names: another thread may erase a stroke from the table before the removal ends.
 class RemovalHold : boost::noncopyable {
  public:
   RemovalHold(const std::string& pen, const std::set<StrokeID>& ids);

@@ -134,7 +134,7 @@ class WholeSync {
     if (!is_wanted_ || !SyncsItsFiles(file) || ::fstat(file, &status) != 0) return false;
     const auto known = is_synced_.try_emplace(status.st_dev, false);
     bool& is_synced = known.first->second;
-    // An error may be that of somebody else's file: then each of ours has to be asked.
+    // An error may be that of another program's file: then each of ours has to be asked.
     if (known.second) is_synced = !Common::SyncFileSystem(file);
     return is_synced;
   }

@@ -41,11 +41,11 @@ class RoutingInfoFile {
  public:
   // What became of reading the file.
   enum class Loaded {
-    kNothing,     // there is none
+    kNothing,     // no such file
     kTable,       // the table; empty if the archive is
     kNotRegular,  // something else is in its place
     kNotOpened,   // it can't be opened or read
-    kCorrupted    // it is no archive, or a damaged one; `reason` says why
+    kCorrupted    // it is not an archive, or is damaged; `reason` says why
   };
 
   // The file of the pen of this name. Neither looks at it nor makes it.

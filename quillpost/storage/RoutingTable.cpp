@@ -20,7 +20,7 @@ bool IsProcessed(const ClaimList& claims) {
 }
 
 std::uint64_t HashOf(std::string_view file_name) {
-  // FNV-1a, with a start that nobody can foresee.
+  // FNV-1a, with an unpredictable start.
   static const std::uint64_t start = std::random_device()() * 0x9e3779b97f4a7c15u + 1;
   std::uint64_t hash = start;
   for (const char character : file_name) {

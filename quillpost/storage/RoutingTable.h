@@ -50,7 +50,7 @@ class RoutingTable {
 
   // ---- Questions.
   // The strokes that the application claims and has not received: how many; the first of them, null
-  // where there is none, valid until the table changes; all of them.
+  // if there is none, valid until the table changes; all of them.
   std::size_t CountUndelivered(const std::string& app) const;
   const StrokeID* FirstUndelivered(const std::string& app) const;
   std::set<StrokeID> Undelivered(const std::string& app) const;
@@ -96,11 +96,11 @@ class RoutingTable {
   // claim leaves the table; with no `apps` every stroke of the page does.
   void KeepClaims(const std::string& page, const std::set<std::string>& apps);
 
-  // Makes every one of `apps` a claimer of the stroke, which enters the table where it is new.
+  // Makes every one of `apps` a claimer of the stroke, which enters the table if it is new.
   // Claims that are there keep their marks.
   void Claim(const StrokeID& id, const std::set<std::string>& apps);
 
-  // Marks a claimed stroke as delivered to the application, and as processed, too. Nothing where
+  // Marks a claimed stroke as delivered to the application, and as processed, too. Does nothing if
   // the application does not claim the stroke.
   void Mark(const StrokeID& id, const std::string& app, bool is_processed);
 

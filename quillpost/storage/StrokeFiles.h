@@ -2,7 +2,7 @@
 //
 //   ROOT/<pen serial>/<page address>/<name>.<extension>
 //
-// Every query lists the disk afresh; there is no cache, and all functions may be called from any
+// Every query lists the disk again; nothing is cached, and all functions may be called from any
 // thread. NewStrokes.h makes the files; each is whole from the moment it has its name. What is
 // known about the strokes beside their bytes is the routing info (FilesStorage.h). Functions marked
 // "throws" let boost::filesystem::filesystem_error out if the file system fails in a way that they
@@ -21,21 +21,21 @@ namespace TalvoQuillpost {
 namespace Storage {
 
 // ROOT: "Library/Application Support/Talvo/Quillpost/Storage" in the user's home directory; empty
-// where the user has no home. Neither checks nor makes the directory.
+// if the user has no home. Neither checks nor makes the directory.
 boost::filesystem::path GetStorageRoot();
 
-// The pens that have a directory in the store. `pens` is emptied first; false where there is no
+// The pens that have a directory in the store. `pens` is emptied first; false if there is no
 // store. Directories that are no pen's are named in the log. Throws.
 bool GetKnownPens(std::set<std::string>& pens);
 
 // The page addresses that a pen has a directory for. `pages` is emptied first; false for an invalid
-// pen and where the pen has no directory. Throws.
+// pen or if the pen has no directory. Throws.
 bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages);
 
 // Makes a private copy of a stroke file in the scratch directory. `out` is its path; the caller
 // removes it when done. False, with `out` empty and the reason in the log, if that fails. A large
 // copy takes its time: if `may_go_on` is given it is asked before each 64 KiB, and false cancels
-// the copy, which is no error. Throws.
+// the copy, which is not an error. Throws.
 bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem::path& out,
                   const std::function<bool()>& may_go_on = nullptr);
 
@@ -48,9 +48,9 @@ void MakePathUnique(boost::filesystem::path& path);
 
 // Removes from `directory` every entry that `keep` does not ask to keep, subdirectories with all
 // that is in them, and then the directory itself, if it is empty by then. Ink that is filed there
-// meanwhile stays. Of a link to a directory only the link is removed: what lies behind it is not
-// the store's. True when this call has removed the directory: one that is gone is none to remove,
-// and others may remove it at the same time. Throws.
+// since then stays. Of a link to a directory only the link is removed: what lies behind it is not
+// the store's. True when this call has removed the directory: one that is already gone does not
+// count, and others may remove it at the same time. Throws.
 bool RemoveDirectoryWithout(const boost::filesystem::path& directory,
                             const std::function<bool(const boost::filesystem::path&)>& keep);
 

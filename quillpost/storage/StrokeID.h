@@ -25,8 +25,8 @@ struct StrokeID {
   bool operator==(const StrokeID& other) const;
 };
 
-// The stroke's file name in its page directory: the name ("unnamed" where it is empty), and "." and
-// the extension where that is not empty.
+// The stroke's file name in its page directory: the name ("unnamed" if it is empty), and "." and
+// the extension if that is not empty.
 std::string StrokeIDToFileName(const StrokeID& id);
 
 // Makes name and extension of `id` those of a file of its page directory. The extension begins
