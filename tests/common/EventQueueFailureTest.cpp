@@ -1,4 +1,4 @@
-// A queue that cannot be run: the error is thrown on its thread, where nobody catches it.
+// A queue that cannot be run: the error is thrown on its thread, and not caught there.
 
 #include <gtest/gtest.h>
 

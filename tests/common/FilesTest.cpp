@@ -315,7 +315,7 @@ TEST_F(LeftoversTest, WhatCantBeRemovedStaysAndIsNotCounted) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(LeftoversTest, AScratchDirectoryThatCantBeReadIsBorne) {
+TEST_F(LeftoversTest, AScratchDirectoryThatCantBeReadIsIgnored) {
   WriteFile(root_.scratch(), "in its place");
   EXPECT_NO_THROW(RemoveLeftoverTempSTF2Files());
   const UnknownUser user;

@@ -97,7 +97,7 @@ TEST_F(ImportFault, InTheWriterCostsThatPart) {
   EXPECT_EQ(StoredNames(), Names{Stroke("2.2.2.2/200_200")});
 }
 
-TEST_F(ImportFault, APartThatIsNoneClearsWhatWasThere) {
+TEST_F(ImportFault, AMissingPartClearsWhatWasThere) {
   std::string page = "1.2.3.4";
   unsigned long long first = 1;
   unsigned long long last = 2;

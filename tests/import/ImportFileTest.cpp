@@ -173,7 +173,7 @@ TEST_F(ImportFile, AFileBiggerThanTheMemoryIsTooBig) {
 
 // Another program writes the file anew again and again, and cuts it short first, while the service
 // imports it. A service that parsed the file where it lies would be ended by a signal.
-TEST_F(ImportFile, AFileThatIsCutShortMeanwhileEndsNothing) {
+TEST_F(ImportFile, AFileCutShortDuringItsImportEndsNothing) {
   InkFile ink;
   for (int i = 1; i <= 20000; ++i) ink.AddStroke("1.2.3.4", 1000 + i);
   const std::string bytes = ink.bytes();

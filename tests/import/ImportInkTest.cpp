@@ -183,7 +183,7 @@ TEST_F(ImportInk, InkWithoutStrokesIsASuccessWithNothingToStore) {
   EXPECT_TRUE(Errors().empty());
 }
 
-TEST_F(ImportInk, APageAddressThatIsNoneIsRefusedByTheStore) {
+TEST_F(ImportInk, AnInvalidPageAddressIsRefusedByTheStore) {
   EXPECT_FALSE(Import(InkFile()
                           .AddStroke("../../etc", 100)
                           .AddStroke("1.2.3", 200)

@@ -60,7 +60,7 @@ TEST_F(Cleanup, TidiesDirectoriesThatAreEmptyThen) {
   EXPECT_FALSE(fs::exists(root.storage() / "PEN"));
 }
 
-TEST_F(Cleanup, TidiesAlsoWhereNothingWasProcessed) {
+TEST_F(Cleanup, TidiesAlsoIfNothingWasProcessed) {
   fs::create_directories(root.storage() / "PEN/5.5.5.5");
   service->CleanupStorage("PEN");
   EXPECT_EQ(log.lines(), (Lines{{3, "Removed empty Storage dir: 'ROOT/PEN/5.5.5.5'."}}));

@@ -8,10 +8,10 @@
 #include <map>
 #include <utility>
 
-#include "routing/StoreFixture.h"
 #include "routing/Client.h"
+#include "routing/StoreFixture.h"
 
-// Notes every notification, and sends none where it is told to fail.
+// Notes every notification, and sends none if it is told to fail.
 class NotingConnection : public IPC::Server::Connection {
  public:
   typedef std::pair<std::string, Json::Value> Notification;

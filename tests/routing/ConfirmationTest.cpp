@@ -46,7 +46,7 @@ TEST_F(Confirmation, OfEachStrokeOffersTheNext) {
   EXPECT_EQ(CountScratchFiles(), 0u);
 }
 
-TEST_F(Confirmation, ThatRefusesOffersTheSameStrokeAgainAtOnce) {
+TEST_F(Confirmation, ThatRefusesOffersTheSameStrokeAgainImmediately) {
   AddRoutedStrokes(2);
   Deliver();
   const std::string refused = LastPath();
@@ -180,7 +180,7 @@ TEST_F(Confirmation, LeavesTheStrokesOfOtherApplicationsToThem) {
 }
 
 // Both tidy the pen's directories, beside each other. Which of them removes the stroke is open.
-TEST_F(Confirmation, OfTheLastStrokeByTwoApplicationsAtOnceLeavesNothing) {
+TEST_F(Confirmation, OfTheLastStrokeByTwoApplicationsTogetherLeavesNothing) {
   root.Subscribe("Beta", "1.2.3.4");
   const auto other = boost::make_shared<Client>();
   other->application_id = "Beta";

@@ -1,4 +1,4 @@
-// The delivery pass where no application is connected. What it does for those that are is seen in
+// The delivery pass while no application is connected. What it does for those that are is seen in
 // the tests of the running service.
 
 #include <fcntl.h>
@@ -36,7 +36,7 @@ class DeliveryPass : public StoreFixture {
   }
 };
 
-TEST_F(DeliveryPass, FailsWhereTheSubscriptionsCanNotBeListed) {
+TEST_F(DeliveryPass, FailsIfTheSubscriptionsCanNotBeListed) {
   AddStroke("1.2.3.4", "s1");
   WriteFile(root.subscriptions(), "no directory");
   service->DeliverInk();
@@ -44,7 +44,7 @@ TEST_F(DeliveryPass, FailsWhereTheSubscriptionsCanNotBeListed) {
             (Lines{kStart, {1, "Ink delivery failed: can't get list of applications."}}));
 }
 
-TEST_F(DeliveryPass, EndsWhereNobodyHasSubscribed) {
+TEST_F(DeliveryPass, EndsIfNoApplicationHasSubscribed) {
   AddStroke("1.2.3.4", "s1");
   service->DeliverInk();
   EXPECT_EQ(log.lines(),
@@ -60,7 +60,7 @@ TEST_F(DeliveryPass, FailsWithoutAStore) {
                                  "serials from storage."}}));
 }
 
-TEST_F(DeliveryPass, EndsWhereTheStoreIsEmpty) {
+TEST_F(DeliveryPass, EndsIfTheStoreIsEmpty) {
   root.Subscribe("Alpha", "1.2.3.4");
   fs::create_directories(root.storage());
   service->DeliverInk();

@@ -153,7 +153,7 @@ TEST_F(Delivery, AClientWithoutAConnectionHasItsPackageRecorded) {
   EXPECT_EQ(ReadFile(Packages().at("PEN").path), "ink s01");
 }
 
-TEST_F(Delivery, APackageOfNoStrokesIsNone) {
+TEST_F(Delivery, APackageWithoutStrokesIsNotOffered) {
   OnDeliveryThread([&] { service->DeliverInk(client, "PEN", InkType::kSTF2, Strokes()); });
   EXPECT_EQ(CountNotifications(), 0u);
   EXPECT_TRUE(log.lines().empty());

@@ -28,7 +28,7 @@ class MergedPackage : public ClientFixture {
     return Stroke("1.2.3.4", name);
   }
 
-  // The ink that the strokes make. Empty where merging them failed.
+  // The ink that the strokes make. Empty if merging them failed.
   Ink Merge(const Strokes& strokes) {
     TalvoQuillpost::Common::ScratchFile file;
     if (!TalvoQuillpost::MergeStrokes("PEN", strokes, file, packed)) return {};
@@ -138,13 +138,13 @@ TEST_F(MergedPackage, LeavesOutAStrokeThatCanNotBeMerged) {
             (std::vector<std::string>{"Stf2InkDataMergeInkItems('1.2.3.4/b.stf2') failed: 4"}));
 }
 
-TEST_F(MergedPackage, OfNoGoodStrokeIsNoneAndLeavesNoFile) {
+TEST_F(MergedPackage, WithoutAGoodStrokeFailsAndLeavesNoFile) {
   EXPECT_EQ(Merge({AddBytes("a", "no ink"), AddBytes("b", "")}), Ink());
   EXPECT_TRUE(packed.empty());
   EXPECT_EQ(CountScratchFiles(), 0u);
 }
 
-TEST_F(MergedPackage, ThatCanNotBeWrittenIsNoneAndLeavesNoFile) {
+TEST_F(MergedPackage, ThatCanNotBeWrittenFailsAndLeavesNoFile) {
   const Strokes strokes = {AddInk("1.2.3.4", "a", 100), AddInk("1.2.3.4", "b", 200)};
   LetInkCallFail("Stf2WriterWriteDataHandle", STF2_OUT_OF_MEMORY);
   EXPECT_EQ(Merge(strokes), Ink());
@@ -152,7 +152,7 @@ TEST_F(MergedPackage, ThatCanNotBeWrittenIsNoneAndLeavesNoFile) {
 }
 
 // The scratch file is taken away before the ink is written to it, and not made again.
-TEST_F(MergedPackage, WhoseFileVanishesMeanwhileIsNoneAndLeavesNoFile) {
+TEST_F(MergedPackage, WhoseFileVanishesFailsAndLeavesNoFile) {
   const Strokes strokes = {AddInk("1.2.3.4", "a", 100), AddInk("1.2.3.4", "b", 200)};
   InkCallPause pause("Stf2WriterWriteDataHandle");
   std::thread other([&] {
@@ -167,7 +167,7 @@ TEST_F(MergedPackage, WhoseFileVanishesMeanwhileIsNoneAndLeavesNoFile) {
   EXPECT_EQ(CountScratchFiles(), 0u);
 }
 
-TEST_F(MergedPackage, WithoutAScratchDirectoryIsNone) {
+TEST_F(MergedPackage, WithoutAScratchDirectoryFails) {
   const Strokes strokes = {AddInk("1.2.3.4", "a", 100), AddInk("1.2.3.4", "b", 200)};
   WriteFile(root.scratch(), "in the way");
   EXPECT_EQ(Merge(strokes), Ink());

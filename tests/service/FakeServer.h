@@ -1,4 +1,4 @@
-// The service over a server that is none. Programs that link FakeServer.cpp have an
+// The service over a stand-in for its server. Programs that link FakeServer.cpp have an
 // IPC::Server::CreateEx of their own in the place of the library's: it hands the service's
 // callbacks whatever a test likes, and may make no server at all. Two calls that the service makes
 // into the os library come by here, too.

@@ -28,7 +28,7 @@ TEST_F(ServiceOverAFakeServer, StopsItOnceAndLetsGoOfIt) {
   EXPECT_EQ(FakeServer::latest.use_count(), 1);
 }
 
-TEST_F(ServiceOverAFakeServer, StopsItAlsoWhereItDoesNotListen) {
+TEST_F(ServiceOverAFakeServer, StopsItAlsoIfItDoesNotListen) {
   FakeServer::listens = false;
   EXPECT_FALSE(service->Start());
   EXPECT_EQ(FakeServer::latest->stops, 1);
@@ -148,7 +148,7 @@ TEST_F(ServiceOverAFakeServer, KeepsTheReplyOfAConfirmationUntilItHasBeenCarried
   EXPECT_EQ(Ask("DisableNotifications", Params({{"ApplicationID", "Sketcher"}})), "Success");
 }
 
-TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereThereIsNoServer) {
+TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessIfThereIsNoServer) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   TestRoot root;
   FakeServer::makes_none = true;
@@ -176,9 +176,8 @@ TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereItIsDestroyedWithAClien
     service->Stop();
     service.reset();
   };
-  EXPECT_EXIT(
-      leave_a_client(), testing::KilledBySignal(SIGABRT),
-      "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file Client.cpp");
+  EXPECT_EXIT(leave_a_client(), testing::KilledBySignal(SIGABRT),
+              "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file Client.cpp");
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ TEST_F(ImportRequest, OfAPathWithAZeroByteFails) {
 }
 
 // The importer is busy, and would not answer before it is done.
-TEST_F(ImportRequest, WithoutAPathFailsAtOnce) {
+TEST_F(ImportRequest, WithoutAPathFailsImmediately) {
   WireClient client(Endpoint());
   InkCallPause pause("Stf2InkDataSplit");
   const int busy = client.Send("ImportSTF2File", File(Capture("good")));
@@ -101,7 +101,7 @@ TEST_F(ImportRequest, WithoutAPathFailsAtOnce) {
   EXPECT_EQ(client.WaitForReply(busy)["result"]["status"], "Success");
 }
 
-TEST_F(ImportRequest, TheServerAnswersOthersMeanwhile) {
+TEST_F(ImportRequest, TheServerAnswersOthersDuringAnImport) {
   root.Subscribe("Sketcher", "9.9.9.9");
   WireClient importing(Endpoint());
   WireClient other(Endpoint());

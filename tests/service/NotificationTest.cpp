@@ -131,7 +131,7 @@ TEST_F(Notification, OneDeliveryPassOffersTheInkOfEveryPen) {
   EXPECT_EQ(client.WaitForNotification()["InkPackagePen"], "B");
 }
 
-TEST_F(Notification, ARefusedStrokeIsOfferedAgainAtOnce) {
+TEST_F(Notification, ARefusedStrokeIsOfferedAgainImmediately) {
   AddStrokes(1);
   Start();
   WireClient client(Endpoint());
@@ -343,7 +343,7 @@ TEST_F(Notification, ALaterSubscriberIsOfferedWhatOthersHaveHad) {
 
 // Applications that come, take ink, refuse some, and go or die, all at once. What one has accepted
 // before it died may come again; it goes on until it has had every stroke of both pens.
-TEST_F(Notification, ManyApplicationsAtOnceAllReceiveAllInk) {
+TEST_F(Notification, ManyApplicationsTogetherAllReceiveAllInk) {
   constexpr int kApplications = 6;
   constexpr int kStrokes = 5;
   for (int i = 0; i < kApplications; ++i) root.Subscribe("app" + std::to_string(i), "1.2.3.4");

@@ -55,12 +55,12 @@ class NullClientDeathTest : public testing::Test {
   const Connection connection;
 };
 
-TEST_F(NullClientDeathTest, EndsTheProcessWhereAConnectionEnds) {
+TEST_F(NullClientDeathTest, EndsTheProcessWhenAConnectionEnds) {
   EXPECT_EXIT((*service.*Reach(Disconnect()))(connection, boost::system::error_code()),
               testing::KilledBySignal(SIGABRT), kText);
 }
 
-TEST_F(NullClientDeathTest, EndsTheProcessWhereAPackageIsConfirmed) {
+TEST_F(NullClientDeathTest, EndsTheProcessWhenAPackageIsConfirmed) {
   EXPECT_EXIT((*service.*Reach(Confirm()))(connection, "PEN", true, {}),
               testing::KilledBySignal(SIGABRT), kText);
 }

@@ -172,7 +172,7 @@ TEST_F(Request, DisablingWhatIsNotEnabledIsNotRegistered) {
   EXPECT_EQ(client.Request("DisableNotifications", App("Stranger")), "NotRegistered");
 }
 
-// The subscription is asked for first: where it is gone, the client stays.
+// The subscription is asked for first: if it is gone, the client stays.
 TEST_F(Request, DisablingAnApplicationWhoseSubscriptionIsGoneIsNotRegistered) {
   WireClient client(Endpoint());
   EXPECT_EQ(client.Request("EnableNotifications", App("Sketcher")), "Success");

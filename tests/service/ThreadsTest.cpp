@@ -17,7 +17,7 @@
 
 namespace {
 
-// Whoever passes while it is closed waits until it is opened. It is closed once at most.
+// A thread that passes while it is closed waits until it is opened. It is closed once at most.
 class Gate {
  public:
   void Close() {
@@ -97,8 +97,8 @@ class ServiceThreads : public ServiceOverAFakeServer {
     return answer.get_future().get();
   }
 
-  // Of two packages, the second one was offered and not confirmed: when it is refused, it is offered
-  // again. Ends the connection.
+  // Of two packages, the second one was offered and not confirmed: when it is refused, it is
+  // offered again. Ends the connection.
   void ExpectSecondPackageInFlight() {
     EXPECT_EQ(Ask("ConfirmInkPackageDelivery",
                   Params({{"InkPackagePen", "PEN"}, {"InkPackageDelivered", false}})),

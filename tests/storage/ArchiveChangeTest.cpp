@@ -48,7 +48,7 @@ class ArchiveChangeTest : public testing::Test {
   std::string file() const { return (root_.path() / "archive").string(); }
 
   // Has a child make the change and kills it before its system call of that number, from 0. False
-  // where the child has made fewer.
+  // if the child has made fewer.
   bool KillAt(const Change& change, int call) const {
     const pid_t child = ::fork();
     if (child == 0) {

@@ -190,7 +190,7 @@ TEST(RoutingInfoFormat, AFileThatIsCutAnywhereIsRefused) {
   }
 }
 
-TEST(RoutingInfoFormat, AFileThatIsDamagedAnywhereIsBorne) {
+TEST(RoutingInfoFormat, SurvivesDamageAnywhereInTheFile) {
   for (const StrokeMap& table : {StrokeMap(), OneStroke(), OddStrokes()}) {
     const std::string bytes = WriteRoutingInfo(table);
     int refused = 0;

@@ -375,7 +375,7 @@ TEST_F(SaveRoutingInfoTest, WritesInPlace) {
   EXPECT_EQ(WriteRoutingInfo({{Stroke("a"), {{kApp, {}}}}}), ReadFile(root_.path() / "elsewhere"));
 }
 
-// Whoever can make a link in the store can't have the file that it leads to overwritten or made.
+// A link in the store never has the file that it leads to overwritten or made.
 TEST_F(SaveRoutingInfoTest, ReplacesALinkByAFile) {
   Put("a.stf2");
   WriteFile(root_.path() / "letter", "not routing info");

@@ -28,7 +28,7 @@ constexpr char kFile[] = "RoutingInfo.txt";
 
 const std::vector<std::string> kPages = {"1.2.3.4", "1.2.3.40", "encrypted-stf2"};
 
-// Where the number of strokes, and so its digits, changes.
+// The number of strokes, and so its digits, changes.
 constexpr std::size_t kCounts[] = {0, 1, 2, 8, 9, 10, 11, 98, 99, 100, 101};
 
 // Twelve applications, for claim lists of one and of two digits; IDs of one, two and three digits'

@@ -158,7 +158,7 @@ TEST_F(StorageThreadsTest, ImportsOfOneNameBecomeAsManyFiles) {
 }
 
 // Importer, worker and delivery threads of four pens and applications, all on one table.
-TEST_F(StorageThreadsTest, TheTableBearsAllOperationsAtOnce) {
+TEST_F(StorageThreadsTest, TheTableSurvivesAllOperationsTogether) {
   constexpr int kStrokes = 15;
   const auto pen = [](int i) { return "pen-" + std::to_string(i); };
   const auto app = [](int i) { return "app." + std::to_string(i); };

@@ -132,7 +132,7 @@ TEST_F(ListStrokesTest, PagesAreTheDirectoriesWithTheNameOfOne) {
             log.lines());
 }
 
-TEST_F(ListStrokesTest, APenThatIsNoneOrNotThereHasNoPages) {
+TEST_F(ListStrokesTest, AnInvalidOrUnknownPenHasNoPages) {
   WriteFile(Path("file"), "in a pen's place");
   fs::create_directories(Path("pen 1/1.2.3.4"));
   const LogCapture log;
@@ -309,7 +309,7 @@ TEST_F(ImportStrokeTest, ANameThatIsTooLongIsRefused) {
   EXPECT_TRUE(Import(Stroke(std::string(250, 'x'))));
 }
 
-// Whoever can make a link in the store can't have ink written to where it leads.
+// A link in the store never has ink written to where it leads.
 TEST_F(ImportStrokeTest, NeverGoesThroughALink) {
   fs::create_directories(PenPath(kPage));
   fs::create_symlink(root_.path() / "elsewhere", PenPath("1.2.3.4/a.stf2"));

@@ -63,7 +63,7 @@ TEST(StrokeID, ASetIsGroupedByExtensionAndNameNotByPage) {
                        StrokeID{"9.9.9.9", "b", "stf2"}, StrokeID{"1.1.1.1", "c", "stf2"}));
 }
 
-TEST(StrokeID, IsInvalidWhereItNamesNoFileOfItsPage) {
+TEST(StrokeID, IsInvalidIfItNamesNoFileOfItsPage) {
   EXPECT_TRUE(IsStrokeIDValid({"1.2.3.4", "a", "stf2"}));
   EXPECT_TRUE(IsStrokeIDValid({"1.2.3.4", "a", ""}));
   EXPECT_TRUE(IsStrokeIDValid({"1.2.3.4", "..", "stf2"}));

@@ -165,7 +165,7 @@ TEST_F(TidyingTest, ALinkedPageWithInkStays) {
 }
 
 // An import comes between the look into the directory and its removal.
-TEST_F(TidyingTest, InkThatIsFiledMeanwhileStays) {
+TEST_F(TidyingTest, InkFiledDuringTheTidyingStays) {
   Put(".hidden");
   bool imported = false;
   EXPECT_FALSE(RemoveDirectoryWithout(PenPath(kPage), [&](const fs::path& entry) {
