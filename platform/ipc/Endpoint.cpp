@@ -127,6 +127,28 @@ bool ClearTheWay(const std::string& path, const sockaddr_un& address, std::strin
   return false;
 }
 
+// connect, which fails with EAGAIN after `timeout`. A server whose queue of connections is full
+// makes it wait, as long as sending may. A signal interrupts it; what is left of the time counts
+// then.
+bool Connect(int socket, const sockaddr_un& address, std::chrono::milliseconds timeout) {
+  using std::chrono::microseconds;
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + timeout;
+  microseconds left = timeout;
+  do {
+    // 0 would be no limit at all.
+    const auto us = std::max<microseconds::rep>(left.count(), 1);
+    const timeval limit = {static_cast<time_t>(us / 1000000),
+                           static_cast<suseconds_t>(us % 1000000)};
+    ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    if (::connect(socket, AsSockaddr(address), sizeof address) == 0) return true;
+    if (errno != EINTR) return false;
+    left = std::chrono::duration_cast<microseconds>(end - steady_clock::now());
+  } while (left.count() > 0);
+  errno = EAGAIN;
+  return false;
+}
+
 }  // namespace
 
 std::string SystemReason(int error_number) {
@@ -176,16 +198,7 @@ ConnectResult ConnectTo(const std::string& path, std::chrono::milliseconds timeo
   if (!MakeAddress(path, address, error)) return ConnectResult::kNoService;
   Descriptor socket = MakeSocket(0, error);
   if (!socket) return ConnectResult::kNoService;
-  // A server whose queue of connections is full makes connect wait, as long as sending may.
-  const long long ms = std::max<long long>(timeout.count(), 1);
-  const timeval limit = {static_cast<time_t>(ms / 1000),
-                         static_cast<suseconds_t>(ms % 1000 * 1000)};
-  ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-  int result;
-  do {
-    result = ::connect(socket.get(), AsSockaddr(address), sizeof address);
-  } while (result != 0 && errno == EINTR);
-  if (result == 0 && ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) == 0) {
+  if (Connect(socket.get(), address, timeout) && ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) == 0) {
     connection = std::move(socket);
     return ConnectResult::kConnected;
   }
