@@ -13,6 +13,9 @@
 
 namespace IPC {
 
+// What notifications may hold that wait for their callback; the client counts them.
+inline constexpr std::size_t kMaxWaitingBytes = std::size_t(16) << 20;
+
 class ClientStream : public LineStream {
  public:
   // The client, as its stream sees it. Outlives the thread on which the stream runs.

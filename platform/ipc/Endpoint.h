@@ -3,14 +3,15 @@
 
 #pragma once
 
+#include <TalvoCppUtils/Descriptor.h>
 #include <sys/types.h>
 
 #include <chrono>
 #include <string>
 
-#include "Descriptor.h"
-
 namespace IPC {
+
+using TalvoCppUtils::Descriptor;
 
 // The server's side: owns the file that Listen made, until Remove or destruction. Belongs to one
 // thread at a time.

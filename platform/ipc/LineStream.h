@@ -8,6 +8,8 @@
 
 #pragma once
 
+#include <TalvoCppUtils/Descriptor.h>
+
 #include <array>
 #include <atomic>
 #include <boost/asio/io_service.hpp>
@@ -22,10 +24,11 @@
 #include <string>
 #include <string_view>
 
-#include "Descriptor.h"
 #include "LineDecoder.h"
 
 namespace IPC {
+
+using TalvoCppUtils::Descriptor;
 
 inline constexpr std::size_t kMaxOutboxBytes = std::size_t(4) << 20;
 

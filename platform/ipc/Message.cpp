@@ -1,6 +1,7 @@
 #include "Message.h"
 
-#include "JsonText.h"
+#include "JsonParser.h"
+#include "JsonWriter.h"
 
 namespace IPC {
 namespace {
@@ -34,7 +35,8 @@ bool ReadEnvelope(const Json::Value& message, RequestMessage& request, WireError
     const Json::Value& id = Member(message, "id");
     if (!IsValidId(id)) {
       return Refuse(error, kNotARequest,
-                    "\"id\" must be a string of at most 128 bytes or an integer within 2^53-1");
+                    "\"id\" must be a string of at most " + std::to_string(kMaxIdBytes) +
+                        " bytes or an integer within 2^53-1");
     }
     request.id = id;
   }

@@ -159,12 +159,14 @@ void ServerImpl::RestFromAccepting(int reason) {
 void ServerImpl::Admit(Descriptor socket) {
   if (!IsPeerSameUser(socket.get())) return LogWarning("closed a connection of another user");
   if (sessions_.size() >= kMaxConnections) {
-    RefuseConnection(socket, "64 connections are open already");
-    return LogWarning("refused a connection beyond 64");
+    const std::string limit = std::to_string(kMaxConnections);
+    RefuseConnection(socket, limit + " connections are open already");
+    return LogWarning("refused a connection beyond " + limit);
   }
   if (IsTooMuchLeftBehind()) {
     RefuseConnection(socket, "too many requests of closed connections are not carried out yet");
-    return LogWarning("refused a connection: closed ones have left more than 8 MiB of requests");
+    return LogWarning("refused a connection: closed ones have left more than " +
+                      InMebibytes(kMaxLeftBehindBytes) + " of requests");
   }
   const std::shared_ptr<Session> session =
       Session::Make(queue_, std::move(socket), *this, room_, unfinished_bytes_, name_);
@@ -218,7 +220,8 @@ void ServerImpl::HandleRoomExceeded() {
     const std::shared_ptr<Session> largest = *std::max_element(
         sessions_.begin(), sessions_.end(),
         [](const auto& a, const auto& b) { return a->HeldBytes() < b->HeldBytes(); });
-    LogWarning("ended the connection that held the most of more than 16 MiB");
+    LogWarning("ended the connection that held the most of more than " +
+               InMebibytes(kMaxHeldBytes));
     largest->Close(boost::asio::error::no_memory);
   }
 }
