@@ -2,6 +2,7 @@
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoOS/Actions.h>
+#include <TalvoQuillpost/Limits.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -24,14 +25,12 @@ using namespace TalvoQuillpost;
 
 namespace {
 
-constexpr std::uint64_t kMaxStrokeBytes = 100 << 20;  // no import is larger
-
 // What is in the file; `damage` is what the file is instead of ink, null if it may be ink, or is
 // gone.
 InkFileCheck Look(const fs::path& file, const char*& damage) {
   Common::FileBytes bytes;
   damage = nullptr;
-  if (Common::ReadRegularFile(file, kMaxStrokeBytes, bytes)) return InkFileCheck();
+  if (Common::ReadRegularFile(file, TalvoQuillpost::kMaxImportBytes, bytes)) return InkFileCheck();
   const InkFileCheck check = CheckInk(bytes.data.get(), bytes.size_bytes);
   if (bytes.size_bytes == 0) damage = "empty";
   // A disk that was full when it was imported has cut it short.
