@@ -144,7 +144,7 @@ void MeasurePeers(const Sizes& sizes, const World& world, const Way& way, Case& 
 }
 
 // Whether the bytes of a file have a place on the disk. They get one when they are written there;
-// as long as they wait in memory they have none. (That they have one is no proof of a sync.)
+// as long as they wait in memory they have none. (That they have one does not prove a sync.)
 bool IsWritten(const fs::path& path) {
   constexpr std::uint32_t kExtents = 8;
   alignas(fiemap) char buffer[sizeof(fiemap) + kExtents * sizeof(fiemap_extent)] = {};

@@ -60,7 +60,7 @@ class Inflow {
 };
 
 // From each confirmation to the next package. The taker holds each package for a while, so that the
-// backlog lasts and as much is brought meanwhile as the rate says.
+// backlog lasts while ink is brought at the rate.
 void Take(Taker& taker, const Sizes& sizes, double* waits) {
   taker.Next();
   for (std::size_t i = 0; i < sizes.packages; ++i) {

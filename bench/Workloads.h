@@ -38,7 +38,7 @@ struct Sizes {
   std::vector<std::size_t> page_strokes = {1000, 10000, 50000};  // on the page of one put
 
   std::vector<std::size_t> waiting = {10000, 50000};  // for mixed
-  double rate = 100;                                  // imports a second meanwhile
+  double rate = 100;                                  // imports a second beside the packages
   double hold_seconds = 2e-3;                         // between a package and its confirmation
 
   std::filesystem::path disk = "/var/tmp";  // for durable: where the disk is

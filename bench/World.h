@@ -50,7 +50,8 @@ class World {
   std::filesystem::path path_;
 };
 
-// Claims a socket on which the daemon says that it is ready; the environment names it meanwhile.
+// Claims a socket on which the daemon says that it is ready; the environment names it while this
+// object lives.
 class ReadySocket {
  public:
   explicit ReadySocket(const std::filesystem::path& path);

@@ -29,7 +29,7 @@ ReaderState LookAtReader();
 bool IsReaderGone();
 
 // Forgets that standard output failed: its reader has seen what it wanted, and the end of the
-// program is no failure.
+// program is not a failure.
 void ForgetFailedOutput();
 
 // Whether the descriptor is a terminal whose lines can be drawn anew; how many columns it has.

@@ -126,7 +126,7 @@ class StoreReader {
         continue;
       }
       std::set<fs::path> strokes;
-      if (!Common::ListFiles(root_ / pen / page, strokes)) continue;  // tidied away meanwhile
+      if (!Common::ListFiles(root_ / pen / page, strokes)) continue;  // tidied away in the meantime
       for (const fs::path& stroke : strokes) {
         const std::string name = page + "/" + stroke.filename().string();
         if (ReadStroke(pen + "/" + name, stroke, report_.pens[pen][page])) files.insert(name);
@@ -134,7 +134,7 @@ class StoreReader {
     }
   }
 
-  // False if the file is gone: its ink was delivered meanwhile.
+  // False if the file is gone: its ink has been delivered since.
   bool ReadStroke(const std::string& name, const fs::path& file, StoreReport::Page& page) {
     boost::system::error_code error;
     const std::uint64_t bytes = fs::file_size(file, error);
@@ -190,7 +190,7 @@ class StoreReader {
       if (files.count(stroke.first.string()) > 0 || IsFinished(stroke.second)) continue;
       boost::system::error_code error;
       const fs::file_status status = fs::status(root_ / pen / stroke.first.string(), error);
-      if (fs::is_regular_file(status)) continue;  // imported meanwhile
+      if (fs::is_regular_file(status)) continue;  // imported in the meantime
       missing[stroke.first] = !fs::exists(status)        ? "the file has vanished"
                               : fs::is_directory(status) ? "a directory is in the place of the file"
                                                          : "the file is not a regular file";

@@ -112,7 +112,7 @@ boost::system::error_code WriteWhole(const fs::path& file, const std::string& te
   return TalvoOS::GiveName(temporary, file, replace);
 }
 
-// What is wrong with the arguments; empty where nothing is.
+// What is wrong with the arguments; empty if nothing is.
 std::string FindFault(const AddOptions& options) {
   if (!Common::IsAppIDValid(options.application)) {
     return "\"" + options.application +

@@ -16,7 +16,8 @@ void ClientStream::OnLine(std::string_view line) {
   ServerMessage message;
   std::string reason;
   if (!ReadServerMessage(line, message, reason))
-    return Fail(Client::Error::kProtocol, "the service sent what is no message: " + reason);
+    return Fail(Client::Error::kProtocol,
+                "the service sent something that is not a message: " + reason);
   switch (message.kind) {
     case ServerMessage::kNotification:
       if (!host_.HandleNotification(std::move(message.name), std::move(message.params),

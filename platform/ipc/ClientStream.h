@@ -22,7 +22,7 @@ class ClientStream : public LineStream {
   class Host {
    public:
     virtual void HandleReply(Json::Int64 id, const Client::Reply& reply) = 0;
-    // `bytes`: of the line. False where too many wait, which ends the connection.
+    // `bytes`: of the line. False if too many wait, which ends the connection.
     virtual bool HandleNotification(std::string name, Json::Value params, std::size_t bytes) = 0;
     virtual void HandleEnd(const Client::Outcome& reason) = 0;
 

@@ -22,7 +22,7 @@ bool MakeAddress(const std::string& path, sockaddr_un& address, std::string& err
   address = sockaddr_un();
   address.sun_family = AF_UNIX;
   if (path.empty() || path.find('\0') != std::string::npos) {
-    error = "no path of a socket";
+    error = "the path is empty or holds a zero byte";
     return false;
   }
   if (path.size() >= sizeof address.sun_path) {
@@ -45,8 +45,14 @@ Descriptor MakeSocket(int flags, std::string& error) {
 }
 
 // The lock that a process holds while it looks at an endpoint's path and puts its own socket there.
-// The file goes with the lock, so whoever gets the lock must see whether the file that it opened
-// is still the one at the path.
+// Without it two that start at the same time could both find a dead socket:
+//     A: looks, unlinks, binds, listens
+//     B: looks                            unlinks (A's!), binds, listens
+// and A would serve a socket that nobody can find. flock, because the system releases it however
+// the process ends.
+//
+// The file goes with the lock, so a process that gets the lock must check that the file that it
+// opened is still the one at the path.
 class StartLock {
  public:
   explicit StartLock(const std::string& endpoint) : path_(endpoint + ".lock") {}
@@ -103,7 +109,7 @@ bool ClearTheWay(const std::string& path, const sockaddr_un& address, std::strin
     return errno == ENOENT;
   }
   if (!S_ISSOCK(status.st_mode)) {
-    error = "the path is taken by something that is no socket";
+    error = "the path is taken by something that is not a socket";
     return false;
   }
   if (status.st_uid != ::geteuid()) {
@@ -161,7 +167,7 @@ Descriptor Endpoint::Listen(const std::string& path, std::string& error) {
   StartLock lock(path);
   if (!lock.Take(error) || !ClearTheWay(path, address, error)) return Descriptor();
 
-  // Linux makes the file with the socket's own mode less the umask: never wider than 0600. Where
+  // Linux makes the file with the socket's own mode less the umask: never wider than 0600. If
   // the umask took more, chmod gives it back. Until listen nobody can connect.
   Descriptor socket = MakeSocket(SOCK_NONBLOCK, error);
   struct stat status;

@@ -19,8 +19,8 @@ std::string MoreThan(std::size_t limit, const char* what) {
   return "more than " + std::to_string(limit) + " " + what;
 }
 
-// The value of a number whose size no double can hold: 0 where it is too small, the largest double
-// where it is too large. `text` is the number without sign.
+// The value of a number whose size no double can hold: 0 if it is too small, the largest double
+// if it is too large. `text` is the number without sign.
 double ClampReal(std::string_view text) {
   const std::size_t e = text.find_first_of("eE");
   long exponent = 0;

@@ -1,10 +1,11 @@
 // A connected socket on which lines travel both ways, used by server and client alike. Reading,
 // writing and every hook run on the queue, one at a time, with a bounded amount of work at each
 // turn, so that a peer that sends at full speed keeps nobody else waiting. Send may be called from
-// any thread: it hands the system what the system takes at once, and files the rest in the outbox.
+// any thread: it hands the system what the system takes immediately, and puts the rest into the
+// outbox.
 //
 // The stream is shared by the one who made it and by its own jobs on the queue. Once it has ended
-// it touches neither socket nor queue any more, whoever still refers to it.
+// it touches neither socket nor queue any more, even if something still refers to it.
 
 #pragma once
 
@@ -60,8 +61,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // Its part of the room. Any thread.
   std::size_t HeldBytes() const;
 
-  // Ends the stream at once: what is in the outbox is lost. OnEnd is called before this returns.
-  // On the queue; nothing happens where the stream has ended already.
+  // Ends the stream immediately: what is in the outbox is lost. OnEnd is called before this
+  // returns. On the queue; does nothing if the stream has ended already.
   void Close(const boost::system::error_code& reason);
 
  protected:
@@ -93,8 +94,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   bool is_open() const { return socket_.has_value(); }
   boost::asio::io_service& queue() { return queue_; }
 
-  // From now on no line is handed on or read, until Resume. A peer that goes away meanwhile ends
-  // the stream all the same.
+  // From now on no line is handed on or read, until Resume. A peer that goes away in the meantime
+  // ends the stream all the same.
   void Pause();
   void Resume();
 

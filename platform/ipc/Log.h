@@ -1,4 +1,4 @@
-// Lines of the log that the owner's host has opened, or nothing where it has opened none.
+// Lines of the log that the owner's host has opened, or nothing if it has opened none.
 
 #pragma once
 

@@ -102,7 +102,7 @@ bool ServerImpl::Listen(const std::string& endpoint) {
   if (!listener) {
     return RefuseToListen(endpoint, error);
   }
-  // Made here and not on the queue: where the system has no room for what waiting takes, this is
+  // Made here and not on the queue: if the system has no room for what waiting takes, this is
   // the place to say so.
   try {
     listener_.emplace(queue_);
@@ -179,7 +179,7 @@ void ServerImpl::Admit(Descriptor socket) {
 
 void ServerImpl::RefuseConnection(const Descriptor& socket, const std::string& reason) const {
   const std::string line = ErrorLine(Json::Value(), {kTooManyConnections, reason});
-  // A new socket has room for one line; where not, the end says enough.
+  // A new socket has room for one line; if not, the end of the connection says enough.
   (void)!::send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 

@@ -225,7 +225,7 @@ bool IsProgram(const std::string& path) {
   return S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-// The first program of that name in the directories of PATH; empty where there is none.
+// The first program of that name in the directories of PATH; empty if there is none.
 std::string FindInPath(const std::string& name) {
   const char* path = ::getenv("PATH");
   std::istringstream directories(path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin");

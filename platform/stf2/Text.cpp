@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint64_t kLowBits = 0x0101010101010101;
 constexpr std::uint64_t kHighBits = 0x8080808080808080;
 
-// Eight bytes at once: none zero, none above 127.
+// Looks at eight bytes together: none is zero, none above 127.
 bool IsPlain(const char* bytes) {
   std::uint64_t word;
   std::memcpy(&word, bytes, sizeof word);
