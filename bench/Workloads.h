@@ -1,4 +1,4 @@
-// The workloads. Each makes its own world, measures the service and its floor in turns, and adds
+// The workloads. Each makes its own root, measures the service and its floor in turns, and adds
 // its cases and figures to the report. They throw std::exception if the world does not play.
 
 #pragma once
@@ -14,7 +14,7 @@ namespace bench {
 
 // What the command line selects.
 struct Sizes {
-  std::filesystem::path directory = "/tmp";  // where worlds are made: the file system measured
+  std::filesystem::path directory = "/tmp";  // where roots are made: the file system measured
 
   std::size_t import_bytes = 100u << 20;  // of the one large file
   std::vector<std::size_t> import_pages = {1, 1000};

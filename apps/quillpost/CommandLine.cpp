@@ -35,7 +35,7 @@ Examples:
 constexpr char kImport[] = R"(Hand ink files to the service
 
 Prints "Success FILE" or "Failed FILE" for each, and says why on standard
-error. If the service ends during this, the rest is "Unsent FILE", and the one on
+error. If the service ends early, the rest is "Unsent FILE", and the one on
 its way "Unanswered FILE": a part of it may have been imported.
 
 Examples:
