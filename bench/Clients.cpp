@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "BenchRoot.h"
 #include "Ink.h"
-#include "World.h"
 
 namespace bench {
 

@@ -7,11 +7,11 @@
 #include <atomic>
 #include <memory>
 
+#include "BenchRoot.h"
 #include "Clients.h"
 #include "Floors.h"
 #include "Peer.h"
 #include "Workloads.h"
-#include "World.h"
 
 namespace fs = std::filesystem;
 
@@ -48,13 +48,13 @@ void Measure(const MakeTaker& take, std::size_t packages, Samples& samples) {
   AddIntervals(times.data(), packages, samples);
 }
 
-void MeasureFloor(const World& world, const std::vector<fs::path>& strokes, std::size_t packages,
+void MeasureFloor(const BenchRoot& root, const std::vector<fs::path>& strokes, std::size_t packages,
                   Samples& samples) {
   const auto ends = LineSocket::Pair();
   Child server([&] {
     ::close(ends.second);
     LineSocket socket(ends.first);
-    ServeDeliveries(socket, world, strokes, packages);
+    ServeDeliveries(socket, root, strokes, packages);
   });
   ::close(ends.first);
   Measure([&] { return std::make_unique<InkTaker>(ends.second); }, packages, samples);
@@ -85,19 +85,19 @@ double MeasureThroughput(std::size_t clients, std::size_t packages) {
 
 // Each turn is one floor and one run of the service over the next part of the backlog.
 double RunBacklog(const Sizes& sizes, std::size_t backlog, Report& report) {
-  const World world(sizes.directory);
-  world.Subscribe(1);
-  const auto strokes = world.FillStore(kPen, backlog, sizes.deliver_pages, sizes.stroke_bytes);
+  const BenchRoot root(sizes.directory);
+  root.Subscribe(1);
+  const auto strokes = root.FillStore(kPen, backlog, sizes.deliver_pages, sizes.stroke_bytes);
   const std::size_t packages = std::min(sizes.packages, backlog / (sizes.repetitions + 1));
   Case result = {"deliver", "backlog " + std::to_string(backlog), {}, {}, {}};
   result.sizes = {{"backlog", backlog}, {"stroke_bytes", sizes.stroke_bytes}};
   result.growth = {"A package: from confirmation to next", "strokes that wait",
                    static_cast<double>(backlog)};
-  const Peers peers = StartPeers(sizes, world.path(), backlog, sizes.stroke_bytes);
-  const Daemon daemon(world);
-  daemon.WaitUntilQuiet();
+  const Peers peers = StartPeers(sizes, root.path(), backlog, sizes.stroke_bytes);
+  const MeasuredService service(root);
+  service.WaitUntilQuiet();
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {
-    MeasureFloor(world, strokes, packages, result.floor);
+    MeasureFloor(root, strokes, packages, result.floor);
     Measure([] { return TakeFromService(0); }, packages, result.service);
     for (const auto& peer : peers) {
       Measure([&] { return peer->Take(); }, packages, result.OfPeer(peer->name()));
@@ -118,13 +118,13 @@ double RunBacklog(const Sizes& sizes, std::size_t backlog, Report& report) {
 
 // The rates of one client and of all, taken in turns.
 void RunManyClients(const Sizes& sizes, Report& report) {
-  const World world(sizes.directory);
-  world.Subscribe(sizes.clients);
+  const BenchRoot root(sizes.directory);
+  root.Subscribe(sizes.clients);
   const std::size_t backlog = sizes.backlogs.front();
-  world.FillStore(kPen, backlog, sizes.deliver_pages, sizes.stroke_bytes);
+  root.FillStore(kPen, backlog, sizes.deliver_pages, sizes.stroke_bytes);
   const std::size_t packages = std::min(sizes.packages, backlog / (2 * sizes.repetitions + 1));
-  const Daemon daemon(world);
-  daemon.WaitUntilQuiet();
+  const MeasuredService service(root);
+  service.WaitUntilQuiet();
   Samples one;
   Samples all;
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {

@@ -1,4 +1,4 @@
-// A place on a disk file system: ext4 on a loop image where the benchmark may make one, so that its
+// A place on a disk file system: ext4 on a loop image if the benchmark may make one, so that its
 // syncs meet no other program's writes; else a directory on the disk that is there.
 
 #pragma once

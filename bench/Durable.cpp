@@ -13,13 +13,13 @@
 #include <memory>
 #include <stdexcept>
 
+#include "BenchRoot.h"
 #include "Clients.h"
 #include "Disk.h"
 #include "Floors.h"
 #include "Ink.h"
 #include "Peer.h"
 #include "Workloads.h"
-#include "World.h"
 
 namespace fs = std::filesystem;
 
@@ -107,9 +107,9 @@ void Bring(LineSocket& socket, const std::vector<fs::path>& files, const Way& wa
 }
 
 // The floor gets as many requests before its first reply as the service lets wait.
-void MeasureFloor(const World& world, const std::vector<fs::path>& files, const Way& way,
+void MeasureFloor(const BenchRoot& root, const std::vector<fs::path>& files, const Way& way,
                   Samples& samples) {
-  const fs::path directory = world.path() / "floor";
+  const fs::path directory = root.path() / "floor";
   fs::create_directory(directory);
   const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const auto ends = LineSocket::Pair();
@@ -125,9 +125,9 @@ void MeasureFloor(const World& world, const std::vector<fs::path>& files, const 
   ::close(fd);
 }
 
-void MeasurePeers(const Sizes& sizes, const World& world, const Way& way, Case& result) {
+void MeasurePeers(const Sizes& sizes, const BenchRoot& root, const Way& way, Case& result) {
   for (const auto& peer :
-       StartPeers(sizes, world.path(), 0, sizes.stroke_bytes, Sync::kBeforeReply)) {
+       StartPeers(sizes, root.path(), 0, sizes.stroke_bytes, Sync::kBeforeReply)) {
     Samples& samples = result.OfPeer(peer->name());
     const auto putter = peer->Put(sizes.stroke_bytes);
     const std::size_t files = sizes.sync_files;
@@ -144,7 +144,7 @@ void MeasurePeers(const Sizes& sizes, const World& world, const Way& way, Case& 
 }
 
 // Whether the bytes of a file have a place on the disk. They get one when they are written there;
-// as long as they wait in memory they have none. (That they have one is no proof of a sync.)
+// as long as they wait in memory they have none. (That they have one does not prove a sync.)
 bool IsWritten(const fs::path& path) {
   constexpr std::uint32_t kExtents = 8;
   alignas(fiemap) char buffer[sizeof(fiemap) + kExtents * sizeof(fiemap_extent)] = {};
@@ -166,24 +166,24 @@ bool IsWritten(const fs::path& path) {
 // subscribed: to launch a program for each import would cost more than to sync.
 // Returns how many strokes were surely not on the disk when they were answered.
 std::size_t RunOnce(const Sizes& sizes, const Disk& disk, const Way& way, Case& result) {
-  const World world(disk.path());
-  world.FillStore(kPen, 1, 1, sizes.stroke_bytes);
-  const auto files = WriteInkFiles(world.path() / "ink", sizes.sync_files, sizes.stroke_bytes, 1);
+  const BenchRoot root(disk.path());
+  root.FillStore(kPen, 1, 1, sizes.stroke_bytes);
+  const auto files = WriteInkFiles(root.path() / "ink", sizes.sync_files, sizes.stroke_bytes, 1);
   ::sync();
-  MeasureFloor(world, files, way, result.floor);
+  MeasureFloor(root, files, way, result.floor);
   std::size_t unwritten = 0;
   {
-    const Daemon daemon(world);
-    daemon.WaitUntilQuiet();
+    const MeasuredService service(root);
+    service.WaitUntilQuiet();
     ::sync();
     LineSocket socket(LineSocket::ConnectToService());
     Bring(socket, files, way, kMostWaiting, result.service);
     for (const auto& stroke :
-         fs::directory_iterator(world.storage() / PenSerial(kPen) / PageAddress(0))) {
+         fs::directory_iterator(root.storage() / PenSerial(kPen) / PageAddress(0))) {
       if (!IsWritten(stroke.path())) ++unwritten;
     }
   }
-  MeasurePeers(sizes, world, way, result);
+  MeasurePeers(sizes, root, way, result);
   return unwritten;
 }
 

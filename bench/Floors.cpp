@@ -82,10 +82,10 @@ void ServeImports(LineSocket& socket, const fs::path& prefix) {
   }
 }
 
-void ServeDeliveries(LineSocket& socket, const World& world, const std::vector<fs::path>& strokes,
-                     std::size_t packages) {
-  const fs::path package = world.scratch() / "package";
-  const fs::path marks = world.storage() / "marks";
+void ServeDeliveries(LineSocket& socket, const BenchRoot& root,
+                     const std::vector<fs::path>& strokes, std::size_t packages) {
+  const fs::path package = root.scratch() / "package";
+  const fs::path marks = root.storage() / "marks";
   const int fd = ::open(marks.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   for (std::size_t i = 0; i <= packages; ++i) {
     CopyToPackage(strokes[i], package);

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "BenchRoot.h"
 #include "LineSocket.h"
-#include "World.h"
 
 namespace bench {
 
@@ -30,7 +30,7 @@ void ServeImports(LineSocket& socket, const std::filesystem::path& prefix);
 
 // Deliveries: copies a stroke, announces it, is told, deletes the copy, writes one byte. In the
 // service's own places: what making a file takes differs from directory to directory.
-void ServeDeliveries(LineSocket& socket, const World& world,
+void ServeDeliveries(LineSocket& socket, const BenchRoot& root,
                      const std::vector<std::filesystem::path>& strokes, std::size_t packages);
 
 }  // namespace bench

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 
+#include "BenchRoot.h"
 #include "Clients.h"
 #include "Floors.h"
 #include "Ink.h"
 #include "Peer.h"
 #include "Workloads.h"
-#include "World.h"
 
 namespace fs = std::filesystem;
 
@@ -17,25 +17,25 @@ namespace bench {
 
 namespace {
 
-// Each repetition has a world of its own: the store stays as small as it is in the floor.
+// Each repetition has a root of its own: the store stays as small as it is in the floor.
 void RunLargeFile(const Sizes& sizes, std::size_t pages, Report& report) {
   Case result = {"import", "1 file of " + std::to_string(pages) + " pages", {}, {}, {}};
   result.sizes = {{"bytes", sizes.import_bytes}, {"pages", pages}};
   double peak_bytes = 0;
   double file_bytes = 0;
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {
-    const World world(sizes.directory);
-    const fs::path file = world.path() / "ink.stf2";
+    const BenchRoot root(sizes.directory);
+    const fs::path file = root.path() / "ink.stf2";
     WriteInk(file, sizes.import_bytes, pages, 0, 1700000000000);
     file_bytes = static_cast<double>(fs::file_size(file));
-    fs::create_directory(world.path() / "floor");
+    fs::create_directory(root.path() / "floor");
     result.floor.seconds.push_back(
-        TimeOf([&] { CopyToNewFiles(file, world.path() / "floor/", pages); }));
-    const Daemon daemon(world);
-    daemon.WaitUntilQuiet();
+        TimeOf([&] { CopyToNewFiles(file, root.path() / "floor/", pages); }));
+    const MeasuredService service(root);
+    service.WaitUntilQuiet();
     LineSocket socket(LineSocket::ConnectToService());
     result.service.seconds.push_back(TimeOf([&] { Import(socket, file); }));
-    peak_bytes = std::max(peak_bytes, static_cast<double>(daemon.PeakBytes()));
+    peak_bytes = std::max(peak_bytes, static_cast<double>(service.PeakBytes()));
   }
   const double ratio = report.Add(result);
   const std::string name = "import: 1 file of " + std::to_string(pages) + " pages, ";
@@ -48,9 +48,9 @@ void RunLargeFile(const Sizes& sizes, std::size_t pages, Report& report) {
   }
 }
 
-void MeasureSmallFloor(const World& world, const std::vector<fs::path>& files, std::size_t turn,
+void MeasureSmallFloor(const BenchRoot& root, const std::vector<fs::path>& files, std::size_t turn,
                        Samples& samples) {
-  const fs::path directory = world.path() / ("floor" + std::to_string(turn));
+  const fs::path directory = root.path() / ("floor" + std::to_string(turn));
   fs::create_directory(directory);
   const auto ends = LineSocket::Pair();
   Child server([&] {
@@ -70,18 +70,18 @@ void RunSmallFiles(const Sizes& sizes, Report& report) {
   Case result = {"import", std::to_string(sizes.import_files) + " small files", {}, {}, {}};
   result.sizes = {{"files", sizes.import_files}, {"bytes", sizes.stroke_bytes}};
   for (std::size_t turn = 0; turn < sizes.repetitions; ++turn) {
-    const World world(sizes.directory);
-    world.Subscribe(1);
+    const BenchRoot root(sizes.directory);
+    root.Subscribe(1);
     const auto files =
-        WriteInkFiles(world.path() / "ink", sizes.import_files, sizes.stroke_bytes, kPages);
-    MeasureSmallFloor(world, files, turn, result.floor);
-    const Daemon daemon(world);
-    daemon.WaitUntilQuiet();
+        WriteInkFiles(root.path() / "ink", sizes.import_files, sizes.stroke_bytes, kPages);
+    MeasureSmallFloor(root, files, turn, result.floor);
+    const MeasuredService service(root);
+    service.WaitUntilQuiet();
     LineSocket socket(LineSocket::ConnectToService());
     for (const fs::path& file : files) {
       result.service.seconds.push_back(TimeOf([&] { Import(socket, file); }));
     }
-    for (const auto& peer : StartPeers(sizes, world.path(), 0, sizes.stroke_bytes)) {
+    for (const auto& peer : StartPeers(sizes, root.path(), 0, sizes.stroke_bytes)) {
       const auto putter = peer->Put(sizes.stroke_bytes);
       for (std::size_t i = 0; i < files.size(); ++i) {
         result.OfPeer(peer->name()).seconds.push_back(TimeOf([&] { putter->Put(); }));

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "World.h"
+#include "BenchRoot.h"
 
 namespace fs = std::filesystem;
 

@@ -16,7 +16,7 @@ class LineSocket {
   LineSocket(const LineSocket&) = delete;
   LineSocket& operator=(const LineSocket&) = delete;
 
-  // To the service of this world, to a Unix socket, to a port of this machine. They throw if nobody
+  // To the service of this root, to a Unix socket, to a port of this machine. They throw if nobody
   // listens.
   static int ConnectToService();
   static int ConnectToPath(const std::string& path);

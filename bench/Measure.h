@@ -24,7 +24,7 @@ struct Samples {
   std::vector<double> seconds;
 
   bool empty() const { return seconds.empty(); }
-  double Quantile(double q) const;  // 0 is the minimum, 0.5 the median; 0 where there are none
+  double Quantile(double q) const;  // 0 is the minimum, 0.5 the median; 0 if there are none
   double Median() const { return Quantile(0.5); }
 };
 

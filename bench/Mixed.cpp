@@ -9,11 +9,11 @@
 #include <memory>
 #include <stdexcept>
 
+#include "BenchRoot.h"
 #include "Clients.h"
 #include "Floors.h"
 #include "Peer.h"
 #include "Workloads.h"
-#include "World.h"
 
 namespace fs = std::filesystem;
 
@@ -60,7 +60,7 @@ class Inflow {
 };
 
 // From each confirmation to the next package. The taker holds each package for a while, so that the
-// backlog lasts and as much is brought meanwhile as the rate says.
+// backlog lasts while ink is brought at the rate.
 void Take(Taker& taker, const Sizes& sizes, double* waits) {
   taker.Next();
   for (std::size_t i = 0; i < sizes.packages; ++i) {
@@ -79,19 +79,19 @@ double Measure(const MakeTaker& take, const MakePutter& put, const Sizes& sizes,
 }
 
 // Imports into the pages of the backlog. Each repetition brings other ink.
-MakePutter PutInk(const World& world, const Sizes& sizes, std::size_t repetition, int fd = -1) {
-  return [&world, &sizes, repetition, fd] {
+MakePutter PutInk(const BenchRoot& root, const Sizes& sizes, std::size_t repetition, int fd = -1) {
+  return [&root, &sizes, repetition, fd] {
     constexpr std::size_t kMostImports = 1000000;  // of a repetition
     return std::make_unique<InkPutter>(fd < 0 ? LineSocket::ConnectToService() : fd,
-                                       world.path() / "incoming.stf2", sizes.stroke_bytes,
+                                       root.path() / "incoming.stf2", sizes.stroke_bytes,
                                        sizes.deliver_pages, repetition * kMostImports);
   };
 }
 
 // Two processes that stand for the service: one copies what is imported, one what is offered.
-void MeasureFloor(const World& world, const Sizes& sizes, const std::vector<fs::path>& strokes,
+void MeasureFloor(const BenchRoot& root, const Sizes& sizes, const std::vector<fs::path>& strokes,
                   std::size_t repetition, Samples& samples) {
-  const fs::path directory = world.path() / ("floor" + std::to_string(repetition));
+  const fs::path directory = root.path() / ("floor" + std::to_string(repetition));
   fs::create_directory(directory);
   const auto imports = LineSocket::Pair();
   const auto deliveries = LineSocket::Pair();
@@ -103,10 +103,10 @@ void MeasureFloor(const World& world, const Sizes& sizes, const std::vector<fs::
   Child server([&] {
     ::close(imports.second);
     LineSocket socket(deliveries.first);
-    ServeDeliveries(socket, world, strokes, sizes.packages);
+    ServeDeliveries(socket, root, strokes, sizes.packages);
   });
   Measure([&] { return std::make_unique<InkTaker>(deliveries.second); },
-          PutInk(world, sizes, repetition, imports.second), sizes, samples);
+          PutInk(root, sizes, repetition, imports.second), sizes, samples);
   for (const int end : {imports.first, imports.second, deliveries.first, deliveries.second}) {
     ::close(end);
   }
@@ -123,21 +123,21 @@ void AddFigures(const Sizes& sizes, std::size_t waiting, double rate, const Case
 }
 
 void RunWaiting(const Sizes& sizes, std::size_t waiting, Report& report) {
-  const World world(sizes.directory);
-  world.Subscribe(1);
-  const auto strokes = world.FillStore(kPen, waiting, sizes.deliver_pages, sizes.stroke_bytes);
-  world.WriteArchive(kPen, strokes, 1);
+  const BenchRoot root(sizes.directory);
+  root.Subscribe(1);
+  const auto strokes = root.FillStore(kPen, waiting, sizes.deliver_pages, sizes.stroke_bytes);
+  root.WriteArchive(kPen, strokes, 1);
   Case result = {"mixed", "a package, " + std::to_string(waiting) + " waiting", {}, {}, {}};
   result.sizes = {{"waiting", waiting}, {"imports_per_second", sizes.rate}};
   result.growth = {"A package, with 100 imports a second", "strokes that wait",
                    static_cast<double>(waiting)};
-  const Peers peers = StartPeers(sizes, world.path(), waiting, sizes.stroke_bytes);
-  const Daemon daemon(world);
-  daemon.WaitUntilQuiet();
+  const Peers peers = StartPeers(sizes, root.path(), waiting, sizes.stroke_bytes);
+  const MeasuredService service(root);
+  service.WaitUntilQuiet();
   double rate = sizes.rate;
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {
-    MeasureFloor(world, sizes, strokes, i, result.floor);
-    rate = std::min(rate, Measure([] { return TakeFromService(0); }, PutInk(world, sizes, i), sizes,
+    MeasureFloor(root, sizes, strokes, i, result.floor);
+    rate = std::min(rate, Measure([] { return TakeFromService(0); }, PutInk(root, sizes, i), sizes,
                                   result.service));
     for (const auto& peer : peers) {
       Measure([&] { return peer->Take(); }, [&] { return peer->Put(sizes.stroke_bytes); }, sizes,

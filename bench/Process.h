@@ -12,7 +12,7 @@
 
 namespace bench {
 
-// Another process that runs `job`. Its end is waited for where the object ends, unless it was ended
+// Another process that runs `job`. The object's destructor waits for its end, unless it was ended
 // before; a job that throws ends the benchmark.
 class Child {
  public:

@@ -6,9 +6,9 @@
 #include <fstream>
 #include <iterator>
 
+#include "BenchRoot.h"
 #include "Peer.h"
 #include "Workloads.h"
-#include "World.h"
 #include "storage/RoutingInfoFormat.h"
 
 namespace fs = std::filesystem;
@@ -24,25 +24,25 @@ std::string ReadFile(const fs::path& path) {
   return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-fs::path RoutingInfo(const World& world, std::uint64_t pen) {
-  return world.storage() / PenSerial(pen) / "RoutingInfo.txt";
+fs::path RoutingInfo(const BenchRoot& root, std::uint64_t pen) {
+  return root.storage() / PenSerial(pen) / "RoutingInfo.txt";
 }
 
 // Strokes on all pens together, with their archives, as a service leaves them that was stopped.
 // Nobody reads them here: they are small.
-void FillStore(const World& world, const Sizes& sizes, std::size_t strokes) {
+void FillStore(const BenchRoot& root, const Sizes& sizes, std::size_t strokes) {
   constexpr std::size_t kBytes = 100;
   for (std::uint64_t pen = 1; pen <= kPens; ++pen) {
     const std::size_t pages = std::max<std::size_t>(sizes.store_pages / kPens, 1);
-    world.WriteArchive(pen, world.FillStore(pen, strokes / kPens, pages, kBytes), 1);
+    root.WriteArchive(pen, root.FillStore(pen, strokes / kPens, pages, kBytes), 1);
   }
 }
 
-void LoadArchives(const World& world) {
+void LoadArchives(const BenchRoot& root) {
   std::map<std::string, TalvoQuillpost::Storage::StrokeMap> table;
   for (std::uint64_t pen = 1; pen <= kPens; ++pen) {
     table[PenSerial(pen)] =
-        TalvoQuillpost::Storage::ReadRoutingInfo(ReadFile(RoutingInfo(world, pen)));
+        TalvoQuillpost::Storage::ReadRoutingInfo(ReadFile(RoutingInfo(root, pen)));
   }
   // What it loaded is given back by the end of the process.
   new auto(std::move(table));
@@ -50,12 +50,12 @@ void LoadArchives(const World& world) {
 
 // The start of each server with as many messages waiting as the service has strokes; and what each
 // message takes of its memory.
-void MeasurePeers(const Sizes& sizes, const World& world, std::size_t strokes, Case& result,
+void MeasurePeers(const Sizes& sizes, const BenchRoot& root, std::size_t strokes, Case& result,
                   Report& report) {
   const auto resident = [](const Peer& peer) {
     return static_cast<double>(peer.server().ResidentBytes());
   };
-  for (const auto& peer : StartPeers(sizes, world.path(), 0, sizes.stroke_bytes)) {
+  for (const auto& peer : StartPeers(sizes, root.path(), 0, sizes.stroke_bytes)) {
     const double empty_bytes = resident(*peer);
     peer->Put(sizes.stroke_bytes)->PutMany(strokes);
     report.AddFigure("restart: " + std::to_string(strokes) + " messages, " + peer->name() +
@@ -73,19 +73,19 @@ void MeasurePeers(const Sizes& sizes, const World& world, std::size_t strokes, C
 
 void RunRestart(const Sizes& sizes, Report& report) {
   for (const std::size_t strokes : sizes.stores) {
-    const World world(sizes.directory);
-    world.Subscribe(1);
-    FillStore(world, sizes, strokes);
+    const BenchRoot root(sizes.directory);
+    root.Subscribe(1);
+    FillStore(root, sizes, strokes);
     Case result = {"restart", std::to_string(strokes) + " strokes", {}, {}, {}};
     result.sizes = {{"strokes", strokes}, {"pens", kPens}, {"pages", sizes.store_pages}};
     result.growth = {"A start, until it serves", "strokes that wait", static_cast<double>(strokes)};
     for (std::size_t i = 0; i < sizes.repetitions; ++i) {
-      result.floor.seconds.push_back(TimeOf([&] { Child([&] { LoadArchives(world); }).Wait(); }));
+      result.floor.seconds.push_back(TimeOf([&] { Child([&] { LoadArchives(root); }).Wait(); }));
       const double start = Now();
-      const Daemon daemon(world);
+      const MeasuredService service(root);
       result.service.seconds.push_back(Now() - start);
     }
-    MeasurePeers(sizes, world, strokes, result, report);
+    MeasurePeers(sizes, root, strokes, result, report);
     const double ratio = report.Add(result);
     const std::string name = "restart: " + std::to_string(strokes) + " strokes, ";
     if (strokes >= 100000) {
@@ -102,18 +102,18 @@ void RunIdle(const Sizes& sizes, Report& report) {
   std::vector<std::size_t> stores = {0};
   stores.insert(stores.end(), sizes.stores.begin(), sizes.stores.end());
   for (const std::size_t strokes : stores) {
-    const World world(sizes.directory);
-    world.Subscribe(1);
-    if (strokes > 0) FillStore(world, sizes, strokes);
-    const Daemon daemon(world);
-    daemon.WaitUntilQuiet();
-    const std::uint64_t wake_ups = daemon.WakeUps();
-    const double cpu = daemon.CpuSeconds();
+    const BenchRoot root(sizes.directory);
+    root.Subscribe(1);
+    if (strokes > 0) FillStore(root, sizes, strokes);
+    const MeasuredService service(root);
+    service.WaitUntilQuiet();
+    const std::uint64_t wake_ups = service.WakeUps();
+    const double cpu = service.CpuSeconds();
     ::usleep(static_cast<useconds_t>(sizes.idle_seconds * 1e6));
     const std::string name = "idle: " + std::to_string(strokes) + " strokes, ";
-    report.AddAtMost(name + "wake-ups", static_cast<double>(daemon.WakeUps() - wake_ups), 0);
-    report.AddAtMost(name + "processor time in ms", (daemon.CpuSeconds() - cpu) * 1e3, 0);
-    const auto bytes = static_cast<double>(daemon.ResidentBytes());
+    report.AddAtMost(name + "wake-ups", static_cast<double>(service.WakeUps() - wake_ups), 0);
+    report.AddAtMost(name + "processor time in ms", (service.CpuSeconds() - cpu) * 1e3, 0);
+    const auto bytes = static_cast<double>(service.ResidentBytes());
     if (strokes == 0) {
       empty_bytes = bytes;
       report.AddAtMost(name + "resident MiB", bytes / (1 << 20), 20);

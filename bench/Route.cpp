@@ -11,9 +11,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "BenchRoot.h"
 #include "Floors.h"
 #include "Workloads.h"
-#include "World.h"
 #include "service/Service.h"
 #include "storage/FilesStorage.h"
 
@@ -35,9 +35,9 @@ void ReadWhole(const std::string& file) {
 }
 
 // Lists the pages, and for each its directory and the subscriptions, which it reads.
-void RunFloor(const World& world) {
-  const std::string pen = (world.storage() / PenSerial(kPen)).string();
-  const std::string subscriptions = world.subscriptions().string();
+void RunFloor(const BenchRoot& root) {
+  const std::string pen = (root.storage() / PenSerial(kPen)).string();
+  const std::string subscriptions = root.subscriptions().string();
   for (const std::string& page : List(pen)) {
     if (page == "RoutingInfo.txt") continue;
     for (const std::string& name : List(subscriptions)) ReadWhole(subscriptions + "/" + name);
@@ -61,11 +61,11 @@ void AddStroke(std::size_t page, std::size_t number, std::size_t bytes) {
 }
 
 double RunPages(const Sizes& sizes, std::size_t pages, Report& report) {
-  const World world(sizes.directory);
-  world.Subscribe(sizes.applications);
-  world.WriteArchive(kPen,
-                     world.FillStore(kPen, pages * sizes.route_strokes, pages, sizes.stroke_bytes),
-                     sizes.applications);
+  const BenchRoot root(sizes.directory);
+  root.Subscribe(sizes.applications);
+  root.WriteArchive(kPen,
+                    root.FillStore(kPen, pages * sizes.route_strokes, pages, sizes.stroke_bytes),
+                    sizes.applications);
   TalvoQuillpost::Storage::Initialize();
   const auto service = boost::make_shared<TalvoQuillpost::Service>();
   // A store that has rested: nobody can tell that a directory did not change in the moment in which
@@ -77,7 +77,7 @@ double RunPages(const Sizes& sizes, std::size_t pages, Report& report) {
                  static_cast<double>(pages)};
   Case more = MakeCase(sizes, pages, "one new stroke");
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {
-    same.floor.seconds.push_back(TimeOf([&] { RunFloor(world); }));
+    same.floor.seconds.push_back(TimeOf([&] { RunFloor(root); }));
     same.service.seconds.push_back(TimeOf([&] { service->RouteInk(); }));
     AddStroke(i % pages, i, sizes.stroke_bytes);
     more.service.seconds.push_back(TimeOf([&] { service->RouteInk(); }));

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <memory>
 
+#include "BenchRoot.h"
 #include "Clients.h"
 #include "Floors.h"
 #include "Ink.h"
 #include "Peer.h"
 #include "Workloads.h"
-#include "World.h"
 
 namespace fs = std::filesystem;
 
@@ -37,10 +37,10 @@ struct Store {
   }
 };
 
-void Fill(const World& world, std::size_t strokes, std::size_t pages, std::size_t applications) {
-  world.Subscribe(applications);
-  world.WriteArchive(kPen, world.FillStore(kPen, strokes, pages, kStoreBytes), applications,
-                     World::Strokes::kReceived);
+void Fill(const BenchRoot& root, std::size_t strokes, std::size_t pages, std::size_t applications) {
+  root.Subscribe(applications);
+  root.WriteArchive(kPen, root.FillStore(kPen, strokes, pages, kStoreBytes), applications,
+                    BenchRoot::Strokes::kReceived);
 }
 
 // Applications that are connected and keep the first package that comes.
@@ -52,11 +52,11 @@ std::vector<std::unique_ptr<Taker>> Connect(std::size_t first, std::size_t end) 
 
 // One application takes and confirms all that comes; the others hold their first package.
 void RunStore(const Sizes& sizes, const Store& store, Report& report) {
-  const World world(sizes.directory);
-  Fill(world, store.pages * store.strokes_of_page, store.pages, store.applications);
+  const BenchRoot root(sizes.directory);
+  Fill(root, store.pages * store.strokes_of_page, store.pages, store.applications);
   const auto files =
-      WriteInkFiles(world.path() / "ink", store.files, sizes.stroke_bytes, store.pages);
-  const Daemon daemon(world);
+      WriteInkFiles(root.path() / "ink", store.files, sizes.stroke_bytes, store.pages);
+  const MeasuredService service(root);
   const auto holders = Connect(1, store.applications);
   const SharedTimes times(1);
   Child taker([&] {
@@ -64,16 +64,16 @@ void RunStore(const Sizes& sizes, const Store& store, Report& report) {
     for (std::size_t i = 0; i < store.files; ++i) application->Next();
     times.data()[0] = Now();
   });
-  daemon.WaitUntilQuiet();
+  service.WaitUntilQuiet();
   LineSocket socket(LineSocket::ConnectToService());
-  const std::size_t passes = daemon.Passes();
-  const double cpu = daemon.CpuSeconds();
+  const std::size_t passes = service.Passes();
+  const double cpu = service.CpuSeconds();
   const double start = Now();
   ImportAll(socket, files);
   const double last_reply = Now();
   taker.Wait();
-  daemon.WaitUntilQuiet();
-  const double used = daemon.CpuSeconds() - cpu;
+  service.WaitUntilQuiet();
+  const double used = service.CpuSeconds() - cpu;
   Case result = {"sync", store.name(), {}, {}, {}};
   result.sizes = {{"files", store.files},
                   {"pages", store.pages},
@@ -85,7 +85,7 @@ void RunStore(const Sizes& sizes, const Store& store, Report& report) {
   report.AddAtMost(name + "s of processor", used, store.wanted_cpu_seconds);
   report.AddFigure(name + "s to last reply", last_reply - start);
   report.AddAtMost(name + "s from it to last offer", times.data()[0] - last_reply, 1.0);
-  report.AddFigure(name + "passes", static_cast<double>(daemon.Passes() - passes));
+  report.AddFigure(name + "passes", static_cast<double>(service.Passes() - passes));
 }
 
 double OwnCpuSeconds() {
@@ -103,9 +103,9 @@ double CpuOf(const Server& server, const std::function<void()>& job) {
 }
 
 // A message beside as many that wait: too little for one alone to be measured.
-void MeasurePeers(const Sizes& sizes, const World& world, std::size_t strokes, Case& result) {
+void MeasurePeers(const Sizes& sizes, const BenchRoot& root, std::size_t strokes, Case& result) {
   constexpr std::size_t kMessages = 100;
-  for (const auto& peer : StartPeers(sizes, world.path(), strokes, sizes.stroke_bytes)) {
+  for (const auto& peer : StartPeers(sizes, root.path(), strokes, sizes.stroke_bytes)) {
     const auto putter = peer->Put(sizes.stroke_bytes);
     for (std::size_t i = 0; i < sizes.repetitions; ++i) {
       const double before = peer->server().CpuSeconds();
@@ -119,37 +119,37 @@ void MeasurePeers(const Sizes& sizes, const World& world, std::size_t strokes, C
 // Single imports with the processor time of all that they cause, beside one listing of the page;
 // then a burst.
 void RunPage(const Sizes& sizes, std::size_t strokes, Report& report) {
-  const World world(sizes.directory);
-  Fill(world, strokes, 1, 1);
-  const auto files = WriteInkFiles(world.path() / "ink", sizes.repetitions + sizes.sync_files,
+  const BenchRoot root(sizes.directory);
+  Fill(root, strokes, 1, 1);
+  const auto files = WriteInkFiles(root.path() / "ink", sizes.repetitions + sizes.sync_files,
                                    sizes.stroke_bytes, 1);
   const std::vector<fs::path> burst(files.begin() + static_cast<long>(sizes.repetitions),
                                     files.end());
-  const std::string page = (world.storage() / PenSerial(kPen) / PageAddress(0)).string();
+  const std::string page = (root.storage() / PenSerial(kPen) / PageAddress(0)).string();
   Case result = {
       "sync", "a put, " + std::to_string(strokes) + " on its page, processor", {}, {}, {}};
   result.sizes = {{"strokes", strokes}};
   result.growth = {"An import: processor time in all", "strokes on its page",
                    static_cast<double>(strokes)};
   {
-    const Daemon daemon(world);
+    const MeasuredService service(root);
     const auto holders = Connect(0, 1);
-    daemon.WaitUntilQuiet();
+    service.WaitUntilQuiet();
     LineSocket socket(LineSocket::ConnectToService());
     for (std::size_t i = 0; i < sizes.repetitions; ++i) {
       const double before = OwnCpuSeconds();
       List(page);
       result.floor.seconds.push_back(OwnCpuSeconds() - before);
-      result.service.seconds.push_back(CpuOf(daemon, [&] { Import(socket, files[i]); }));
+      result.service.seconds.push_back(CpuOf(service, [&] { Import(socket, files[i]); }));
     }
-    const std::size_t passes = daemon.Passes();
-    const double used = CpuOf(daemon, [&] { ImportAll(socket, burst); });
+    const std::size_t passes = service.Passes();
+    const double used = CpuOf(service, [&] { ImportAll(socket, burst); });
     const std::string name = "sync: a burst of " + std::to_string(burst.size()) + ", " +
                              std::to_string(strokes) + " on the page, ";
-    report.AddAtMost(name + "passes", static_cast<double>(daemon.Passes() - passes), 2);
+    report.AddAtMost(name + "passes", static_cast<double>(service.Passes() - passes), 2);
     report.AddFigure(name + "processor ms", used * 1e3);
   }
-  MeasurePeers(sizes, world, strokes, result);
+  MeasurePeers(sizes, root, strokes, result);
   report.AddAtMost("sync: a put, " + std::to_string(strokes) + " on its page, x one listing of it",
                    report.Add(result), 1.3);
 }

@@ -1,4 +1,4 @@
-// The workloads. Each makes its own world, measures the service and its floor in turns, and adds
+// The workloads. Each makes its own root, measures the service and its floor in turns, and adds
 // its cases and figures to the report. They throw std::exception if the world does not play.
 
 #pragma once
@@ -14,7 +14,7 @@ namespace bench {
 
 // What the command line selects.
 struct Sizes {
-  std::filesystem::path directory = "/tmp";  // where worlds are made: the file system measured
+  std::filesystem::path directory = "/tmp";  // where roots are made: the file system measured
 
   std::size_t import_bytes = 100u << 20;  // of the one large file
   std::vector<std::size_t> import_pages = {1, 1000};
@@ -38,7 +38,7 @@ struct Sizes {
   std::vector<std::size_t> page_strokes = {1000, 10000, 50000};  // on the page of one put
 
   std::vector<std::size_t> waiting = {10000, 50000};  // for mixed
-  double rate = 100;                                  // imports a second meanwhile
+  double rate = 100;                                  // imports a second beside the packages
   double hold_seconds = 2e-3;                         // between a package and its confirmation
 
   std::filesystem::path disk = "/var/tmp";  // for durable: where the disk is

@@ -9,7 +9,7 @@
 
 using namespace IPC::Protocol::Quillpost;
 
-// Prints each stroke; false where the file is sealed or no ink.
+// Prints each stroke; false if the file is sealed or not ink.
 bool ReadStrokes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   const std::string bytes(std::istreambuf_iterator<char>(file), {});

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Opens the bytes. Where they are ink: reads every value of every item both ways, checks that no
+// Opens the bytes. If they are ink: reads every value of every item both ways, checks that no
 // more is there than the bytes can hold, writes it, reads it back and compares, splits it, and does
 // the same to the parts. The status of Stf2InkDataInitialize.
 int WalkInk(const std::uint8_t* data, std::size_t size);

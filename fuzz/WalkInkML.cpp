@@ -24,7 +24,7 @@ void Expect(bool condition, const char* promise) {
   std::abort();
 }
 
-// None where the document is refused, which needs a reason.
+// None if the document is refused, which needs a reason.
 std::optional<Ink> Read(const std::string& bytes, const InkMLOptions& options) {
   Losses losses;
   try {
@@ -35,7 +35,7 @@ std::optional<Ink> Read(const std::string& bytes, const InkMLOptions& options) {
   }
 }
 
-// None where STF2 can't hold the ink: text that is no UTF-8, samples of no type.
+// None if STF2 can't hold the ink: text that is not UTF-8, samples of no type.
 std::optional<std::string> Write(const Ink& ink) {
   try {
     return WriteStf2(ink);

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "JsonText.h"
+#include "JsonParser.h"
+#include "JsonWriter.h"
 #include "LineDecoder.h"
 #include "Message.h"
 

@@ -35,7 +35,7 @@ Examples:
 constexpr char kImport[] = R"(Hand ink files to the service
 
 Prints "Success FILE" or "Failed FILE" for each, and says why on standard
-error. If the service ends meanwhile the rest is "Unsent FILE", and the one on
+error. If the service ends early, the rest is "Unsent FILE", and the one on
 its way "Unanswered FILE": a part of it may have been imported.
 
 Examples:
@@ -183,10 +183,10 @@ void DeclareListen(CLI::App& app, CommandLine& line) {
   listen
       ->add_option("--save", options.save, "Keep a copy of each package in DIR, before confirming")
       ->type_name("DIR");
-  CLI::Option* reject = listen->add_flag(
-      "--reject", options.reject,
-      "Refuse packages; the service offers a refused one again at once, so this ends after one, or "
-      "after --count");
+  CLI::Option* reject = listen->add_flag("--reject", options.reject,
+                                         "Refuse packages; the service offers a refused one again "
+                                         "immediately, so this ends after one, or "
+                                         "after --count");
   CLI::Option* peek =
       listen->add_flag("--peek", options.peek, "Show packages, and confirm none of them")
           ->excludes(reject);

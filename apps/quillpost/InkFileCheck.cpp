@@ -2,6 +2,7 @@
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoEncryption/Encryption.h>
+#include <TalvoQuillpost/Limits.h>
 #include <fcntl.h>
 #include <signal.h>
 
@@ -18,9 +19,6 @@ namespace fs = boost::filesystem;
 using namespace TalvoQuillpost;
 
 namespace {
-
-constexpr std::uint64_t kMaxMebibytes = 100;  // what the service accepts
-constexpr std::uint64_t kMaxBytes = kMaxMebibytes << 20;
 
 // A tag that the root element of an XML document begins with, somewhere behind the prolog.
 bool IsXml(std::string_view text, std::string_view tag) {
@@ -124,8 +122,9 @@ InkFileCheck CheckInk(const char* data, std::size_t size_bytes) {
     check.fault = "the file is empty";
     return check;
   }
-  if (size_bytes > kMaxBytes) {
-    check.fault = "the file is larger than " + std::to_string(kMaxMebibytes) + " MiB";
+  if (size_bytes > TalvoQuillpost::kMaxImportBytes) {
+    check.fault =
+        "the file is larger than " + std::to_string(TalvoQuillpost::kMaxImportMebibytes) + " MiB";
     return check;
   }
   const auto size = static_cast<std::uint32_t>(size_bytes);
@@ -157,7 +156,7 @@ InkFileCheck CheckInkFile(const fs::path& file) {
   }
   if (!check.fault.empty()) return check;
   Common::FileBytes bytes;
-  if ((error = Common::ReadRegularFile(file, kMaxBytes, bytes))) {
+  if ((error = Common::ReadRegularFile(file, TalvoQuillpost::kMaxImportBytes, bytes))) {
     check.fault = error.message();
     return check;
   }

@@ -1,5 +1,6 @@
 #include "InkSender.h"
 
+#include <TalvoCppUtils/Utf8.h>
 #include <TalvoQuillpost/Protocol.h>
 
 #include <boost/filesystem/operations.hpp>
@@ -16,7 +17,7 @@ namespace {
 
 // Why the service will have refused the file.
 std::string ReasonOfRefusal(const fs::path& file) {
-  if (!IsUtf8(file.string())) return "its path is not UTF-8, and can't be sent";
+  if (!TalvoCppUtils::IsUtf8(file.string())) return "its path is not UTF-8, and can't be sent";
   const InkFileCheck check = CheckInkFile(file);
   if (!check.fault.empty()) return check.fault;
   return "the service refused it; 'journalctl --user -u quillpostd' says why";

@@ -166,7 +166,7 @@ class Listener {
     }
   }
 
-  // What is no ink is not confirmed, and the ink of other pens goes on.
+  // What is not ink is not confirmed, and the ink of other pens goes on.
   void LeaveInStore(const std::string& fault) {
     Complain(Printable("a package of pen " + current_.pen + ", " + current_.path.string() + ": " +
                        fault + "; it stays in the store, and that pen's ink behind it"));
@@ -270,7 +270,7 @@ class Listener {
 
   // Says goodbye, so that the service does not take the end for a crash. It drops confirmations
   // that it has not carried out by then, so these are waited for; and it leaves the file of a
-  // package that was offered meanwhile to this application.
+  // package that was offered to this application in the meantime.
   void Leave() {
     std::set<fs::path> files;
     for (const auto& package : confirmed_) files.insert(package.second);

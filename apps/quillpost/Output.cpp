@@ -73,39 +73,6 @@ void Complain(const std::string& message) {
   std::fprintf(stderr, "quillpost: %s\n", message.c_str());
 }
 
-std::string Printable(const std::string& text) {
-  std::string printable;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      printable += c;
-      continue;
-    }
-    std::array<char, 5> escaped;
-    std::snprintf(escaped.data(), escaped.size(), "\\x%02X", byte);
-    printable += escaped.data();
-  }
-  return printable;
-}
-
-bool IsUtf8(const std::string& text) {
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const auto lead = static_cast<unsigned char>(text[at++]);
-    const int more = lead < 0x80 ? 0 : lead < 0xC2 ? -1 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    if (more < 0 || lead > 0xF4) return false;
-    std::uint32_t code = lead & (0x7Fu >> (more == 0 ? 0 : more + 1));
-    for (int i = 0; i < more; ++i, ++at) {
-      if (at == text.size() || (text[at] & 0xC0) != 0x80) return false;
-      code = code << 6 | (text[at] & 0x3Fu);
-    }
-    // Too long a form of a short code, a half of a pair, beyond the last code.
-    if ((more == 2 && code < 0x800) || (more == 3 && code < 0x10000)) return false;
-    if ((code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF) return false;
-  }
-  return true;
-}
-
 std::string FormatBytes(std::uint64_t bytes) {
   static constexpr std::array<const char*, 4> kUnits = {"B", "KiB", "MiB", "GiB"};
   auto value = static_cast<double>(bytes);

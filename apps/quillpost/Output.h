@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <TalvoCppUtils/Printable.h>
 #include <json/value.h>
 
 #include <cstddef>
@@ -28,7 +29,7 @@ ReaderState LookAtReader();
 bool IsReaderGone();
 
 // Forgets that standard output failed: its reader has seen what it wanted, and the end of the
-// program is no failure.
+// program is not a failure.
 void ForgetFailedOutput();
 
 // Whether the descriptor is a terminal whose lines can be drawn anew; how many columns it has.
@@ -38,11 +39,8 @@ std::size_t TerminalWidth(int fd);
 // "quillpost: MESSAGE" on standard error.
 void Complain(const std::string& message);
 
-// `text` with control bytes as \xNN: what comes out of files must not steer a terminal.
-std::string Printable(const std::string& text);
-
-// Whether `text` is UTF-8, which is all that the service can be sent.
-bool IsUtf8(const std::string& text);
+// What comes out of files must not steer a terminal.
+using TalvoCppUtils::Printable;
 
 // "512 B", "1.5 KiB", "12.0 MiB".
 std::string FormatBytes(std::uint64_t bytes);

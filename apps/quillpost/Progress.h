@@ -16,7 +16,7 @@ struct Progress {
 };
 
 // "[#####     ]  3/6 files  50%  1.5 MiB/s  0:12 left" in at most `width` columns: share and
-// remaining time go by bytes, or by files where there are no bytes. Rate and remaining time are
+// remaining time go by bytes, or by files if there are no bytes. Rate and remaining time are
 // left out until something is done. What does not fit is left out: remaining time, rate, bar, and
 // at last everything but the share.
 std::string FormatProgress(const Progress& progress, std::size_t width);

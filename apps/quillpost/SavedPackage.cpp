@@ -1,5 +1,6 @@
 #include "SavedPackage.h"
 
+#include <TalvoOS/NewFile.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -7,7 +8,6 @@
 #include <boost/filesystem/operations.hpp>
 #include <cstdint>
 
-#include "NewFile.h"
 #include "common/File.h"
 
 namespace fs = boost::filesystem;
@@ -24,8 +24,8 @@ boost::system::error_code GiveFreeName(const FileBytes& bytes, const fs::path& d
     saved = directory / (name + suffix + ".stf2");
     if (::access(saved.c_str(), F_OK) == 0) continue;
     std::string temporary;
-    auto error = WriteTemporary(directory, bytes.data.get(), bytes.size_bytes, temporary);
-    if (!error) error = GiveName(temporary, saved);
+    auto error = TalvoOS::WriteTemporary(directory, bytes.data.get(), bytes.size_bytes, temporary);
+    if (!error) error = TalvoOS::GiveName(temporary, saved);
     if (error != boost::system::errc::file_exists) return error;
   }
 }

@@ -8,8 +8,8 @@
 #include <string>
 
 // Keeps a copy of the package file `package` in `directory`, which is made when missing, under the
-// name NAME.stf2, or NAME-1.stf2 and so on where that is taken. The copy appears at once, complete
-// and on the disk. `saved` is its path; false, with the reason in `reason`, where it can't be made.
+// name NAME.stf2, or NAME-1.stf2 and so on if that is taken. The copy appears atomically, complete
+// and on the disk. `saved` is its path; false, with the reason in `reason`, if it can't be made.
 bool SavePackage(const boost::filesystem::path& package, const boost::filesystem::path& directory,
                  const std::string& name, boost::filesystem::path& saved, std::string& reason);
 

@@ -153,7 +153,7 @@ class Lines {
 
   bool PrintWaiting(const char* event, const std::string& application, const WaitingInk& ink) {
     const std::pair<std::uint64_t, std::time_t> now = {ink.files, ink.since};
-    // That nothing waits for nobody is no news at the beginning.
+    // At the beginning, that no unclaimed ink waits is not worth a line.
     if (application.empty()) shown_.insert({application, {0, 0}});
     const auto shown = shown_.insert({application, now});
     if (!shown.second && shown.first->second == now) return true;

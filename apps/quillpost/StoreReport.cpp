@@ -2,6 +2,7 @@
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoOS/Actions.h>
+#include <TalvoQuillpost/Limits.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -24,14 +25,12 @@ using namespace TalvoQuillpost;
 
 namespace {
 
-constexpr std::uint64_t kMaxStrokeBytes = 100 << 20;  // no import is larger
-
 // What is in the file; `damage` is what the file is instead of ink, null if it may be ink, or is
 // gone.
 InkFileCheck Look(const fs::path& file, const char*& damage) {
   Common::FileBytes bytes;
   damage = nullptr;
-  if (Common::ReadRegularFile(file, kMaxStrokeBytes, bytes)) return InkFileCheck();
+  if (Common::ReadRegularFile(file, TalvoQuillpost::kMaxImportBytes, bytes)) return InkFileCheck();
   const InkFileCheck check = CheckInk(bytes.data.get(), bytes.size_bytes);
   if (bytes.size_bytes == 0) damage = "empty";
   // A disk that was full when it was imported has cut it short.
@@ -127,7 +126,7 @@ class StoreReader {
         continue;
       }
       std::set<fs::path> strokes;
-      if (!Common::ListFiles(root_ / pen / page, strokes)) continue;  // tidied away meanwhile
+      if (!Common::ListFiles(root_ / pen / page, strokes)) continue;  // tidied away in the meantime
       for (const fs::path& stroke : strokes) {
         const std::string name = page + "/" + stroke.filename().string();
         if (ReadStroke(pen + "/" + name, stroke, report_.pens[pen][page])) files.insert(name);
@@ -135,7 +134,7 @@ class StoreReader {
     }
   }
 
-  // False if the file is gone: its ink was delivered meanwhile.
+  // False if the file is gone: its ink has been delivered since.
   bool ReadStroke(const std::string& name, const fs::path& file, StoreReport::Page& page) {
     boost::system::error_code error;
     const std::uint64_t bytes = fs::file_size(file, error);
@@ -191,7 +190,7 @@ class StoreReader {
       if (files.count(stroke.first.string()) > 0 || IsFinished(stroke.second)) continue;
       boost::system::error_code error;
       const fs::file_status status = fs::status(root_ / pen / stroke.first.string(), error);
-      if (fs::is_regular_file(status)) continue;  // imported meanwhile
+      if (fs::is_regular_file(status)) continue;  // imported in the meantime
       missing[stroke.first] = !fs::exists(status)        ? "the file has vanished"
                               : fs::is_directory(status) ? "a directory is in the place of the file"
                                                          : "the file is not a regular file";

@@ -42,7 +42,8 @@ struct WaitingInk {
 PenState ReadPenState(const std::string& pen);
 
 // What happened to a pen's ink, in the order in which it can have happened. Ink leaves when every
-// application that claims it has received it: who had not by the first look did meanwhile.
+// application that claims it has received it: those that had not at the first look have by the
+// second.
 std::vector<StoreChange> Compare(const std::string& pen, const PenState& before,
                                  const PenState& after);
 

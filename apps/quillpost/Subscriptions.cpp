@@ -1,4 +1,5 @@
 #include <TalvoOS/Actions.h>
+#include <TalvoOS/NewFile.h>
 #include <json/writer.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -11,7 +12,6 @@
 #include <set>
 
 #include "Commands.h"
-#include "NewFile.h"
 #include "Output.h"
 #include "SubscriptionCheck.h"
 #include "common/Common.h"
@@ -99,7 +99,8 @@ std::string ToText(const AddOptions& options) {
 // looks at no name that begins with a dot.
 boost::system::error_code WriteWhole(const fs::path& file, const std::string& text, bool replace) {
   std::string temporary;
-  if (auto error = WriteTemporary(file.parent_path(), text.data(), text.size(), temporary)) {
+  if (auto error =
+          TalvoOS::WriteTemporary(file.parent_path(), text.data(), text.size(), temporary)) {
     return error;
   }
   // Every user's service reads it.
@@ -108,10 +109,10 @@ boost::system::error_code WriteWhole(const fs::path& file, const std::string& te
     ::unlink(temporary.c_str());
     return error;
   }
-  return GiveName(temporary, file, replace);
+  return TalvoOS::GiveName(temporary, file, replace);
 }
 
-// What is wrong with the arguments; empty where nothing is.
+// What is wrong with the arguments; empty if nothing is.
 std::string FindFault(const AddOptions& options) {
   if (!Common::IsAppIDValid(options.application)) {
     return "\"" + options.application +

@@ -1,3 +1,4 @@
+#include <TalvoOS/NewFile.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -10,7 +11,6 @@
 #include "Commands.h"
 #include "InkFileCheck.h"
 #include "InkSender.h"
-#include "NewFile.h"
 #include "Output.h"
 #include "common/Common.h"
 #include "common/File.h"
@@ -146,7 +146,7 @@ class Watcher {
     for (unsigned number = 0; !error; ++number) {
       const std::string suffix = number == 0 ? "" : "-" + std::to_string(number);
       moved = folder / (file.stem().string() + suffix + file.extension().string());
-      error = RenameWithoutReplacing(file.string(), moved.string());
+      error = TalvoOS::RenameWithoutReplacing(file.string(), moved.string());
       if (error != boost::system::errc::file_exists) break;
       error.clear();
     }

@@ -11,7 +11,7 @@
 
 namespace {
 
-// A full disk behind standard output is a failure of the command. It is no failure if the reader
+// A full disk behind standard output is a failure of the command. It is not a failure if the reader
 // has gone: it has seen what it wanted, as grep -q.
 int FinishOutput(int status) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;

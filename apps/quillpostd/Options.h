@@ -9,7 +9,7 @@ struct Options {
   std::string log_file;  // empty: standard error
 };
 
-// Reads the command line. Returns -1 where the program is to go on, and otherwise the status that
-// it is to exit with at once: 0 after the help or the version has been printed, 2 after a line on
-// standard error that says what is wrong.
+// Reads the command line. Returns -1 if the program is to go on, and otherwise the status that
+// it is to exit with immediately: 0 after the help or the version has been printed, 2 after a line
+// on standard error that says what is wrong.
 int ParseOptions(int argc, char** argv, Options& options);

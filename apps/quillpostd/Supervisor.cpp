@@ -25,7 +25,7 @@ bool Supervisor::Send(const std::string& state) const {
     return false;
   }
   std::memcpy(address.sun_path, socket_.data(), socket_.size());
-  if (socket_[0] == '@') address.sun_path[0] = '\0';  // a name that is no file
+  if (socket_[0] == '@') address.sun_path[0] = '\0';  // an abstract name, not a file
   const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
 
   const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

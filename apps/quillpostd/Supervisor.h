@@ -1,4 +1,4 @@
-// How the process speaks with the service manager that started it, where one did.
+// How the process speaks with the service manager that started it, if one did.
 
 #pragma once
 
@@ -12,7 +12,7 @@ class Supervisor {
   // speaks in its name. To be called before there are threads.
   Supervisor();
 
-  // Each returns false where the message could not be sent, with errno set.
+  // Each returns false if the message could not be sent, with errno set.
   bool Ready() const { return Send("READY=1"); }
   bool Stopping() const { return Send("STOPPING=1"); }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Sinks.h"
+#include "TalvoCppUtils/Printable.h"
 
 namespace Talvo {
 namespace {
@@ -46,30 +47,6 @@ std::string Format(const char* format, std::va_list arguments) {
   }
   va_end(again);
   return text;
-}
-
-bool IsControl(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte < 0x20 || byte == 0x7F;
-}
-
-// Names come from files and clients: none of them may forge a line of its own.
-std::string EscapeControls(std::string text) {
-  std::size_t i = 0;
-  while (i < text.size() && !IsControl(text[i])) ++i;
-  if (i == text.size()) return text;
-
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string escaped = text.substr(0, i);
-  for (; i < text.size(); ++i) {
-    if (!IsControl(text[i])) {
-      escaped += text[i];
-      continue;
-    }
-    const auto byte = static_cast<unsigned char>(text[i]);
-    escaped += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 0xF]};
-  }
-  return escaped;
 }
 
 }  // namespace
@@ -165,7 +142,8 @@ void Logger::Log(int level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
   try {
-    const std::string message = EscapeControls(Format(format, arguments));
+    // Names come from files and clients: none of them may forge a line of its own.
+    const std::string message = TalvoCppUtils::Printable(Format(format, arguments));
     std::lock_guard<std::mutex> lock(impl_->mutex);
     if (impl_->output) impl_->output->log(ToSpdlog(level), spdlog::string_view_t(message));
   } catch (...) {

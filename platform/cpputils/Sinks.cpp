@@ -50,15 +50,15 @@ int ToLogLevel(spdlog::level::level_enum level) {
   }
 }
 
-// Writes all of it, in one call where the system takes it so; lines of two writers never mix then.
-// Returns how much was written, less than `size` only where writing fails.
+// Writes all of it, in one call if the system takes it so; lines of two writers never mix then.
+// Returns how much was written, less than `size` only if writing fails.
 std::size_t WriteAll(int fd, const char* data, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
     const ssize_t n = ::write(fd, data + done, size - done);
     if (n >= 0) {
       done += static_cast<std::size_t>(n);
-    } else if (errno == EAGAIN) {  // whoever shares it has made it non-blocking
+    } else if (errno == EAGAIN) {  // another program that shares it has made it non-blocking
       pollfd writable = {fd, POLLOUT, 0};
       ::poll(&writable, 1, -1);
     } else if (errno != EINTR) {
@@ -144,7 +144,7 @@ class RotatingSink : public LineSink {
     fd_ = -1;
   }
 
-  // Where a file can't be renamed the log goes on in the one that is there.
+  // If a file can't be renamed, the log goes on in the one that is there.
   void Rotate() {
     CloseFile();
     for (std::size_t number = max_files_; number > 0; --number) {

@@ -20,7 +20,7 @@ enum class LinePrefix {
 
 std::shared_ptr<spdlog::sinks::sink> MakeStderrSink(LinePrefix prefix);
 
-// Throws std::runtime_error where the file can't be opened.
+// Throws std::runtime_error if the file can't be opened.
 std::shared_ptr<spdlog::sinks::sink> MakeRotatingSink(const std::string& path,
                                                       std::size_t max_bytes, std::size_t max_files);
 

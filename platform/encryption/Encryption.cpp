@@ -34,12 +34,12 @@ int Guarded(Function&& function) noexcept {
   }
 }
 
-// Safe to ask from several threads at once.
+// Safe to ask from several threads at the same time.
 bool IsSodiumReady() {
   return sodium_init() >= 0;
 }
 
-// The caller's bytes where they are aligned for reading in place, otherwise a copy, which is wiped.
+// The caller's bytes if they are aligned for reading in place, otherwise a copy, which is wiped.
 class AlignedBytes {
  public:
   AlignedBytes(const void* data, std::uint32_t size)
@@ -64,7 +64,7 @@ bool IsWellFormed(const SealedInk& sealed) {
          box->size() >= crypto_box_SEALBYTES;
 }
 
-// The envelope, null where it is not well-formed.
+// The envelope, null if it is not well-formed.
 const SealedInk* ReadEnvelope(const AlignedBytes& data, std::uint32_t size) {
   if (size >= FLATBUFFERS_MAX_BUFFER_SIZE) return nullptr;
   flatbuffers::Verifier verifier(data.get(), size, 1, 1);  // one table

@@ -21,8 +21,6 @@
 namespace IPC {
 namespace {
 
-constexpr std::size_t kMaxWaitingBytes = std::size_t(16) << 20;
-
 // A reconnection is tried on the thread of the socket, so it does not wait for a busy service.
 constexpr Client::Milliseconds kReconnectPatience(100);
 
@@ -258,7 +256,8 @@ Client::Outcome Client::Impl::Call(const std::string& name, const Json::Value& p
   const Json::Int64 id = ++last_id_;
   const std::string line = RequestLine(id, name, params);
   if (line.size() > kMaxLineBytes)
-    return MakeOutcome(Error::kProtocol, "the request " + name + " has more than 1048576 bytes");
+    return MakeOutcome(Error::kProtocol, "the request " + name + " has more than " +
+                                             std::to_string(kMaxLineBytes) + " bytes");
   // A stream that is ending takes nothing more, but knows why: the request is ended with the
   // reason.
   if (!stream_->Send(line) && stream_->IsSending()) {

@@ -3,6 +3,8 @@
 #include <boost/asio/error.hpp>
 #include <utility>
 
+#include "Log.h"
+
 namespace IPC {
 
 ClientStream::ClientStream(boost::asio::io_service& queue, Descriptor socket, Host& host)
@@ -14,12 +16,14 @@ void ClientStream::OnLine(std::string_view line) {
   ServerMessage message;
   std::string reason;
   if (!ReadServerMessage(line, message, reason))
-    return Fail(Client::Error::kProtocol, "the service sent what is no message: " + reason);
+    return Fail(Client::Error::kProtocol,
+                "the service sent something that is not a message: " + reason);
   switch (message.kind) {
     case ServerMessage::kNotification:
       if (!host_.HandleNotification(std::move(message.name), std::move(message.params),
                                     line.size()))
-        Fail(Client::Error::kProtocol, "more than 16 MiB of notifications were not taken in time");
+        Fail(Client::Error::kProtocol, "more than " + InMebibytes(kMaxWaitingBytes) +
+                                           " of notifications were not taken in time");
       return;
     case ServerMessage::kError:
       return HandleError(message);
@@ -48,7 +52,8 @@ void ClientStream::HandleError(const ServerMessage& message) {
 }
 
 void ClientStream::OnLineTooLong() {
-  Fail(Client::Error::kProtocol, "the service sent a line of more than 1048576 bytes");
+  Fail(Client::Error::kProtocol,
+       "the service sent a line of more than " + std::to_string(kMaxLineBytes) + " bytes");
 }
 
 void ClientStream::OnPeerFinished() {

@@ -13,13 +13,16 @@
 
 namespace IPC {
 
+// What notifications may hold that wait for their callback; the client counts them.
+inline constexpr std::size_t kMaxWaitingBytes = std::size_t(16) << 20;
+
 class ClientStream : public LineStream {
  public:
   // The client, as its stream sees it. Outlives the thread on which the stream runs.
   class Host {
    public:
     virtual void HandleReply(Json::Int64 id, const Client::Reply& reply) = 0;
-    // `bytes`: of the line. False where too many wait, which ends the connection.
+    // `bytes`: of the line. False if too many wait, which ends the connection.
     virtual bool HandleNotification(std::string name, Json::Value params, std::size_t bytes) = 0;
     virtual void HandleEnd(const Client::Outcome& reason) = 0;
 

@@ -22,7 +22,7 @@ bool MakeAddress(const std::string& path, sockaddr_un& address, std::string& err
   address = sockaddr_un();
   address.sun_family = AF_UNIX;
   if (path.empty() || path.find('\0') != std::string::npos) {
-    error = "no path of a socket";
+    error = "the path is empty or holds a zero byte";
     return false;
   }
   if (path.size() >= sizeof address.sun_path) {
@@ -45,8 +45,14 @@ Descriptor MakeSocket(int flags, std::string& error) {
 }
 
 // The lock that a process holds while it looks at an endpoint's path and puts its own socket there.
-// The file goes with the lock, so whoever gets the lock must see whether the file that it opened
-// is still the one at the path.
+// Without it two that start at the same time could both find a dead socket:
+//     A: looks, unlinks, binds, listens
+//     B: looks                            unlinks (A's!), binds, listens
+// and A would serve a socket that nobody can find. flock, because the system releases it however
+// the process ends.
+//
+// The file goes with the lock, so a process that gets the lock must check that the file that it
+// opened is still the one at the path.
 class StartLock {
  public:
   explicit StartLock(const std::string& endpoint) : path_(endpoint + ".lock") {}
@@ -103,7 +109,7 @@ bool ClearTheWay(const std::string& path, const sockaddr_un& address, std::strin
     return errno == ENOENT;
   }
   if (!S_ISSOCK(status.st_mode)) {
-    error = "the path is taken by something that is no socket";
+    error = "the path is taken by something that is not a socket";
     return false;
   }
   if (status.st_uid != ::geteuid()) {
@@ -127,6 +133,28 @@ bool ClearTheWay(const std::string& path, const sockaddr_un& address, std::strin
   return false;
 }
 
+// connect, which fails with EAGAIN after `timeout`. A server whose queue of connections is full
+// makes it wait, as long as sending may. A signal interrupts it; what is left of the time counts
+// then.
+bool Connect(int socket, const sockaddr_un& address, std::chrono::milliseconds timeout) {
+  using std::chrono::microseconds;
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + timeout;
+  microseconds left = timeout;
+  do {
+    // 0 would be no limit at all.
+    const auto us = std::max<microseconds::rep>(left.count(), 1);
+    const timeval limit = {static_cast<time_t>(us / 1000000),
+                           static_cast<suseconds_t>(us % 1000000)};
+    ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    if (::connect(socket, AsSockaddr(address), sizeof address) == 0) return true;
+    if (errno != EINTR) return false;
+    left = std::chrono::duration_cast<microseconds>(end - steady_clock::now());
+  } while (left.count() > 0);
+  errno = EAGAIN;
+  return false;
+}
+
 }  // namespace
 
 std::string SystemReason(int error_number) {
@@ -139,7 +167,7 @@ Descriptor Endpoint::Listen(const std::string& path, std::string& error) {
   StartLock lock(path);
   if (!lock.Take(error) || !ClearTheWay(path, address, error)) return Descriptor();
 
-  // Linux makes the file with the socket's own mode less the umask: never wider than 0600. Where
+  // Linux makes the file with the socket's own mode less the umask: never wider than 0600. If
   // the umask took more, chmod gives it back. Until listen nobody can connect.
   Descriptor socket = MakeSocket(SOCK_NONBLOCK, error);
   struct stat status;
@@ -176,16 +204,7 @@ ConnectResult ConnectTo(const std::string& path, std::chrono::milliseconds timeo
   if (!MakeAddress(path, address, error)) return ConnectResult::kNoService;
   Descriptor socket = MakeSocket(0, error);
   if (!socket) return ConnectResult::kNoService;
-  // A server whose queue of connections is full makes connect wait, as long as sending may.
-  const long long ms = std::max<long long>(timeout.count(), 1);
-  const timeval limit = {static_cast<time_t>(ms / 1000),
-                         static_cast<suseconds_t>(ms % 1000 * 1000)};
-  ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-  int result;
-  do {
-    result = ::connect(socket.get(), AsSockaddr(address), sizeof address);
-  } while (result != 0 && errno == EINTR);
-  if (result == 0 && ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) == 0) {
+  if (Connect(socket.get(), address, timeout) && ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) == 0) {
     connection = std::move(socket);
     return ConnectResult::kConnected;
   }

@@ -3,14 +3,15 @@
 
 #pragma once
 
+#include <TalvoCppUtils/Descriptor.h>
 #include <sys/types.h>
 
 #include <chrono>
 #include <string>
 
-#include "Descriptor.h"
-
 namespace IPC {
+
+using TalvoCppUtils::Descriptor;
 
 // The server's side: owns the file that Listen made, until Remove or destruction. Belongs to one
 // thread at a time.
@@ -23,12 +24,13 @@ class Endpoint {
 
   // Makes the socket file `path`, mode 0600 whatever the umask, and listens; the socket does not
   // block. Takes over the socket of this user to which nobody listens any more. Returns no
-  // descriptor, with the reason in `error`, where somebody does listen, or where the path is
-  // another user's, no socket, too long or not to be made; what is there stays untouched.
+  // descriptor, with the reason in `error`, if somebody does listen, or if the path is
+  // another user's, not a socket, too long or can't be made; what is there stays unchanged.
   //
-  // Of several processes that try at once exactly one succeeds: between looking and listening each
-  // holds a lock on the file "PATH.lock", which is removed before this function returns. A process
-  // killed in between leaves that file, and perhaps a dead socket; neither hinders the next one.
+  // Of several processes that try at the same time exactly one succeeds: between looking and
+  // listening each holds a lock on the file "PATH.lock", which is removed before this function
+  // returns. A process killed in between leaves that file, and perhaps a dead socket; neither
+  // hinders the next one.
   Descriptor Listen(const std::string& path, std::string& error);
 
   // Removes the file if it is still the one that Listen made. To be called while the socket is
@@ -36,7 +38,7 @@ class Endpoint {
   void Remove();
 
  private:
-  std::string path_;  // empty where there is nothing to remove
+  std::string path_;  // empty if there is nothing to remove
   dev_t device_ = 0;
   ino_t inode_ = 0;
 };
@@ -50,7 +52,7 @@ ConnectResult ConnectTo(const std::string& path, std::chrono::milliseconds timeo
                         Descriptor& connection, std::string& error);
 
 // Whether the process at the other end of a connected socket is this process's user's: that of the
-// one who connected, or who listened. False where the system does not say.
+// one who connected, or who listened. False if the system does not say.
 bool IsPeerSameUser(int socket);
 
 // The system's reason for `error_number`.

@@ -1,9 +1,12 @@
+#include "JsonParser.h"
+
+#include <TalvoCppUtils/Utf8.h>
+
 #include <charconv>
 #include <cstdint>
 #include <limits>
 
-#include "JsonText.h"
-#include "Utf8.h"
+#include "JsonPlainText.h"
 
 namespace IPC {
 namespace {
@@ -12,8 +15,12 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// The value of a number whose size no double can hold: 0 where it is too small, the largest double
-// where it is too large. `text` is the number without sign.
+std::string MoreThan(std::size_t limit, const char* what) {
+  return "more than " + std::to_string(limit) + " " + what;
+}
+
+// The value of a number whose size no double can hold: 0 if it is too small, the largest double
+// if it is too large. `text` is the number without sign.
 double ClampReal(std::string_view text) {
   const std::size_t e = text.find_first_of("eE");
   long exponent = 0;
@@ -37,13 +44,13 @@ class Parser {
   bool Parse(Json::Value& value, std::string& error) {
     if (ParseValue(value) && ParseEnd()) return true;
     value = Json::Value();
-    error = std::string(error_) + " at byte " + std::to_string(at_ + 1);
+    error = error_ + " at byte " + std::to_string(at_ + 1);
     return false;
   }
 
  private:
-  bool Fail(const char* error) {
-    error_ = error;
+  bool Fail(std::string error) {
+    error_ = std::move(error);
     return false;
   }
 
@@ -68,7 +75,7 @@ class Parser {
   bool ParseValue(Json::Value& value) {
     SkipBlanks();
     if (AtEnd()) return Fail("unexpected end");
-    if (++values_ > kMaxValues) return Fail("more than 16384 values");
+    if (++values_ > kMaxValues) return Fail(MoreThan(kMaxValues, "values"));
     switch (text_[at_]) {
       case '{':
         return Descend() && ParseObject(value);
@@ -88,7 +95,7 @@ class Parser {
   }
 
   bool Descend() {
-    return ++depth_ <= kMaxNesting || Fail("more than 64 values within each other");
+    return ++depth_ <= kMaxNesting || Fail(MoreThan(kMaxNesting, "values within each other"));
   }
 
   bool ParseWord(std::string_view word, const Json::Value& meaning, Json::Value& value) {
@@ -158,7 +165,7 @@ class Parser {
         continue;
       }
       if (c < 0x20) return Fail("a control byte in a string");
-      const std::size_t length = Utf8SequenceLength(text_.substr(at_));
+      const std::size_t length = TalvoCppUtils::Utf8SequenceLength(text_.substr(at_));
       if (length == 0) return Fail("invalid UTF-8");
       string.append(text_, at_, length);
       at_ += length;
@@ -273,7 +280,7 @@ class Parser {
   std::size_t at_ = 0;
   std::size_t depth_ = 0;
   std::size_t values_ = 0;
-  const char* error_ = "";
+  std::string error_;
 };
 
 }  // namespace

@@ -1,8 +1,11 @@
+#include "JsonWriter.h"
+
+#include <TalvoCppUtils/Utf8.h>
+
 #include <charconv>
 #include <cmath>
 
-#include "JsonText.h"
-#include "Utf8.h"
+#include "JsonPlainText.h"
 
 namespace IPC {
 namespace {
@@ -68,7 +71,7 @@ void AppendJsonString(std::string_view string, std::string& text) {
     at += plain;
     if (at == string.size()) break;
     const unsigned char c = static_cast<unsigned char>(string[at]);
-    const std::size_t length = Utf8SequenceLength(string.substr(at));
+    const std::size_t length = TalvoCppUtils::Utf8SequenceLength(string.substr(at));
     if (c == '"' || c == '\\') {
       text += '\\';
       text += string[at];

@@ -65,7 +65,8 @@ void LineStream::Turn() {
   if (is_open() && paused_) WatchForPeerGone();
 }
 
-// Called whenever all complete lines have been handed on.
+// Counts `bytes`, those of a line that is not complete, in place of those counted before. Called
+// when all complete lines have been handed on.
 void LineStream::HoldInput(std::size_t bytes) {
   if (!patience_.room) return;
   std::lock_guard<std::mutex> lock(mutex_);
@@ -123,13 +124,14 @@ bool LineStream::HasPeerGone() {
   return ::poll(&poll, 1, 0) == 1 && (poll.revents & (POLLHUP | POLLERR)) != 0;
 }
 
-// While nothing is read, nothing else would tell that the peer has gone.
+// Reading finds the end of a peer. While nothing is read (a paused stream, or one whose peer has
+// finished sending), the socket is watched for it.
 void LineStream::WatchForPeerGone() {
   if (watching_peer_) return;
   watching_peer_ = true;
   socket_->async_wait(boost::asio::socket_base::wait_error, [self = Self()](const error_code&) {
     self->watching_peer_ = false;
-    // Where reading goes on, it will find the end itself, after all that came before.
+    // If reading goes on, it will find the end itself, after all that came before.
     if (!self->is_open() || (self->busy_ && !self->paused_)) return;
     if (self->HasPeerGone()) self->Close(boost::asio::error::eof);
   });
@@ -149,6 +151,13 @@ void LineStream::Resume() {
 
 // ---- Writing
 
+// Lines keep their order and stay whole because one of two writes to the socket at any time, and
+// the mutex says which:
+//   - Send itself, under the mutex, as long as writing_ is false. Then the outbox is empty and no
+//     write of the queue is under way, so nothing can be overtaken. What the system does not take
+//     of the line goes into the outbox before the mutex is released, and writing_ becomes true.
+//   - Write, on the queue, from then on until it finds the outbox empty under the mutex. All that
+//     is sent meanwhile is appended to the outbox, behind the rest of the line.
 bool LineStream::Send(const std::string& line) {
   bool overflow = false;
   bool exceeded = false;
@@ -180,8 +189,8 @@ bool LineStream::Send(const std::string& line) {
   return !overflow;
 }
 
-// Hands the system what it takes at once: the common line reaches its peer without a turn of the
-// queue's thread. What the system refuses is for Write to find, and to tell.
+// Hands the system what it takes immediately: the common line reaches its peer without a turn of
+// the queue's thread. What the system refuses is for Write to find, and to tell.
 std::size_t LineStream::SendNow(const std::string& line) {
   const ssize_t sent = ::send(descriptor_, line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   return sent > 0 ? static_cast<std::size_t>(sent) : 0;
@@ -269,6 +278,9 @@ void LineStream::Finish(const error_code& reason) {
   if (!writing) Close(reason);
 }
 
+// The stream is sealed under the mutex before the socket is closed: a Send on another thread either
+// finds it sealed or has finished with the descriptor, whose number may belong to another file as
+// soon as it is closed.
 void LineStream::Close(const error_code& reason) {
   if (!is_open()) return;
   {

@@ -1,12 +1,15 @@
 // A connected socket on which lines travel both ways, used by server and client alike. Reading,
 // writing and every hook run on the queue, one at a time, with a bounded amount of work at each
 // turn, so that a peer that sends at full speed keeps nobody else waiting. Send may be called from
-// any thread: it hands the system what the system takes at once, and files the rest in the outbox.
+// any thread: it hands the system what the system takes immediately, and puts the rest into the
+// outbox.
 //
 // The stream is shared by the one who made it and by its own jobs on the queue. Once it has ended
-// it touches neither socket nor queue any more, whoever still refers to it.
+// it touches neither socket nor queue any more, even if something still refers to it.
 
 #pragma once
+
+#include <TalvoCppUtils/Descriptor.h>
 
 #include <array>
 #include <atomic>
@@ -23,10 +26,11 @@
 #include <string>
 #include <string_view>
 
-#include "Descriptor.h"
 #include "LineDecoder.h"
 
 namespace IPC {
+
+using TalvoCppUtils::Descriptor;
 
 inline constexpr std::size_t kMaxOutboxBytes = std::size_t(4) << 20;
 
@@ -61,8 +65,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // The bytes that have reached this end of the socket since it was taken, read or not. Any thread.
   std::uint64_t CountArrivedBytes() const;
 
-  // Ends the stream at once: what is in the outbox is lost. OnEnd is called before this returns.
-  // On the queue; nothing happens where the stream has ended already.
+  // Ends the stream immediately: what is in the outbox is lost. OnEnd is called before this
+  // returns. On the queue; does nothing if the stream has ended already.
   void Close(const boost::system::error_code& reason);
 
  protected:
@@ -97,8 +101,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // In OnLine: how many bytes of all that arrived lie up to the end of the line.
   std::uint64_t FindEndOfLine() const { return read_bytes_ - decoder_.size(); }
 
-  // From now on no line is handed on or read, until Resume. A peer that goes away meanwhile ends
-  // the stream all the same.
+  // From now on no line is handed on or read, until Resume. A peer that goes away in the meantime
+  // ends the stream all the same.
   void Pause();
   void Resume();
 

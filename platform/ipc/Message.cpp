@@ -1,6 +1,7 @@
 #include "Message.h"
 
-#include "JsonText.h"
+#include "JsonParser.h"
+#include "JsonWriter.h"
 
 namespace IPC {
 namespace {
@@ -34,7 +35,8 @@ bool ReadEnvelope(const Json::Value& message, RequestMessage& request, WireError
     const Json::Value& id = Member(message, "id");
     if (!IsValidId(id)) {
       return Refuse(error, kNotARequest,
-                    "\"id\" must be a string of at most 128 bytes or an integer within 2^53-1");
+                    "\"id\" must be a string of at most " + std::to_string(kMaxIdBytes) +
+                        " bytes or an integer within 2^53-1");
     }
     request.id = id;
   }
@@ -68,11 +70,11 @@ void AppendCall(const std::string& name, const Json::Value& params, std::string&
 
 bool ReadNotification(Json::Value& json, ServerMessage& message, std::string& reason) {
   message.kind = ServerMessage::kNotification;
-  if (!json["method"].isString()) return reason = "\"method\" is no string", false;
+  if (!json["method"].isString()) return reason = "\"method\" is not a string", false;
   message.name = json["method"].asString();
   message.params.swap(json["params"]);
   if (message.params.isNull() || message.params.isObject()) return true;
-  return reason = "\"params\" is no object", false;
+  return reason = "\"params\" is not an object", false;
 }
 
 bool ReadError(const Json::Value& error, ServerMessage& message, std::string& reason) {
@@ -98,7 +100,7 @@ bool ReadServerMessage(std::string_view line, ServerMessage& message, std::strin
   message = ServerMessage();
   Json::Value json;
   if (!ParseJson(line, json, reason)) return false;
-  if (!json.isObject()) return reason = "a message that is no object", false;
+  if (!json.isObject()) return reason = "a message that is not an object", false;
   if (!json.isMember("id")) return ReadNotification(json, message, reason);
   message.id.swap(json["id"]);
   if (json.isMember("error")) return ReadError(json["error"], message, reason);

@@ -23,13 +23,13 @@ struct WireError {
 
 struct RequestMessage {
   bool has_id = false;  // a request without one is carried out and not answered
-  Json::Value id;       // a string of at most 128 bytes or an integer; null where it can't be read
+  Json::Value id;       // a string of at most 128 bytes or an integer; null if it can't be read
   std::string method;
-  Json::Value params;  // an object, or null where there were none
+  Json::Value params;  // an object, or null if there were none
 };
 
 // Reads one line as a request. False with the error to answer, if it is one to answer: as
-// `request.id` says, and, with kParamsNotAnObject, only where there is an id.
+// `request.id` says, and, with kParamsNotAnObject, only if there is an id.
 bool ReadRequest(std::string_view line, RequestMessage& request, WireError& error);
 
 // What a server sends.
@@ -44,7 +44,7 @@ struct ServerMessage {
   Json::Value params;
 };
 
-// Reads one line as a server's message. False, with the reason, where it is none.
+// Reads one line as a server's message. False, with the reason, if it is not one.
 bool ReadServerMessage(std::string_view line, ServerMessage& message, std::string& reason);
 
 // Whole lines with their LF. Their text holds no other LF.

@@ -102,7 +102,7 @@ bool ServerImpl::Listen(const std::string& endpoint) {
   if (!listener) {
     return RefuseToListen(endpoint, error);
   }
-  // Made here and not on the queue: where the system has no room for what waiting takes, this is
+  // Made here and not on the queue: if the system has no room for what waiting takes, this is
   // the place to say so.
   try {
     listener_.emplace(queue_);
@@ -159,12 +159,14 @@ void ServerImpl::RestFromAccepting(int reason) {
 void ServerImpl::Admit(Descriptor socket) {
   if (!IsPeerSameUser(socket.get())) return LogWarning("closed a connection of another user");
   if (sessions_.size() >= kMaxConnections) {
-    RefuseConnection(socket, "64 connections are open already");
-    return LogWarning("refused a connection beyond 64");
+    const std::string limit = std::to_string(kMaxConnections);
+    RefuseConnection(socket, limit + " connections are open already");
+    return LogWarning("refused a connection beyond " + limit);
   }
   if (IsTooMuchLeftBehind()) {
     RefuseConnection(socket, "too many requests of closed connections are not carried out yet");
-    return LogWarning("refused a connection: closed ones have left more than 8 MiB of requests");
+    return LogWarning("refused a connection: closed ones have left more than " +
+                      InMebibytes(kMaxLeftBehindBytes) + " of requests");
   }
   const std::shared_ptr<Session> session =
       Session::Make(queue_, std::move(socket), *this, room_, unfinished_bytes_, name_);
@@ -177,7 +179,7 @@ void ServerImpl::Admit(Descriptor socket) {
 
 void ServerImpl::RefuseConnection(const Descriptor& socket, const std::string& reason) const {
   const std::string line = ErrorLine(Json::Value(), {kTooManyConnections, reason});
-  // A new socket has room for one line; where not, the end says enough.
+  // A new socket has room for one line; if not, the end of the connection says enough.
   (void)!::send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
@@ -218,7 +220,8 @@ void ServerImpl::HandleRoomExceeded() {
     const std::shared_ptr<Session> largest = *std::max_element(
         sessions_.begin(), sessions_.end(),
         [](const auto& a, const auto& b) { return a->HeldBytes() < b->HeldBytes(); });
-    LogWarning("ended the connection that held the most of more than 16 MiB");
+    LogWarning("ended the connection that held the most of more than " +
+               InMebibytes(kMaxHeldBytes));
     largest->Close(boost::asio::error::no_memory);
   }
 }

@@ -137,13 +137,15 @@ void Session::Refuse(const RequestMessage& request, const WireError& error) {
   }
   Send(ErrorLine(request.id, error));
   if (++bad_lines_ < kMaxBadLines) return;
-  LogWarning("ended a connection that sent ten bad lines in a row, the last: " + error.message);
+  LogWarning("ended a connection that sent " + std::to_string(kMaxBadLines) +
+             " bad lines in a row, the last: " + error.message);
   Finish(BadMessage());
 }
 
 void Session::OnLineTooLong() {
-  Send(ErrorLine(Json::Value(), {kNotARequest, "a line holds at most 1048576 bytes"}));
-  LogWarning("ended a connection that sent a line of more than 1048576 bytes");
+  const std::string limit = std::to_string(kMaxLineBytes) + " bytes";
+  Send(ErrorLine(Json::Value(), {kNotARequest, "a line holds at most " + limit}));
+  LogWarning("ended a connection that sent a line of more than " + limit);
   Finish(boost::asio::error::message_size);
 }
 
@@ -204,9 +206,11 @@ void Session::OnRoomExceeded() {
 
 void Session::OnEnd(const boost::system::error_code& reason) {
   if (reason == boost::asio::error::no_buffer_space)
-    LogWarning("ended a connection that left more than 4 MiB unread");
+    LogWarning("ended a connection that left more than " + InMebibytes(kMaxOutboxBytes) +
+               " unread");
   if (reason == boost::asio::error::timed_out)
-    LogWarning("ended a connection that read nothing for ten seconds");
+    LogWarning("ended a connection that read nothing for " + std::to_string(kStallLimit.count()) +
+               " s");
   host_.HandleEnd(Self(), std::move(connection_), reason);
 }
 

@@ -1,5 +1,6 @@
 #include "TalvoOS/Actions.h"
 
+#include <TalvoCppUtils/Descriptor.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -23,29 +24,15 @@
 namespace TalvoOS {
 namespace {
 
-// A descriptor above the three standard ones, closed at the end. Where the host has closed its own
-// standard descriptors, a new one would take their numbers and be overwritten in the child.
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {
-    if (fd_ < 0 || fd_ > STDERR_FILENO) return;
-    const int higher = ::fcntl(fd_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    ::close(fd_);
-    fd_ = higher;
-  }
-  ~Descriptor() { Close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
+using TalvoCppUtils::Descriptor;
 
-  int get() const { return fd_; }
-  void Close() {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = -1;
-  }
-
- private:
-  int fd_;
-};
+// Takes `fd` over as a descriptor above the three standard ones. If the host has closed its own
+// standard descriptors, a new one takes their numbers, and would be overwritten in the child.
+Descriptor AboveStandard(int fd) {
+  Descriptor descriptor(fd);
+  if (!descriptor || fd > STDERR_FILENO) return descriptor;
+  return Descriptor(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
 
 // Blocks all signals of this thread for the time of the fork, so that no handler of the host runs
 // in the child.
@@ -198,12 +185,12 @@ bool Start(const std::string& program, const std::vector<std::string>& arguments
   boost::filesystem::path home;
   GetHomeDirectory(home);
 
-  Descriptor null_device(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  const Descriptor null_device = AboveStandard(::open("/dev/null", O_RDWR | O_CLOEXEC));
   int ends[2];
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return false;
-  Descriptor own(ends[0]);
-  Descriptor childs(ends[1]);
-  if (null_device.get() < 0 || own.get() < 0 || childs.get() < 0) return false;
+  Descriptor own = AboveStandard(ends[0]);
+  Descriptor childs = AboveStandard(ends[1]);
+  if (!null_device || !own || !childs) return false;
 
   const long open_max = ::sysconf(_SC_OPEN_MAX);
   Launch launch = {program.c_str(),
@@ -238,7 +225,7 @@ bool IsProgram(const std::string& path) {
   return S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-// The first program of that name in the directories of PATH; empty where there is none.
+// The first program of that name in the directories of PATH; empty if there is none.
 std::string FindInPath(const std::string& name) {
   const char* path = ::getenv("PATH");
   std::istringstream directories(path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin");
@@ -277,11 +264,11 @@ namespace Actions {
 // The descriptor of a process, -1 if the kernel has none.
 class Program::Process {
  public:
-  explicit Process(int descriptor) : descriptor_(descriptor) {}
+  explicit Process(int descriptor) : descriptor_(AboveStandard(descriptor)) {}
 
   bool IsRunning() const {
     pollfd ended = {descriptor_.get(), POLLIN, 0};
-    return descriptor_.get() >= 0 && ::poll(&ended, 1, 0) == 0;
+    return descriptor_ && ::poll(&ended, 1, 0) == 0;
   }
 
  private:

@@ -23,7 +23,7 @@ fs::path UnderRoot(const fs::path& path) {
 
 namespace {
 
-// The user's home directory in the password database; empty where there is none.
+// The user's home directory in the password database; empty if there is none.
 std::string FindHome(uid_t user) {
   const long suggested = ::sysconf(_SC_GETPW_R_SIZE_MAX);
   std::vector<char> buffer(suggested > 0 ? static_cast<std::size_t>(suggested) : 1024);
@@ -42,7 +42,7 @@ std::string FindHome(uid_t user) {
 
 bool GetHomeDirectory(fs::path& home) {
   // Kept once found: the database can fail for a moment, for want of a descriptor or of its server,
-  // and files must not go astray meanwhile.
+  // and in the meantime files must not go astray.
   static std::mutex mutex;
   static uid_t user = 0;
   static std::string found;  // of `user`; empty: not found yet

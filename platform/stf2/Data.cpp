@@ -6,7 +6,7 @@
 namespace Talvo::Stf2 {
 namespace {
 
-// Keeps the alignment of operator new, and holds the note even where a buffer fills its block.
+// Keeps the alignment of operator new, and holds the note even if a buffer fills its block.
 constexpr std::size_t kPrefix = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 static_assert(kPrefix >= sizeof(void*), "the note has to fit before the block");
 

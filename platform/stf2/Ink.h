@@ -41,7 +41,7 @@ struct Pages {
   std::vector<const Item*> items;
   std::vector<std::uint32_t> positions;  // of each item in the ink that was split
   std::vector<std::uint32_t> ends;       // ends[0]: of the common items; ends[n]: of page n
-  std::vector<std::shared_ptr<const Additions>> kept;  // what owns the items, where anything does
+  std::vector<std::shared_ptr<const Additions>> kept;  // what owns the items, if anything does
 };
 
 }  // namespace Talvo::Stf2
@@ -100,7 +100,7 @@ inline std::string_view View(const flatbuffers::String* string) {
   return string ? std::string_view(string->c_str(), string->size()) : std::string_view();
 }
 
-// The samples of a stroke; null where it has none.
+// The samples of a stroke; null if it has none.
 inline const Stf2Sample* Samples(const Format::Stroke& stroke, std::uint32_t& count) {
   const auto* samples = stroke.samples();
   count = samples ? samples->size() : 0;

@@ -11,7 +11,7 @@
 namespace Talvo::Stf2 {
 namespace {
 
-// Appends the items of the data; the ink is as it was where this raises.
+// Appends the items of the data; the ink is unchanged if this throws.
 void Append(InkDataHandle& ink, Data data) {
   const StoredItems* items = Format::GetInkData(data.bytes.get())->items();
   if (!items) return;

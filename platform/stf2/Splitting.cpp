@@ -34,7 +34,7 @@ class PageNumbers {
     return last_->second;
   }
 
-  // 0 where no stroke is on the page.
+  // 0 if no stroke is on the page.
   std::uint32_t Find(std::string_view page) const {
     const auto found = numbers_.find(page);
     return found == numbers_.end() ? 0 : found->second;

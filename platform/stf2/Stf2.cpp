@@ -22,7 +22,7 @@ typedef Format::Property Property;
 typedef Format::Marker Marker;
 typedef Format::Stroke Stroke;
 
-// The item's body, null where it is of another type.
+// The item's body, null if it is of another type.
 template <class Body>
 const Body* BodyAs(const InkItemHandle* item) {
   return item ? FromHandle(item)->body_as<Body>() : nullptr;

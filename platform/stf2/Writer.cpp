@@ -68,7 +68,7 @@ std::uint64_t WrittenSize(const Item& item) {
 Writer::Writer(std::uint64_t written_size, std::uint64_t count)
     : builder_(Capacity(written_size, count), &allocator_) {
   items_.reserve(static_cast<std::size_t>(count));
-  // The buffer's start is aligned for 64-bit fields even where it holds none, so that what was
+  // The buffer's start is aligned for 64-bit fields even if it holds none, so that what was
   // written can always be read in place.
   builder_.TrackMinAlign(sizeof(std::uint64_t));
 }

@@ -1,6 +1,6 @@
 // Writes items as a complete STF2 buffer. The same items give the same bytes. The buffer is built
-// in one block that is asked for at once, each sample is copied once, and a page address is stored
-// once however many items are on the page.
+// in one block of a size computed beforehand, each sample is copied once, and a page address is
+// stored once however many items are on the page.
 
 #pragma once
 
@@ -43,7 +43,7 @@ std::uint64_t WrittenSize(const Item& item);
 class Writer {
  public:
   // `written_size` is the sum of WrittenSize of all items, `count` their number. Raises
-  // std::length_error where that is more than a buffer can hold (2 GiB), std::bad_alloc.
+  // std::length_error if that is more than a buffer can hold (2 GiB), std::bad_alloc.
   Writer(std::uint64_t written_size, std::uint64_t count);
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;

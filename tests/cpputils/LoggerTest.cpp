@@ -276,6 +276,41 @@ TEST(Logger, NoMessageReachesACallbackAfterClose) {
   EXPECT_GE(received, 50);
 }
 
+// Each thread opens a logger of its own and one that all open, while the others look for both.
+TEST(Logger, ManyThreadsMayOpenLoggersTogether) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 50;
+  std::atomic<int> received{0};
+  std::atomic<int> ready{0};
+  std::vector<Logger*> shared(kThreads * kRounds, nullptr);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      ++ready;
+      while (ready < kThreads) std::this_thread::yield();
+      for (int round = 0; round < kRounds; ++round) {
+        const std::string common = "Shared " + std::to_string(round);
+        const std::string own = std::to_string(i) + " of " + common;
+        const auto sink = LogSink::Callback([&](int, const std::string&) { ++received; });
+        Logger::Open(common.c_str(), 3, sink);
+        Logger::Open(own.c_str(), 3, sink);
+        shared[i * kRounds + round] = Logger::GetLogger(common.c_str());
+        Logger::GetLogger(common.c_str())->Log(3, "shared");
+        Logger::GetLogger(own.c_str())->Log(3, "own");
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(2 * kThreads * kRounds, received);
+  for (int round = 0; round < kRounds; ++round) {
+    const std::string common = "Shared " + std::to_string(round);
+    Logger* const logger = Logger::GetLogger(common.c_str());
+    for (int i = 0; i < kThreads; ++i) EXPECT_EQ(logger, shared[i * kRounds + round]) << common;
+    Logger::Close(common.c_str());
+    for (int i = 0; i < kThreads; ++i) Logger::Close((std::to_string(i) + " of " + common).c_str());
+  }
+}
+
 TEST(Logger, LinesOfManyThreadsStayWhole) {
   TestRoot root;
   const std::string file = (root.path() / "service.log").string();

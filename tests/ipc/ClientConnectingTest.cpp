@@ -1,7 +1,10 @@
 // How a client finds its service, and finds it again.
 
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
+#include <atomic>
 #include <thread>
 
 #include "ClientFixture.h"
@@ -33,6 +36,70 @@ TEST_F(Connecting, ToABusyServiceTimesOut) {
   EXPECT_TRUE(first.Connect(path()));
   ExpectOutcome(path(), Error::kTimedOut,
                 "the service at " + path() + " did not take the connection in time");
+}
+
+// Signals that interrupt a thread in the middle of its calls.
+class Interruptions {
+ public:
+  Interruptions() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++count_; };
+    ::sigaction(SIGUSR1, &action, &before_);
+  }
+  ~Interruptions() { ::sigaction(SIGUSR1, &before_, nullptr); }
+
+  static void Interrupt(pid_t thread) {
+    const int before = count_;
+    EXPECT_EQ(::syscall(SYS_tgkill, ::getpid(), thread, SIGUSR1), 0);
+    EXPECT_TRUE(Eventually([&] { return count_ > before; }));
+  }
+
+ private:
+  static std::atomic<int> count_;
+  struct sigaction before_;
+};
+
+std::atomic<int> Interruptions::count_{0};
+
+TEST_F(Connecting, GoesOnAfterASignal) {
+  const Interruptions interruptions;
+  FakeService service(path(), 0);
+  Client first;  // takes the only place in the queue
+  ASSERT_TRUE(first.Connect(path()));
+  Client client;
+  std::atomic<pid_t> thread{0};
+  std::atomic<bool> is_over{false};
+  std::thread connecting([&] {
+    thread = ::gettid();
+    const Client::Outcome outcome = client.Connect(path(), kPatience);
+    EXPECT_TRUE(outcome) << outcome.message;
+    is_over = true;
+  });
+  for (int i = 0; i < 5 && !is_over; ++i) {
+    EXPECT_TRUE(Eventually([&] { return is_over || (thread != 0 && IsThreadAsleep(thread)); }));
+    if (!is_over) Interruptions::Interrupt(thread);
+  }
+  EXPECT_FALSE(is_over);
+  service.Accept();  // a place is free
+  connecting.join();
+  EXPECT_TRUE(client.IsConnected());
+}
+
+// Signals that come more often than the time to wait is long do not make it begin anew.
+TEST_F(Connecting, ToABusyServiceTimesOutAmongManySignals) {
+  const Interruptions interruptions;
+  FakeService service(path(), 0);
+  Client first;
+  ASSERT_TRUE(first.Connect(path()));
+  const pid_t thread = ::gettid();
+  std::atomic<bool> is_over{false};
+  std::thread interrupting([&] {
+    while (!is_over) Interruptions::Interrupt(thread);
+  });
+  ExpectOutcome(path(), Error::kTimedOut,
+                "the service at " + path() + " did not take the connection in time");
+  is_over = true;
+  interrupting.join();
 }
 
 TEST_F(Connecting, ToAnotherUsersServiceIsRefusedBeforeAnythingIsSent) {
@@ -95,6 +162,28 @@ TEST_F(Connecting, IsDoneAgainAfterALossWhereWished) {
   EXPECT_FALSE(client.IsConnected());
   ::unlink(path().c_str());
   FakeService service(path());
+  service.Accept();
+  service.Say("{\"jsonrpc\":\"2.0\",\"method\":\"Note\",\"params\":{\"n\":1}}\n");
+  ASSERT_TRUE(heard.WaitFor(4));
+  EXPECT_EQ(heard.what(), (Strings{"connected", "disconnected: the service ended the connection",
+                                   "connected", "Note 1"}));
+}
+
+// Otherwise it is for the owner to connect: a client that were still trying would refuse that.
+TEST_F(Connecting, IsLeftToTheOwnerAfterALossUnlessWished) {
+  Heard heard;
+  Client client(heard.Options());
+  {
+    FakeService service(path());
+    ASSERT_TRUE(client.Connect(path()));
+    service.Accept();
+  }
+  ASSERT_TRUE(heard.WaitFor(2));
+  EXPECT_FALSE(client.IsConnected());
+  EXPECT_EQ(client.Request("Hello").error, Error::kClosed);
+  ::unlink(path().c_str());
+  FakeService service(path());
+  ASSERT_TRUE(client.Connect(path()));
   service.Accept();
   service.Say("{\"jsonrpc\":\"2.0\",\"method\":\"Note\",\"params\":{\"n\":1}}\n");
   ASSERT_TRUE(heard.WaitFor(4));

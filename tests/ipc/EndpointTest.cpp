@@ -148,13 +148,13 @@ TEST_F(Endpoint, ALiveOneIsRefusedAndGoesOn) {
 
 TEST_F(Endpoint, AFileIsRefusedAndLeftAlone) {
   WriteFile(path(), "ink");
-  ExpectRefused("the path is taken by something that is no socket");
+  ExpectRefused("the path is taken by something that is not a socket");
   EXPECT_EQ(ReadFile(path()), "ink");
 }
 
 TEST_F(Endpoint, ADirectoryIsRefusedAndLeftAlone) {
   fs::create_directory(path());
-  ExpectRefused("the path is taken by something that is no socket");
+  ExpectRefused("the path is taken by something that is not a socket");
   EXPECT_TRUE(fs::is_directory(path()));
 }
 
@@ -162,17 +162,17 @@ TEST_F(Endpoint, ALinkIsRefusedAndLeftAloneWhereverItLeads) {
   const std::string target = (root_.path() / "target").string();
   MakeDeadSocket(target);
   fs::create_symlink(target, path());
-  ExpectRefused("the path is taken by something that is no socket");
+  ExpectRefused("the path is taken by something that is not a socket");
   EXPECT_TRUE(fs::is_symlink(path()));
   EXPECT_TRUE(fs::exists(target));
   fs::remove(target);
-  ExpectRefused("the path is taken by something that is no socket");
+  ExpectRefused("the path is taken by something that is not a socket");
   EXPECT_TRUE(fs::is_symlink(path()));
 }
 
 TEST_F(Endpoint, AFifoIsRefusedAndLeftAlone) {
   ASSERT_EQ(::mkfifo(path().c_str(), 0600), 0);
-  ExpectRefused("the path is taken by something that is no socket");
+  ExpectRefused("the path is taken by something that is not a socket");
   EXPECT_TRUE(fs::exists(path()));
 }
 
@@ -209,7 +209,7 @@ TEST_F(Endpoint, WithoutItsDirectoryIsRefusedAndTheDirectoryNotMade) {
 }
 
 TEST_F(Endpoint, AnEmptyPathIsRefused) {
-  ExpectRefused("", "no path of a socket");
+  ExpectRefused("", "the path is empty or holds a zero byte");
 }
 
 TEST_F(Endpoint, InADirectoryWithoutRightsIsRefusedWithTheReason) {

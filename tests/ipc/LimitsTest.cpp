@@ -239,8 +239,7 @@ TEST_F(Limits, APeerThatReadsNothingForTenSecondsIsEnded) {
   for (int i = 0; i < 4; ++i) ASSERT_TRUE(connection->SendNotification("Note", Bulk(512 * 1024)));
   ASSERT_TRUE(Eventually([&] { return server_.ends().size() == 1; }));
   EXPECT_EQ(server_.ends()[0], boost::asio::error::timed_out);
-  EXPECT_TRUE(
-      server_.log().Has(2, "Quillpost:Test ended a connection that read nothing for ten seconds"));
+  EXPECT_TRUE(server_.log().Has(2, "Quillpost:Test ended a connection that read nothing for 10 s"));
 }
 
 // ---- All together

@@ -25,11 +25,12 @@ class StrangeService : public Connecting {
 };
 
 TEST_F(StrangeService, IsLeftWithTheReason) {
-  const std::string none = "disconnected: the service sent what is no message: ";
+  const std::string none = "disconnected: the service sent something that is not a message: ";
   EXPECT_EQ(ReasonAfter("HTTP/1.1 200 OK\n"), none + "unexpected text at byte 1");
-  EXPECT_EQ(ReasonAfter("[]\n"), none + "a message that is no object");
-  EXPECT_EQ(ReasonAfter("{}\n"), none + "\"method\" is no string");
-  EXPECT_EQ(ReasonAfter("{\"method\":\"Note\",\"params\":[]}\n"), none + "\"params\" is no object");
+  EXPECT_EQ(ReasonAfter("[]\n"), none + "a message that is not an object");
+  EXPECT_EQ(ReasonAfter("{}\n"), none + "\"method\" is not a string");
+  EXPECT_EQ(ReasonAfter("{\"method\":\"Note\",\"params\":[]}\n"),
+            none + "\"params\" is not an object");
   EXPECT_EQ(ReasonAfter("{\"id\":1}\n"), none + "a result without status");
   EXPECT_EQ(ReasonAfter("{\"id\":1,\"result\":{\"status\":3}}\n"),
             none + "a result without status");
@@ -54,7 +55,9 @@ TEST_F(StrangeService, IsTheReasonWhyRequestsFailBeforeAndAfterTheEnd) {
     const Client::Reply after = client.Request("Echo");
     for (const Client::Reply& reply : {before, after}) {
       EXPECT_EQ(reply.error, Error::kProtocol);
-      EXPECT_EQ(reply.message, "the service sent what is no message: a message that is no object");
+      EXPECT_EQ(
+          reply.message,
+          "the service sent something that is not a message: a message that is not an object");
     }
     ::unlink(path().c_str());
   }

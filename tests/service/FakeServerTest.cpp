@@ -174,6 +174,8 @@ TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereItIsDestroyedWithAClien
     });
     answered.get_future().get();
     service->Stop();
+    // The first delivery job, on the client's thread, holds the service until it has ended.
+    EXPECT_TRUE(Eventually([&] { return service.use_count() == 1; }));
     service.reset();
   };
   EXPECT_EXIT(leave_a_client(), testing::KilledBySignal(SIGABRT),

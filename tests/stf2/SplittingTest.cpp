@@ -168,6 +168,28 @@ TEST(Splitting, PartsThatWouldRepeatMoreThanAGibibyteAreRefused) {
   EXPECT_EQ(count, 0u);
 }
 
+// 1024 pages that each repeat a property of 1 MiB, counted with all that belongs to an item.
+TEST(Splitting, PartsThatRepeatExactlyAGibibyteAreMade) {
+  constexpr std::size_t kPages = 1024;
+  constexpr std::size_t kOverhead = 88;  // of a property beside its two texts, at the most
+  const std::string key = "key";
+  for (const std::size_t beyond : {0u, 1u}) {
+    const std::string value((1u << 20) - kOverhead - key.size() + beyond, 'x');
+    const Ink ink = MakeInk(7, {PropertyModel(key, value)});
+    for (std::size_t i = 0; i < kPages; ++i) {
+      const std::string page = "1.2.3." + std::to_string(i);
+      ASSERT_EQ(Stf2InkDataAddStroke(ink.get(), page.c_str(), 1, nullptr, 0, 0, 0), STF2_SUCCESS);
+    }
+    InkDataHandle** parts = nullptr;
+    std::uint32_t count = 0;
+    EXPECT_EQ(Stf2InkDataSplit(ink.get(), &parts, &count),
+              beyond == 0 ? STF2_SUCCESS : STF2_OUT_OF_MEMORY);
+    EXPECT_EQ(count, beyond == 0 ? kPages : 0u);
+    for (std::uint32_t i = 0; i < count; ++i) Stf2InkDataFreeHandle(&parts[i]);
+    Stf2InkDataFreeHandles(&parts);
+  }
+}
+
 // The parts of one buffer, each read, added to, written and released on a thread of its own.
 TEST(Splitting, PartsOfOneBufferMayBeUsedOnDifferentThreads) {
   std::vector<ItemModel> items = {PropertyModel("title", "t")};

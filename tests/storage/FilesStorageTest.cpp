@@ -174,6 +174,18 @@ TEST_F(InitializeTest, AFileTooLargeToBeRoutingInfoIsNotReadIntoMemory) {
       LinesOfInitialize());
 }
 
+// What lies behind an archive is not looked at, so that the file can be made as long as one likes.
+TEST_F(InitializeTest, AFileOfTheGreatestSizeIsReadAndOneByteMoreIsNot) {
+  constexpr off_t kGreatest = off_t{256} << 20;
+  WriteStrokes({"a"});
+  ASSERT_EQ(0, ::truncate(RoutingInfoPath().c_str(), kGreatest));
+  EXPECT_EQ(Lines({Loaded(kPen, 1)}), LinesOfInitialize());
+  ASSERT_EQ(0, ::truncate(RoutingInfoPath().c_str(), kGreatest + 1));
+  EXPECT_EQ(
+      Lines({{2, "Corrupted Routing Info 'ROOT/AJ3-000-1X/RoutingInfo.txt': file too large."}}),
+      LinesOfInitialize());
+}
+
 TEST_F(InitializeTest, AFileThatCantBeAskedForRaisesAndReleasesTheLock) {
   fs::create_directories(PenPath());
   fs::create_symlink("RoutingInfo.txt", RoutingInfoPath());

@@ -16,9 +16,9 @@
  * allowed and does nothing.
  *
  * Threads. Any function may be called from any thread, and different ink data may be used from
- * different threads at once, parts split from one buffer included. One handle may be read from
- * several threads while nobody adds to it or releases it. Nothing is shared between handles but
- * what never changes.
+ * different threads at the same time, parts split from one buffer included. One handle may be read
+ * from several threads while nobody adds to it or releases it. Nothing is shared between handles
+ * but what never changes.
  *
  * Cost. Opening is one pass over the items and their strings; samples are not touched. Whatever a
  * file claims to hold, no later call takes more memory than a few times its size, and none
@@ -43,7 +43,7 @@ enum {
   STF2_INVALID_ARGUMENT = 1, /* null, an item of another type, a string that is not UTF-8 */
   STF2_MALFORMED = 2,        /* not STF2, or damaged */
   STF2_ENCRYPTED = 3,        /* sealed ink: TalvoEncryption/Encryption.h opens it */
-  STF2_OUT_OF_MEMORY = 4     /* there is not enough, or the result would break a limit named below */
+  STF2_OUT_OF_MEMORY = 4 /* there is not enough, or the result would break a limit named below */
 };
 
 /* Item types. */
@@ -77,7 +77,7 @@ typedef struct Stf2Sample {
  * together claim no more than the buffer can hold. Bytes behind the ink are ignored.
  *
  * Status 3 for sealed ink (identifier "STFE", nothing else of it is looked at), 2 for anything that
- * is no well-formed ink, buffers under 8 bytes and of 2 GiB or more included.
+ * is not well-formed ink, buffers under 8 bytes and of 2 GiB or more included.
  *
  * Costs one pass over items and strings and one small allocation. A buffer whose address is not a
  * multiple of 8 is copied first. */
@@ -95,12 +95,12 @@ int Stf2InkDataGetPenIdAsString(const InkDataHandle* ink, char** out);
  *
  * Each part is released with Stf2InkDataFreeHandle, then the array with Stf2InkDataFreeHandles.
  *
- * No sample is copied, and what goes into every part is listed once for all of them. Time: linear in
- * the items, times the logarithm of the number of pages where the page changes. Status 4 also where
- * the parts, written, would repeat more than 1 GiB of properties and markers. */
+ * No sample is copied, and what goes into every part is listed once for all of them. Time: linear
+ * in the items, times the logarithm of the number of pages where the page changes. Status 4 also
+ * if the parts, written, would repeat more than 1 GiB of properties and markers. */
 int Stf2InkDataSplit(const InkDataHandle* ink, InkDataHandle*** out, uint32_t* count);
 
-/* The items in their order (null and 0 where there are none). Each is released with
+/* The items in their order (null and 0 if there are none). Each is released with
  * Stf2InkItemFreeHandle, then the array with Stf2InkItemFreeHandles. One allocation. */
 int Stf2InkDataGetItems(const InkDataHandle* ink, InkItemHandle*** out, uint32_t* count);
 
@@ -108,24 +108,24 @@ int Stf2InkDataGetItems(const InkDataHandle* ink, InkItemHandle*** out, uint32_t
 int Stf2InkItemGetType(const InkItemHandle* item, uint32_t* out);
 
 /* Strings of items: UTF-8, ended by a zero byte, to be released with Stf2FreeString; null with
- * status 0 where the item has none. Status 1 where the item is of another type. */
+ * status 0 if the item has none. Status 1 if the item is of another type. */
 int Stf2StrokeItemGetPageAddressAsString(const InkItemHandle* stroke, char** out);
 int Stf2PropertyItemGetKeyAsString(const InkItemHandle* property, char** out);
 int Stf2PropertyItemGetValueAsString(const InkItemHandle* property, char** out);
 int Stf2MarkerItemGetPageAddressAsString(const InkItemHandle* marker, char** out);
 int Stf2MarkerItemGetNameAsString(const InkItemHandle* marker, char** out);
 
-/* Milliseconds since 1970-01-01 UTC, 0 where there is no time. Status 1 where the item is of
+/* Milliseconds since 1970-01-01 UTC, 0 if there is no time. Status 1 if the item is of
  * another type. */
 int Stf2MarkerItemGetTime(const InkItemHandle* marker, uint64_t* out);
 int Stf2StrokeItemGetStartTime(const InkItemHandle* stroke, uint64_t* out);
 
-/* 0xAARRGGBB, opaque black where the stroke names none; micrometres, 0 for the default width.
- * Status 1 where the item is of another type. */
+/* 0xAARRGGBB, opaque black if the stroke names none; micrometres, 0 for the default width.
+ * Status 1 if the item is of another type. */
 int Stf2StrokeItemGetColor(const InkItemHandle* stroke, uint32_t* out);
 int Stf2StrokeItemGetWidth(const InkItemHandle* stroke, uint32_t* out);
 
-/* The samples of a stroke (null and 0 where there are none), status 1 for other items. Each is
+/* The samples of a stroke (null and 0 if there are none), status 1 for other items. Each is
  * released with Stf2SampleFreeHandle, then the array with Stf2SampleFreeHandles. One allocation of
  * 24 bytes a sample; Stf2StrokeItemViewSamples is the way to many of them. */
 int Stf2StrokeItemGetSamples(const InkItemHandle* stroke, SampleHandle*** out, uint32_t* count);
@@ -133,21 +133,21 @@ int Stf2StrokeItemGetSamples(const InkItemHandle* stroke, SampleHandle*** out, u
 /* STF2_SAMPLE_..., or a number that this version does not know. */
 int Stf2SampleGetType(const SampleHandle* sample, uint32_t* out);
 
-/* All samples of a stroke at once, in place: no allocation, nothing to release; valid as long as
- * the item handle. *out is null where there are none. Status 1 for other items. */
+/* All samples of a stroke together, in place: no allocation, nothing to release; valid as long as
+ * the item handle. *out is null if there are none. Status 1 for other items. */
 int Stf2StrokeItemViewSamples(const InkItemHandle* stroke, const Stf2Sample** out, uint32_t* count);
 
 /* Of a coordinate sample (status 1 for other types): milliseconds since 1970-01-01 UTC, which is
- * the stroke's start time plus the sample's offset, 0 where the stroke has no start time, the sample
- * no time, or the sum no 64-bit number; micrometres from the page's left and top edge; force 0 to
- * 65535. */
+ * the stroke's start time plus the sample's offset, 0 if the stroke has no start time, the
+ * sample no time, or the sum no 64-bit number; micrometres from the page's left and top edge; force
+ * 0 to 65535. */
 int Stf2CoordinateGetTime(const SampleHandle* sample, uint64_t* out);
 int Stf2CoordinateGetPosition(const SampleHandle* sample, int32_t* x_um, int32_t* y_um);
 int Stf2CoordinateGetForce(const SampleHandle* sample, uint16_t* out);
 
 /* ---- Making ----------------------------------------------------------------------------- */
 
-/* Empty ink of a pen, to be released with Stf2InkDataFreeHandle. It owns all that is added to it. */
+/* Empty ink of a pen, released with Stf2InkDataFreeHandle. It owns all that is added to it. */
 int Stf2InkDataCreate(uint64_t pen, InkDataHandle** out);
 
 /* Each appends one item; strings are zero-terminated UTF-8 and copied, as are the samples. `value`,
@@ -155,7 +155,7 @@ int Stf2InkDataCreate(uint64_t pen, InkDataHandle** out);
  * Times are milliseconds since 1970-01-01 UTC, 0 for none; color and width as they are read above.
  * Samples are stored as they are, also those of a type or with flags that this version does not
  * know, so that ink of a later one can be written again. Status 1 for a string that is not UTF-8;
- * where the status is not 0, `ink` is as it was. Any ink data may be added to, also one that was
+ * if the status is not 0, `ink` is unchanged. Any ink data may be added to, also one that was
  * read or is a part; the buffer that it borrows is not touched. An item costs about 300 bytes
  * beside its content. */
 int Stf2InkDataAddProperty(InkDataHandle* ink, const char* key, const char* value);
@@ -165,15 +165,15 @@ int Stf2InkDataAddStroke(InkDataHandle* ink, const char* page, uint64_t start_ti
                          uint32_t width_um);
 
 /* Appends copies of `items`, which may belong to other ink data or to `ink` itself, in their order.
- * `ink` keeps its pen. Nothing of the items' ink data is referred to afterwards: it may be released,
- * and its buffer unmapped, at once. On failure `ink` is as it was. One copy of each sample; status 4
- * where the copies would take 2 GiB. */
+ * `ink` keeps its pen. Nothing of the items' ink data is referred to afterwards: it may be
+ * released, and its buffer unmapped, immediately. On failure `ink` is as it was. One copy of each
+ * sample; status 4 if the copies would take 2 GiB. */
 int Stf2InkDataMergeInkItems(InkDataHandle* ink, InkItemHandle* const* items, uint32_t count);
 
 /* The ink as a complete STF2 buffer, aligned to 8 bytes, to be released with Stf2WriterFreeData,
  * which needs only the pointer. Parsing it gives the same pen and items, and the same items are
  * always written as the same bytes. One copy of each sample, into one block that is little larger
- * than the result; status 4 where that would be 2 GiB. */
+ * than the result; status 4 if that would be 2 GiB. */
 int Stf2WriterWriteDataHandle(const InkDataHandle* ink, void** out, uint32_t* size);
 
 /* ---- Releasing -------------------------------------------------------------------------- */

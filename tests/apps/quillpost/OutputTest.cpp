@@ -2,15 +2,6 @@
 
 #include <gtest/gtest.h>
 
-TEST(Printable, ShowsControlBytesAsHexadecimal) {
-  EXPECT_EQ("a\\x1B[31m\\x0Ab\\x7F", Printable("a\033[31m\nb\x7F"));
-  EXPECT_EQ(
-      "Gr\xC3\xBC\xC3\x9F"
-      "e \\ \"x\"",
-      Printable("Gr\xC3\xBC\xC3\x9F"
-                "e \\ \"x\""));
-}
-
 TEST(FormatBytes, UsesTheLargestUnitThatFits) {
   EXPECT_EQ("0 B", FormatBytes(0));
   EXPECT_EQ("1023 B", FormatBytes(1023));

@@ -1,6 +1,6 @@
 // A named log that the host of a library opens and the library writes to.
 //
-// A library asks for the logger of its tag on every message and writes nothing where the host has
+// A library asks for the logger of its tag on every message and writes nothing if the host has
 // opened none. This is not a logging framework: there is one level and one sink for each tag, and
 // no configuration file. The host makes loggers; every function may be called from any thread.
 
@@ -25,7 +25,7 @@ enum LogLevel : int {
 class LogSink {
  public:
   // Lines on standard error: "2026-01-31T12:34:56.789Z I TAG: MESSAGE", the time in UTC, the level
-  // as one of E W I T. Each line is written whole and at once.
+  // as one of E W I T. Each line is written whole and immediately.
   static LogSink Stderr();
 
   // The same lines, each opened by its syslog priority, "<3>" (error), "<4>", "<6>" or "<7>"
@@ -35,7 +35,7 @@ class LogSink {
 
   // The same lines, appended to the file at `path`, which is made when missing. A file that grows
   // past `max_bytes` is renamed to PATH.1 (an older PATH.1 to PATH.2, and so on, at most
-  // `max_files` of them) and begun anew. Throws std::runtime_error where the file can't be opened.
+  // `max_files` of them) and begun anew. Throws std::runtime_error if the file can't be opened.
   static LogSink RotatingFile(const std::string& path, std::size_t max_bytes = 10u << 20,
                               std::size_t max_files = 3);
 
@@ -67,7 +67,7 @@ class Logger {
 
   int GetLevel() const;
 
-  // Writes one message, formatted as by printf, where `level` is at most GetLevel(). Control bytes
+  // Writes one message, formatted as by printf, if `level` is at most GetLevel(). Control bytes
   // (below 0x20, and 0x7F) are written as \xNN, so that a message is always one line. Blocks as
   // long as the sink does; a message that can't be written (a full disk) is dropped. Throws
   // nothing.

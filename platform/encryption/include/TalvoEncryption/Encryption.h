@@ -14,7 +14,8 @@
  * its own use is wiped before its memory is released, on every path. The memory is not locked: it
  * may be swapped out. Keys are never copied.
  *
- * Threads. All functions may be called from any thread at once; nothing is kept between calls.
+ * Threads. All functions may be called from several threads at the same time; nothing is kept
+ * between calls.
  *
  * Limits. Ink and sealed ink are below 2 GiB. Sealing and opening make one buffer of the result's
  * size and work at the speed of the cipher.
@@ -48,8 +49,8 @@ enum { TALVO_KEY_BYTES = 32, TALVO_PEN_BYTES = 8 };
 /* What the envelope says, without opening it. *pen: the pen's number, 8 bytes big-endian;
  * *recipient: the public key that it is sealed to, 32 bytes; *algorithm: 1, or the number of an
  * algorithm that this library cannot open. Release both buffers with FreeBuffer. Status 2 for what
- * is no envelope or lacks a part of one. Nothing of it is authenticated: only opening shows whether
- * the pen is the pen of the ink inside. */
+ * is not an envelope or lacks a part of one. Nothing of it is authenticated: only opening shows
+ * whether the pen is the pen of the ink inside. */
 int GetEncryptedDataInfo(const void* data, uint32_t size, uint8_t** pen, uint8_t** recipient,
                          uint8_t* algorithm);
 
@@ -57,19 +58,19 @@ int GetEncryptedDataInfo(const void* data, uint32_t size, uint8_t** pen, uint8_t
  * nothing. */
 int FreeBuffer(uint8_t** buffer);
 
-/* A new key pair, each key of TALVO_KEY_BYTES, from the system's random numbers. Wipe the secret key
- * when done with it. */
+/* A new key pair, each key of TALVO_KEY_BYTES, from the system's random numbers. Wipe the secret
+ * key when done with it. */
 int CreateKeyPair(uint8_t* public_key, uint8_t* secret_key);
 
 /* Seals the STF2 ink in `ink` to `public_key`. Release *out with FreeBuffer. The same ink is sealed
- * to other bytes each time. Status 2 for what is no well-formed plain ink, 1 for 32 bytes that are
+ * to other bytes each time. Status 2 for what is not well-formed plain ink, 1 for 32 bytes that are
  * no public key. */
 int SealInkData(const void* ink, uint32_t size, const uint8_t* public_key, uint8_t** out,
                 uint32_t* out_size);
 
 /* Opens sealed ink. Release *out, a complete STF2 buffer, with FreeBuffer. What is looked at first
  * decides the status:
- *   2  it is no envelope
+ *   2  it is not an envelope
  *   6  its algorithm is unknown
  *   3  it is sealed to another public key, or `secret_key` does not belong to `public_key`
  *   4  the box was changed

@@ -12,7 +12,7 @@
 //
 // Threads. Every function may be called from any thread, also from the client's own callbacks. A
 // client runs one thread for its socket, which runs no code of the owner, and one on which all
-// callbacks run, one at a time, in the order in which their causes arrived. Where the owner gives
+// callbacks run, one at a time, in the order in which their causes arrived. If the owner gives
 // a queue, callbacks are posted there instead and the second thread does not exist. So a callback
 // may send requests and wait for their replies; but while it waits no other callback runs on its
 // thread. Both threads block all signals.
@@ -43,13 +43,13 @@ class Client : boost::noncopyable {
     kWrongUser,  // another user's program listens there; nothing was sent to it
     kRefused,    // the service takes no further connection now; its message says why
     kTimedOut,   // the time given was not enough; a request may have been carried out all the same
-    kProtocol,   // the service found fault with the message, or sent what is none
-    kClosed,     // there is no connection: never made, lost, or closed by the owner. A request that
-                 // was under way may have been carried out
+    kProtocol,  // the service found fault with the message, or sent something that is not a message
+    kClosed,    // there is no connection: never made, lost, or closed by the owner. A request that
+                // was under way may have been carried out
   };
 
   // How something went. `message` is one English sentence without a full stop, for people, that
-  // names the endpoint and the system's reason; empty where all went well.
+  // names the endpoint and the system's reason; empty if all went well.
   struct Outcome {
     Error error = Error::kNone;
     std::string message;
@@ -57,9 +57,9 @@ class Client : boost::noncopyable {
     explicit operator bool() const { return error == Error::kNone; }
   };
 
-  // The service's answer to a request. Where the outcome is an error, `status` is empty and
+  // The service's answer to a request. If the outcome is an error, `status` is empty and
   // `result` null. Otherwise `status` is the service's own, as in IPC/Protocol.h: a service that
-  // refuses what was asked has answered, which is no error here.
+  // refuses what was asked has answered, and that is not an error here.
   struct Reply : Outcome {
     std::string status;
     Json::Value result;
@@ -73,7 +73,7 @@ class Client : boost::noncopyable {
   // Any callback may be empty. What an exception that leaves a callback does: on the client's own
   // thread it is logged at level 1 and ends nothing; on the owner's queue it is the owner's.
   struct Options {
-    // A notification of the service. `params` is an object, or null where there was none. Up to
+    // A notification of the service. `params` is an object, or null if there was none. Up to
     // 16 MiB of them may wait for the callback to return; a connection that brings more is ended
     // with kProtocol.
     OnNotification on_notification;
@@ -92,7 +92,7 @@ class Client : boost::noncopyable {
 
     // Whether a lost connection is made again: after `reconnect_first`, then after twice the time
     // before, up to `reconnect_longest`, until it succeeds or Close is called. Requests are not
-    // kept meanwhile: they fail at once with kClosed.
+    // kept in the meantime: they fail immediately with kClosed.
     bool reconnect = false;
     Milliseconds reconnect_first{100};
     Milliseconds reconnect_longest{5000};
@@ -108,9 +108,9 @@ class Client : boost::noncopyable {
   // is allowed.
   ~Client();
 
-  // Connects to the service that listens at the path `endpoint`, waiting at most `timeout` where
+  // Connects to the service that listens at the path `endpoint`, waiting at most `timeout` if
   // the service is there but busy; a service that is not there is not waited for. Errors:
-  // kNoService, kWrongUser, kTimedOut, or kClosed where the client is connected already or has
+  // kNoService, kWrongUser, kTimedOut, or kClosed if the client is connected already or has
   // been closed. After a failure it may be called again.
   Outcome Connect(const std::string& endpoint, Milliseconds timeout = Milliseconds(5000));
 
@@ -127,13 +127,13 @@ class Client : boost::noncopyable {
 
   // The same without waiting: `on_reply` is called once with the reply or the error, also when the
   // connection is lost or closed. Always on the thread of the callbacks, but for a client that has
-  // been closed before: there it is called at once.
+  // been closed before: then it is called within this function.
   void RequestAsync(const std::string& name, const Json::Value& params, OnReply on_reply,
                     Milliseconds timeout = Milliseconds(30000));
 
   // Ends the connection in order: waits, at most `patience`, until every open request has been
   // answered, ends what is still open with kClosed, and closes. On its return, with a thread of the
-  // client's own, every callback has returned and none will run. Where a callback itself closes the
+  // client's own, every callback has returned and none will run. If a callback itself closes the
   // client, and on a queue of the owner's, replies that wait for their callbacks still reach them
   // afterwards, but no notifications and no reports of the connection. The client stays closed:
   // make another one to connect again.

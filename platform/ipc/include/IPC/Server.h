@@ -28,11 +28,11 @@ class Server : boost::noncopyable {
    public:
     virtual ~Connection() {}
 
-    // Queues the notification `name` with the object `params` for the peer, and returns at once:
-    // never waits for the server's thread or for the peer. The notifications and replies of one
-    // calling thread reach the peer in the order of the calls. True: the message is in the
-    // connection's outbox (which does not promise that the peer reads it). False: the connection
-    // is gone or its outbox is full, and nothing of the message was sent. Any thread.
+    // Queues the notification `name` with the object `params` for the peer, and returns
+    // immediately: never waits for the server's thread or for the peer. The notifications and
+    // replies of one calling thread reach the peer in the order of the calls. True: the message is
+    // in the connection's outbox (which does not promise that the peer reads it). False: the
+    // connection is gone or its outbox is full, and nothing of the message was sent. Any thread.
     virtual bool SendNotification(const std::string& name, const Json::Value& params) = 0;
 
     // What the peer sends is one stream of bytes, and a place in it tells what came first.
@@ -48,10 +48,10 @@ class Server : boost::noncopyable {
 
   typedef boost::function<void(boost::shared_ptr<Connection>)> OnConnected;
 
-  // The end of a connection is reported once, also when the server stops. Where the owner lets go
-  // of a reference to the connection during the report, the report is repeated, until one of them
-  // lets go of none: so an owner that files several things under one connection may release one
-  // of them at each report. No request of a connection comes after its end was reported.
+  // Reports the end of a connection, also when the server stops. It is called again until a call
+  // drops no reference to the connection: so an owner that files several things under one
+  // connection may release one of them at each call. No request of a connection comes after the
+  // first report of its end.
   typedef boost::function<void(boost::shared_ptr<Connection>, const boost::system::error_code&)>
       OnDisconnected;
 
@@ -63,7 +63,7 @@ class Server : boost::noncopyable {
   // queue, and no longer.
   typedef boost::function<void(const std::string& status, const Json::Value& result)> Reply;
 
-  // `params` is an object, or null where the request had none. The requests of one connection
+  // `params` is an object, or null if the request had none. The requests of one connection
   // come in their order. A request that wants no answer has a reply function that does nothing.
   typedef boost::function<void(boost::shared_ptr<Connection>, const std::string& name,
                                const Json::Value& params, Reply reply)>
@@ -82,15 +82,15 @@ class Server : boost::noncopyable {
   // Listens on the Unix socket at the path `endpoint`, for the user of this process alone: the
   // socket's file has mode 0600 from before it can be connected to, whatever the umask. Works on
   // the calling thread and does not wait for the queue. A socket left behind by a killed process
-  // is taken over. False, with a line in the log that says why, where another server is listening
-  // there, where the path is taken by something else or by another user, is too long for a socket,
+  // is taken over. False, with a line in the log that says why, if another server is listening
+  // there, if the path is taken by something else or by another user, is too long for a socket,
   // or has no directory. To be called once.
   virtual bool Listen(const std::string& endpoint) = 0;
 
   // Ends listening and all connections. On return the end of every open connection has been
   // reported on the queue, the endpoint's file is gone (if it was still ours), and no further
   // callback will run. Needs the queue to be running, and must not be called from it; without a
-  // successful Listen, and when called again, it returns at once.
+  // successful Listen, and when called again, it returns immediately.
   virtual void Stop() = 0;
 
   virtual ~Server() {}

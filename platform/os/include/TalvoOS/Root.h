@@ -17,7 +17,7 @@ boost::filesystem::path UnderRoot(const boost::filesystem::path& path);
 
 // The home directory of the user who runs the process, from the password database (the entry of
 // the real user ID, never the environment), below the root. Looked up until it was found once.
-// False, with `home` empty, where the user has no entry or no home there. Any thread.
+// False, with `home` empty, if the user has no entry or no home there. Any thread.
 bool GetHomeDirectory(boost::filesystem::path& home);
 
 }  // namespace TalvoOS

@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(Corpus, OfTheWireBreaksNoPromise) {
+TEST(WireCorpus, OfTheWireBreaksNoPromise) {
   int files = 0;
   for (const auto& entry : boost::filesystem::directory_iterator(WIRE_CORPUS)) {
     SCOPED_TRACE(entry.path().string());
@@ -21,7 +21,7 @@ TEST(Corpus, OfTheWireBreaksNoPromise) {
 }
 
 // The same bytes in portions of any size are the same lines; and every beginning of them is safe.
-TEST(Corpus, OfTheWireMayBeCutAnywhere) {
+TEST(WireCorpus, OfTheWireMayBeCutAnywhere) {
   for (const auto& entry : boost::filesystem::directory_iterator(WIRE_CORPUS)) {
     std::string bytes = ReadFile(entry.path());
     for (std::size_t length = 1; length <= bytes.size(); ++length) {

@@ -16,9 +16,9 @@
 #include "support/Process.h"
 #include "support/TestRoot.h"
 
-class World {
+class RealService {
  public:
-  World() { StartService(); }
+  RealService() { StartService(); }
 
   void StartService() {
     daemon_ = std::make_unique<Daemon>(QUILLPOSTD, std::vector<std::string>{"--log-level", "4"});

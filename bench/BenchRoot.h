@@ -1,5 +1,5 @@
-// A throw-away world for one measurement: a root of its own with subscriptions and a store, and the
-// real quillpostd that serves it.
+// A throw-away root for one measurement, with subscriptions and a store, and the real quillpostd
+// that serves it.
 
 #pragma once
 
@@ -20,12 +20,12 @@ std::string PenSerial(std::uint64_t pen);
 std::string PageAddress(std::size_t page);
 
 // A root below `parent` that QUILLPOST_ROOT names while the object lives; removed with it.
-class World {
+class BenchRoot {
  public:
-  explicit World(const std::filesystem::path& parent);
-  ~World();
-  World(const World&) = delete;
-  World& operator=(const World&) = delete;
+  explicit BenchRoot(const std::filesystem::path& parent);
+  ~BenchRoot();
+  BenchRoot(const BenchRoot&) = delete;
+  BenchRoot& operator=(const BenchRoot&) = delete;
 
   const std::filesystem::path& path() const { return path_; }
   std::filesystem::path storage() const;
@@ -50,7 +50,8 @@ class World {
   std::filesystem::path path_;
 };
 
-// Claims a socket on which the daemon says that it is ready; the environment names it meanwhile.
+// Claims a socket on which the service says that it is ready; the environment names it while this
+// object lives.
 class ReadySocket {
  public:
   explicit ReadySocket(const std::filesystem::path& path);
@@ -58,24 +59,24 @@ class ReadySocket {
   ReadySocket(const ReadySocket&) = delete;
   ReadySocket& operator=(const ReadySocket&) = delete;
 
-  // Throws if the daemon does not say so within minutes.
+  // Throws if the service does not say so within minutes.
   void Wait() const;
 
  private:
   const int fd_;
 };
 
-// quillpostd, found beside this program, in the world that is there. Its log goes to a file.
-class Daemon : public Server {
+// quillpostd, found beside this program, in the root that is there. Its log goes to a file.
+class MeasuredService : public Server {
  public:
   // Returns when it is ready to serve. Throws if it does not start.
-  explicit Daemon(const World& world);
+  explicit MeasuredService(const BenchRoot& root);
 
   // The routing passes that its log tells of.
   std::size_t Passes() const;
 
  private:
-  Daemon(const World& world, const ReadySocket& ready);
+  MeasuredService(const BenchRoot& root, const ReadySocket& ready);
 
   const std::filesystem::path log_;
 };

@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "HostilePeer.h"
-#include "World.h"
+#include "RealService.h"
 #include "support/LogCapture.h"
 #include "support/WireClient.h"
 
@@ -47,9 +47,9 @@ unsigned Seed() {
   return seed;
 }
 
-class Hostility : public testing::Test {
+class HostileClients : public testing::Test {
  protected:
-  Hostility() {
+  HostileClients() {
     root_.Subscribe("Notes", "1.2.3.*");
     root_.Subscribe("Noise", "9.9.9.*");
     WriteFile(File("noise"), InkFile(7).AddStroke("9.9.9.9", 1000).bytes());
@@ -58,7 +58,7 @@ class Hostility : public testing::Test {
         std::vector<std::string>{QUILLPOSTD, "--log-level", "4", "--log-file", File("log")});
   }
 
-  ~Hostility() override { EndPeers(); }
+  ~HostileClients() override { EndPeers(); }
 
   std::string File(const std::string& name) const { return (root_.path() / name).string(); }
 
@@ -72,7 +72,7 @@ class Hostility : public testing::Test {
       peers_.emplace_back([this, seed = seed + i] {
         // The lowest of this machine's priorities: it is the service that is tested.
         ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 19);
-        HostilePeer peer(World::Endpoint(), "Noise", File("noise"), seed);
+        HostilePeer peer(RealService::Endpoint(), "Noise", File("noise"), seed);
         while (!over_) peer.Visit();
       });
     }
@@ -115,10 +115,10 @@ class Hostility : public testing::Test {
   Clock::duration longest_answer_{0};
 };
 
-TEST_F(Hostility, OfFiftyProgramsCostsAGoodOneNeitherAnswerNorPackage) {
+TEST_F(HostileClients, OfFiftyProgramsCostsAGoodOneNeitherAnswerNorPackage) {
   const unsigned seed = Seed();
   ASSERT_TRUE(WaitForService());
-  WireClient good(World::Endpoint());
+  WireClient good(RealService::Endpoint());
   ASSERT_EQ("Success", good.Request("EnableNotifications", Params({{"ApplicationID", "Notes"}})));
   const long idle_kib = MemoryOf(service_->pid(), "VmRSS");
 
@@ -140,7 +140,7 @@ TEST_F(Hostility, OfFiftyProgramsCostsAGoodOneNeitherAnswerNorPackage) {
   EXPECT_TRUE(Eventually([&] { return !fs::exists(page); })) << "confirmed ink leaves the store";
   service_->Signal(SIGTERM);
   EXPECT_EQ(0, service_->Wait());
-  EXPECT_FALSE(fs::exists(World::Endpoint()));
+  EXPECT_FALSE(fs::exists(RealService::Endpoint()));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "World.h"
+#include "BenchRoot.h"
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoOS/Root.h>
@@ -29,7 +29,7 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
   }
 }
 
-// The socket on which the daemon says that it is ready.
+// The socket on which the service says that it is ready.
 int BindReadySocket(const fs::path& path) {
   fs::remove(path);
   const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -58,7 +58,7 @@ std::string PageAddress(std::size_t page) {
   return "1.2." + std::to_string(page / 1000) + "." + std::to_string(page % 1000);
 }
 
-World::World(const fs::path& parent) {
+BenchRoot::BenchRoot(const fs::path& parent) {
   std::string name = (parent / "qpbench.XXXXXX").string();
   if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("can't make " + name);
   path_ = name;
@@ -69,33 +69,33 @@ World::World(const fs::path& parent) {
   fs::create_directories(subscriptions());
 }
 
-World::~World() {
+BenchRoot::~BenchRoot() {
   std::error_code ignored;
   fs::remove_all(path_, ignored);
   ::unsetenv("QUILLPOST_ROOT");
 }
 
-fs::path World::storage() const {
+fs::path BenchRoot::storage() const {
   return OwnFolder() / "Storage";
 }
 
-fs::path World::scratch() const {
+fs::path BenchRoot::scratch() const {
   return OwnFolder() / "Temp";
 }
 
-fs::path World::subscriptions() const {
+fs::path BenchRoot::subscriptions() const {
   return path_ / "Library/Preferences/Talvo/Quillpost/Subscriptions";
 }
 
-void World::Subscribe(std::size_t applications) const {
+void BenchRoot::Subscribe(std::size_t applications) const {
   for (std::size_t i = 0; i < applications; ++i) {
     WriteFile(subscriptions() / ("app" + std::to_string(i)),
               R"({"Path":"/bin/true","Title":"An application","PageAddresses":["1.2.*.*"]})");
   }
 }
 
-std::vector<fs::path> World::FillStore(std::uint64_t pen, std::size_t strokes, std::size_t pages,
-                                       std::size_t bytes) const {
+std::vector<fs::path> BenchRoot::FillStore(std::uint64_t pen, std::size_t strokes,
+                                           std::size_t pages, std::size_t bytes) const {
   const std::string content(bytes, 'x');
   const fs::path directory = storage() / PenSerial(pen);
   for (std::size_t page = 0; page < pages; ++page) {
@@ -110,8 +110,8 @@ std::vector<fs::path> World::FillStore(std::uint64_t pen, std::size_t strokes, s
   return files;
 }
 
-void World::WriteArchive(std::uint64_t pen, const std::vector<fs::path>& strokes,
-                         std::size_t applications, Strokes state) const {
+void BenchRoot::WriteArchive(std::uint64_t pen, const std::vector<fs::path>& strokes,
+                             std::size_t applications, Strokes state) const {
   TalvoQuillpost::Storage::StrokeMap table;
   TalvoQuillpost::Storage::RoutingInfo_App claim;
   claim.delivered = state == Strokes::kReceived;
@@ -137,16 +137,17 @@ void ReadySocket::Wait() const {
   if (::poll(&wait, 1, kReadyTimeoutMs) != 1) throw std::runtime_error("quillpostd does not start");
 }
 
-Daemon::Daemon(const World& world) : Daemon(world, ReadySocket(world.path() / "ready")) {}
+MeasuredService::MeasuredService(const BenchRoot& root)
+    : MeasuredService(root, ReadySocket(root.path() / "ready")) {}
 
-Daemon::Daemon(const World& world, const ReadySocket& ready)
+MeasuredService::MeasuredService(const BenchRoot& root, const ReadySocket& ready)
     : Server({fs::read_symlink("/proc/self/exe").parent_path() / "quillpostd"},
-             world.path() / "log"),
-      log_(world.path() / "log") {
+             root.path() / "log"),
+      log_(root.path() / "log") {
   ready.Wait();
 }
 
-std::size_t Daemon::Passes() const {
+std::size_t MeasuredService::Passes() const {
   std::ifstream file(log_);
   std::size_t passes = 0;
   for (std::string line; std::getline(file, line);) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-class Request : public testing::Test {
+class WireRequest : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(server_.Listen());
@@ -39,14 +39,14 @@ class Request : public testing::Test {
 
 const char kBadId[] = R"(\"id\" must be a string of at most 128 bytes or an integer within 2^53-1)";
 
-TEST_F(Request, IsAnsweredWithStatusAndResult) {
+TEST_F(WireRequest, IsAnsweredWithStatusAndResult) {
   EXPECT_EQ(
       Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo","params":{"Page":"1.2.3.4"}})"),
       R"({"jsonrpc":"2.0","id":1,"result":{"status":"Success","result":{"Page":"1.2.3.4"}}})");
 }
 
 // Two requests in one write, with a blank line between them, and a third that is not complete.
-TEST_F(Request, EndsAtAPlaceInAllThatItsPeerHasSent) {
+TEST_F(WireRequest, EndsAtAPlaceInAllThatItsPeerHasSent) {
   const std::string line = R"({"jsonrpc":"2.0","method":"Hold"})";
   const std::string sent = line + "\n\n" + line + "\r\n" + line;
   client_->SendBytes(sent);
@@ -58,8 +58,9 @@ TEST_F(Request, EndsAtAPlaceInAllThatItsPeerHasSent) {
 }
 
 // The server's thread is busy: what the peer sends has arrived all the same, and counts.
-TEST_F(Request, HasArrivedBeforeItIsRead) {
-  const std::string line = R"({"jsonrpc":"2.0","method":"Hold"})" "\n";
+TEST_F(WireRequest, HasArrivedBeforeItIsRead) {
+  const std::string line = R"({"jsonrpc":"2.0","method":"Hold"})"
+                           "\n";
   client_->SendBytes(line);
   ASSERT_TRUE(Eventually([&] { return server_.ends_of_requests().size() == 1; }));
   server_.BetweenCallbacks([&] {
@@ -70,19 +71,19 @@ TEST_F(Request, HasArrivedBeforeItIsRead) {
   EXPECT_EQ(server_.ends_of_requests().at(1), 2 * line.size());
 }
 
-TEST_F(Request, AnUnknownMethodIsAStatusAndNoError) {
+TEST_F(WireRequest, AnUnknownMethodIsAStatusAndNoError) {
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Draw"})"),
             R"({"jsonrpc":"2.0","id":1,"result":{"status":"NotSupported","result":null}})");
 }
 
-TEST_F(Request, ParamsMayBeAbsentNullOrAnObject) {
+TEST_F(WireRequest, ParamsMayBeAbsentNullOrAnObject) {
   for (const char* params : {"", R"(,"params":null)", R"(,"params":{})"}) {
     EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Draw")" + std::string(params) + "}"),
               R"({"jsonrpc":"2.0","id":1,"result":{"status":"NotSupported","result":null}})");
   }
 }
 
-TEST_F(Request, OtherParamsAreRefused) {
+TEST_F(WireRequest, OtherParamsAreRefused) {
   for (const char* params : {"[]", "1", "\"x\"", "true"}) {
     EXPECT_EQ(
         Ask(R"({"jsonrpc":"2.0","id":"a","method":"Echo","params":)" + std::string(params) + "}"),
@@ -90,20 +91,20 @@ TEST_F(Request, OtherParamsAreRefused) {
   }
 }
 
-TEST_F(Request, OtherParamsWithoutAnIdAreNotAnswered) {
+TEST_F(WireRequest, OtherParamsWithoutAnIdAreNotAnswered) {
   client_->SendBytes(R"({"jsonrpc":"2.0","method":"Echo","params":[]})"
                      "\n");
   ExpectNothingPending();
   EXPECT_EQ(server_.requests(), std::vector<std::string>{"Echo"});
 }
 
-TEST_F(Request, WithoutIdIsCarriedOutAndNotAnswered) {
+TEST_F(WireRequest, WithoutIdIsCarriedOutAndNotAnswered) {
   client_->SendBytes("{\"jsonrpc\":\"2.0\",\"method\":\"Draw\"}\n");
   ExpectNothingPending();
   EXPECT_EQ(server_.requests(), (std::vector<std::string>{"Draw", "Echo"}));
 }
 
-TEST_F(Request, AnIdIsEchoedWithItsType) {
+TEST_F(WireRequest, AnIdIsEchoedWithItsType) {
   for (const std::string& id :
        {std::string("0"), std::string("-7"), std::string("9007199254740991"),
         std::string("-9007199254740991"), std::string("\"\""), std::string("\"7\""),
@@ -114,7 +115,7 @@ TEST_F(Request, AnIdIsEchoedWithItsType) {
   }
 }
 
-TEST_F(Request, EveryOtherIdIsRefusedWithIdNull) {
+TEST_F(WireRequest, EveryOtherIdIsRefusedWithIdNull) {
   for (const std::string& id :
        {std::string("null"), std::string("1.0"), std::string("1e2"), std::string("true"),
         std::string("[]"), std::string("{}"), std::string("9007199254740992"),
@@ -128,7 +129,7 @@ TEST_F(Request, EveryOtherIdIsRefusedWithIdNull) {
   EXPECT_TRUE(server_.requests().empty());
 }
 
-TEST_F(Request, MissingAndWrongMembersAreRefusedWithTheirId) {
+TEST_F(WireRequest, MissingAndWrongMembersAreRefusedWithTheirId) {
   const std::string version = R"(\"jsonrpc\" must be \"2.0\")";
   const std::string method = R"(\"method\" must be a string)";
   EXPECT_EQ(Ask(R"({"id":5,"method":"Echo"})"), Error("5", -32600, version));
@@ -140,23 +141,23 @@ TEST_F(Request, MissingAndWrongMembersAreRefusedWithTheirId) {
   EXPECT_EQ(Ask("{}"), Error("null", -32600, version));
 }
 
-TEST_F(Request, AWrongMemberOutweighsWrongParams) {
+TEST_F(WireRequest, AWrongMemberOutweighsWrongParams) {
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":5,"params":[]})"),
             Error("5", -32600, R"(\"method\" must be a string)"));
 }
 
-TEST_F(Request, MembersOfOtherNamesAreIgnored) {
+TEST_F(WireRequest, MembersOfOtherNamesAreIgnored) {
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Draw","Ink":[1]})"),
             R"({"jsonrpc":"2.0","id":1,"result":{"status":"NotSupported","result":null}})");
 }
 
-TEST_F(Request, ABatchIsRefused) {
+TEST_F(WireRequest, ABatchIsRefused) {
   EXPECT_EQ(Ask(R"([{"jsonrpc":"2.0","id":1,"method":"Echo"}])"),
             Error("null", -32600, "batches are not supported"));
   EXPECT_EQ(Ask("\"Echo\""), Error("null", -32600, "a request is an object"));
 }
 
-TEST_F(Request, WhatIsNotJsonIsRefusedAndTheConnectionGoesOn) {
+TEST_F(WireRequest, WhatIsNotJsonIsRefusedAndTheConnectionGoesOn) {
   EXPECT_EQ(Ask("Hello?"), Error("null", -32700, "not JSON: unexpected text at byte 1"));
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo",})"),
             Error("null", -32700, "not JSON: expected a member's name at byte 41"));
@@ -171,7 +172,7 @@ TEST_F(Request, WhatIsNotJsonIsRefusedAndTheConnectionGoesOn) {
   ExpectNothingPending();
 }
 
-TEST_F(Request, TooDeepNestingIsNotJson) {
+TEST_F(WireRequest, TooDeepNestingIsNotJson) {
   // The request and its params are two of the 64.
   const auto nested = [](int depth) {
     return R"({"jsonrpc":"2.0","id":1,"method":"Draw","params":{"x":)" + std::string(depth, '[') +
@@ -183,14 +184,14 @@ TEST_F(Request, TooDeepNestingIsNotJson) {
             Error("null", -32700, "not JSON: more than 64 values within each other at byte 117"));
 }
 
-TEST_F(Request, BlankLinesAndCarriageReturnsAreIgnored) {
+TEST_F(WireRequest, BlankLinesAndCarriageReturnsAreIgnored) {
   client_->SendBytes("\n\r\n \t \n");
   EXPECT_EQ(Ask(" {\"jsonrpc\":\"2.0\",\t\"id\":1,\r\"method\":\"Draw\"} \r"),
             R"({"jsonrpc":"2.0","id":1,"result":{"status":"NotSupported","result":null}})");
   ExpectNothingPending();
 }
 
-TEST_F(Request, OutputIsValidUtf8InOneLineWhateverTheOwnerSends) {
+TEST_F(WireRequest, OutputIsValidUtf8InOneLineWhateverTheOwnerSends) {
   ASSERT_TRUE(Eventually([&] { return server_.connected() == 1; }));
   server_.connections().at(0)->SendNotification("Note", Params({{"Path", "in\xFFk\n.stf2"}}));
   EXPECT_EQ(client_->WaitForLine(),
@@ -198,7 +199,7 @@ TEST_F(Request, OutputIsValidUtf8InOneLineWhateverTheOwnerSends) {
             "\"in\xEF\xBF\xBDk\\u000a.stf2\"}}");
 }
 
-TEST_F(Request, AnOverLongLineIsAnsweredAndEndsTheConnection) {
+TEST_F(WireRequest, AnOverLongLineIsAnsweredAndEndsTheConnection) {
   client_->SendBytes(std::string(IPC::kMaxLineBytes, 'x'));  // without an LF
   EXPECT_EQ(client_->WaitForLine(), Error("null", -32600, "a line holds at most 1048576 bytes"));
   EXPECT_EQ(client_->WaitForLine(), "");
@@ -207,7 +208,7 @@ TEST_F(Request, AnOverLongLineIsAnsweredAndEndsTheConnection) {
       2, "Quillpost:Test ended a connection that sent a line of more than 1048576 bytes"));
 }
 
-TEST_F(Request, ALineOfTheFullLengthIsAnswered) {
+TEST_F(WireRequest, ALineOfTheFullLengthIsAnswered) {
   std::string line = R"({"jsonrpc":"2.0","id":1,"method":"Draw","params":{"x":")";
   line += std::string(IPC::kMaxLineBytes - line.size() - 4, 'x') + "\"}}";
   ASSERT_EQ(line.size() + 1, IPC::kMaxLineBytes);
@@ -215,7 +216,7 @@ TEST_F(Request, ALineOfTheFullLengthIsAnswered) {
             R"({"jsonrpc":"2.0","id":1,"result":{"status":"NotSupported","result":null}})");
 }
 
-TEST_F(Request, TenBadLinesInARowEndTheConnection) {
+TEST_F(WireRequest, TenBadLinesInARowEndTheConnection) {
   for (int i = 0; i < 9; ++i) ASSERT_NE(Ask("x"), "");
   ExpectNothingPending();  // a good one, from which counting begins anew
   for (int i = 0; i < 9; ++i) ASSERT_NE(Ask(i % 2 ? "x" : "[]"), "");
@@ -228,14 +229,14 @@ TEST_F(Request, TenBadLinesInARowEndTheConnection) {
   EXPECT_EQ(server_.requests(), std::vector<std::string>{"Echo"});
 }
 
-TEST_F(Request, WrongParamsAreNoBadLines) {
+TEST_F(WireRequest, WrongParamsAreNoBadLines) {
   for (int i = 0; i < 20; ++i)
     ASSERT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo","params":[]})"),
               Error("1", -32602, R"(\"params\" must be an object)"));
   ExpectNothingPending();
 }
 
-TEST_F(Request, WrongParamsEndARowOfBadLines) {
+TEST_F(WireRequest, WrongParamsEndARowOfBadLines) {
   for (int i = 0; i < 9; ++i) ASSERT_NE(Ask("x"), "");
   ASSERT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo","params":[]})"),
             Error("1", -32602, R"(\"params\" must be an object)"));
@@ -246,14 +247,14 @@ TEST_F(Request, WrongParamsEndARowOfBadLines) {
   ExpectNothingPending();
 }
 
-TEST_F(Request, AnExceptionOfTheOwnerIsAnsweredFailedAndLogged) {
+TEST_F(WireRequest, AnExceptionOfTheOwnerIsAnsweredFailedAndLogged) {
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Throw"})"),
             R"({"jsonrpc":"2.0","id":1,"result":{"status":"Failed","result":null}})");
   EXPECT_TRUE(server_.log().Has(1, "Quillpost:Test: the request Throw failed: no ink"));
   ExpectNothingPending();
 }
 
-TEST_F(Request, AReplyThatFitsNoLineIsAnsweredFailed) {
+TEST_F(WireRequest, AReplyThatFitsNoLineIsAnsweredFailed) {
   // Each byte of the string takes six when it is written.
   const std::string ink(300000, '\x7f');
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo","params":{"Ink":")" + ink + "\"}}"),

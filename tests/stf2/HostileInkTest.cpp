@@ -13,13 +13,13 @@
 
 namespace {
 
-TEST(Hostile, TheSeedsThemselvesAreInk) {
+TEST(HostileInk, TheSeedsThemselvesAreInk) {
   for (const auto& [name, bytes] : InkSeeds()) {
     EXPECT_EQ(WalkInk(bytes.data(), bytes.size()), STF2_SUCCESS) << name;
   }
 }
 
-TEST(Hostile, EveryTruncationIsReadOrRefused) {
+TEST(HostileInk, EveryTruncationIsReadOrRefused) {
   for (const auto& [name, bytes] : InkSeeds()) {
     for (std::size_t size = 0; size < bytes.size(); ++size) {
       const std::vector<std::uint8_t> cut(bytes.begin(),
@@ -32,7 +32,7 @@ TEST(Hostile, EveryTruncationIsReadOrRefused) {
 }
 
 // The tail of a file that a writer puts its strings and samples into cannot be missed.
-TEST(Hostile, AFileThatLacksItsLastSampleIsMalformed) {
+TEST(HostileInk, AFileThatLacksItsLastSampleIsMalformed) {
   for (const auto& [name, bytes] : InkSeeds()) {
     if (name == "empty") continue;
     const std::vector<std::uint8_t> cut(bytes.begin(), bytes.end() - 16);
@@ -40,7 +40,7 @@ TEST(Hostile, AFileThatLacksItsLastSampleIsMalformed) {
   }
 }
 
-TEST(Hostile, EveryChangeOfOneByteIsReadOrRefused) {
+TEST(HostileInk, EveryChangeOfOneByteIsReadOrRefused) {
   const std::vector<std::uint8_t> bytes = InkSeeds().at("stroke");
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     for (const int value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
@@ -52,7 +52,7 @@ TEST(Hostile, EveryChangeOfOneByteIsReadOrRefused) {
   }
 }
 
-TEST(Hostile, RandomMutationsAreReadOrRefused) {
+TEST(HostileInk, RandomMutationsAreReadOrRefused) {
   std::mt19937 random(20260131);
   const auto seeds = InkSeeds();
   int opened = 0;

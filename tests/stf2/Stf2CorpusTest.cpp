@@ -27,15 +27,15 @@ int Replay(const char* corpus, int (*walk)(const std::uint8_t*, std::size_t)) {
   return files;
 }
 
-TEST(Corpus, OfInkIsWalkedWithoutABrokenPromise) {
+TEST(Stf2Corpus, OfInkIsWalkedWithoutABrokenPromise) {
   EXPECT_GE(Replay("stf2", WalkInk), 5);
 }
 
-TEST(Corpus, OfSealedInkIsWalkedWithoutABrokenPromise) {
+TEST(Stf2Corpus, OfSealedInkIsWalkedWithoutABrokenPromise) {
   EXPECT_GE(Replay("sealed", WalkSealed), 5);
 }
 
-TEST(Corpus, OfInkHoldsTheSeeds) {
+TEST(Stf2Corpus, OfInkHoldsTheSeeds) {
   for (const auto& [name, bytes] : InkSeeds()) {
     const std::string text = ReadFile(boost::filesystem::path(QUILLPOST_CORPUS) / "stf2" / name);
     EXPECT_TRUE(
@@ -45,7 +45,7 @@ TEST(Corpus, OfInkHoldsTheSeeds) {
   }
 }
 
-TEST(Corpus, OfSealedInkOpens) {
+TEST(Stf2Corpus, OfSealedInkOpens) {
   for (const auto& [name, unused] : InkSeeds()) {
     const std::string text = ReadFile(boost::filesystem::path(QUILLPOST_CORPUS) / "sealed" / name);
     const std::vector<std::uint8_t> bytes(text.begin(), text.end());

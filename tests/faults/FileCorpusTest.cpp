@@ -44,20 +44,20 @@ void Damage(const char* corpus, const char* name, Walk walk) {
 
 }  // namespace
 
-TEST(Corpus, OfSubscriptionsBreaksNoPromise) {
+TEST(FileCorpus, OfSubscriptionsBreaksNoPromise) {
   EXPECT_GE(Replay("subscription", WalkSubscription), 6);
 }
 
-TEST(Corpus, OfRoutingInfoBreaksNoPromise) {
+TEST(FileCorpus, OfRoutingInfoBreaksNoPromise) {
   EXPECT_GE(Replay("routinginfo", WalkRoutingInfo), 5);
 }
 
-TEST(Corpus, OfSubscriptionsMayBeDamagedAnywhere) {
+TEST(FileCorpus, OfSubscriptionsMayBeDamagedAnywhere) {
   Damage("subscription", "plain", WalkSubscription);
   Damage("subscription", "comments", WalkSubscription);
 }
 
-TEST(Corpus, OfRoutingInfoMayBeDamagedAnywhere) {
+TEST(FileCorpus, OfRoutingInfoMayBeDamagedAnywhere) {
   for (const char* name : {"one", "two", "unfinished"}) {
     Damage("routinginfo", name, WalkRoutingInfo);
   }

@@ -18,9 +18,9 @@ using testing::HasSubstr;
 
 namespace {
 
-class Watch : public testing::Test {
+class WatchCommand : public testing::Test {
  protected:
-  Watch() { fs::create_directory(directory()); }
+  WatchCommand() { fs::create_directory(directory()); }
 
   fs::path directory() const { return root_.path() / "ink"; }
   std::string path(const std::string& name) const { return (directory() / name).string(); }
@@ -45,7 +45,7 @@ class Watch : public testing::Test {
 
 }  // namespace
 
-TEST_F(Watch, TakesWhatIsThereAndWhatAppears) {
+TEST_F(WatchCommand, TakesWhatIsThereAndWhatAppears) {
   Daemon daemon(QUILLPOSTD);
   WriteFile(path("first.stf2"), Ink());
   Process watch({QUILLPOST, "watch", directory().string()});
@@ -62,7 +62,7 @@ TEST_F(Watch, TakesWhatIsThereAndWhatAppears) {
   EXPECT_EQ(3, StoredFiles());
 }
 
-TEST_F(Watch, TakesAFileWhenItsWriterHasClosedIt) {
+TEST_F(WatchCommand, TakesAFileWhenItsWriterHasClosedIt) {
   Daemon daemon(QUILLPOSTD);
   const std::string ink = Ink();
   // Not for the program that is started to inherit.
@@ -77,7 +77,7 @@ TEST_F(Watch, TakesAFileWhenItsWriterHasClosedIt) {
   EXPECT_TRUE(watch.WaitForOutput("Success " + path("slow.stf2") + "\n")) << watch.error();
 }
 
-TEST_F(Watch, MovesWhatIsRefusedAsideAndSaysWhy) {
+TEST_F(WatchCommand, MovesWhatIsRefusedAsideAndSaysWhy) {
   Daemon daemon(QUILLPOSTD);
   WriteFile(path("bad.stf2"), "not ink");
   WriteFile(path("good.stf2"), Ink());
@@ -96,7 +96,7 @@ TEST_F(Watch, MovesWhatIsRefusedAsideAndSaysWhy) {
   EXPECT_EQ("the file is not ink in STF2", line["reason"].asString());
 }
 
-TEST_F(Watch, LeavesOtherFilesAndFoldersAlone) {
+TEST_F(WatchCommand, LeavesOtherFilesAndFoldersAlone) {
   Daemon daemon(QUILLPOSTD);
   WriteFile(path("letter.txt"), "text");
   WriteFile(path(".hidden.stf2"), Ink());
@@ -110,7 +110,7 @@ TEST_F(Watch, LeavesOtherFilesAndFoldersAlone) {
   }
 }
 
-TEST_F(Watch, ConvertsOnTheWay) {
+TEST_F(WatchCommand, ConvertsOnTheWay) {
   Daemon daemon(QUILLPOSTD);
   fs::copy_file(SAMPLES "/note.inkml", path("note.inkml"));
   WriteFile(path("broken.inkml"), "not ink");
@@ -122,14 +122,14 @@ TEST_F(Watch, ConvertsOnTheWay) {
   EXPECT_EQ(1, StoredFiles());
 }
 
-TEST_F(Watch, WithoutAServiceInkStaysWhereItIs) {
+TEST_F(WatchCommand, WithoutAServiceInkStaysWhereItIs) {
   WriteFile(path("first.stf2"), Ink());
   const Finished watch = WatchOnce();
   EXPECT_EQ(3, watch.status);
   EXPECT_TRUE(fs::exists(path("first.stf2")));
 }
 
-TEST_F(Watch, WaitsForTheService) {
+TEST_F(WatchCommand, WaitsForTheService) {
   WriteFile(path("first.stf2"), Ink());
   Process watch({QUILLPOST, "watch", directory().string()});
   {
@@ -142,7 +142,7 @@ TEST_F(Watch, WaitsForTheService) {
   EXPECT_TRUE(watch.WaitForOutput("Success " + path("second.stf2") + "\n"));
 }
 
-TEST_F(Watch, EndsWhenItsDirectoryGoes) {
+TEST_F(WatchCommand, EndsWhenItsDirectoryGoes) {
   Process watch({QUILLPOST, "watch", directory().string()});
   // It watches when it has taken a file, and needs no service to see the directory go.
   Daemon daemon(QUILLPOSTD);
@@ -155,7 +155,7 @@ TEST_F(Watch, EndsWhenItsDirectoryGoes) {
             watch.error().substr(watch.error().rfind("quillpost: ")));
 }
 
-TEST_F(Watch, ADirectoryThatIsNotThereIsAComplaint) {
+TEST_F(WatchCommand, ADirectoryThatIsNotThereIsAComplaint) {
   const Finished watch = RunToEnd({QUILLPOST, "watch", path("missing")});
   EXPECT_EQ(1, watch.status);
   EXPECT_EQ("quillpost: " + path("missing") + ": No such file or directory\n", watch.error);
