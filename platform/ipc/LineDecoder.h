@@ -27,6 +27,12 @@ class LineDecoder {
   // blanks (space, tab, CR) alone are passed over.
   Result Next(std::string_view& line);
 
+  // How many of the bytes that have been taken lie from the beginning of a line, which Next gave,
+  // to the end.
+  std::size_t CountFrom(std::string_view line) const {
+    return static_cast<std::size_t>(bytes_.data() + bytes_.size() - line.data());
+  }
+
   // The bytes that have been taken and not been given as lines.
   std::size_t size() const { return bytes_.size() - begin_; }
 

@@ -49,6 +49,7 @@ void LineStream::Turn() {
     std::string_view line;
     switch (decoder_.Next(line)) {
       case LineDecoder::Result::kLine:
+        line_begin_ = read_bytes_ - decoder_.CountFrom(line) + line.find_first_not_of(" \t\r");
         OnLine(line);
         break;
       case LineDecoder::Result::kTooLong:
@@ -158,13 +159,14 @@ void LineStream::Resume() {
 //     of the line goes into the outbox before the mutex is released, and writing_ becomes true.
 //   - Write, on the queue, from then on until it finds the outbox empty under the mutex. All that
 //     is sent meanwhile is appended to the outbox, behind the rest of the line.
-bool LineStream::Send(const std::string& line) {
+bool LineStream::Send(const std::string& line, std::uint64_t* arrived_bytes) {
   bool overflow = false;
   bool exceeded = false;
   bool start_writing = false;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (sealed_) return false;
+    if (arrived_bytes != nullptr) *arrived_bytes = CountArrivedBytes();
     overflow = unsent_bytes_ + line.size() > kMaxOutboxBytes;
     if (overflow) {
       if (!patience_.overflow_ends) return false;

@@ -53,17 +53,15 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // Sends a whole line, with its LF, behind those that were sent before, or files it in the outbox,
   // which the queue writes out; never waits. False: nothing of it was or will be sent, because the
   // stream has ended or sends no more, or because the outbox would hold more than kMaxOutboxBytes,
-  // which may end the stream.
-  bool Send(const std::string& line);
+  // which may end the stream. `arrived_bytes`, if given, gets the number of bytes that had reached
+  // this end of the socket by then, read or not.
+  bool Send(const std::string& line, std::uint64_t* arrived_bytes = nullptr);
 
   // Whether Send may still take something. Any thread.
   bool IsSending() const;
 
   // Its part of the room. Any thread.
   std::size_t HeldBytes() const;
-
-  // The bytes that have reached this end of the socket since it was taken, read or not. Any thread.
-  std::uint64_t CountArrivedBytes() const;
 
   // Ends the stream immediately: what is in the outbox is lost. OnEnd is called before this
   // returns. On the queue; does nothing if the stream has ended already.
@@ -98,8 +96,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   bool is_open() const { return socket_.has_value(); }
   boost::asio::io_service& queue() { return queue_; }
 
-  // In OnLine: how many bytes of all that arrived lie up to the end of the line.
-  std::uint64_t FindEndOfLine() const { return read_bytes_ - decoder_.size(); }
+  // In OnLine: the place of the line's first byte that is not blank, in all bytes that arrived.
+  std::uint64_t line_begin() const { return line_begin_; }
 
   // From now on no line is handed on or read, until Resume. A peer that goes away in the meantime
   // ends the stream all the same.
@@ -118,6 +116,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   void OnReadable(const boost::system::error_code& error);
   void OnEndOfInput();
   bool HasPeerGone();
+  std::uint64_t CountArrivedBytes() const;
   void WatchForPeerGone();
   void Overflow();
   void HoldInput(std::size_t bytes);
@@ -135,6 +134,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   std::optional<boost::asio::steady_timer> stall_timer_;
   std::array<char, 16 * 1024> input_;
   LineDecoder decoder_;
+  std::uint64_t line_begin_ = 0;
   bool busy_ = false;           // a read or a turn is under way
   bool paused_ = false;         // by Pause
   bool input_ended_ = false;    // the peer sends no more

@@ -28,19 +28,15 @@ class SessionConnection : public Server::Connection {
  public:
   explicit SessionConnection(std::weak_ptr<Session> session) : session_(std::move(session)) {}
 
-  bool SendNotification(const std::string& name, const Json::Value& params) override {
+  bool SendNotification(const std::string& name, const Json::Value& params,
+                        std::uint64_t* sent_by_peer) override {
     const std::shared_ptr<Session> session = session_.lock();
-    return session && session->Notify(name, params);
+    return session && session->Notify(name, params, sent_by_peer);
   }
 
-  std::uint64_t CountArrivedBytes() const override {
+  std::uint64_t BeginOfRequest() const override {
     const std::shared_ptr<Session> session = session_.lock();
-    return session ? session->CountArrivedBytes() : 0;
-  }
-
-  std::uint64_t FindEndOfRequest() const override {
-    const std::shared_ptr<Session> session = session_.lock();
-    return session ? session->FindEndOfRequest() : 0;
+    return session ? session->BeginOfRequest() : 0;
   }
 
  private:
@@ -189,9 +185,10 @@ void Session::GoOnAfterReplies() {
   if (unanswered_ == 0 && peer_finished_) Finish(boost::asio::error::eof);
 }
 
-bool Session::Notify(const std::string& name, const Json::Value& params) {
+bool Session::Notify(const std::string& name, const Json::Value& params,
+                     std::uint64_t* sent_by_peer) {
   const std::string line = NotificationLine(name, params);
-  return line.size() <= kMaxLineBytes && Send(line);
+  return line.size() <= kMaxLineBytes && Send(line, sent_by_peer);
 }
 
 // ---- Ending

@@ -57,10 +57,10 @@ class Session : public LineStream {
   std::size_t UnfinishedBytes() const { return unfinished_bytes_; }
 
   // As in Server::Connection. While a request is handed on.
-  std::uint64_t FindEndOfRequest() const { return FindEndOfLine(); }
+  std::uint64_t BeginOfRequest() const { return line_begin(); }
 
   // Sends a notification; false as in Server::Connection. Any thread.
-  bool Notify(const std::string& name, const Json::Value& params);
+  bool Notify(const std::string& name, const Json::Value& params, std::uint64_t* sent_by_peer);
 
  private:
   Session(boost::asio::io_service& queue, Descriptor socket, Host& host,

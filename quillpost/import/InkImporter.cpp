@@ -94,7 +94,7 @@ bool IsStroke(const InkItemHandle* item) {
 
 }  // namespace
 
-InkImporter::InkImporter(const EventQueue& queue, const boost::function<void()>& on_stored)
+InkImporter::InkImporter(EventQueue& queue, const boost::function<void()>& on_stored)
     : queue_(queue), on_stored_(on_stored) {}
 
 bool InkImporter::ImportSTF2File(const fs::path& file) {
@@ -106,15 +106,23 @@ bool InkImporter::ImportSTF2File(const fs::path& file) {
 }
 
 void InkImporter::Import(const fs::path& file, const ImportGroup::Done& done) {
-  --expected_;
   const std::size_t before = group_.size();
   Common::RunJob("import", [&] { Read(file, group_, done); });
   // If memory ran out it may not have come into the group; it is answered all the same.
   if (group_.size() == before) Common::RunJob("answer of an import", [&] { done(false); });
-  if (expected_ == 0 || group_.IsFull() || queue_.IsStopped()) Commit();
+  if (group_.IsFull() || queue_.IsStopped()) return Commit();
+  if (is_commit_queued_) return;
+  // The commit waits behind the imports that are queued by now, so that it serves them, too.
+  is_commit_queued_ = true;
+  try {
+    queue_.Post("commit of imports", [this] { Commit(); });
+  } catch (...) {
+    Commit();  // out of memory
+  }
 }
 
 void InkImporter::Commit() {
+  is_commit_queued_ = false;
   group_.Commit(on_stored_);
 }
 

@@ -9,7 +9,6 @@
 
 #include <Stf2.h>
 
-#include <atomic>
 #include <boost/filesystem/path.hpp>
 #include <boost/function.hpp>
 #include <boost/noncopyable.hpp>
@@ -25,17 +24,13 @@ namespace TalvoQuillpost {
 
 class InkImporter : boost::noncopyable {
  public:
-  // An import ends between two pages some time after `queue`, which runs the importer thread, was
-  // stopped. `on_stored` is called there after a commit that has stored ink, before its imports are
-  // answered.
-  InkImporter(const EventQueue& queue, const boost::function<void()>& on_stored);
+  // `queue` runs the importer thread. Once it has stopped, an import ends at its next page when the
+  // grace period is over. `on_stored` is called there after a commit that has stored ink, before
+  // its imports are answered.
+  InkImporter(EventQueue& queue, const boost::function<void()>& on_stored);
 
-  // One more import is going to be queued, or could not be. Any thread. To be called before the job
-  // that calls Import is posted: an import waits to be committed with those that are expected.
-  void Expect() { ++expected_; }
-  void ExpectNoMore() { --expected_; }
-
-  // An import that was expected. `done` is called after its commit, in the order of the calls.
+  // Reads a file. It is committed together with the imports that are queued by now, which are read
+  // first; `done` is called after that, in the order of the calls.
   void Import(const boost::filesystem::path& file, const ImportGroup::Done& done);
 
   // Commits the imports that wait, and answers them.
@@ -55,7 +50,7 @@ class InkImporter : boost::noncopyable {
                          unsigned long long last_time);
 
  private:
-  // The file that is being read; no strokes if none is.
+  // The file that is being read; `strokes` is null between imports.
   struct ImportUnderWay {
     boost::filesystem::path file;
     Storage::NewStrokes* strokes = nullptr;
@@ -76,10 +71,10 @@ class InkImporter : boost::noncopyable {
   bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
                    std::size_t size_bytes);
 
-  const EventQueue& queue_;
+  EventQueue& queue_;
   const boost::function<void()> on_stored_;
-  std::atomic<int> expected_{0};  // queued, and not begun
-  ImportGroup group_;             // read, and not committed
+  ImportGroup group_;              // read, and not committed
+  bool is_commit_queued_ = false;  // behind the imports that were queued then
   ImportUnderWay import_;
 };
 

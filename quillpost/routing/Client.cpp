@@ -12,13 +12,16 @@ typedef boost::lock_guard<boost::mutex> Lock;
 Client::Client() : delivery_thread(&Client::Delivery, this) {}
 
 Client::~Client() {
-  QUILLPOST_ASSERT(false == delivery_thread.joinable());
+  // A mistake of the service, which owns its clients: the text names the place where it is at
+  // fault.
+  if (false == delivery_thread.joinable()) return;
+  Common::FailAssertion("false == delivery_thread.joinable()", __func__, "Service.cpp", __LINE__);
 }
 
-bool Client::CanMeanPackage(const std::string& pen, std::uint64_t confirmation_end) {
+bool Client::IsForPackage(const std::string& pen, std::uint64_t confirmation_begin) {
   const Lock lock(packages_mutex);
   const auto package = packages.find(pen);
-  return package != packages.end() && confirmation_end > package->second.sent_before_bytes;
+  return package != packages.end() && confirmation_begin >= package->second.sent_before_bytes;
 }
 
 void Client::DropPackages() {

@@ -31,8 +31,8 @@ struct Client : boost::noncopyable {
     std::set<Storage::StrokeID> strokes;
     std::set<std::string> page_addresses;
     boost::filesystem::path path;  // the package file
-    // What the application had sent before it could know of the package, in bytes of its
-    // connection: a confirmation among them means another package.
+    // The bytes that the application had sent when the package was offered: a confirmation that
+    // begins among them is for an earlier package. Belongs to the delivery thread.
     std::uint64_t sent_before_bytes = 0;
   };
 
@@ -42,9 +42,10 @@ struct Client : boost::noncopyable {
   // The delivery thread must have been joined: anything else is a fatal assertion.
   ~Client();
 
-  // Whether a confirmation that ends at that byte of the connection can mean the package of the
-  // pen that is on its way: not if it arrived before the package was offered. Any thread.
-  bool CanMeanPackage(const std::string& pen, std::uint64_t confirmation_end);
+  // Whether a confirmation that begins at that byte of the connection is for the pen's open
+  // package: false if the application began to send it before the package was offered. On the
+  // delivery thread.
+  bool IsForPackage(const std::string& pen, std::uint64_t confirmation_begin);
 
   // Deletes the files of the packages that are on their way, and forgets them. After the delivery
   // thread was joined.

@@ -107,7 +107,6 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
     package.page_addresses.insert(stroke.page_address);
   }
   package.path = file;
-  if (client->connection) package.sent_before_bytes = client->connection->CountArrivedBytes();
   {
     const Lock lock(client->packages_mutex);
     if (client->ended) return;  // its packages are gone, and this one would stay
@@ -119,18 +118,22 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
       return;
     }
   }
-  // Recorded before it is sent: the confirmation may come immediately.
+  // Recorded before it is sent: the confirmation may come immediately. It is carried out on this
+  // thread, and so finds what is noted after the sending.
+  std::uint64_t sent_by_application = 0;
   bool sent = false;
   Common::RunJob("announcement of a package", [&] {
-    sent = !client->connection ||
-           client->connection->SendNotification(
-               IPC::Protocol::Quillpost::Notification::NewInkPackage, ToParameters(package, type));
+    sent = !client->connection || client->connection->SendNotification(
+                                      IPC::Protocol::Quillpost::Notification::NewInkPackage,
+                                      ToParameters(package, type), &sent_by_application);
   });
+  const Lock lock(client->packages_mutex);
+  const auto entry = client->packages.find(pen);
   if (!sent) {
-    const Lock lock(client->packages_mutex);
-    client->packages.erase(pen);
+    if (entry != client->packages.end()) client->packages.erase(entry);
     return;
   }
+  if (entry != client->packages.end()) entry->second.sent_before_bytes = sent_by_application;
   unannounced.HandOver();
 }
 

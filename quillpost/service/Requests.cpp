@@ -61,9 +61,14 @@ void Service::OnClientRequest(Connection connection, const std::string& name,
   struct ImportSTF2FileAdapter {
     static void Invoke(const boost::shared_ptr<Service>& service, const std::string& path,
                        const IPC::Server::Reply& reply) {
-      service->importer_.Import(path, [service, reply](bool is_stored) {
-        reply(is_stored ? CoreStatus::Success : CoreStatus::Failed, Json::Value());
-      });
+      try {
+        service->importer_.Import(path, [service, reply](bool is_stored) {
+          reply(is_stored ? CoreStatus::Success : CoreStatus::Failed, Json::Value());
+        });
+      } catch (...) {
+        reply(CoreStatus::Failed, Json::Value());  // out of memory; it may have been answered
+        throw;
+      }
     }
   };
 
@@ -87,24 +92,17 @@ void Service::OnClientRequest(Connection connection, const std::string& name,
     std::set<std::string> ignored;
     if (delivered) ignored = StringsOf(ArgumentOf(params, Argument::IgnoredPageAddresses, kNone));
     const std::string pen = StringOf(ArgumentOf(params, Argument::InkPackagePen, kNone));
-    reply(QueueConfirmation(connection, pen, delivered, ignored, reply), result);
+    reply(OnConfirmInkPackageDelivery(connection, pen, delivered, ignored, reply), result);
   } else if (name == Command::ImportSTF2File) {
     const Json::Value& path = ArgumentOf(params, Argument::InkPackagePath, kNone);
     if (!path.isString()) {
       reply(CoreStatus::Failed, result);
       return;
     }
-    // Counted before it can be carried out.
-    importer_.Expect();
-    try {
-      importer_queue_.Post("import",
-                           [service = shared_from_this(), file = PathToImport(path), reply] {
-                             ImportSTF2FileAdapter::Invoke(service, file, reply);
-                           });
-    } catch (...) {
-      importer_.ExpectNoMore();
-      throw;
-    }
+    importer_queue_.Post("import",
+                         [service = shared_from_this(), file = PathToImport(path), reply] {
+                           ImportSTF2FileAdapter::Invoke(service, file, reply);
+                         });
   } else {
     reply(CoreStatus::NotSupported, result);
   }
@@ -143,26 +141,20 @@ std::string Service::OnEnableDisableNotifications(Connection connection, bool en
 
 std::string Service::OnConfirmInkPackageDelivery(Connection connection, const std::string& pen,
                                                  bool delivered,
-                                                 const std::set<std::string>& ignored) {
-  return QueueConfirmation(connection, pen, delivered, ignored, IPC::Server::Reply());
-}
-
-std::string Service::QueueConfirmation(const Connection& connection, const std::string& pen,
-                                       bool delivered, const std::set<std::string>& ignored,
-                                       const IPC::Server::Reply& held) {
+                                                 const std::set<std::string>& ignored,
+                                                 const IPC::Server::Reply& held) {
   if (pen.empty()) return CoreStatus::Failed;
   const Lock lock(clients_mutex_);
   const auto entry = FindClient(connection);
   // A confirmation that belongs to no client is accepted and has no effect.
   if (entry == clients_.end()) return CoreStatus::Success;
   const boost::shared_ptr<Client> client = entry->second;
-  // The application means the package that it knew of when it sent this. By now, or by the time of
-  // the job, another confirmation may have been carried out and the next package offered.
-  const std::uint64_t end = connection->FindEndOfRequest();
-  client->delivery_queue.Post("confirmation of a package", [self = shared_from_this(), client, end,
-                                                            pen, delivered, ignored, held] {
-    if (!client->CanMeanPackage(pen, end)) return;
-    self->ConfirmInkDelivery(client, pen, delivered, ignored);
+  // A confirmation is for the package that was open when it was sent; another one may be open by
+  // the time this job runs.
+  const std::uint64_t begin = connection ? connection->BeginOfRequest() : 0;
+  client->delivery_queue.Post("confirmation of a package", [self = shared_from_this(), client,
+                                                            begin, pen, delivered, ignored, held] {
+    if (client->IsForPackage(pen, begin)) self->ConfirmInkDelivery(client, pen, delivered, ignored);
   });
   return CoreStatus::Success;
 }

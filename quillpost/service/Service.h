@@ -1,5 +1,5 @@
 // The service behind IService: it owns the IPC server, the three long-lived threads with their
-// queues, and the map of connected applications. What it does with ink stands in the rooms below:
+// queues, and the map of connected applications. Ink is handled in the folders below:
 // import/ (InkImporter), routing/ (the routing pass, clean-up, Delivery). Life, clients and passes
 // are in Service.cpp, the requests of clients in Requests.cpp.
 //
@@ -63,6 +63,14 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   bool ImportSTF2RawData(const void* data, unsigned long size) {
     return importer_.ImportSTF2RawData(data, size);
   }
+  bool ImportSTF2EncryptedRawData(const void* data, unsigned long size) {
+    return importer_.ImportSTF2EncryptedRawData(data, size);
+  }
+  bool ImportSTF2InkData(InkDataHandle* part, const std::string& pen,
+                         const std::string& page_address, unsigned long long first_time,
+                         unsigned long long last_time) {
+    return importer_.ImportSTF2InkData(part, pen, page_address, first_time, last_time);
+  }
   bool GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,
                           unsigned long long& first_time, unsigned long long& last_time) {
     return importer_.GetSTF2InkDataInfo(part, page_address, first_time, last_time);
@@ -119,14 +127,12 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   void OnClientDisconnected(Connection connection, const boost::system::error_code& error);
   std::string OnEnableDisableNotifications(Connection connection, bool enable,
                                            const std::string& application_id);
+  // The confirmation is answered when it is queued. `held`, a copy of its reply function, goes
+  // through the queue with it, so that the server stops reading a connection with too many
+  // confirmations queued.
   std::string OnConfirmInkPackageDelivery(Connection connection, const std::string& pen,
-                                          bool delivered, const std::set<std::string>& ignored);
-  // The same. A confirmation is answered when it is queued; `held`, a copy of its reply function,
-  // goes through the queue with it, so that the connection is not read on while too many wait
-  // there.
-  std::string QueueConfirmation(const Connection& connection, const std::string& pen,
-                                bool delivered, const std::set<std::string>& ignored,
-                                const IPC::Server::Reply& held);
+                                          bool delivered, const std::set<std::string>& ignored,
+                                          const IPC::Server::Reply& held = IPC::Server::Reply());
 
   // The delivery pass for one application.
   void DeliverInk(const Config::App& application, const std::set<std::string>& pens);

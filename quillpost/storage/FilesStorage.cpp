@@ -224,6 +224,20 @@ void RemoveStrokeFile(const std::string& pen, const StrokeID& id) {
   }
 }
 
+void LogFailedSave(const std::string& pen, const std::string& reason) {
+  QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': %s.", pen.c_str(), reason.c_str());
+}
+
+// Whether all marks of the pen are in its file and survive a power cut.
+bool SyncRoutingInfoMarkers(const std::string& pen) {
+  const Lock lock(g_routing_info_guard);
+  RoutingTable& table = TableOf(pen);
+  std::string reason;
+  if (table.Save(reason) && table.Sync(reason)) return true;
+  LogFailedSave(pen, reason);
+  return false;
+}
+
 }  // namespace
 
 bool Initialize() {
@@ -303,7 +317,7 @@ bool SaveRoutingInfo(const std::string& pen) {
   }
   std::string reason;
   if (entry->second.Save(reason)) return true;
-  QUILLPOST_LOG_ERROR("Failed to save Routing Info for Pen '%s': %s.", pen.c_str(), reason.c_str());
+  LogFailedSave(pen, reason);
   return false;
 }
 
@@ -359,10 +373,6 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
   }
   const Lock removal(g_removal_guard);
   std::optional<RemovalHold> hold(std::in_place, pen, ids);
-  {
-    const Lock lock(g_routing_info_guard);
-    TableOf(pen).Sync();
-  }
   for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
   // Erased and saved under one lock: between the two, another thread that tidies the pen's emptied
   // directory would take its table away, and the save would find nothing.
@@ -378,7 +388,11 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
 void RemoveProccessedStrokes(const std::string& pen) {
   const Lock removal(g_removal_guard);
   std::set<StrokeID> processed;
-  if (GetProccessedStrokes(pen, processed) && !processed.empty()) RemoveStrokes(pen, processed);
+  if (!GetProccessedStrokes(pen, processed) || processed.empty()) return;
+  // If the marks did not reach the disk, the next start would find strokes without files that are
+  // still to be delivered, and would offer the pen's other ink no more. The next clean-up tries
+  // again.
+  if (SyncRoutingInfoMarkers(pen)) RemoveStrokes(pen, processed);
 }
 
 void Cleanup(const std::string& pen) {

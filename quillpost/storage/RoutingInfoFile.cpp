@@ -113,10 +113,14 @@ bool RoutingInfoFile::HasChanges(const StrokeMap& strokes) const {
   return !stamp_ || HasTail(strokes) || HasTouched();
 }
 
-void RoutingInfoFile::Sync() {
+bool RoutingInfoFile::Sync(std::string& reason) {
+  if (is_synced_) return true;
   Common::Descriptor file;
-  if (is_synced_ || Common::OpenRegularFile(path(), O_RDONLY, file)) return;
-  is_synced_ = is_end_synced_ = !Common::Sync(file.get());
+  auto error = Common::OpenRegularFile(path(), O_RDONLY, file);
+  if (!error) error = Common::Sync(file.get());
+  if (error) reason = "can't sync file: " + error.message();
+  is_synced_ = is_end_synced_ = !error;
+  return !error;
 }
 
 bool RoutingInfoFile::Save(const StrokeMap& strokes, std::string& reason) {

@@ -67,8 +67,9 @@ class RoutingInfoFile {
 
   // Syncs the marks that Save has written without a sync. To be called before stroke files are
   // removed because of them: a power cut must not take back a mark whose stroke is gone, or an
-  // application would be offered a stroke without a file for ever.
-  void Sync();
+  // application would be offered a stroke without a file for ever. False, with the `reason` in
+  // words, if they can't be.
+  bool Sync(std::string& reason);
 
   // Brings the file in line with `strokes`, always the same table. Nothing is written if nothing
   // has changed. False, with the `reason` in words for the log, if that fails; the file then reads

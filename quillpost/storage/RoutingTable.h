@@ -45,8 +45,8 @@ class RoutingTable {
   // keeps everything for the next attempt.
   bool Save(std::string& reason);
 
-  // Makes the marks that were saved survive a power cut.
-  void Sync() { file_.Sync(); }
+  // Makes the marks that were saved survive a power cut. False as Save.
+  bool Sync(std::string& reason) { return file_.Sync(reason); }
 
   // ---- Questions.
   // The strokes that the application claims and has not received: how many; the first of them, null

@@ -49,7 +49,7 @@ void ServerUnderTest::Handle(const Connection& connection, const std::string& na
   {
     std::lock_guard<std::mutex> lock(mutex_);
     requests_.push_back(name);
-    ends_of_requests_.push_back(connection->FindEndOfRequest());
+    begins_of_requests_.push_back(connection->BeginOfRequest());
     if (name == "Hold" || name == "Keep") held_.push_back(reply);
     if (name == "Hold") return;
   }
@@ -83,9 +83,9 @@ void ServerUnderTest::ReleaseTwice() {
   copy(Status::Failed, Json::Value());
 }
 
-std::vector<std::uint64_t> ServerUnderTest::ends_of_requests() const {
+std::vector<std::uint64_t> ServerUnderTest::begins_of_requests() const {
   std::lock_guard<std::mutex> lock(mutex_);
-  return ends_of_requests_;
+  return begins_of_requests_;
 }
 
 std::size_t ServerUnderTest::held() const {

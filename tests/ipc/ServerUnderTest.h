@@ -46,7 +46,7 @@ class ServerUnderTest {
   std::size_t held() const;
 
   std::vector<std::string> requests() const;  // the names, in their order
-  std::vector<std::uint64_t> ends_of_requests() const;    // in the stream of their connection
+  std::vector<std::uint64_t> begins_of_requests() const;    // in the stream of their connection
   std::size_t connected() const;
   std::vector<boost::system::error_code> ends() const;
 
@@ -72,7 +72,7 @@ class ServerUnderTest {
   mutable std::mutex mutex_;  // guards what follows
   std::deque<IPC::Server::Reply> held_;
   std::vector<std::string> requests_;
-  std::vector<std::uint64_t> ends_of_requests_;
+  std::vector<std::uint64_t> begins_of_requests_;
   std::vector<Connection> connections_;
   std::size_t connected_ = 0;
   std::vector<boost::system::error_code> ends_;

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
 #include "LineDecoder.h"
 #include "ServerUnderTest.h"
 #include "support/Patience.h"
@@ -28,6 +32,19 @@ class WireRequest : public testing::Test {
               R"({"jsonrpc":"2.0","id":"end","result":{"status":"Success","result":null}})");
   }
 
+  // What the server knows that its peer has sent.
+  std::uint64_t CountSentByPeer() {
+    std::uint64_t count = 0;
+    server_.connections().at(0)->SendNotification("Note", Json::objectValue, &count);
+    return count;
+  }
+
+  static std::string Repeat(const std::string& text, int times) {
+    std::string repeated;
+    for (int i = 0; i < times; ++i) repeated += text;
+    return repeated;
+  }
+
   static std::string Error(const std::string& id, int code, const std::string& message) {
     return R"({"jsonrpc":"2.0","id":)" + id + R"(,"error":{"code":)" + std::to_string(code) +
            R"(,"message":")" + message + "\"}}";
@@ -45,16 +62,17 @@ TEST_F(WireRequest, IsAnsweredWithStatusAndResult) {
       R"({"jsonrpc":"2.0","id":1,"result":{"status":"Success","result":{"Page":"1.2.3.4"}}})");
 }
 
-// Two requests in one write, with a blank line between them, and a third that is not complete.
-TEST_F(WireRequest, EndsAtAPlaceInAllThatItsPeerHasSent) {
+// Two requests in one write, with blank lines and blanks between them, and a third that is not
+// complete.
+TEST_F(WireRequest, BeginsAtAPlaceInAllThatItsPeerHasSent) {
   const std::string line = R"({"jsonrpc":"2.0","method":"Hold"})";
-  const std::string sent = line + "\n\n" + line + "\r\n" + line;
+  const std::string sent = line + "\n\n \r\n \t" + line + "\r\n" + line;
   client_->SendBytes(sent);
-  ASSERT_TRUE(Eventually([&] { return server_.ends_of_requests().size() == 2; }));
-  const auto ends = server_.ends_of_requests();
-  EXPECT_EQ(ends[0], line.size() + 1);
-  EXPECT_EQ(ends[1], sent.size() - line.size());
-  EXPECT_EQ(server_.connections().at(0)->CountArrivedBytes(), sent.size());
+  ASSERT_TRUE(Eventually([&] { return server_.begins_of_requests().size() == 2; }));
+  const auto begins = server_.begins_of_requests();
+  EXPECT_EQ(begins[0], 0u);
+  EXPECT_EQ(begins[1], line.size() + 7);
+  EXPECT_EQ(CountSentByPeer(), sent.size());
 }
 
 // The server's thread is busy: what the peer sends has arrived all the same, and counts.
@@ -62,13 +80,40 @@ TEST_F(WireRequest, HasArrivedBeforeItIsRead) {
   const std::string line = R"({"jsonrpc":"2.0","method":"Hold"})"
                            "\n";
   client_->SendBytes(line);
-  ASSERT_TRUE(Eventually([&] { return server_.ends_of_requests().size() == 1; }));
+  ASSERT_TRUE(Eventually([&] { return server_.begins_of_requests().size() == 1; }));
   server_.BetweenCallbacks([&] {
     client_->SendBytes(line);
-    EXPECT_EQ(server_.connections().at(0)->CountArrivedBytes(), 2 * line.size());
+    EXPECT_EQ(CountSentByPeer(), 2 * line.size());
   });
-  ASSERT_TRUE(Eventually([&] { return server_.ends_of_requests().size() == 2; }));
-  EXPECT_EQ(server_.ends_of_requests().at(1), 2 * line.size());
+  ASSERT_TRUE(Eventually([&] { return server_.begins_of_requests().size() == 2; }));
+  EXPECT_EQ(server_.begins_of_requests().at(1), line.size());
+}
+
+// Another thread counts all the time: bytes that are just being read are neither missed nor counted
+// twice.
+TEST_F(WireRequest, ArrivesOnceWhileItIsRead) {
+  const std::string lines = Repeat(R"({"jsonrpc":"2.0","method":"Echo"})"
+                                   "\n",
+                                   500);
+  std::atomic<std::uint64_t> sent{0};
+  std::atomic<bool> done{false};
+  client_->SendBytes("\n");
+  ASSERT_TRUE(Eventually([&] { return server_.connected() == 1; }));
+  std::thread counter([&] {
+    for (std::uint64_t before = 0; !done;) {
+      const std::uint64_t least = sent;
+      const std::uint64_t counted = CountSentByPeer();
+      EXPECT_GE(counted, std::max(before, least));
+      before = counted;
+    }
+  });
+  for (int i = 0; i < 20; ++i) {
+    client_->SendBytes(lines);
+    sent += lines.size();
+  }
+  done = true;
+  counter.join();
+  EXPECT_EQ(CountSentByPeer(), 1 + 20 * lines.size());
 }
 
 TEST_F(WireRequest, AnUnknownMethodIsAStatusAndNoError) {

@@ -16,7 +16,8 @@ class NotingConnection : public IPC::Server::Connection {
  public:
   typedef std::pair<std::string, Json::Value> Notification;
 
-  bool SendNotification(const std::string& name, const Json::Value& params) override {
+  bool SendNotification(const std::string& name, const Json::Value& params,
+                        std::uint64_t*) override {
     if (on_send) on_send();
     if (is_gone) return false;
     const boost::lock_guard<boost::mutex> lock(mutex_);
@@ -24,8 +25,7 @@ class NotingConnection : public IPC::Server::Connection {
     return true;
   }
 
-  std::uint64_t CountArrivedBytes() const override { return 0; }
-  std::uint64_t FindEndOfRequest() const override { return 1; }
+  std::uint64_t BeginOfRequest() const override { return 0; }
 
   std::vector<Notification> notifications() const {
     const boost::lock_guard<boost::mutex> lock(mutex_);

@@ -71,7 +71,7 @@ TEST(ClientDeathTest, DestroyingItWithItsThreadRunningEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(boost::make_shared<Client>().reset(), testing::KilledBySignal(SIGABRT),
               "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file "
-              "Client.cpp");
+              "Service.cpp");
 }
 
 }  // namespace

@@ -50,15 +50,15 @@ class FakeServer : public IPC::Server {
 
 class Peer : public IPC::Server::Connection {
  public:
-  bool SendNotification(const std::string&, const Json::Value&) override {
+  bool SendNotification(const std::string&, const Json::Value&,
+                        std::uint64_t* sent_by_peer) override {
+    if (sent_by_peer != nullptr) *sent_by_peer = read + unread;
     ++notifications;
     if (on_send) on_send();
     return true;
   }
-
-  // Each request is one byte, counted when the service asks for its end.
-  std::uint64_t CountArrivedBytes() const override { return read + unread; }
-  std::uint64_t FindEndOfRequest() const override { return ++read; }
+  // Each request is one byte, counted when the service asks for its place.
+  std::uint64_t BeginOfRequest() const override { return read++; }
 
   mutable std::atomic<std::uint64_t> read{0};
   std::atomic<std::uint64_t> unread{0};  // requests that have arrived and were not handed on

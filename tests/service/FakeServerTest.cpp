@@ -178,8 +178,9 @@ TEST(ServiceOverAFakeServerDeathTest, EndsTheProcessWhereItIsDestroyedWithAClien
     EXPECT_TRUE(Eventually([&] { return service.use_count() == 1; }));
     service.reset();
   };
-  EXPECT_EXIT(leave_a_client(), testing::KilledBySignal(SIGABRT),
-              "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file Client.cpp");
+  EXPECT_EXIT(
+      leave_a_client(), testing::KilledBySignal(SIGABRT),
+      "Assertion failed: \\(false == delivery_thread.joinable\\(\\)\\), .*file Service.cpp");
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ template struct Private<Disconnect, &Service::OnClientDisconnected>;
 
 struct Confirm {
   typedef std::string (Service::*Pointer)(Connection, const std::string&, bool,
-                                          const std::set<std::string>&);
+                                          const std::set<std::string>&, const IPC::Server::Reply&);
   friend Pointer Reach(Confirm);
 };
 template struct Private<Confirm, &Service::OnConfirmInkPackageDelivery>;
@@ -61,7 +61,7 @@ TEST_F(NullClientDeathTest, EndsTheProcessWhenAConnectionEnds) {
 }
 
 TEST_F(NullClientDeathTest, EndsTheProcessWhenAPackageIsConfirmed) {
-  EXPECT_EXIT((*service.*Reach(Confirm()))(connection, "PEN", true, {}),
+  EXPECT_EXIT((*service.*Reach(Confirm()))(connection, "PEN", true, {}, {}),
               testing::KilledBySignal(SIGABRT), kText);
 }
 

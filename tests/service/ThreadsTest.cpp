@@ -172,6 +172,20 @@ TEST_F(ServiceThreads, AConfirmationSentBeforeAPackageWasOfferedIsNotForIt) {
   ExpectSecondPackageInFlight();
 }
 
+// The confirmation is sent while the package is being offered: it can only be for that one.
+TEST_F(ServiceThreads, AConfirmationSentAfterAPackageWasOfferedIsForIt) {
+  AddStroke("s1");
+  Start();
+  peer->on_send = [this] { peer->unread = 1; };
+  EXPECT_EQ(Ask("EnableNotifications", App("Sketcher")), "Success");
+  ASSERT_TRUE(Eventually([&] { return peer->unread == 1; }));
+  EXPECT_EQ(Ask("ConfirmInkPackageDelivery",
+                Params({{"InkPackagePen", "PEN"}, {"InkPackageDelivered", true}})),
+            "Success");
+  EXPECT_TRUE(Eventually([&] { return !boost::filesystem::exists(root.storage() / "PEN"); }));
+  End(peer);
+}
+
 // The delivery pass comes while the lost client's thread is being joined. Were the client found
 // then, its ink would be handed to a thread that ends; so the pass waits, and launches the
 // application anew.

@@ -33,17 +33,16 @@ class Server : boost::noncopyable {
     // replies of one calling thread reach the peer in the order of the calls. True: the message is
     // in the connection's outbox (which does not promise that the peer reads it). False: the
     // connection is gone or its outbox is full, and nothing of the message was sent. Any thread.
-    virtual bool SendNotification(const std::string& name, const Json::Value& params) = 0;
-
-    // What the peer sends is one stream of bytes, and a place in it tells what came first.
     //
-    // How many bytes the peer has sent since it connected, whether or not they have been read here:
-    // all that has arrived by now lies before this place. Any thread; does not wait for the peer.
-    virtual std::uint64_t CountArrivedBytes() const = 0;
-    // Where the request that is being handed to OnRequest ends. It arrived before a call of
-    // CountArrivedBytes if it ends at or before the place that the call returned. To be called in
-    // OnRequest.
-    virtual std::uint64_t FindEndOfRequest() const = 0;
+    // `sent_by_peer`, if given, gets the number of bytes that the peer had sent when the message
+    // was handed over, whether or not they have been read here: a request that begins before that
+    // place was sent by a peer that could not know of the notification.
+    virtual bool SendNotification(const std::string& name, const Json::Value& params,
+                                  std::uint64_t* sent_by_peer = nullptr) = 0;
+
+    // In OnRequest: where the request that is being handed on begins, in bytes of all that the peer
+    // has sent since it connected.
+    virtual std::uint64_t BeginOfRequest() const = 0;
   };
 
   typedef boost::function<void(boost::shared_ptr<Connection>)> OnConnected;
