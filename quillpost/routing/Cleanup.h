@@ -1,5 +1,5 @@
 // Clean-up: removes the strokes that every claiming application has received and at least one has
-// accepted, and the directories that are empty then. Any thread; failures are in the log.
+// accepted, and the directories that are empty then. Any thread.
 
 #pragma once
 
@@ -7,11 +7,10 @@
 
 namespace TalvoQuillpost {
 
-// Of all pens, and what an import of a killed service has left behind. At the start, before the
-// first import.
+// Of all pens, and what the imports of a killed service have left behind. Failures are in the log.
 void CleanupStorage();
 
-// Of one pen.
+// Of one pen. Throws boost::filesystem::filesystem_error if its directories can't be read.
 void CleanupStorage(const std::string& pen);
 
 }  // namespace TalvoQuillpost

@@ -67,7 +67,7 @@ struct Client : boost::noncopyable {
   // thread; the rollback of a lost connection is the exception, and runs beside it.
   std::map<std::string, InkPackage> packages;  // guarded by packages_mutex
   bool ended = false;                          // guarded by packages_mutex: nothing more is offered
-  boost::mutex packages_mutex;                 // held only to look at and to change these
+  boost::mutex packages_mutex;                 // held to change these and to delete package files
 
   EventQueue delivery_queue;
   boost::thread delivery_thread;  // last: it runs the queue from the moment it exists

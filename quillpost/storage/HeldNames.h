@@ -1,6 +1,6 @@
 // Names of stroke files that were removed, and that no other ink may have yet.
 //
-// RoutingInfo.txt may still call such a stroke processed. Ink that were filed under its name now
+// RoutingInfo.txt may still call such a stroke processed. New ink filed under its name
 // would be taken for it after the next start and be removed. So a name is held from before its file
 // is removed until a saved RoutingInfo.txt does not know the stroke any more; new ink of the same
 // page and times gets a number instead.

@@ -2,14 +2,12 @@
 
 #include "config/SubscriptionReader.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <boost/filesystem.hpp>
 
+#include "support/DescriptorLimit.h"
 #include "support/TestRoot.h"
 
 namespace fs = boost::filesystem;
@@ -20,25 +18,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// As long as this object lives, this process can open `count` more files, and no more.
-class DescriptorLimit {
- public:
-  explicit DescriptorLimit(rlim_t count) {
-    // The lowest one that is free, whether or not the standard ones are open.
-    const int next = ::open("/", O_RDONLY | O_CLOEXEC);
-    ::close(next);
-    ::getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit limit = {static_cast<rlim_t>(next) + count, before_.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-  }
-  ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-  DescriptorLimit(const DescriptorLimit&) = delete;
-  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-
- private:
-  rlimit before_;
-};
 
 class SubscriptionReaderTest : public testing::Test {
  protected:

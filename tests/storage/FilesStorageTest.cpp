@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "storage/StoreTest.h"
+#include "support/DescriptorLimit.h"
 
 using namespace TalvoQuillpost::Storage;
 using testing::ElementsAre;
@@ -331,6 +332,39 @@ TEST_F(RemoveStrokesTest, ARemovalThatWasCutOffIsFinishedAfterTheNextStart) {
   EXPECT_EQ(0u, log.CountUpTo(2));
   EXPECT_FALSE(fs::exists(PenPath("1.2.3.4/b.stf2")));
   EXPECT_THAT(Saved(), IsEmpty());
+}
+
+// Offered again after the next start, a stroke without a file would keep back all other ink of the
+// pen: so no file is removed before the marks of its stroke are on the disk.
+TEST_F(RemoveStrokesTest, NothingIsRemovedWhoseMarksCanNotBeSynced) {
+  Put("a.stf2");
+  ASSERT_TRUE(Sync({kApp}));
+  ASSERT_TRUE(SetRoutingInfoMarkers(kPen, kApp, {Stroke("a")}, {Stroke("a")}));
+  const LogCapture log(1);
+  {
+    const DescriptorLimit limit(0);
+    RemoveProccessedStrokes(kPen);
+  }
+  EXPECT_THAT(log.lines(),
+              ElementsAre(LogCapture::Line{1, "Failed to save Routing Info for Pen 'AJ3-000-1X': "
+                                              "can't sync file: Too many open files."}));
+  EXPECT_TRUE(fs::exists(PenPath("1.2.3.4/a.stf2")));
+  RemoveProccessedStrokes(kPen);
+  EXPECT_FALSE(fs::exists(PenPath("1.2.3.4/a.stf2")));
+}
+
+TEST_F(RemoveStrokesTest, NothingIsRemovedWhoseMarksCanNotBeSaved) {
+  Put("a.stf2");
+  ASSERT_TRUE(Sync({kApp}));
+  {
+    const DescriptorLimit limit(0);
+    EXPECT_FALSE(SetRoutingInfoMarkers(kPen, kApp, {Stroke("a")}, {Stroke("a")}));
+    RemoveProccessedStrokes(kPen);
+  }
+  EXPECT_TRUE(fs::exists(PenPath("1.2.3.4/a.stf2")));
+  RemoveProccessedStrokes(kPen);
+  EXPECT_FALSE(fs::exists(PenPath("1.2.3.4/a.stf2")));
+  EXPECT_TRUE(Saved().empty());
 }
 
 TEST_F(RemoveStrokesTest, OfALinkOnlyTheLinkIsRemoved) {
