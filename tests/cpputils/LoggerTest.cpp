@@ -149,7 +149,7 @@ TEST(Logger, TheJournalGetsASyslogPriorityBeforeEachLine) {
   EXPECT_THAT(lines[3], testing::ContainsRegex("^<7>[0-9T:.-]*Z T Quillpost: 2 of 3"));
 }
 
-TEST(Logger, TheTimeOfALineIsUtcWhereverTheHostLives) {
+TEST(Logger, TheTimeOfALineIsUtcInEveryTimeZone) {
   ::setenv("TZ", "UTC-9", 1);  // nine hours ahead
   ::tzset();
   testing::internal::CaptureStderr();
@@ -166,7 +166,7 @@ TEST(Logger, TheTimeOfALineIsUtcWhereverTheHostLives) {
   EXPECT_GE(after, logged);
 }
 
-TEST(Logger, AFileIsAppendedToAndEachLineIsThereAtOnce) {
+TEST(Logger, AFileIsAppendedToAndEachLineIsThereImmediately) {
   TestRoot root;
   const auto file = root.path() / "service.log";
   WriteFile(file, "a line from before\n");

@@ -83,7 +83,7 @@ class CallFault : public testing::TestWithParam<const char*> {
 
 // QUILLPOST_CALL_STEP is the distance from one call that fails to the next, 1 for every call, which
 // takes some minutes.
-TEST_P(CallFault, IsBorneByTheService) {
+TEST_P(CallFault, SurvivesEachFailingCall) {
   if (std::string(FAILING_CALLS).empty()) {
     GTEST_SKIP() << "the sanitizers' own library must be loaded first";
   }

@@ -115,7 +115,7 @@ TEST(Reading, AStrokeWithoutAStartTimeHasNoTimes) {
   EXPECT_THAT(TimesOf(0, {Coordinate(8, 1, 1)}), ElementsAre(0u));
 }
 
-TEST(Reading, ATimeBeyond64BitsIsNoTime) {
+TEST(Reading, ATimeBeyond64BitsCountsAsNone) {
   EXPECT_THAT(TimesOf(UINT64_MAX, {Coordinate(0, 1, 1), Coordinate(1, 1, 1), Coordinate(9, 1, 1)}),
               ElementsAre(UINT64_MAX, 0u, 0u));
 }

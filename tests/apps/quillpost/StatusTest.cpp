@@ -87,7 +87,7 @@ TEST(Status, ShowsPensApplicationsAndProblems) {
   EXPECT_EQ(1u, document["problems"].size());
 }
 
-TEST(Status, AStoreThatIsNoDirectoryIsAProblem) {
+TEST(Status, AFileInPlaceOfTheStoreIsAProblem) {
   TestRoot root;
   fs::create_directories(root.storage().parent_path());
   const std::string store = root.storage().string();

@@ -80,7 +80,7 @@ TEST_F(StatusWatch, SeesAServiceAndAStoreThatAreNotThereYet) {
 }
 
 // Ink that comes and is confirmed at once.
-TEST_F(StatusWatch, MissesNothingThatIsTakenAtOnce) {
+TEST_F(StatusWatch, MissesNothingThatIsTakenImmediately) {
   root_.Subscribe("Notes", "1.2.3.*");
   Process daemon({QUILLPOSTD, "--log-file", (root_.path() / "log").string()});
   Process watch({QUILLPOST, "status", "--watch"});

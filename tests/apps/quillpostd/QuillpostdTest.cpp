@@ -276,7 +276,7 @@ TEST(Quillpostd, TellsAServiceManagerThatItIsReadyAndThatItStops) {
   ExpectReadyAndStopping((names.path() / "manager").string());
 }
 
-TEST(Quillpostd, TellsAServiceManagerWhoseSocketIsNoFile) {
+TEST(Quillpostd, TellsAServiceManagerOnAnAbstractSocket) {
   ExpectReadyAndStopping("@quillpostd.test." + std::to_string(::getpid()));
 }
 
@@ -373,7 +373,7 @@ TEST(Quillpostd, AFileSizeLimitDoesNotEndIt) {
   EXPECT_EQ(0, daemon.Wait());
 }
 
-TEST(Quillpostd, AClosedStandardErrorIsNoPlaceForAFile) {
+TEST(Quillpostd, AClosedStandardErrorIsNotReusedForAFile) {
   TestRoot root;
   Manager manager((root.path() / "manager").string());
   Process daemon({"/bin/sh", "-c", std::string("exec '") + QUILLPOSTD + "' 2>&- >&- <&-"},
