@@ -206,7 +206,7 @@ TEST(Logger, AFullDiskLosesTheLineAndNothingElse) {
   EXPECT_NO_THROW(Logger::GetLogger("Quillpost")->Log(3, "nowhere to go"));
   EXPECT_NO_THROW(Logger::GetLogger("Quillpost")->Log(3, "nowhere to go"));
   Logger::Close("Quillpost");
-  EXPECT_TRUE(boost::filesystem::exists("/dev/full"));  // what is no file is not renamed
+  EXPECT_TRUE(boost::filesystem::exists("/dev/full"));  // what is not a file is not renamed
 }
 
 // The disk fills in the middle of a line; when there is room again the next line stands alone.

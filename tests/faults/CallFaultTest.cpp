@@ -29,7 +29,7 @@ bool MayRepeat(const std::string& fault) {
 
 class CallFault : public testing::TestWithParam<const char*> {
  protected:
-  // The road with one call that fails. False where the service makes fewer calls.
+  // The road with one call that fails. False if the service makes fewer calls.
   bool Run(int call) {
     Road road;
     EXPECT_TRUE(road.Start());

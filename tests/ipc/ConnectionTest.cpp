@@ -249,7 +249,7 @@ TEST_F(Connection, AReportThatDropsNoReferenceIsNotRepeated) {
   EXPECT_EQ(server_.ends().size(), 1u);
 }
 
-// Replies that other threads make meanwhile hide no release.
+// Replies that other threads make in the meantime hide no release.
 TEST_F(RepeatedReport, ComesWhileRepliesAreMadeElsewhere) {
   for (int i = 0; i < 100; ++i) client_->Send("Hold");
   ASSERT_TRUE(Eventually([&] { return server_.held() == 100; }));

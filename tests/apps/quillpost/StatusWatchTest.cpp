@@ -79,7 +79,7 @@ TEST_F(StatusWatch, SeesAServiceAndAStoreThatAreNotThereYet) {
   EXPECT_EQ(0, watch.Wait());
 }
 
-// Ink that comes and is confirmed at once.
+// Ink that comes and is confirmed immediately.
 TEST_F(StatusWatch, MissesNothingThatIsTakenImmediately) {
   root_.Subscribe("Notes", "1.2.3.*");
   Process daemon({QUILLPOSTD, "--log-file", (root_.path() / "log").string()});
