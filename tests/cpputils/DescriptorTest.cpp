@@ -27,7 +27,7 @@ TEST(Descriptor, ClosesWhatItHoldsAtItsEnd) {
   EXPECT_FALSE(IsOpen(fd));
 }
 
-TEST(Descriptor, WhatFailedToOpenIsNone) {
+TEST(Descriptor, OfAFailedCallHoldsNothing) {
   Descriptor none(-1);
   EXPECT_FALSE(none.is_open());
   EXPECT_EQ(0, none.Close());

@@ -149,7 +149,7 @@ TEST(Logger, TheJournalGetsASyslogPriorityBeforeEachLine) {
   EXPECT_THAT(lines[3], testing::ContainsRegex("^<7>[0-9T:.-]*Z T Quillpost: 2 of 3"));
 }
 
-TEST(Logger, TheTimeOfALineIsUtcWhereverTheHostLives) {
+TEST(Logger, TheTimeOfALineIsUtcInEveryTimeZone) {
   ::setenv("TZ", "UTC-9", 1);  // nine hours ahead
   ::tzset();
   testing::internal::CaptureStderr();
@@ -166,7 +166,7 @@ TEST(Logger, TheTimeOfALineIsUtcWhereverTheHostLives) {
   EXPECT_GE(after, logged);
 }
 
-TEST(Logger, AFileIsAppendedToAndEachLineIsThereAtOnce) {
+TEST(Logger, AFileIsAppendedToAndEachLineIsThereImmediately) {
   TestRoot root;
   const auto file = root.path() / "service.log";
   WriteFile(file, "a line from before\n");
@@ -206,7 +206,7 @@ TEST(Logger, AFullDiskLosesTheLineAndNothingElse) {
   EXPECT_NO_THROW(Logger::GetLogger("Quillpost")->Log(3, "nowhere to go"));
   EXPECT_NO_THROW(Logger::GetLogger("Quillpost")->Log(3, "nowhere to go"));
   Logger::Close("Quillpost");
-  EXPECT_TRUE(boost::filesystem::exists("/dev/full"));  // what is no file is not renamed
+  EXPECT_TRUE(boost::filesystem::exists("/dev/full"));  // what is not a file is not renamed
 }
 
 // The disk fills in the middle of a line; when there is room again the next line stands alone.

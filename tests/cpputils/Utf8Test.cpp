@@ -36,7 +36,7 @@ TEST(Utf8, EveryCharacterIsKnownInItsShortestFormAlone) {
   }
 }
 
-TEST(Utf8, ASequenceCutShortIsNone) {
+TEST(Utf8, ASequenceCutShortIsInvalid) {
   for (const char* character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
     const std::string whole = character;
     for (std::size_t size = 0; size < whole.size(); ++size) {

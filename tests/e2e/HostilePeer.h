@@ -19,7 +19,7 @@ class HostilePeer {
 
  private:
   int Connect() const;
-  // Sends what the service takes; false where it has ended the connection.
+  // Sends what the service takes; false if it has ended the connection.
   bool Pour(int fd, const std::string& bytes);
   void Read(int fd);
   std::string Misdeed();

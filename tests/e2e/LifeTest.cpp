@@ -86,7 +86,7 @@ TEST(Life, SigtermDoesNotWaitForALongImport) {
   EXPECT_FALSE(fs::exists(RealService::Endpoint()));
 }
 
-TEST(Life, TheNextServiceStartsWhereTheLastOneEnded) {
+TEST(Life, TheNextServiceStartsFromWhatTheLastOneLeft) {
   RealService service;
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(0, RunToEnd({QUILLPOST, "hello"}).status);

@@ -70,7 +70,7 @@ TEST(Sealing, TheBoxIsAPlainSealedBox) {
   EXPECT_EQ(opened, ink);
 }
 
-TEST(Sealing, WhatIsNoInkIsNotSealed) {
+TEST(Sealing, OnlyInkIsSealed) {
   const KeyPair keys;
   std::uint8_t* out = nullptr;
   std::uint32_t size = 0;
@@ -85,7 +85,7 @@ TEST(Sealing, WhatIsNoInkIsNotSealed) {
 }
 
 // A point of low order, to which anybody could open the box.
-TEST(Sealing, APublicKeyThatIsNoneIsRefused) {
+TEST(Sealing, AnInvalidPublicKeyIsRefused) {
   const Bytes ink = InkOfPen(kPen);
   const Key zero{};
   std::uint8_t* out = nullptr;
@@ -165,7 +165,7 @@ TEST(Info, AnEnvelopeThatLacksSomethingIsMalformed) {
   }
 }
 
-TEST(Info, PlainInkIsNoEnvelope) {
+TEST(Info, PlainInkIsNotAnEnvelope) {
   const Bytes ink = InkOfPen(kPen);
   EXPECT_EQ(Info(ink).status, TALVO_ENCRYPTION_MALFORMED);
   EXPECT_EQ(Open(ink, KeyPair()).status, TALVO_ENCRYPTION_MALFORMED);
@@ -238,7 +238,7 @@ TEST(Opening, AnEnvelopeMadeByAnotherWriterOpens) {
   EXPECT_EQ(Open(EnvelopeOf(model), keys).ink, ink);
 }
 
-TEST(Arguments, NullWhereAPointerIsNeededIsInvalid) {
+TEST(Arguments, ANullPointerIsInvalid) {
   const KeyPair keys;
   const Bytes ink = InkOfPen(kPen);
   const Bytes sealed = Seal(ink, keys.public_key);

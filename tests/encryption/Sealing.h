@@ -21,7 +21,7 @@ struct KeyPair {
 // One stroke of the pen, with the text as a property.
 Bytes InkOfPen(std::uint64_t pen, const std::string& text = "text");
 
-// Fails the running test where sealing does not succeed.
+// Fails the running test if sealing does not succeed.
 Bytes Seal(const Bytes& ink, const Key& public_key);
 
 // An envelope made by hand, as another writer would make it.

@@ -26,7 +26,7 @@ struct Wiping : testing::Test {
 };
 
 // Without this the tests below could not fail.
-TEST_F(Wiping, TheWatchSeesWhatIsNotWiped) {
+TEST_F(Wiping, TheWatchSeesBytesThatAreNotWiped) {
   const ReleasedText released(kSecret);
   { const Bytes copy = ink; }
   EXPECT_EQ(released.with_text(), 1u);

@@ -29,7 +29,7 @@ bool MayRepeat(const std::string& fault) {
 
 class CallFault : public testing::TestWithParam<const char*> {
  protected:
-  // The road with one call that fails. False where the service makes fewer calls.
+  // The road with one call that fails. False if the service makes fewer calls.
   bool Run(int call) {
     Road road;
     EXPECT_TRUE(road.Start());
@@ -83,7 +83,7 @@ class CallFault : public testing::TestWithParam<const char*> {
 
 // QUILLPOST_CALL_STEP is the distance from one call that fails to the next, 1 for every call, which
 // takes some minutes.
-TEST_P(CallFault, IsBorneByTheService) {
+TEST_P(CallFault, SurvivesEachFailingCall) {
   if (std::string(FAILING_CALLS).empty()) {
     GTEST_SKIP() << "the sanitizers' own library must be loaded first";
   }

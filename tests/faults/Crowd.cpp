@@ -170,7 +170,7 @@ void Crowd::Receive(const std::string& name, Random& random) {
   }
 }
 
-// Takes one package; false where the application goes.
+// Takes one package; false if the application goes.
 bool Crowd::Take(WireClient& client, Ledger::Session& session, const std::string& name,
                  Random& random) {
   const Json::Value package = client.WaitForNotification();

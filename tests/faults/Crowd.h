@@ -1,7 +1,7 @@
-// The clients of a service under strain, each on a thread of its own, all at once: programs that
-// import ink of every kind, applications that accept, ignore, refuse and vanish, strangers that
-// send what is no message. They outlive the service: whoever loses it comes back when there is
-// one. What they see is in the ledger.
+// The clients of a service under strain, all at the same time, each on a thread of its own:
+// programs that import ink of every kind, applications that accept, ignore, refuse and vanish,
+// strangers that send what is not a message. They outlive the service: a client that loses it comes
+// back when there is one. What they see is in the ledger.
 
 #pragma once
 

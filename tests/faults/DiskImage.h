@@ -4,7 +4,7 @@
 //
 // The device is a loop device over a file without a name, mounted in a namespace that this process
 // alone sees. All of it ends with the process at the latest, however the process ends. Needs a user
-// who may do such things and the programs that make file systems; where they are missing, the
+// who may do such things and the programs that make file systems; if they are missing, the
 // object says so and the test is skipped.
 
 #pragma once
@@ -20,7 +20,7 @@ class DiskImage {
   DiskImage(const DiskImage&) = delete;
   DiskImage& operator=(const DiskImage&) = delete;
 
-  // Why there is no such file system on this machine; empty where there is one.
+  // Why there is no such file system on this machine; empty if there is one.
   const std::string& obstacle() const { return obstacle_; }
 
   // Brings everything that was written so far to the device.

@@ -161,7 +161,7 @@ bool IsTheCall(const char* name, const char* path, unsigned int traits) {
   return true;
 }
 
-// Whether this call fails, or does half where errno is 0.
+// Whether this call fails, or does half if errno is 0.
 bool Fails(const char* name, const char* path, unsigned int traits) {
   if ((traits & kCanWait) != 0) Hold(path);
   if (g_mode == Mode::kNothing || !IsInThePlaces(path)) return false;

@@ -32,7 +32,7 @@ class InkAccount {
   void Sent(const Parcel& parcel);
   void Answered(const Parcel& parcel);
 
-  // What an application read from a package; true where it is a whole stroke file of an import, and
+  // What an application read from a package; true if it is a whole stroke file of an import, and
   // so may be confirmed.
   bool Offered(const std::string& bytes);
 

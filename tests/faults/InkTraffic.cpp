@@ -26,7 +26,7 @@ std::string Endpoint() {
   return IPC::Protocol::Quillpost::GetEndpoint();
 }
 
-// The bytes of a package. Throws where the system can't read it: its power has gone.
+// The bytes of a package. Throws if the system can't read it: its power has gone.
 std::string ReadPackage(const std::string& path) {
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) throw std::runtime_error("can't open a package");

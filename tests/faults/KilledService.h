@@ -22,10 +22,10 @@ class KilledService {
   KilledService(const std::string& program, const std::string& log_file,
                 const Process::Environment& environment = {});
 
-  // Waits until it serves; false where it ends instead.
+  // Waits until it serves; false if it ends instead.
   bool WaitUntilServing();
 
-  // Waits until the log holds at least that many lines; false where it stops growing before.
+  // Waits until the log holds at least that many lines; false if it stops growing before.
   bool WaitForLines(std::size_t count) const;
 
   // How many lines the log holds.

@@ -112,7 +112,7 @@ TEST_F(Killed, LosesNothingAndOffersNothingTwice) {
 
 // Programs that import, applications that come and go, strangers; when all have left, the service
 // holds what it held before the first of them came.
-TEST_F(Killed, LetsGoOfAllThatItsClientsTook) {
+TEST_F(Killed, FreesAllThatItsClientsTook) {
   constexpr std::size_t kLinesOfLoad = 20000;
   const std::uint64_t seed = NumberFrom("QUILLPOST_SEED", std::random_device()());
   std::cout << "QUILLPOST_SEED=" << seed << std::endl;

@@ -43,12 +43,12 @@ class Road {
   }
 
   TestRoot& root() { return root_; }
-  // "NAME PATH" of the call that failed; empty where none has.
+  // "NAME PATH" of the call that failed; empty if none has.
   std::string fault() const { return ReadFile(root_.path() / "fault"); }
   const std::multiset<std::string>& received() const { return received_; }
   std::string log() const { return ReadFile(root_.path() / "log"); }
 
-  // Starts a service, whose call of that number fails, 0 for none; false where it does not start.
+  // Starts a service, whose call of that number fails, 0 for none; false if it does not start.
   bool Start(int call = 0, const std::string& failure = "") {
     if (call == 0) return StartIn({});
     return StartWith({{"QUILLPOST_FAIL_CALL", std::to_string(call)},
@@ -83,7 +83,7 @@ class Road {
     return client.Request("ImportSTF2File", Params({{"InkPackagePath", file}}));
   }
 
-  // Takes and confirms what is offered until all of `inks` has come, and, where it is asked for, is
+  // Takes and confirms what is offered until all of `inks` has come, and, if it is asked for, is
   // gone from the store; or until nothing more comes for so long. Leaves when the confirmations
   // have been carried out: the service drops those that still wait when an application leaves.
   enum class Until { kReceived, kStoreIsEmpty };

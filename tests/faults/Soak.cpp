@@ -1,6 +1,6 @@
 // A long run of a service under a steady mixed load: imports of every kind, applications that
 // accept, ignore, refuse and vanish, strangers on the socket, restarts and kills. Ends with a table
-// of what happened, and with status 1 where anything was lost, came twice, or stayed behind.
+// of what happened, and with status 1 if anything was lost, came twice, or stayed behind.
 //
 //   soak [MINUTES [SEED]]
 

@@ -57,7 +57,7 @@ Parcel SealedParcel(std::uint64_t time_ms) {
 // What ends, and at which work.
 struct End {
   const char* how;          // as FailingCalls.cpp has it
-  const char* file_system;  // that loses power; null where the service is killed
+  const char* file_system;  // that loses power; null if the service is killed
   // Files without a name are not for every file system: kHiddenNames is kAll on one without them.
   enum class Work { kAll, kHiddenNames, kRemoval } work;
   const char* name;
@@ -101,7 +101,7 @@ class SuddenEnd : public testing::TestWithParam<End> {
     service_ = std::make_unique<KilledService>(QUILLPOSTD, (desk_ / "log").string(), failing);
   }
 
-  // A connection as soon as the service listens; null where it ends before.
+  // A connection as soon as the service listens; null if it ends before.
   std::unique_ptr<WireClient> Connect() {
     std::unique_ptr<WireClient> client;
     Eventually([&] {
@@ -172,7 +172,7 @@ class SuddenEnd : public testing::TestWithParam<End> {
     }
   }
 
-  // The life that ends at the call of that number; false where it makes fewer.
+  // The life that ends at the call of that number; false if it makes fewer.
   bool LiveUntil(int call) {
     const bool is_removal = GetParam().work == End::Work::kRemoval;
     if (is_removal) BringInALifeOfItsOwn();

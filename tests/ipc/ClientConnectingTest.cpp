@@ -119,7 +119,7 @@ TEST_F(Connecting, ToAnotherUsersServiceIsRefusedBeforeAnythingIsSent) {
   EXPECT_EQ(service->Hear(), "");
 }
 
-TEST_F(Connecting, WithoutRightsToTheSocketSaysWhoseItIsNot) {
+TEST_F(Connecting, WithoutRightsToTheSocketSaysThatItIsNotForThisUser) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs a socket of another user";
   FakeService service(path());
   const PlainUser user;
@@ -146,7 +146,7 @@ TEST_F(Connecting, TwiceIsRefused) {
 
 // ---- Again, after a loss
 
-TEST_F(Connecting, IsDoneAgainAfterALossWhereWished) {
+TEST_F(Connecting, IsDoneAgainAfterALossIfWished) {
   Heard heard;
   Client::Options options = heard.Options();
   options.reconnect = true;

@@ -34,7 +34,7 @@ TEST_F(Asking, GivesTheStatusAndTheResult) {
   EXPECT_EQ(reply.result, Number(7));
 }
 
-TEST_F(Asking, ARefusalOfTheServiceIsNoError) {
+TEST_F(Asking, ARefusalOfTheServiceIsAnAnswer) {
   const Client::Reply reply = client_->Request("Draw");
   EXPECT_TRUE(reply);
   EXPECT_EQ(reply.status, "NotSupported");
@@ -101,7 +101,7 @@ TEST_F(Asking, FromManyThreadsEachGetsItsOwnReply) {
   for (std::thread& thread : threads) thread.join();
 }
 
-TEST_F(Asking, BeforeConnectingFailsAtOnce) {
+TEST_F(Asking, BeforeConnectingFailsImmediately) {
   Client client;
   const Client::Reply reply = client.Request("Echo");
   EXPECT_EQ(reply.error, Error::kClosed);
@@ -223,7 +223,7 @@ TEST_F(Asking, CloseEndsOpenRequestsWhenItsPatienceEnds) {
   EXPECT_EQ(heard_.what(), Strings{"connected"});
 }
 
-TEST_F(Asking, AfterCloseEveryRequestFailsAtOnce) {
+TEST_F(Asking, AfterCloseEveryRequestFailsImmediately) {
   client_->Close();
   EXPECT_EQ(client_->Request("Echo").message, "the client has been closed");
   bool called = false;

@@ -67,7 +67,7 @@ TEST_F(Connection, NotificationsAndRepliesOfOneThreadKeepTheirOrder) {
   EXPECT_EQ(client_->WaitForLine(), R"({"jsonrpc":"2.0","method":"Note","params":{"n":1000}})");
 }
 
-TEST_F(Connection, ManyThreadsMaySendAtOnceAndEveryMessageComesWhole) {
+TEST_F(Connection, ManyThreadsMaySendTogetherAndEveryMessageArrivesWhole) {
   client_->Request("Echo");
   const auto connection = server_.connections().at(0);
   std::vector<std::thread> threads;
@@ -140,7 +140,7 @@ TEST_F(Connection, AfterAHalfCloseNotificationsStillPass) {
   EXPECT_EQ(client_->WaitForLine(), "");
 }
 
-TEST_F(Connection, APeerThatGoesAfterAHalfCloseIsADisconnectAtOnce) {
+TEST_F(Connection, APeerThatGoesAfterAHalfCloseDisconnectsImmediately) {
   client_->Send("Hold");
   client_->HalfClose();
   ASSERT_TRUE(Eventually([&] { return server_.held() == 1; }));
@@ -231,7 +231,7 @@ class RepeatedReport : public Connection {
 };
 
 // The fourth report finds nothing to let go of.
-TEST_F(RepeatedReport, ComesAsLongAsItsOwnerLetsGo) {
+TEST_F(RepeatedReport, ComesUntilItsOwnerDropsNoReference) {
   EXPECT_EQ(client_->Request("Echo"), "Success");
   File(3);
   client_->Die();
@@ -240,7 +240,7 @@ TEST_F(RepeatedReport, ComesAsLongAsItsOwnerLetsGo) {
   EXPECT_EQ(server_.ends().size(), 4u);
 }
 
-TEST_F(Connection, AReportThatLetsGoOfNothingIsNotRepeated) {
+TEST_F(Connection, AReportThatDropsNoReferenceIsNotRepeated) {
   EXPECT_EQ(client_->Request("Echo"), "Success");
   const auto kept = server_.connections();
   client_->Die();
@@ -249,7 +249,7 @@ TEST_F(Connection, AReportThatLetsGoOfNothingIsNotRepeated) {
   EXPECT_EQ(server_.ends().size(), 1u);
 }
 
-// Replies that other threads make meanwhile hide no release.
+// Replies that other threads make in the meantime hide no release.
 TEST_F(RepeatedReport, ComesWhileRepliesAreMadeElsewhere) {
   for (int i = 0; i < 100; ++i) client_->Send("Hold");
   ASSERT_TRUE(Eventually([&] { return server_.held() == 100; }));

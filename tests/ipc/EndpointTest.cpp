@@ -158,7 +158,7 @@ TEST_F(Endpoint, ADirectoryIsRefusedAndLeftAlone) {
   EXPECT_TRUE(fs::is_directory(path()));
 }
 
-TEST_F(Endpoint, ALinkIsRefusedAndLeftAloneWhereverItLeads) {
+TEST_F(Endpoint, ALinkIsRefusedAndLeftAlone) {
   const std::string target = (root_.path() / "target").string();
   MakeDeadSocket(target);
   fs::create_symlink(target, path());
@@ -324,7 +324,7 @@ int CountListenersOfTwentyProcesses(const std::string& path) {
   return listeners;
 }
 
-TEST_F(Endpoint, OfTwentyThatStartAtOnceExactlyOneListens) {
+TEST_F(Endpoint, OfTwentyThatStartTogetherExactlyOneListens) {
   // From the second round on there is a dead socket to be taken over.
   for (int round = 0; round < 40; ++round) EXPECT_EQ(CountListenersOfTwentyProcesses(path()), 1);
 }
@@ -357,7 +357,7 @@ TEST_F(Endpoint, IsRemovedAtTheEnd) {
   EXPECT_FALSE(fs::exists(path()));
 }
 
-TEST_F(Endpoint, IsNotRemovedWhereSomethingElseHasTakenItsPlace) {
+TEST_F(Endpoint, IsNotRemovedIfSomethingElseHasTakenItsPlace) {
   ServerUnderTest server;
   ASSERT_TRUE(server.Listen());
   fs::remove(server.endpoint());

@@ -63,7 +63,7 @@ TEST(JsonParser, NumbersDoNotFollowTheLocaleOfTheProcess) {
   EXPECT_EQ(Through("[1234567,1234567.5,-2.5e-3]"), "[1234567,1234567.5,-0.0025]");
 }
 
-TEST(JsonParser, WhatIsNoJsonIsRefusedWithItsPlace) {
+TEST(JsonParser, InvalidJsonIsRefusedWithItsPlace) {
   const std::pair<const char*, const char*> cases[] = {
       {"", "unexpected end at byte 1"},
       {"{", "expected a member's name at byte 2"},

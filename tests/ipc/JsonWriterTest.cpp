@@ -15,7 +15,7 @@ std::string Written(const Json::Value& value) {
   return text;
 }
 
-TEST(JsonWriter, BytesThatAreNoUtf8AreWrittenAsReplacementCharacters) {
+TEST(JsonWriter, BytesOutsideUtf8BecomeReplacementCharacters) {
   EXPECT_EQ(Written(Json::Value("a\xFF\xC3z\xC3\xA9")), "\"a\xEF\xBF\xBD\xEF\xBF\xBDz\xC3\xA9\"");
 }
 
@@ -24,7 +24,7 @@ TEST(JsonWriter, ControlCharactersAreWrittenEscaped) {
   EXPECT_EQ(Written(Json::Value("\x01\n\x1f\x7f\"\\")), R"("\u0001\u000a\u001f\u007f\"\\")");
 }
 
-TEST(JsonWriter, SpecialBytesAreFoundWhereverTheyStand) {
+TEST(JsonWriter, SpecialBytesAreFoundAtEveryPlace) {
   for (std::size_t place = 0; place < 20; ++place) {
     for (int byte = 0; byte < 256; ++byte) {
       std::string string(20, 'x');
@@ -49,7 +49,7 @@ TEST(JsonWriter, SpecialBytesAreFoundWhereverTheyStand) {
   }
 }
 
-TEST(JsonWriter, RealsStayRealsAndWhatIsNoNumberBecomesNull) {
+TEST(JsonWriter, RealsStayRealsAndNotANumberBecomesNull) {
   EXPECT_EQ(Written(Json::Value(5.0)), "5.0");
   EXPECT_EQ(Written(Json::Value(std::numeric_limits<double>::infinity())), "null");
   EXPECT_EQ(Written(Json::Value(std::nan(""))), "null");

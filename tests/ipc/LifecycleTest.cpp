@@ -56,7 +56,7 @@ TEST(Stop, RunsNoCallbackAfterwards) {
   EXPECT_EQ(server.ends().size(), ends);
 }
 
-TEST(Stop, RepeatsTheReportForAnOwnerThatLetsGo) {
+TEST(Stop, RepeatsTheReportForAnOwnerThatDropsAReference) {
   ServerUnderTest server;
   std::vector<ServerUnderTest::Connection> filed;
   server.on_end = [&](const ServerUnderTest::Connection&) {
@@ -70,7 +70,7 @@ TEST(Stop, RepeatsTheReportForAnOwnerThatLetsGo) {
   EXPECT_EQ(server.ends().size(), 3u);
 }
 
-TEST(Stop, WithoutListenReturnsAtOnceAlsoWhenNothingRunsTheQueue) {
+TEST(Stop, WithoutListenReturnsAlthoughNothingRunsTheQueue) {
   const TestRoot root;
   boost::asio::io_service queue;
   const auto server = IPC::Server::CreateEx(queue, {}, {}, {}, "Quillpost:Test");
@@ -80,7 +80,7 @@ TEST(Stop, WithoutListenReturnsAtOnceAlsoWhenNothingRunsTheQueue) {
   server->Stop();
 }
 
-TEST(Stop, ASecondTimeReturnsAtOnceAlsoWhenTheQueueHasStopped) {
+TEST(Stop, ASecondTimeReturnsAlthoughTheQueueHasStopped) {
   ServerUnderTest server;
   ASSERT_TRUE(server.Listen());
   server.Stop();

@@ -1,4 +1,4 @@
-// What happens where a peer, or the system, leaves no room.
+// What happens if a peer, or the system, leaves no room.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

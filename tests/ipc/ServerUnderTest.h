@@ -45,8 +45,8 @@ class ServerUnderTest {
   void ReleaseTwice();  // calls the first reply that is held two times
   std::size_t held() const;
 
-  std::vector<std::string> requests() const;  // the names, in their order
-  std::vector<std::uint64_t> begins_of_requests() const;    // in the stream of their connection
+  std::vector<std::string> requests() const;              // the names, in their order
+  std::vector<std::uint64_t> begins_of_requests() const;  // in the stream of their connection
   std::size_t connected() const;
   std::vector<boost::system::error_code> ends() const;
 

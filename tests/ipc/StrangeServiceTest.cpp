@@ -41,7 +41,7 @@ TEST_F(StrangeService, IsLeftWithTheReason) {
             "disconnected: the service found fault with a message: not JSON (error -32700)");
 }
 
-// It takes long to make the line of the first request: meanwhile the client finds out.
+// It takes long to make the line of the first request: the client finds out before it is done.
 TEST_F(StrangeService, IsTheReasonWhyRequestsFailBeforeAndAfterTheEnd) {
   Json::Value params(Json::objectValue);
   for (int i = 0; i < 200 * 1000; ++i) params["Ink"].append(i % 10);

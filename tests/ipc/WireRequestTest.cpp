@@ -202,7 +202,7 @@ TEST_F(WireRequest, ABatchIsRefused) {
   EXPECT_EQ(Ask("\"Echo\""), Error("null", -32600, "a request is an object"));
 }
 
-TEST_F(WireRequest, WhatIsNotJsonIsRefusedAndTheConnectionGoesOn) {
+TEST_F(WireRequest, InvalidJsonIsRefusedAndTheConnectionGoesOn) {
   EXPECT_EQ(Ask("Hello?"), Error("null", -32700, "not JSON: unexpected text at byte 1"));
   EXPECT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo",})"),
             Error("null", -32700, "not JSON: expected a member's name at byte 41"));
@@ -274,7 +274,7 @@ TEST_F(WireRequest, TenBadLinesInARowEndTheConnection) {
   EXPECT_EQ(server_.requests(), std::vector<std::string>{"Echo"});
 }
 
-TEST_F(WireRequest, WrongParamsAreNoBadLines) {
+TEST_F(WireRequest, WrongParamsDoNotCountAsBadLines) {
   for (int i = 0; i < 20; ++i)
     ASSERT_EQ(Ask(R"({"jsonrpc":"2.0","id":1,"method":"Echo","params":[]})"),
               Error("1", -32602, R"(\"params\" must be an object)"));

@@ -71,7 +71,7 @@ void IgnoreSignal(int) {}
 
 }  // namespace
 
-TEST_F(Launch, TheProgramLeadsASessionOfItsOwnAndIsNoChildOfTheCaller) {
+TEST_F(Launch, TheProgramLeadsItsOwnSessionAndIsNotTheCallersChild) {
   ASSERT_TRUE(LaunchApplication(LAUNCHED_PROGRAM));
   EXPECT_THAT(Reported("leads_session"), ElementsAre("yes"));
   EXPECT_THAT(Reported("parent"), testing::Not(ElementsAre(std::to_string(::getpid()))));
@@ -216,7 +216,7 @@ TEST_F(Launch, ARelativePathStartsAtTheCallersDirectory) {
   EXPECT_THAT(Reported("directory"), ElementsAre(root_.home().string()));
 }
 
-TEST_F(Launch, RefusesWhatIsNoProgram) {
+TEST_F(Launch, RefusesAFileThatIsNotAProgram) {
   WriteFile(path("text"), "not a program");
   EXPECT_FALSE(LaunchApplication(path("text"))) << "not executable";
   ::chmod(path("text").c_str(), 0755);
@@ -241,7 +241,7 @@ TEST_F(Launch, RefusesWithoutDescriptors) {
   EXPECT_FALSE(launched);
 }
 
-TEST_F(Launch, ManyThreadsLaunchAtOnce) {
+TEST_F(Launch, ManyThreadsLaunchTogether) {
   std::vector<std::thread> threads;
   std::vector<int> launched(4, 0);
   for (int& count : launched) {
@@ -270,7 +270,7 @@ TEST_F(Launch, ADesktopEntrysPathIsTheWorkingDirectory) {
   EXPECT_THAT(Reported("directory"), ElementsAre(path("my notes")));
 }
 
-TEST_F(Launch, RefusesADesktopEntryWhosePathIsNoDirectory) {
+TEST_F(Launch, RefusesADesktopEntryIfItsPathIsNotADirectory) {
   WriteDesktopEntry("notes.desktop", LAUNCHED_PROGRAM, "Path=" + path("missing") + "\n");
   EXPECT_FALSE(LaunchApplication(path("notes.desktop")));
 }

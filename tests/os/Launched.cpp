@@ -1,5 +1,5 @@
 // Writes what this process was started with, line by line as NAME=VALUE, into the file that the
-// environment variable LAUNCH_REPORT names. The file appears at once, when it is complete.
+// environment variable LAUNCH_REPORT names. The file appears atomically, when it is complete.
 
 #include <dirent.h>
 #include <signal.h>

@@ -91,7 +91,7 @@ TEST(Cost, PartsShareTheListOfProperties) {
   Stf2InkDataFreeHandles(&parts);
 }
 
-// The block that the part is built in is asked for at once and is what the caller gets.
+// The block that the part is built in is asked for in one call and is what the caller gets.
 TEST(Cost, WritingAPartTakesLittleMoreThanThePart) {
   const Bytes bytes = TenPages();
   const std::vector<Ink> parts = Split(Parse(bytes));

@@ -1,4 +1,4 @@
-// Null where a pointer is needed is an invalid argument; releasing null does nothing.
+// Null is an invalid argument if a pointer is needed; releasing null does nothing.
 
 #include <gtest/gtest.h>
 

@@ -24,7 +24,7 @@ class Items {
   std::uint32_t count_ = 0;
 };
 
-// The times that a stroke's samples have one by one, 999 where the function refuses.
+// The times that a stroke's samples have one by one, 999 if the function refuses.
 std::vector<std::uint64_t> TimesOf(std::uint64_t start_time, std::vector<Stf2Sample> stroke) {
   const Ink ink = MakeInk(1, {StrokeModel("1.2.3.4", start_time, std::move(stroke))});
   const Items items(ink);
@@ -115,7 +115,7 @@ TEST(Reading, AStrokeWithoutAStartTimeHasNoTimes) {
   EXPECT_THAT(TimesOf(0, {Coordinate(8, 1, 1)}), ElementsAre(0u));
 }
 
-TEST(Reading, ATimeBeyond64BitsIsNoTime) {
+TEST(Reading, ATimeBeyond64BitsCountsAsNone) {
   EXPECT_THAT(TimesOf(UINT64_MAX, {Coordinate(0, 1, 1), Coordinate(1, 1, 1), Coordinate(9, 1, 1)}),
               ElementsAre(UINT64_MAX, 0u, 0u));
 }

@@ -36,7 +36,7 @@ TEST(Splitting, APagesStrokesAndMarkersKeepTheirOrder) {
               ElementsAre(ElementsAre(early, first, middle, second), ElementsAre(other)));
 }
 
-TEST(Splitting, PropertiesGoToEveryPartAndStandWhereTheyStood) {
+TEST(Splitting, PropertiesGoToEveryPartAndKeepTheirPlace) {
   const auto title = PropertyModel("title", "t");
   const auto a1 = StrokeModel("1.1.1.1", 1);
   const auto b1 = StrokeModel("2.2.2.2", 2);

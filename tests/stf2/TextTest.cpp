@@ -27,11 +27,11 @@ TEST(Text, WellFormedUtf8IsText) {
   }
 }
 
-TEST(Text, AZeroByteIsNoText) {
+TEST(Text, TextWithAZeroByteIsInvalid) {
   EXPECT_FALSE(IsTextEverywhere(std::string(1, '\0'), false));
 }
 
-TEST(Text, MalformedUtf8IsNoText) {
+TEST(Text, MalformedUtf8IsInvalid) {
   for (const char* text :
        {"\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xC2", "\xC2\xC2", "\xE0\x9F\xBF", "\xE1\x80",
         "\xE1\x80\xC0", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF1\x80\x80",

@@ -9,7 +9,7 @@
 
 class Daemon {
  public:
-  // Starts the program and waits until it serves. Throws std::runtime_error with its log where it
+  // Starts the program and waits until it serves. Throws std::runtime_error with its log if it
   // does not.
   explicit Daemon(const std::string& program, const std::vector<std::string>& arguments = {});
 

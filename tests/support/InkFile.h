@@ -31,7 +31,7 @@ class InkFile {
   InkFile& AddProperty(const char* key, const char* value);
   InkFile& AddMarker(const char* page, std::uint64_t time_ms, const char* name);
 
-  // The file. Throws std::runtime_error where the library refuses.
+  // The file. Throws std::runtime_error if the library refuses.
   std::string bytes() const;
 
  private:

@@ -1,4 +1,4 @@
-// How long a test waits for what must come. It costs nothing where it comes, and is long, since
+// How long a test waits for what must come. It costs nothing if it comes, and is long, since
 // sanitizers on a busy machine are slow.
 
 #pragma once

@@ -16,7 +16,7 @@ class Process {
   typedef std::map<std::string, std::string> Environment;
 
   // Starts the program `command[0]` with the rest as arguments, standard input from the null device
-  // and the environment of the test, changed by `changes`. Throws std::runtime_error where it can't
+  // and the environment of the test, changed by `changes`. Throws std::runtime_error if it can't
   // be started.
   explicit Process(const std::vector<std::string>& command, const Environment& changes = {});
 
@@ -29,10 +29,10 @@ class Process {
   void Signal(int signal);
 
   // Waits for the end of the program. Its exit status, or 128 plus the signal that ended it; -1
-  // where it did not end in time.
+  // if it did not end in time.
   int Wait();
 
-  // Waits until standard output, or standard error, holds `text`. False where the program ends
+  // Waits until standard output, or standard error, holds `text`. False if the program ends
   // without it or takes too long.
   bool WaitForOutput(const std::string& text);
   bool WaitForError(const std::string& text);

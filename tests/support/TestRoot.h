@@ -34,5 +34,5 @@ std::string ReadFile(const boost::filesystem::path& path);
 void WriteFile(const boost::filesystem::path& path, const std::string& bytes);
 
 // Whether nothing is in the directory, or the directory is not there: somebody else may be making
-// and removing it meanwhile.
+// and removing it in the meantime.
 bool HoldsNothing(const boost::filesystem::path& directory);

@@ -17,7 +17,7 @@
 
 class WireClient {
  public:
-  // Connects to the socket at `endpoint`. Throws std::runtime_error where nobody listens.
+  // Connects to the socket at `endpoint`. Throws std::runtime_error if nobody listens.
   explicit WireClient(const std::string& endpoint);
 
   // Closes the socket, if Die has not.
@@ -31,7 +31,7 @@ class WireClient {
   // Sends these bytes as they are.
   void SendBytes(const std::string& bytes);
 
-  // The reply to the request of that id, with its "result" or "error". What comes meanwhile is
+  // The reply to the request of that id, with its "result" or "error". What comes before it is
   // kept.
   Json::Value WaitForReply(int id);
 
@@ -63,7 +63,7 @@ class WireClient {
   // Sends no more, and still reads.
   void HalfClose();
 
-  // Closes the socket at once, as the end of the process would.
+  // Closes the socket immediately, as the end of the process would.
   void Die();
 
  private:

@@ -123,7 +123,7 @@ TEST(CommandLine, AFullDiskBehindStandardOutputIsExit1) {
   EXPECT_EQ("quillpost: can't write to standard output\n", status.error);
 }
 
-TEST(CommandLine, AReaderThatHasGoneIsNoFailure) {
+TEST(CommandLine, AReaderThatHasGoneIsNotAFailure) {
   TestRoot root;
   const Finished list = RunToEnd(
       {"/bin/bash", "-c",

@@ -258,7 +258,7 @@ TEST_F(Import, NamesTheJournalIfNothingIsWrongWithTheFile) {
 }
 
 // A socket took the number of the closed descriptor, and the results went to the service.
-TEST_F(Import, AClosedStandardOutputIsNoConnection) {
+TEST_F(Import, AClosedStandardOutputIsNotTakenForAConnection) {
   Daemon daemon(QUILLPOSTD);
   const Finished import =
       RunToEnd({"/bin/sh", "-c",

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-// The document; null, with a failure of the test, for what is none.
+// The document; null, with a failure of the test, if it is not one.
 inline Json::Value ParseJson(const std::string& text) {
   Json::Value value;
   std::string errors;

@@ -298,7 +298,7 @@ TEST_F(Listen, ACommandThatIsRunningIsWaitedFor) {
 }
 
 // An application that confirmed it would have nothing, and the store neither.
-TEST_F(Listen, WhatIsNoInkStaysInTheStoreAndOtherPensGoOn) {
+TEST_F(Listen, APackageThatIsNotInkStaysInTheStoreAndOtherPensGoOn) {
   const std::string file = (root_.path() / "ink.stf2").string();
   for (const std::uint64_t pen : {1, 2, 3}) {
     WriteFile(file, InkFile(pen).AddStroke("1.2.3.4", 1000).bytes());

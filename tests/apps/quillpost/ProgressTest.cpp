@@ -31,12 +31,12 @@ TEST(FormatProgress, GoesByBytes) {
             FormatProgress(Make(1, 2, 300u << 20, 1200u << 20, 30), kWide));
 }
 
-TEST(FormatProgress, GoesByFilesWhereThereAreNoBytes) {
+TEST(FormatProgress, GoesByFilesIfThereAreNoBytes) {
   EXPECT_EQ("[############            ]  1/2 files  50%  0 B/s  0:01 left",
             FormatProgress(Make(1, 2, 0, 0, 1), kWide));
 }
 
-TEST(FormatProgress, IsFullAtTheEndAlsoWhenFilesGrewMeanwhile) {
+TEST(FormatProgress, IsFullAtTheEndAlsoIfFilesGrew) {
   EXPECT_EQ("[########################]  2/2 files  100%  4.0 KiB/s  0:00 left",
             FormatProgress(Make(2, 2, 8192, 4096, 2), kWide));
 }

@@ -87,7 +87,7 @@ TEST(Status, ShowsPensApplicationsAndProblems) {
   EXPECT_EQ(1u, document["problems"].size());
 }
 
-TEST(Status, AStoreThatIsNoDirectoryIsAProblem) {
+TEST(Status, AFileInPlaceOfTheStoreIsAProblem) {
   TestRoot root;
   fs::create_directories(root.storage().parent_path());
   const std::string store = root.storage().string();
@@ -118,7 +118,7 @@ TEST(Status, FindsNoProblemBesideABusyService) {
   }
   const std::string file = (root.path() / "ink.stf2").string();
   WriteFile(file, ink.bytes());
-  // Nobody reads its log meanwhile.
+  // Nobody reads its log in the meantime.
   Process daemon({QUILLPOSTD, "--log-file", (root.path() / "log").string()});
   ASSERT_EQ(0, RunToEnd({QUILLPOST, "import", "--wait", "3600", file}).status);
   Process listen({"/bin/sh", "-c",

@@ -79,8 +79,8 @@ TEST_F(StatusWatch, SeesAServiceAndAStoreThatAreNotThereYet) {
   EXPECT_EQ(0, watch.Wait());
 }
 
-// Ink that comes and is confirmed at once.
-TEST_F(StatusWatch, MissesNothingThatIsTakenAtOnce) {
+// Ink that comes and is confirmed immediately.
+TEST_F(StatusWatch, MissesNothingThatIsTakenImmediately) {
   root_.Subscribe("Notes", "1.2.3.*");
   Process daemon({QUILLPOSTD, "--log-file", (root_.path() / "log").string()});
   Process watch({QUILLPOST, "status", "--watch"});

@@ -127,7 +127,7 @@ TEST_F(StoreReportTest, SaysWhyAnApplicationCannotBeLaunched) {
   EXPECT_EQ("", report.applications.at("Shell").obstacle);
 }
 
-TEST_F(StoreReportTest, CountsNoDirectoryThatIsNoPens) {
+TEST_F(StoreReportTest, CountsOnlyDirectoriesOfPens) {
   fs::create_directories(root_.storage() / "lost+found");
   fs::create_directories(root_.storage() / "backup/old");
   fs::create_directories(root_.storage() / "0000-0000-0000-0001");
@@ -141,7 +141,7 @@ TEST_F(StoreReportTest, CountsNoDirectoryThatIsNoPens) {
                                            "\"lost+found\" is not a pen's directory"));
 }
 
-TEST_F(StoreReportTest, NamesAStrokeWhoseFileHasVanished) {
+TEST_F(StoreReportTest, NamesAStrokeWithoutItsFile) {
   FileStroke("1.2.3.4", "1_2", "12345");
   FileStroke("1.2.3.4", "3_4", "12345");
   ASSERT_TRUE(Storage::SyncRoutingInfo(kPen, "1.2.3.4", {"Notes"}));
@@ -178,7 +178,7 @@ TEST_F(StoreReportTest, NamesWhatIsInAStrokesPlace) {
                   "0123-4567-89AB-CDEF/1.2.3.4/3_4.stf2: the file is not a regular file"));
 }
 
-TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsEmpty) {
+TEST_F(StoreReportTest, NamesAStrokeWithAnEmptyFile) {
   FileStroke("1.2.3.4", "1_2", "12345");
   WriteFile(PathOf("1.2.3.4/1_2.stf2"), "");
   EXPECT_THAT(ReadStore().problems,
@@ -186,7 +186,7 @@ TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsEmpty) {
 }
 
 // What a disk that was full leaves of an import.
-TEST_F(StoreReportTest, NamesAStrokeWhoseFileIsCutShort) {
+TEST_F(StoreReportTest, NamesAStrokeWithAFileCutShort) {
   InkFile ink;
   for (std::uint64_t i = 0; i < 200; ++i) ink.AddStroke("1.2.3.4", 1000 + i);
   const std::string plain = ink.bytes();
@@ -240,7 +240,7 @@ TEST_F(StoreReportTest, NamesACorruptedRoutingInfo) {
   EXPECT_EQ(1u, report.unclaimed);
 }
 
-TEST_F(StoreReportTest, NamesARoutingInfoThatIsNoFile) {
+TEST_F(StoreReportTest, NamesARoutingInfoThatIsNotAFile) {
   FileStroke("1.2.3.4", "1_2", "12345");
   ASSERT_EQ(0, ::mkfifo(PathOf("RoutingInfo.txt").c_str(), 0600));
   const StoreReport report = ReadStore();

@@ -74,7 +74,7 @@ TEST_F(SubscriptionCheckTest, NamesTheElementThatIsWrong) {
       Reason(R"({"Path":"x","Title":"","PageAddresses":["1.2"]})"));
 }
 
-TEST_F(SubscriptionCheckTest, SaysWhereTheJsonIsBroken) {
+TEST_F(SubscriptionCheckTest, NamesThePlaceOfBrokenJson) {
   EXPECT_THAT(Reason("{\"Path\":\n x}"), StartsWith("not valid JSON: * Line 2, Column 2"));
   EXPECT_THAT(Reason(""), StartsWith("not valid JSON: "));
   EXPECT_THAT(Reason(std::string(5000, '[')), StartsWith("not valid JSON: "));

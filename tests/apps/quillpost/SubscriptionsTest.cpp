@@ -32,7 +32,7 @@ class Subscriptions : public testing::Test {
 
 }  // namespace
 
-TEST_F(Subscriptions, ListOfNoneSaysWhereTheyWouldBe) {
+TEST_F(Subscriptions, AnEmptyListNamesTheDirectory) {
   const Finished list = Call({"list"});
   EXPECT_EQ(0, list.status);
   EXPECT_EQ("no application has subscribed; subscriptions are files in " +
@@ -90,7 +90,7 @@ TEST_F(Subscriptions, AddSaysWhyItCannotWrite) {
   EXPECT_THAT(add.error, StartsWith("quillpost: can't write '"));
 }
 
-TEST_F(Subscriptions, RemoveRemovesAndSaysWhereThereIsNothing) {
+TEST_F(Subscriptions, RemoveRemovesAndSaysIfThereIsNothing) {
   ASSERT_EQ(0, Add("Notes").status);
   const Finished removed = Call({"remove", "Notes"});
   EXPECT_EQ(0, removed.status);

@@ -39,7 +39,7 @@ std::string Endpoint() {
 // The socket of a service manager that waits for news.
 class Manager {
  public:
-  // `name` is a path, or begins with "@" for a name that is no file.
+  // `name` is a path, or begins with "@" for a name that is not a file.
   explicit Manager(const std::string& name) : fd_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
@@ -52,7 +52,7 @@ class Manager {
   }
   ~Manager() { ::close(fd_); }
 
-  // The next message; empty where none comes in time.
+  // The next message; empty if none comes in time.
   std::string Receive() {
     pollfd readable = {fd_, POLLIN, 0};
     constexpr int kPatienceMs = std::chrono::milliseconds(kPatience).count();
@@ -276,7 +276,7 @@ TEST(Quillpostd, TellsAServiceManagerThatItIsReadyAndThatItStops) {
   ExpectReadyAndStopping((names.path() / "manager").string());
 }
 
-TEST(Quillpostd, TellsAServiceManagerWhoseSocketIsNoFile) {
+TEST(Quillpostd, TellsAServiceManagerOnAnAbstractSocket) {
   ExpectReadyAndStopping("@quillpostd.test." + std::to_string(::getpid()));
 }
 
@@ -373,7 +373,7 @@ TEST(Quillpostd, AFileSizeLimitDoesNotEndIt) {
   EXPECT_EQ(0, daemon.Wait());
 }
 
-TEST(Quillpostd, AClosedStandardErrorIsNoPlaceForAFile) {
+TEST(Quillpostd, AClosedStandardErrorIsNotReusedForAFile) {
   TestRoot root;
   Manager manager((root.path() / "manager").string());
   Process daemon({"/bin/sh", "-c", std::string("exec '") + QUILLPOSTD + "' 2>&- >&- <&-"},
