@@ -131,8 +131,13 @@ boost::system::error_code SyncDirectory(const boost::filesystem::path& directory
   constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
   const Descriptor descriptor(Uninterrupted([&] { return ::open(directory.c_str(), kFlags); }));
   if (!descriptor.is_open()) return LastError();
-  if (Uninterrupted([&] { return ::fsync(descriptor.get()); }) == 0) return {};
-  return errno == EINVAL || errno == ENOTSUP ? error_code() : LastError();
+  if (Uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0) {
+    return errno == EINVAL || errno == ENOTSUP ? error_code() : LastError();
+  }
+  // XFS gives up what it had not written when it shuts down after an error of its disk, and then has
+  // nothing to sync for a directory: fsync succeeds, and only other calls tell.
+  struct stat status;
+  return ::fstat(descriptor.get(), &status) == 0 ? error_code() : LastError();
 }
 
 // Without asking first, as the library does, what it is that is to be removed.
