@@ -31,15 +31,13 @@ std::string Shown(const std::optional<double>& number, double scale, int digits,
 }
 
 Row TableRow(const std::string& name, const PageStatistics& page) {
-  const auto mean_pause =
-      page.pauses == 0 ? std::optional<double>() : page.pause_ms / double(page.pauses);
   return {name,
           std::to_string(page.strokes.size()),
           Shown(page.length_mm, 1),
           Shown(page.writing_ms, 1e-3, 2, "-"),
           Shown(page.speed_mm_s, 1, 1, "-"),
           std::to_string(page.pauses),
-          Shown(mean_pause, 1e-3, 2, "-"),
+          page.pauses == 0 ? "-" : Shown(page.pause_ms / double(page.pauses) / 1000, 2),
           page.pauses == 0 ? "-" : Shown(page.longest_pause_ms / 1000, 2),
           page.force ? Shown(page.force->mean, 2) : "-",
           page.force ? Shown(page.force->most, 2) : "-"};
