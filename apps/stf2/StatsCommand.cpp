@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "Report.h"
 #include "Session.h"
+#include "cli/Shown.h"
 #include "ink/Statistics.h"
 #include "ink/Time.h"
 #include "ink/Units.h"
@@ -64,7 +65,7 @@ std::string AsTable(const std::vector<PageStatistics>& pages) {
   std::vector<Row> rows = {
       {"page", "strokes", "mm", "s", "mm/s", "pauses", "mean s", "longest s", "force", "most"}};
   for (const PageStatistics& page : pages) {
-    rows.push_back(TableRow(OneLine(page.page.value_or("(none)")), page));
+    rows.push_back(TableRow(Printable(page.page.value_or("(none)")), page));
   }
   return Table(rows);
 }
@@ -157,7 +158,7 @@ int Stats(const Options& options, Streams streams) {
       for (const PageStatistics& page : pages) json["pages"].append(AsJson(page));
       streams.out << OneLine(json) << '\n';
     } else {
-      streams.out << OneLine(ShownInput(file)) << ":\n" << AsTable(pages);
+      streams.out << Printable(ShownInput(file)) << ":\n" << AsTable(pages);
     }
     return std::string();
   });
