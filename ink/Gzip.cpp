@@ -1,8 +1,7 @@
 #include "ink/Gzip.h"
 
-#include <zlib.h>
-
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <new>
 
@@ -13,7 +12,7 @@ namespace {
 
 constexpr int kGzip = 16 + MAX_WBITS;  // zlib's way to say gzip's header and checksum
 constexpr std::size_t kPiece = 256 * 1024;
-constexpr std::size_t kMostAtOnce = std::numeric_limits<uInt>::max();
+constexpr std::size_t kMostCounted = std::numeric_limits<uInt>::max();  // by zlib
 
 Bytef* BytesOf(const std::string& text) {
   return reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
@@ -34,7 +33,7 @@ class Inflater {
     std::string piece(kPiece, '\0');
     for (int status = Z_OK; status != Z_STREAM_END;) {
       stream_.next_in = BytesOf(bytes) + at;
-      const std::size_t given = std::min(bytes.size() - at, kMostAtOnce);
+      const std::size_t given = std::min(bytes.size() - at, kMostCounted);
       stream_.avail_in = static_cast<uInt>(given);
       stream_.next_out = BytesOf(piece);
       stream_.avail_out = static_cast<uInt>(piece.size());
@@ -69,22 +68,47 @@ std::string Gunzip(const std::string& bytes, std::size_t most) {
   return out;
 }
 
-std::string Gzip(const std::string& bytes) {
-  z_stream stream{};
-  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip, 8, Z_DEFAULT_STRATEGY) !=
-      Z_OK) {
+Packer::Packer(Frame frame, int level, const Sink& sink) : sink_(sink) {
+  const int window = frame == Frame::kGzip ? kGzip : MAX_WBITS;
+  if (deflateInit2(&stream_, level, Z_DEFLATED, window, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
     throw std::bad_alloc();
   }
-  if (bytes.size() > kMostAtOnce) throw InkError("too large to be compressed");
-  std::string out(deflateBound(&stream, bytes.size()), '\0');
-  stream.next_in = BytesOf(bytes);
-  stream.avail_in = static_cast<uInt>(bytes.size());
-  stream.next_out = BytesOf(out);
-  stream.avail_out = static_cast<uInt>(out.size());
-  const int status = deflate(&stream, Z_FINISH);
-  out.resize(out.size() - stream.avail_out);
-  deflateEnd(&stream);
-  if (status != Z_STREAM_END) throw InkError("can't be compressed");
+}
+
+Packer::~Packer() {
+  deflateEnd(&stream_);
+}
+
+void Packer::Pack(std::string_view bytes, int flush) {
+  std::array<char, 16384> piece;
+  stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
+  stream_.avail_in = static_cast<uInt>(bytes.size());
+  do {
+    stream_.next_out = reinterpret_cast<Bytef*>(piece.data());
+    stream_.avail_out = static_cast<uInt>(piece.size());
+    deflate(&stream_, flush);
+    sink_({piece.data(), piece.size() - stream_.avail_out});
+  } while (stream_.avail_out == 0);
+}
+
+void Packer::Append(std::string_view bytes) {
+  for (; bytes.size() > kMostCounted; bytes.remove_prefix(kMostCounted)) {
+    Pack(bytes.substr(0, kMostCounted), Z_NO_FLUSH);
+  }
+  Pack(bytes, Z_NO_FLUSH);
+}
+
+void Packer::Finish() {
+  Pack({}, Z_FINISH);
+  deflateReset(&stream_);
+}
+
+std::string Gzip(const std::string& bytes) {
+  std::string out;
+  const Sink append = [&](std::string_view piece) { out += piece; };
+  Packer packer(Packer::Frame::kGzip, Z_DEFAULT_COMPRESSION, append);
+  packer.Append(bytes);
+  packer.Finish();
   return out;
 }
 

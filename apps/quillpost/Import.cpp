@@ -6,7 +6,7 @@
 #include "Commands.h"
 #include "InkSender.h"
 #include "Output.h"
-#include "Progress.h"
+#include "cli/Progress.h"
 
 namespace fs = boost::filesystem;
 

@@ -5,9 +5,9 @@
 #include <TalvoCppUtils/Printable.h>
 #include <json/value.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <string>
+
+#include "cli/Shown.h"
 
 // One JSON document on standard output, indented, or on one line; both are flushed. False, with
 // errno set, if that failed.
@@ -32,18 +32,8 @@ bool IsReaderGone();
 // program is not a failure.
 void ForgetFailedOutput();
 
-// Whether the descriptor is a terminal whose lines can be drawn anew; how many columns it has.
-bool CanRedraw(int fd);
-std::size_t TerminalWidth(int fd);
-
 // "quillpost: MESSAGE" on standard error.
 void Complain(const std::string& message);
 
 // What comes out of files must not steer a terminal.
 using TalvoCppUtils::Printable;
-
-// "512 B", "1.5 KiB", "12.0 MiB".
-std::string FormatBytes(std::uint64_t bytes);
-
-// "1 page", "2 pages".
-std::string FormatCount(std::uint64_t count, const std::string& noun);

@@ -10,6 +10,7 @@
 
 #include "Files.h"
 #include "Session.h"
+#include "cli/Shown.h"
 #include "ink/Color.h"
 #include "ink/PageAddress.h"
 #include "ink/Time.h"
@@ -24,13 +25,13 @@ namespace {
 
 // An option whose text `parse` turns into an optional value; none is wrong usage.
 template <typename Value, typename Parse>
-void AddParsed(CLI::App& app, const std::string& name, std::optional<Value>& value, Parse parse,
-               const std::string& form, const std::string& help) {
+CLI::Option* AddParsed(CLI::App& app, const std::string& name, std::optional<Value>& value,
+                       Parse parse, const std::string& form, const std::string& help) {
   const auto take = [&value, parse, name, form](const std::string& text) {
     value = parse(text);
     if (!value) throw CLI::ValidationError(name, "'" + text + "' is not " + form);
   };
-  app.add_option_function<std::string>(name, take, help)->take_last();
+  return app.add_option_function<std::string>(name, take, help)->take_last();
 }
 
 std::optional<std::uint64_t> ParsePen(const std::string& text) {
@@ -79,17 +80,36 @@ void AddAddressing(CLI::App& app, Options& options) {
             "When ink began that does not say so");
 }
 
-void AddPicture(CLI::App& app, Options& options) {
+// "256x256": pixels.
+std::optional<PixelSize> ParsePixelSize(const std::string& text) {
+  PixelSize size;
+  const char* const end = text.data() + text.size();
+  const auto width = std::from_chars(text.data(), end, size.width);
+  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return std::nullopt;
+  const auto height = std::from_chars(width.ptr + 1, end, size.height);
+  if (height.ec != std::errc() || height.ptr != end) return std::nullopt;
+  const auto fits = [](int pixels) { return pixels >= 1 && pixels <= 32000; };
+  return fits(size.width) && fits(size.height) ? std::optional<PixelSize>(size) : std::nullopt;
+}
+
+CLI::Option* AddPicture(CLI::App& app, Options& options) {
   LayoutOptions& layout = options.render.layout;
   AddParsed(app, "--page-size", layout.page_size, ParsePageSize,
-            "A4, A5, Letter or millimetres such as 210x297",
-            "The paper, instead of the ink's bounds: A4, A5, Letter, WxH in mm");
-  app.add_option("--dpi", options.render.dpi, "Pixels per inch of a PNG (200)")
-      ->check(CLI::Range(1.0, 4800.0));
+            "A3 to A6, Letter, Legal or millimetres such as 210x297",
+            "The paper, instead of the ink's bounds: A3 to A6, Letter, Legal, WxH in mm");
+  app.add_flag("--landscape", options.landscape, "The paper with its long side across");
+  CLI::Option* dpi = app.add_option("--dpi", options.render.dpi, "Pixels per inch of a PNG (200)")
+                         ->check(CLI::Range(1.0, 4800.0));
   app.add_flag("--transparent", options.render.transparent, "No white paper (SVG, PNG)");
   AddParsed(app, "--color", options.render.color, ParseColor, "a colour such as #203080 or navy",
             "One colour for all strokes");
-  app.add_option("--page", layout.page, "Draw this page alone");
+  app.add_option_function<std::string>(
+      "--page",
+      [&](const std::string& page) {
+        options.first_page = page == "first";
+        if (!options.first_page) layout.page = page;
+      },
+      "Draw this page alone; 'first' is the first one");
   app.add_option("--margin", layout.margin_mm,
                  "Millimetres around the ink (5), or with --fit to the paper's edge (10)")
       ->check(CLI::Range(0.0, 1000.0));
@@ -99,6 +119,28 @@ void AddPicture(CLI::App& app, Options& options) {
   };
   CLI::Option* fit = place("--fit", Placement::kFitted, "Scale the ink to fill the paper");
   place("--center", Placement::kCentred, "Put the ink in the paper's middle")->excludes(fit);
+  return dpi;
+}
+
+void AddPaper(CLI::App& app, Options& options, CLI::Option* dpi) {
+  RenderOptions& render = options.render;
+  AddParsed(app, "--size", render.fit, ParsePixelSize, "pixels such as 256x256",
+            "The most pixels of a PNG, such as 256x256, instead of --dpi")
+      ->excludes(dpi);
+  app.add_option_function<std::string>(
+         "--ruling", [&](const std::string& name) { render.paper.ruling = *ParseRuling(name); },
+         "What is printed on the paper: plain, ruled, squared or dotted")
+      ->check(CLI::IsMember({"plain", "ruled", "squared", "dotted"}));
+  CLI::Option* background =
+      app.add_option("--background", options.background, "A PDF to draw upon: its first page");
+  app.add_option("--background-page", options.background_page, "Another page of it")
+      ->check(CLI::Range(1, 1000000))
+      ->needs(background);
+  CLI::Option* contact = app.add_flag("--contact-sheet", render.contact_sheet,
+                                      "All pages of all files small on one sheet");
+  app.add_option("--columns", render.columns, "Pages side by side on it (4)")
+      ->check(CLI::Range(1, 20))
+      ->needs(contact);
 }
 
 void AddSpeed(CLI::App& app, Options& options) {
@@ -160,10 +202,12 @@ void AddMerge(CLI::App& app, Options& options) {
 
 void AddRender(CLI::App& app, Options& options) {
   AddInputs(app, options);
-  AddOutput(app, options, kFileOrFolder);
+  AddOutput(app, options,
+            "A file, a folder, - for standard output, or a name with {page} or {n} in it for a "
+            "picture of each page (beside the input)");
   AddFormats(app, options, {"svg", "png", "pdf"}, "svg, png or pdf (what the output's name says)");
   AddReading(app, options);
-  AddPicture(app, options);
+  AddPaper(app, options, AddPicture(app, options));
 }
 
 void AddStats(CLI::App& app, Options& options) {
@@ -246,8 +290,12 @@ const Command kCommands[] = {
      "Examples:\n"
      "  stf2 render letter.stf2 -o letter.svg\n"
      "  stf2 render letter.stf2 -o letter.png --dpi 300 --transparent\n"
-     "  stf2 render letter.stf2 -o letter.pdf --page-size A4\n"
-     "  stf2 render ink/*.stf2 --to png -o pictures/\n\n",
+     "  stf2 render letter.stf2 -o letter.pdf --page-size A4 --ruling squared\n"
+     "  stf2 render letter.stf2 -o filled.pdf --background form.pdf\n"
+     "  stf2 render ink/*.stf2 -o all.pdf            one PDF with an outline\n"
+     "  stf2 render ink/*.stf2 --to png -o pictures/\n"
+     "  stf2 render letter.stf2 -o 'pages/{name}-{page}.png' --size 256x256\n"
+     "  stf2 render ink/*.stf2 --contact-sheet -o all.png\n\n",
      AddRender, RenderFiles},
     {"replay", "Let ink be written again: an SVG that plays in a browser, or a film's pictures",
      "Examples:\n"
@@ -302,12 +350,16 @@ std::string Contradiction(const std::string& name, const Options& options) {
     return one_output ? "" : name + ": -o names a folder: " + options.output;
   }
   if (name == "info" || name == "stats") return {};
-  if (one_output && ExpandGlobs(options.inputs).size() > 1) {
+  const bool takes_many = name == "render" && (IsPattern(options.output) || IsOneForAll(options));
+  if (one_output && !takes_many && ExpandGlobs(options.inputs).size() > 1) {
     return name + ": several files need a folder: -o " + options.output + "/";
   }
-  const bool placed = options.render.layout.placement != Placement::kAsWritten;
-  if (placed && !options.render.layout.page_size) {
+  const bool has_paper = options.render.layout.page_size || !options.background.empty();
+  if (options.render.layout.placement != Placement::kAsWritten && !has_paper) {
     return name + ": --fit and --center need the paper's size: --page-size A4";
+  }
+  if (options.landscape && !options.render.layout.page_size) {
+    return name + ": --landscape needs the paper's size: --page-size A4";
   }
   if (!options.frames.empty() && (!options.output.empty() || options.inputs.size() > 1)) {
     return name + ": --frames takes one file, and no -o";
@@ -326,7 +378,11 @@ std::string UnknownCommand(const std::vector<std::string>& arguments) {
   }
   if (arguments.empty()) return "stf2: a command is missing: one of " + names;
   if (!arguments[0].empty() && arguments[0][0] == '-') return {};
-  return "stf2: '" + OneLine(arguments[0]) + "' is none of its commands: " + names;
+  return "stf2: '" + Printable(arguments[0]) + "' is not one of its commands: " + names;
+}
+
+void TurnPaper(PageSize& size) {
+  if (size.width_mm < size.height_mm) std::swap(size.width_mm, size.height_mm);
 }
 
 int WrongUsage(const std::string& reason, Streams streams) {
@@ -358,6 +414,8 @@ int RunTool(const std::vector<std::string>& arguments, Streams streams) {
   for (const Command& command : kCommands) {
     if (!app.got_subcommand(command.name)) continue;
     const std::string contradiction = Contradiction(command.name, options);
+    if (options.landscape && options.render.layout.page_size)
+      TurnPaper(*options.render.layout.page_size);
     if (contradiction.empty()) return command.run(options, streams);
     return WrongUsage(contradiction, streams);
   }

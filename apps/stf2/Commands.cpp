@@ -9,6 +9,7 @@
 #include "Refusal.h"
 #include "Report.h"
 #include "Session.h"
+#include "cli/Shown.h"
 #include "ink/Gzip.h"
 #include "ink/InkError.h"
 #include "ink/PageAddress.h"
@@ -25,15 +26,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The extension of a path in lower case, without its dot.
-std::string ExtensionOf(const std::string& path) {
-  std::string extension = fs::path(path).extension().string();
-  if (!extension.empty()) extension.erase(0, 1);
-  return LowerCase(extension);
-}
-
 // The largest file that the service imports.
 constexpr std::size_t kMostImportBytes = 104857600;
+
+constexpr int kGzipLevel = 6;  // as usual
 
 // What --to or the output's name says; else InkML for STF2, and STF2 for all others.
 std::string FormatToWrite(const Options& options, InkFormat from) {
@@ -44,20 +40,37 @@ std::string FormatToWrite(const Options& options, InkFormat from) {
   }
   if (format.empty()) format = from == InkFormat::kStf2 ? "inkml" : "stf2";
   if (format != "stf2" && format != "inkml" && format != "xopp") {
-    throw Refusal("'" + format + "' is none of stf2, inkml and xopp; --to says which is wanted");
+    throw Refusal("'" + format + "' is not one of stf2, inkml and xopp; --to says which is wanted");
   }
   return format;
 }
 
-// The picture, or a refusal that says which option makes it smaller.
-Rendering Draw(const Ink& ink, PictureFormat format, const RenderOptions& options) {
-  try {
-    return Render(ink, format, options);
-  } catch (const PictureSizeError& error) {
-    const char* help = format == PictureFormat::kPng ? "; give a smaller --dpi or a --page-size"
-                                                     : "; give a --page-size";
-    throw Refusal(error.what() + std::string(help));
+// Writes the ink in a format, packed with gzip if it is to be. Answers how many bytes it was
+// before.
+std::size_t Write(const Ink& ink, const std::string& format, bool gzipped, Losses& losses,
+                  const Sink& sink) {
+  if (format == "xopp") {  // packed anyway
+    WriteXopp(ink, losses, sink);
+    return 0;
   }
+  std::optional<Packer> packer;
+  if (gzipped) packer.emplace(Packer::Frame::kGzip, kGzipLevel, sink);
+  std::size_t size = 0;
+  const Sink write = [&](std::string_view piece) {
+    size += piece.size();
+    packer ? packer->Append(piece) : sink(piece);
+  };
+  format == "stf2" ? write(WriteStf2(ink)) : WriteInkML(ink, write);
+  if (packer) packer->Finish();
+  return size;
+}
+
+// Refuses what the format would lose before anything is written.
+void CheckThatAllIsKept(const Ink& ink, const std::string& format, Session& session) {
+  if (format != "xopp") return;
+  Losses losses;
+  WriteXopp(ink, losses, [](std::string_view) {});
+  session.CheckStrict(losses);
 }
 
 }  // namespace
@@ -81,7 +94,7 @@ int Info(const Options& options, Streams streams) {
       json["notes"] = LossesAsJson(NotesOf(losses));
       streams.out << OneLine(json) << '\n';
     } else if (!options.quiet) {
-      streams.out << OneLine(ShownInput(file)) << ": " << format << ", " << bytes.bytes.size()
+      streams.out << Printable(ShownInput(file)) << ": " << format << ", " << bytes.bytes.size()
                   << " bytes\n"
                   << (sealed ? InLines(*sealed) : InLines(summary) + InLines(losses));
     }
@@ -96,19 +109,20 @@ int Convert(const Options& options, Streams streams) {
   session.ForEachInput([&](const std::string& file) {
     InkMLOptions inkml = options.inkml;
     if (options.page_for_each_file && inkml.page) inkml.page = PageAfter(*inkml.page, number++);
-    const InkBytes bytes = session.Read(file);
-    const bool gzipped = ExtensionOf(options.output) == "gz";
+    InkBytes bytes = session.Read(file);
     const std::string format = FormatToWrite(options, bytes.format);
     const Ink ink = session.Load(file, bytes, inkml);
+    bytes.bytes = std::string();  // the ink and what is written of it are memory enough
     const Summary summary = Summarize(ink);
     const std::string path = session.PathFor(file, StemOf(file) + "." + format);
+    if (options.strict) CheckThatAllIsKept(ink, format, session);
     Losses losses;
-    const std::string written = format == "stf2"    ? WriteStf2(ink)
-                                : format == "inkml" ? WriteInkML(ink)
-                                                    : WriteXopp(ink, losses);
+    std::size_t size = 0;
+    session.Save(path, [&](const Sink& sink) {
+      size = Write(ink, format, ExtensionOf(options.output) == "gz", losses, sink);
+    });
     session.TellLosses(file, losses);
-    session.Save(path, gzipped ? Gzip(written) : written);
-    if (format == "stf2" && written.size() > kMostImportBytes) {
+    if (format == "stf2" && size > kMostImportBytes) {
       session.Note(file, "note: the service imports files of at most 100 MiB; split it");
     }
     for (const std::string& obstacle : ObstaclesOf(summary))
@@ -123,7 +137,7 @@ int Split(const Options& options, Streams streams) {
   session.ForEachInput([&](const std::string& file) {
     const auto parts = SplitByPage(session.Load(file));
     OutputSet outputs(options.force);
-    std::string line = Counted(parts.size(), "part");
+    std::string line = FormatCount(parts.size(), "part");
     for (const auto& [page, ink] : parts) {
       const std::string name =
           StemOf(file) + "-" + (page ? SafeName(*page) : "without-page") + ".stf2";
@@ -164,32 +178,7 @@ int Merge(const Options& options, Streams streams) {
                    "their pages: " +
                        std::to_string(moved));
     }
-    return Counted(count, "file") + " (" + InShort(Summarize(merged)) + ")";
-  });
-  return session.status();
-}
-
-int RenderFiles(const Options& options, Streams streams) {
-  Session session(options, streams);
-  session.ForEachInput([&](const std::string& file) {
-    std::string name = options.format;
-    if (name.empty() && !NamesFolder(options.output)) name = ExtensionOf(options.output);
-    if (name.empty()) name = "svg";
-    if (name != "svg" && name != "png" && name != "pdf") {
-      throw Refusal("'" + name + "' is none of svg, png and pdf; --to says which is wanted");
-    }
-    const PictureFormat format = name == "svg"   ? PictureFormat::kSvg
-                                 : name == "png" ? PictureFormat::kPng
-                                                 : PictureFormat::kPdf;
-    const Ink ink = session.Load(file);
-    const std::string path = session.PathFor(file, StemOf(file) + "." + name);
-    const Rendering picture = Draw(ink, format, options.render);
-    session.Save(path, picture.bytes);
-    if (picture.strokes_off_paper > 0) {
-      session.Note(file, "note: off the paper or over its edge: " +
-                             Counted(picture.strokes_off_paper, "stroke") + "; --fit shows all");
-    }
-    return ShownOutput(path) + " (" + InShort(picture) + ")";
+    return FormatCount(count, "file") + " (" + InShort(Summarize(merged)) + ")";
   });
   return session.status();
 }

@@ -13,6 +13,12 @@ int Convert(const Options& options, Streams streams);
 int Split(const Options& options, Streams streams);
 int Merge(const Options& options, Streams streams);
 int RenderFiles(const Options& options, Streams streams);
+
+// Of render: whether the output's name stands for one picture a page ("{page}", "{n}"), and whether
+// all inputs are drawn into one picture.
+bool IsPattern(const std::string& output);
+bool IsOneForAll(const Options& options);
+
 int Replay(const Options& options, Streams streams);
 int Stats(const Options& options, Streams streams);
 int KeyGen(const Options& options, Streams streams);

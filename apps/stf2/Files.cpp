@@ -13,6 +13,7 @@
 #include "Refusal.h"
 #include "Temporaries.h"
 #include "ink/InkFile.h"
+#include "ink/Text.h"
 
 namespace InkTool {
 namespace {
@@ -45,7 +46,7 @@ class Descriptor {
   int fd_;
 };
 
-void WriteAll(int fd, const std::string& bytes, const std::string& path) {
+void WriteAll(int fd, std::string_view bytes, const std::string& path) {
   std::size_t done = 0;
   while (done < bytes.size()) {
     const ssize_t written = ::write(fd, bytes.data() + done, bytes.size() - done);
@@ -155,6 +156,12 @@ std::string StemOf(const std::string& path) {
   return fs::path(path).extension() == ".gz" ? stem.stem().string() : stem.string();
 }
 
+std::string ExtensionOf(const std::string& path) {
+  std::string extension = fs::path(path).extension().string();
+  if (!extension.empty()) extension.erase(0, 1);
+  return TalvoInk::LowerCase(extension);
+}
+
 bool NamesFolder(const std::string& output) {
   std::error_code error;
   return !output.empty() && (output.back() == '/' || fs::is_directory(output, error));
@@ -207,8 +214,14 @@ void OutputSet::CheckPlace(const std::string& path) const {
 }
 
 void OutputSet::Add(const std::string& path, const std::string& bytes, bool secret) {
+  Add(
+      path, [&](const TalvoInk::Sink& sink) { sink(bytes); }, secret);
+}
+
+void OutputSet::Add(const std::string& path, const Writer& make, bool secret) {
   if (IsPipe(path)) {
-    piped_.push_back({path, bytes});
+    Piped& output = piped_.emplace_back(Piped{path, {}});
+    make([&](std::string_view piece) { output.bytes += piece; });
     return;
   }
   CheckPlace(path);
@@ -219,7 +232,7 @@ void OutputSet::Add(const std::string& path, const std::string& bytes, bool secr
   if (file.get() < 0) RefuseWithReason("can't write " + path);
   struct stat before;
   pending_.push_back({temporary, path, ::lstat(path.c_str(), &before) == 0});
-  WriteAll(file.get(), bytes, path);
+  make([&](std::string_view piece) { WriteAll(file.get(), piece, path); });
   if (!secret && ::fchmod(file.get(), OrdinaryMode()) != 0) RefuseWithReason("can't write " + path);
 }
 

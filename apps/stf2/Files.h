@@ -4,9 +4,12 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <istream>
 #include <string>
 #include <vector>
+
+#include "ink/Sink.h"
 
 namespace InkTool {
 
@@ -34,11 +37,17 @@ std::string StemOf(const std::string& path);
 std::string OutputPath(const std::string& input, const std::string& output,
                        const std::string& name);
 
+// The extension of a path in lower case, without its dot.
+std::string ExtensionOf(const std::string& path);
+
 // Whether `output` names a folder: one that is there, or one to be made since it ends in "/".
 bool NamesFolder(const std::string& output);
 
 // A name that is safe within a folder: letters, digits and ".-_" as they are, the rest as %XX.
 std::string SafeName(const std::string& text);
+
+// Makes the bytes of an output and hands them to the sink.
+using Writer = std::function<void(const TalvoInk::Sink&)>;
 
 // Outputs that appear together or not at all, as far as the file system lets them: when one can't
 // take its place, those before it are taken back. A signal that can be caught ends the process
@@ -55,6 +64,9 @@ class OutputSet {
   // Writes the bytes under a temporary name. A `secret` file is its owner's alone (mode 0600). What
   // goes to a named pipe waits for Commit. Throws Refusal.
   void Add(const std::string& path, const std::string& bytes, bool secret = false);
+
+  // The same of bytes that `make` hands on piece by piece. Throws what it throws as well.
+  void Add(const std::string& path, const Writer& make, bool secret = false);
 
   // Gives all files their names, then writes to pipes. Throws Refusal.
   void Commit();

@@ -24,6 +24,10 @@ struct Options {
   TalvoInk::InkMLOptions inkml;
   bool page_for_each_file = false;
   TalvoInk::RenderOptions render;
+  bool landscape = false;
+  bool first_page = false;  // draw the first page alone
+  std::string background;   // a PDF, of which one page is drawn below the ink
+  int background_page = 1;
   std::string frames;  // the folder of a film's pictures; empty for an SVG
   double speed = 1;    // of a replay, and the two below
   double max_pause_s = 2;
@@ -36,6 +40,7 @@ struct Streams {
   std::ostream& out;
   std::ostream& err;
   bool is_out_terminal = false;  // `out` shows what is written to a person
+  bool shows_progress = false;   // long work is shown on standard error, if that is a terminal
 };
 
 }  // namespace InkTool

@@ -7,6 +7,7 @@
 #include "Refusal.h"
 #include "Report.h"
 #include "Session.h"
+#include "cli/Shown.h"
 #include "ink/InkError.h"
 #include "ink/drawing/Replay.h"
 
@@ -19,6 +20,7 @@ namespace {
 ReplayOptions ReplayOf(const Options& options) {
   ReplayOptions replay;
   replay.layout = options.render.layout;
+  if (options.first_page) replay.layout.number = 0;
   replay.speed = options.speed;
   replay.max_pause_ms = options.max_pause_s * 1000;
   replay.transparent = options.render.transparent;
@@ -31,11 +33,12 @@ ReplayOptions ReplayOf(const Options& options) {
 std::string InShort(const ReplayInfo& info) {
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.1f s", info.duration_ms / 1000);
-  return Counted(info.pages, "page") + ", " + Counted(info.strokes, "stroke") + ", " + seconds;
+  return FormatCount(info.pages, "page") + ", " + FormatCount(info.strokes, "stroke") + ", " +
+         seconds;
 }
 
 // One file for each picture: frame-000000.png and so on.
-ReplayInfo SaveFrames(const Ink& ink, const Options& options) {
+ReplayInfo SaveFrames(const Ink& ink, const Options& options, const ReplayOptions& replay) {
   const auto save = [&](std::size_t number, const std::string& png) {
     char name[32];
     std::snprintf(name, sizeof name, "frame-%06zu.png", number);
@@ -44,7 +47,7 @@ ReplayInfo SaveFrames(const Ink& ink, const Options& options) {
     outputs.Commit();
   };
   try {
-    return ReplayAsFrames(ink, ReplayOf(options), save);
+    return ReplayAsFrames(ink, replay, save);
   } catch (const PictureSizeError& error) {
     throw Refusal(error.what() + std::string("; give a smaller --dpi, --fps or --max-pause"));
   }
@@ -56,20 +59,21 @@ int Replay(const Options& options, Streams streams) {
   Session session(options, streams);
   session.ForEachInput([&](const std::string& file) {
     const Ink ink = session.Load(file);
+    ReplayOptions replay = ReplayOf(options);
+    replay.tell = session.TellFrom(kShareOfReading, 1);
     ReplayInfo info;
     std::string path = options.frames;
     if (options.frames.empty()) {
-      const std::string svg = ReplayAsSvg(ink, ReplayOf(options), info);
       path = session.PathFor(file, StemOf(file) + ".replay.svg");
-      session.Save(path, svg);
+      session.Save(path, [&](const Sink& sink) { info = ReplayAsSvg(ink, replay, sink); });
     } else {
-      info = SaveFrames(ink, options);
+      info = SaveFrames(ink, options, replay);
     }
     if (info.assumed > 0) {
       session.Note(file, "note: a hand's usual speed taken for strokes without times: " +
                              std::to_string(info.assumed));
     }
-    const std::string frames = info.frames > 0 ? ", " + Counted(info.frames, "picture") : "";
+    const std::string frames = info.frames > 0 ? ", " + FormatCount(info.frames, "picture") : "";
     return ShownOutput(path) + " (" + InShort(info) + frames + ")";
   });
   return session.status();

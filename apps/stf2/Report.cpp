@@ -3,6 +3,7 @@
 #include <TalvoCppUtils/PenId.h>
 #include <json/writer.h>
 
+#include "cli/Shown.h"
 #include "ink/PageAddress.h"
 #include "ink/Time.h"
 
@@ -28,10 +29,6 @@ std::string Shown(const std::optional<std::string>& page) {
 
 }  // namespace
 
-std::string Counted(std::uint64_t count, const char* thing) {
-  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::vector<std::string> ObstaclesOf(const Summary& summary) {
   std::vector<std::string> obstacles;
   constexpr std::size_t kMost = 10;
@@ -42,7 +39,7 @@ std::vector<std::string> ObstaclesOf(const Summary& summary) {
     }
     const std::string of_page = page.page ? " of page " + Shown(page.page) : "";
     if (!page.page || page.page->empty()) {
-      obstacles.push_back("the service will not store " + Counted(page.strokes, "stroke") +
+      obstacles.push_back("the service will not store " + FormatCount(page.strokes, "stroke") +
                           " without a page address; --page names one");
     } else if (!IsPageAddress(*page.page)) {
       obstacles.push_back("the service will not store the ink" + of_page +
@@ -59,8 +56,8 @@ std::vector<std::string> ObstaclesOf(const Summary& summary) {
 }
 
 static std::string InShort(std::uint64_t pages, std::uint64_t strokes, std::uint64_t points) {
-  return Counted(pages, "page") + ", " + Counted(strokes, "stroke") + ", " +
-         Counted(points, "point");
+  return FormatCount(pages, "page") + ", " + FormatCount(strokes, "stroke") + ", " +
+         FormatCount(points, "point");
 }
 
 std::string InShort(const Summary& summary) {
@@ -76,11 +73,11 @@ std::string InLines(const Summary& summary) {
   for (std::size_t i = 0; i < summary.pages.size(); ++i) {
     const PageSummary& page = summary.pages[i];
     out += (i == 0 ? "  pages       " : "              ") + Shown(page.page) + ", " +
-           Counted(page.strokes, "stroke") + "\n";
+           FormatCount(page.strokes, "stroke") + "\n";
   }
   out += "  strokes     " + std::to_string(summary.strokes) + "\n";
   out += "  samples     " + std::to_string(summary.samples) + ", " +
-         Counted(summary.coordinates, "coordinate") + "\n";
+         FormatCount(summary.coordinates, "coordinate") + "\n";
   out += "  time        " +
          (summary.first_ms == 0
               ? std::string("none")

@@ -15,9 +15,6 @@
 
 namespace InkTool {
 
-// "1 page", "2 pages".
-std::string Counted(std::uint64_t count, const char* thing);
-
 // Why the service would not store some of the ink, a sentence each, with the option that helps;
 // empty if it would store all.
 std::vector<std::string> ObstaclesOf(const TalvoInk::Summary& summary);

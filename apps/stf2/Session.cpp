@@ -1,12 +1,12 @@
 #include "Session.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <exception>
+#include <filesystem>
 
-#include "Files.h"
 #include "Refusal.h"
 #include "Report.h"
+#include "cli/Shown.h"
 #include "ink/InkError.h"
 #include "ink/inkml/InkMLReader.h"
 
@@ -14,20 +14,16 @@ namespace InkTool {
 
 using namespace TalvoInk;
 
-std::string OneLine(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      out += c;
-      continue;
-    }
-    char code[5];
-    std::snprintf(code, sizeof code, "\\x%02X", byte);
-    out += code;
-  }
-  return out;
+namespace {
+
+// Of a regular file; nobody knows how much will come out of others.
+std::uint64_t SizeOf(const std::string& file) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(file, error);
+  return error ? 0 : size;
 }
+
+}  // namespace
 
 std::string ShownInput(const std::string& file) {
   return file == "-" ? "standard input" : file;
@@ -37,12 +33,17 @@ std::string ShownOutput(const std::string& file) {
   return file == "-" ? "standard output" : file;
 }
 
+Session::Session(const Options& options, Streams streams) : options_(options), streams_(streams) {
+  if (streams.shows_progress && !options.quiet) line_.emplace();
+}
+
 void Session::Attempt(const std::string& name, const std::function<std::string()>& work) {
   try {
     const std::string line = work();
+    if (line_) line_->Clear();
     if (line.empty() || options_.quiet) return;
     std::ostream& out = wrote_to_standard_output_ ? streams_.err : streams_.out;
-    out << OneLine(name) << ": Success, " << OneLine(line) << '\n';
+    out << Printable(name) << ": Success, " << Printable(line) << '\n';
   } catch (const std::exception& reason) {  // Refusal, InkError, and memory running out
     Fail(name, reason.what());
   }
@@ -50,10 +51,11 @@ void Session::Attempt(const std::string& name, const std::function<std::string()
 
 void Session::Fail(const std::string& name, const std::string& reason) {
   status_ = 1;
+  if (line_) line_->Clear();
   if (options_.json) {
     streams_.out << FailureAsJson(name, reason) << '\n';
   } else {
-    streams_.err << OneLine(name) << ": Failed, " << OneLine(reason) << '\n';
+    streams_.err << Printable(name) << ": Failed, " << Printable(reason) << '\n';
   }
 }
 
@@ -73,13 +75,39 @@ void Session::AgreeOnUnit() {
 
 void Session::ForEachInput(const std::function<std::string(const std::string& file)>& work) {
   AgreeOnUnit();
-  for (const std::string& file : ExpandGlobs(options_.inputs)) {
+  const std::vector<std::string> files = ExpandGlobs(options_.inputs);
+  progress_.files = files.size();
+  for (const std::string& file : files) progress_.bytes += SizeOf(file);
+  for (const std::string& file : files) {
+    bytes_now_ = SizeOf(file);
     Attempt(ShownInput(file), [&] { return work(file); });
+    bytes_before_ += bytes_now_;
+    ++progress_.files_done;
   }
+}
+
+TellShare Session::TellFrom(double begin, double end) {
+  if (!line_) return {};
+  return [this, begin, end](double share) { ShowProgress(begin + (end - begin) * share); };
+}
+
+void Session::ShowProgress(double share) {
+  constexpr std::chrono::seconds kPatience(1);
+  constexpr std::chrono::milliseconds kStep(100);
+  const Clock::time_point now = Clock::now();
+  if (now - start_ < kPatience || now - drawn_ < kStep) return;
+  drawn_ = now;
+  progress_.elapsed = now - start_;
+  progress_.bytes_done =
+      bytes_before_ + static_cast<std::uint64_t>(share * static_cast<double>(bytes_now_));
+  line_->Draw(progress_);
 }
 
 InkBytes Session::Read(const std::string& file) {
   if (file != "-" && IsRegularFile(file)) return Unpack(ReadInput(file));
+  if (options_.inputs.size() == 1) {  // it is read once
+    return Unpack(file == "-" ? ReadStream(streams_.in) : ReadInput(file));
+  }
   auto pipe = pipes_.find(file);
   if (pipe == pipes_.end()) {
     pipe = pipes_.emplace(file, file == "-" ? ReadStream(streams_.in) : ReadInput(file)).first;
@@ -95,6 +123,7 @@ Ink Session::Load(const std::string& file, const InkBytes& bytes, const InkMLOpt
                   Losses* losses) {
   InkMLOptions agreed = inkml;
   agreed.assumed_unit = assumed_unit_;
+  agreed.tell = TellFrom(0, kShareOfReading);
   Losses own;
   Losses& found = losses == nullptr ? own : *losses;
   Ink ink;
@@ -130,28 +159,37 @@ std::string Session::PathFor(const std::string& file, const std::string& name) c
   return piped ? "-" : OutputPath(file, options_.output, name);
 }
 
+void Session::WriteOut(std::string_view piece) {
+  const bool is_text = piece.find('\0') == std::string_view::npos;
+  if (streams_.is_out_terminal && !is_text) {
+    throw Refusal("standard output is a terminal; -o names a file");
+  }
+  wrote_to_standard_output_ = true;
+  streams_.out.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+}
+
 void Session::Save(const std::string& path, const std::string& bytes) {
+  Save(path, [&](const Sink& sink) { sink(bytes); });
+}
+
+void Session::Save(const std::string& path, const Writer& make) {
   if (path == "-") {
-    const bool is_text = bytes.find('\0') == std::string::npos;
-    if (streams_.is_out_terminal && !is_text) {
-      throw Refusal("standard output is a terminal; -o names a file");
-    }
-    wrote_to_standard_output_ = true;
-    streams_.out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    make([this](std::string_view piece) { WriteOut(piece); });
     return;
   }
   if (std::find(written_.begin(), written_.end(), path) != written_.end()) {
     throw Refusal("another file of this call has been written to " + path);
   }
   OutputSet outputs(options_.force);
-  outputs.Add(path, bytes);
+  outputs.Add(path, make);
   outputs.Commit();
   written_.push_back(path);
 }
 
 void Session::Note(const std::string& file, const std::string& text) {
   if (options_.quiet) return;
-  streams_.err << OneLine(ShownInput(file)) << ": " << OneLine(text) << '\n';
+  if (line_) line_->Clear();
+  streams_.err << Printable(ShownInput(file)) << ": " << Printable(text) << '\n';
 }
 
 }  // namespace InkTool

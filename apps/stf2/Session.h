@@ -4,21 +4,27 @@
 
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Files.h"
 #include "Options.h"
+#include "cli/Progress.h"
 #include "ink/InkFile.h"
 
 namespace InkTool {
 
+// The share of the work on an input that reading takes; the rest is making the output.
+constexpr double kShareOfReading = 0.3;
+
 class Session {
  public:
   // Both must outlive this object.
-  Session(const Options& options, Streams streams) : options_(options), streams_(streams) {}
+  Session(const Options& options, Streams streams);
 
   // Does `work` for each input, after a look at all of them (see AgreeOnUnit); it answers what the
   // line of success says, empty for no line.
@@ -42,6 +48,9 @@ class Session {
   // The same of an input that was not read yet, with the options of the command line.
   TalvoInk::Ink Load(const std::string& file);
 
+  // With --strict throws Refusal if anything was lost.
+  void CheckStrict(const TalvoInk::Losses& losses) const;
+
   // Tells what was lost, on `err`; with --strict throws Refusal if anything was.
   void TellLosses(const std::string& file, const TalvoInk::Losses& losses);
 
@@ -51,13 +60,22 @@ class Session {
   // Writes one file unless this call has written one there before. Throws Refusal.
   void Save(const std::string& path, const std::string& bytes);
 
+  // The same of what `make` hands on piece by piece, and throws what it throws. Standard output
+  // gets the pieces as they come.
+  void Save(const std::string& path, const Writer& make);
+
+  // Tells how far the work on the current input is, from `begin` to `end` of the whole: on a
+  // terminal a line is drawn once a call has taken a second.
+  TalvoInk::TellShare TellFrom(double begin, double end);
+
   // A line about a file on `err`, unless the call is to be quiet.
   void Note(const std::string& file, const std::string& text);
 
   int status() const { return status_; }
 
  private:
-  void CheckStrict(const TalvoInk::Losses& losses) const;
+  void WriteOut(std::string_view piece);
+  void ShowProgress(double share);
   void Fail(const std::string& name, const std::string& reason);
 
   const Options& options_;
@@ -67,10 +85,15 @@ class Session {
   std::vector<std::string> written_;
   bool wrote_to_standard_output_ = false;
   int status_ = 0;
-};
 
-// A name as it can stand in a line: control bytes as \xNN.
-std::string OneLine(const std::string& text);
+  using Clock = std::chrono::steady_clock;
+  std::optional<ProgressLine> line_;  // none if nobody sees it
+  Progress progress_;                 // of all inputs
+  std::uint64_t bytes_before_ = 0;    // of the inputs before the current one
+  std::uint64_t bytes_now_ = 0;       // of the current one
+  const Clock::time_point start_ = Clock::now();
+  Clock::time_point drawn_ = start_;
+};
 
 // How an input or output is called in a line: "standard input" for "-".
 std::string ShownInput(const std::string& file);

@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "Report.h"
 #include "Session.h"
+#include "cli/Shown.h"
 #include "ink/Statistics.h"
 #include "ink/Time.h"
 #include "ink/Units.h"
@@ -31,15 +32,13 @@ std::string Shown(const std::optional<double>& number, double scale, int digits,
 }
 
 Row TableRow(const std::string& name, const PageStatistics& page) {
-  const auto mean_pause =
-      page.pauses == 0 ? std::optional<double>() : page.pause_ms / double(page.pauses);
   return {name,
           std::to_string(page.strokes.size()),
           Shown(page.length_mm, 1),
           Shown(page.writing_ms, 1e-3, 2, "-"),
           Shown(page.speed_mm_s, 1, 1, "-"),
           std::to_string(page.pauses),
-          Shown(mean_pause, 1e-3, 2, "-"),
+          page.pauses == 0 ? "-" : Shown(page.pause_ms / double(page.pauses) / 1000, 2),
           page.pauses == 0 ? "-" : Shown(page.longest_pause_ms / 1000, 2),
           page.force ? Shown(page.force->mean, 2) : "-",
           page.force ? Shown(page.force->most, 2) : "-"};
@@ -66,7 +65,7 @@ std::string AsTable(const std::vector<PageStatistics>& pages) {
   std::vector<Row> rows = {
       {"page", "strokes", "mm", "s", "mm/s", "pauses", "mean s", "longest s", "force", "most"}};
   for (const PageStatistics& page : pages) {
-    rows.push_back(TableRow(OneLine(page.page.value_or("(none)")), page));
+    rows.push_back(TableRow(Printable(page.page.value_or("(none)")), page));
   }
   return Table(rows);
 }
@@ -159,7 +158,7 @@ int Stats(const Options& options, Streams streams) {
       for (const PageStatistics& page : pages) json["pages"].append(AsJson(page));
       streams.out << OneLine(json) << '\n';
     } else {
-      streams.out << OneLine(ShownInput(file)) << ":\n" << AsTable(pages);
+      streams.out << Printable(ShownInput(file)) << ":\n" << AsTable(pages);
     }
     return std::string();
   });

@@ -15,8 +15,9 @@ int main(int argc, char** argv) {
   TalvoOS::OpenStandardDescriptors();
   InkTool::RemoveTemporariesOnSignals();
   const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-  const int status =
-      InkTool::RunTool(arguments, {std::cin, std::cout, std::cerr, ::isatty(STDOUT_FILENO) != 0});
+  const InkTool::Streams streams = {std::cin, std::cout, std::cerr, ::isatty(STDOUT_FILENO) != 0,
+                                    true};
+  const int status = InkTool::RunTool(arguments, streams);
   std::cout.flush();
   if (!std::cout) {
     std::cerr << "stf2: can't write to standard output\n";

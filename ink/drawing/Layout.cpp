@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <utility>
 
 #include "ink/InkError.h"
 
@@ -72,6 +73,15 @@ Corner Sheet::Place(const Corner& corner) const {
           std::llround(double(corner.y) * scale + move_y)};
 }
 
+void Sheet::Scale(double factor) {
+  width = std::max<std::int64_t>(1, std::llround(double(width) * factor));
+  height = std::max<std::int64_t>(1, std::llround(double(height) * factor));
+  scale *= factor;
+  move_x *= factor;
+  move_y *= factor;
+  paper_scale *= factor;
+}
+
 Layout LayOut(const Ink& ink, const Tips& tips, const LayoutOptions& options) {
   Layout layout;
   std::map<std::optional<std::string>, std::size_t> by_page;
@@ -85,7 +95,12 @@ Layout LayOut(const Ink& ink, const Tips& tips, const LayoutOptions& options) {
   if (layout.sheets.empty()) {
     throw InkError(options.page ? "no stroke on page " + *options.page : "no strokes to draw");
   }
+  if (options.number) {
+    if (*options.number >= layout.sheets.size()) throw InkError("no page of this number");
+    layout.sheets = {std::move(layout.sheets[*options.number])};
+  }
   for (Sheet& sheet : layout.sheets) {
+    sheet.tips = &tips;
     const Box box = BoxOf(sheet, tips);
     if (options.page_size) {
       PutOnPaper(sheet, box, options);

@@ -27,18 +27,24 @@ struct LayoutOptions {
   Placement placement = Placement::kAsWritten;  // on paper of a given size
   std::optional<double> margin_mm;              // around the ink; none: 5, on paper 10
   std::optional<std::string> page;              // this page alone
+  std::optional<std::size_t> number;            // the page with this number alone, from 0
 };
 
 // One page's sheet. All lengths are micrometres; the sheet's origin is its top left corner.
 struct Sheet {
   std::optional<std::string> page;
   std::vector<const Stroke*> strokes;  // in the order in which they are drawn
+  const Tips* tips = nullptr;          // of these strokes
   std::int64_t width = 0, height = 0;
   double scale = 1;               // of the ink on the sheet
   double move_x = 0, move_y = 0;  // added after scaling
+  double paper_scale = 1;         // of the paper: less than 1 on a contact sheet
 
-  // A corner of an outline on the sheet.
+  // Where a corner of an outline is on the sheet.
   Corner Place(const Corner& corner) const;
+
+  // Makes paper and ink smaller or larger together.
+  void Scale(double factor);
 };
 
 struct Layout {
@@ -48,8 +54,8 @@ struct Layout {
   std::size_t strokes_off_paper = 0;  // that have a point beyond the edge of their sheet
 };
 
-// The ink must outlive the layout. Throws InkError for ink without strokes, and for a page that has
-// none.
+// The ink and its tips must outlive the layout. Throws InkError for ink without strokes, and for a
+// page that has none.
 Layout LayOut(const Ink& ink, const Tips& tips, const LayoutOptions& options);
 
 }  // namespace TalvoInk

@@ -9,22 +9,49 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-// How far a polygon may lie off the true curve, in micrometres: a twentieth of a pixel at 200 dpi.
-constexpr double kTolerance = 6;
-
 // The width grows by at most this for each unit of way, so that no end swells into a knob.
 constexpr double kSteepest = 0.12;
 
 // No digitiser's grid is coarser than this; larger steps were meant. A screen's pixel is 265.
 constexpr double kCoarsestPitch = 400;
 
+// How exactly a stroke is drawn.
+struct Fineness {
+  double tolerance;          // how far a polygon may lie off the true curve, in micrometres
+  std::size_t longest_band;  // of more knots is continued by another: what is drawn at a time
+};
+
+// A twentieth of a pixel at 200 dpi. Handwriting turns sharply, or ends, before a band is too long.
+constexpr Fineness kFine{6, 1024};
+
+// A stroke of more than 2 m is scribbled over the page again and again. Its bands are short, so
+// that each is a simple shape: filling one that crosses itself again and again takes many times as
+// long.
+constexpr double kLongWayUm = 2e6;
+constexpr Fineness kScribbled{24, 128};
+
+// How many of a stroke's points become a curve at a time: the curve of all would be many times as
+// large as the ink.
+constexpr std::size_t kKnotsOfAPart = 4096;
+
 struct Knot {
   double x, y, radius;
   double at = 0;  // which point of the stroke it is, with fractions in between
 };
 
+// Of a direction: its length is 1, or 0 if there is no direction.
+struct Vector {
+  double x, y;
+};
+
+// Coordinates have 31 bits: their squares neither overflow nor vanish, so there is no need for the
+// care that std::hypot takes, which is slow.
+double Length(double x, double y) {
+  return std::sqrt(x * x + y * y);
+}
+
 double Distance(const Knot& a, const Knot& b) {
-  return std::hypot(b.x - a.x, b.y - a.y);
+  return Length(b.x - a.x, b.y - a.y);
 }
 
 // Half the width at a force from 0 to 1: medium force gives the stroke's own width.
@@ -89,7 +116,7 @@ void SmoothPositions(std::vector<Knot>& knots, const std::vector<Knot>& original
     if (!coarse && TurnCosine(a, b, c) < 0.5) continue;
     const double x = (a.x + 2 * b.x + c.x) / 4;
     const double y = (a.y + 2 * b.y + c.y) / 4;
-    const double way = std::hypot(x - original[i].x, y - original[i].y);
+    const double way = Length(x - original[i].x, y - original[i].y);
     const double share = way > reach ? reach / way : 1;
     knots[i].x = original[i].x + (x - original[i].x) * share;
     knots[i].y = original[i].y + (y - original[i].y) * share;
@@ -151,39 +178,44 @@ Knot OnCurve(const Knot (&p)[4], const double (&t)[4], double at) {
 }
 
 // How many straight pieces the curve between b and c takes to stay within the tolerance.
-int PiecesBetween(const Knot& a, const Knot& b, const Knot& c, const Knot& d) {
+int PiecesBetween(const Knot& a, const Knot& b, const Knot& c, const Knot& d, double tolerance) {
   const double turn = std::acos(std::clamp(TurnCosine(a, b, c), -1.0, 1.0)) +
                       std::acos(std::clamp(TurnCosine(b, c, d), -1.0, 1.0));
   const double length = Distance(b, c) + std::max(b.radius, c.radius);
   const double sag = length * turn / 8;
-  return std::clamp(static_cast<int>(std::ceil(std::sqrt(sag / kTolerance))), 1, 24);
+  return std::clamp(static_cast<int>(std::ceil(std::sqrt(sag / tolerance))), 1, 24);
 }
 
-// The curve through the knots as short straight pieces.
-std::vector<Knot> Resample(const std::vector<Knot>& knots) {
-  if (knots.size() < 3) return knots;
-  std::vector<Knot> curve;
-  for (std::size_t i = 0; i + 1 < knots.size(); ++i) {
-    const Knot &b = knots[i], &c = knots[i + 1];
-    // Beyond the ends the curve goes on as it came.
-    const Knot a = i > 0 ? knots[i - 1] : Knot{2 * b.x - c.x, 2 * b.y - c.y, b.radius};
-    const Knot d =
-        i + 2 < knots.size() ? knots[i + 2] : Knot{2 * c.x - b.x, 2 * c.y - b.y, c.radius};
-    const Knot p[4] = {a, b, c, d};
-    double t[4] = {0, 0, 0, 0};
-    for (int k = 1; k < 4; ++k)
-      t[k] = t[k - 1] + std::sqrt(std::max(Distance(p[k - 1], p[k]), 1e-6));
-    const int pieces = PiecesBetween(a, b, c, d);
-    for (int k = 0; k < pieces; ++k)
-      curve.push_back(OnCurve(p, t, t[1] + (t[2] - t[1]) * k / pieces));
+// Appends a knot unless it is on top of the last: such a knot has no direction.
+void AppendApart(std::vector<Knot>& curve, const Knot& knot) {
+  if (curve.empty() || Distance(curve.back(), knot) >= 1) curve.push_back(knot);
+}
+
+// Appends the curve from knot i to the next as short straight pieces, without its end.
+void AppendSpan(std::vector<Knot>& curve, const std::vector<Knot>& knots, std::size_t i,
+                double tolerance) {
+  const Knot &b = knots[i], &c = knots[i + 1];
+  // Beyond the ends the curve goes on as it came.
+  const Knot a = i > 0 ? knots[i - 1] : Knot{2 * b.x - c.x, 2 * b.y - c.y, b.radius};
+  const Knot d = i + 2 < knots.size() ? knots[i + 2] : Knot{2 * c.x - b.x, 2 * c.y - b.y, c.radius};
+  const Knot p[4] = {a, b, c, d};
+  double t[4] = {0, 0, 0, 0};
+  for (int k = 1; k < 4; ++k) t[k] = t[k - 1] + std::sqrt(std::max(Distance(p[k - 1], p[k]), 1e-6));
+  const int pieces = PiecesBetween(a, b, c, d, tolerance);
+  for (int k = 0; k < pieces; ++k)
+    AppendApart(curve, OnCurve(p, t, t[1] + (t[2] - t[1]) * k / pieces));
+}
+
+// The curve through the knots, as far as the knot `end`.
+void AppendCurve(std::vector<Knot>& curve, const std::vector<Knot>& knots, std::size_t begin,
+                 std::size_t end, double tolerance) {
+  if (knots.size() < 3) {  // as they are
+    if (begin == 0) curve = knots;
+    return;
   }
-  curve.push_back(knots.back());
-  // A knot on top of another has no direction.
-  std::vector<Knot> apart;
-  for (const Knot& knot : curve) {
-    if (apart.empty() || Distance(apart.back(), knot) >= 1) apart.push_back(knot);
-  }
-  return apart;
+  for (std::size_t i = begin; i < end && i + 1 < knots.size(); ++i)
+    AppendSpan(curve, knots, i, tolerance);
+  if (end == knots.size()) AppendApart(curve, knots.back());
 }
 
 Corner Rounded(double x, double y) {
@@ -197,39 +229,48 @@ void Append(Polygon& polygon, double x, double y) {
   if (!same) polygon.push_back(corner);
 }
 
-// The corners of an arc around the knot from one angle to another, both included.
-void AppendArc(Polygon& polygon, const Knot& knot, double from, double to) {
-  const double step = 2 * std::acos(1 - std::min(kTolerance / 2 / std::max(knot.radius, 1.0), 1.0));
-  const int pieces = std::max(2, static_cast<int>(std::ceil(std::abs(to - from) / step)));
+// The corners of an arc around the knot, of `angle` radians from a direction on, both ends
+// included.
+void AppendArc(Polygon& polygon, const Knot& knot, Vector from, double angle, double tolerance) {
+  const double step = 2 * std::acos(1 - std::min(tolerance / 2 / std::max(knot.radius, 1.0), 1.0));
+  const int pieces = std::max(2, static_cast<int>(std::ceil(angle / step)));
+  const double cosine = std::cos(angle / pieces), sine = std::sin(angle / pieces);
   for (int i = 0; i <= pieces; ++i) {
-    const double angle = from + (to - from) * i / pieces;
-    Append(polygon, knot.x + knot.radius * std::cos(angle), knot.y + knot.radius * std::sin(angle));
+    Append(polygon, knot.x + knot.radius * from.x, knot.y + knot.radius * from.y);
+    from = {from.x * cosine - from.y * sine, from.x * sine + from.y * cosine};
   }
 }
 
 Polygon Disc(const Knot& knot) {
   Polygon polygon;
-  AppendArc(polygon, knot, 0, 2 * kPi);
+  AppendArc(polygon, knot, {1, 0}, 2 * kPi, kFine.tolerance);
   polygon.pop_back();
   return polygon;
 }
 
 // The direction of the curve at one of its knots: that between its neighbours.
-double DirectionAt(const std::vector<Knot>& curve, std::size_t first, std::size_t last,
+Vector DirectionAt(const std::vector<Knot>& curve, std::size_t first, std::size_t last,
                    std::size_t i) {
   const Knot& a = curve[i > first ? i - 1 : i];
   const Knot& b = curve[i < last ? i + 1 : i];
-  return std::atan2(b.y - a.y, b.x - a.x);
+  const double length = Distance(a, b);
+  // A curve that comes back to where it was has no direction there; any will do.
+  return length > 0 ? Vector{(b.x - a.x) / length, (b.y - a.y) / length} : Vector{1, 0};
 }
 
-Knot Side(const Knot& knot, double direction, double sign) {
-  const double angle = direction + sign * kPi / 2;
-  return {knot.x + knot.radius * std::cos(angle), knot.y + knot.radius * std::sin(angle), 0};
+// A quarter turn of a direction to the side of `sign`.
+Vector Turned(Vector direction, double sign) {
+  return {-sign * direction.y, sign * direction.x};
+}
+
+Knot Side(const Knot& knot, Vector direction, double sign) {
+  const Vector across = Turned(direction, sign);
+  return {knot.x + knot.radius * across.x, knot.y + knot.radius * across.y, 0};
 }
 
 // Whether both sides of the piece from a to b run forward, given the directions at its ends. A
 // side that runs backward would turn its part of the polygon inside out.
-bool RunsForward(const Knot& a, const Knot& b, double direction_a, double direction_b) {
+bool RunsForward(const Knot& a, const Knot& b, Vector direction_a, Vector direction_b) {
   for (const double sign : {-1.0, 1.0}) {
     const Knot from = Side(a, direction_a, sign);
     const Knot to = Side(b, direction_b, sign);
@@ -239,14 +280,14 @@ bool RunsForward(const Knot& a, const Knot& b, double direction_a, double direct
 }
 
 // The end of the longest band that begins at `first` and can be one polygon.
-std::size_t BandEnd(const std::vector<Knot>& curve, std::size_t first) {
+std::size_t BandEnd(const std::vector<Knot>& curve, std::size_t first, std::size_t longest) {
   std::size_t last = first + 1;
-  while (last + 1 < curve.size()) {
+  while (last + 1 < curve.size() && last - first < longest) {
     // The band would turn at `last`: by little, and with both pieces there still running forward.
     if (TurnCosine(curve[last - 1], curve[last], curve[last + 1]) < 0.8) break;
-    const double before = DirectionAt(curve, first, last + 1, last - 1);
-    const double at = DirectionAt(curve, first, last + 1, last);
-    const double after = DirectionAt(curve, first, last + 1, last + 1);
+    const Vector before = DirectionAt(curve, first, last + 1, last - 1);
+    const Vector at = DirectionAt(curve, first, last + 1, last);
+    const Vector after = DirectionAt(curve, first, last + 1, last + 1);
     if (!RunsForward(curve[last - 1], curve[last], before, at)) break;
     if (!RunsForward(curve[last], curve[last + 1], at, after)) break;
     ++last;
@@ -255,16 +296,17 @@ std::size_t BandEnd(const std::vector<Knot>& curve, std::size_t first) {
 }
 
 // One band of the stroke with a round end on either side.
-Polygon Band(const std::vector<Knot>& curve, std::size_t first, std::size_t last) {
+Polygon Band(const std::vector<Knot>& curve, std::size_t first, std::size_t last,
+             double tolerance) {
   Polygon polygon;
-  const double begin = DirectionAt(curve, first, last, first);
-  const double end = DirectionAt(curve, first, last, last);
-  AppendArc(polygon, curve[first], begin + kPi / 2, begin + 3 * kPi / 2);
+  const Vector begin = DirectionAt(curve, first, last, first);
+  const Vector end = DirectionAt(curve, first, last, last);
+  AppendArc(polygon, curve[first], Turned(begin, 1), kPi, tolerance);
   for (std::size_t i = first + 1; i < last; ++i) {
     const Knot side = Side(curve[i], DirectionAt(curve, first, last, i), -1);
     Append(polygon, side.x, side.y);
   }
-  AppendArc(polygon, curve[last], end - kPi / 2, end + kPi / 2);
+  AppendArc(polygon, curve[last], Turned(end, -1), kPi, tolerance);
   for (std::size_t i = last; i-- > first + 1;) {
     const Knot side = Side(curve[i], DirectionAt(curve, first, last, i), 1);
     Append(polygon, side.x, side.y);
@@ -279,7 +321,7 @@ std::vector<Knot> EdgeOf(const Tip& tip, const Knot& knot, double width) {
   if (tip.shape == Tip::Shape::kRectangle) {
     return {{-half_x, -half_y, 0}, {half_x, -half_y, 0}, {half_x, half_y, 0}, {-half_x, half_y, 0}};
   }
-  const double step = 2 * std::acos(1 - std::min(kTolerance / std::max(half_x, half_y), 1.0));
+  const double step = 2 * std::acos(1 - std::min(kFine.tolerance / std::max(half_x, half_y), 1.0));
   const int corners = std::clamp(static_cast<int>(std::ceil(2 * kPi / step)), 8, 90);
   std::vector<Knot> edge;
   for (int i = 0; i < corners; ++i) {
@@ -314,41 +356,58 @@ Polygon HullOf(std::vector<Corner> corners) {
   return hull.empty() ? Polygon{corners.front()} : hull;
 }
 
-// What a tip that is not round leaves: between two places of the pen everything that it slides
+// What a tip that is not round leaves between two places of the pen: everything that it slides
 // over, which is the hull of its prints at both.
-std::vector<Polygon> SweepOf(const std::vector<Knot>& curve, const Tip& tip, double width) {
-  std::vector<Polygon> polygons;
-  for (std::size_t i = 0; i + 1 < curve.size() || i == 0; ++i) {
-    std::vector<Corner> corners;
-    for (std::size_t k = i; k < std::min(i + 2, curve.size()); ++k) {
-      for (const Knot& corner : EdgeOf(tip, curve[k], width)) {
-        corners.push_back(Rounded(curve[k].x + corner.x, curve[k].y + corner.y));
-      }
+Polygon Sweep(const Knot& a, const Knot& b, const Tip& tip, double width) {
+  std::vector<Corner> corners;
+  for (const Knot* knot : {&a, &b}) {
+    for (const Knot& corner : EdgeOf(tip, *knot, width)) {
+      corners.push_back(Rounded(knot->x + corner.x, knot->y + corner.y));
     }
-    polygons.push_back(HullOf(std::move(corners)));
   }
-  return polygons;
+  return HullOf(std::move(corners));
 }
 
-// The smooth curve that the tip's middle follows.
-std::vector<Knot> CurveOf(const Stroke& stroke, const Tip& tip) {
+// The smooth curve's knots that the tip's middle follows.
+std::vector<Knot> SmoothKnotsOf(const Stroke& stroke, const Tip& tip) {
   std::vector<Knot> knots = KnotsOf(stroke, tip.is_constant);
   if (knots.size() < 2) return knots;
   Smooth(knots);
   SmoothRadii(knots);
-  return Resample(knots);
+  return knots;
 }
 
-// What the tip leaves on its way along the curve.
+// Takes what the tip leaves on its way along the curve from its knot `first` on. Answers where the
+// next polygon begins: if the curve goes on behind its last knot (`goes_on`), the last band may
+// not have ended yet.
+std::size_t TakeBands(const std::vector<Knot>& curve, bool goes_on, const Tip& tip, double width,
+                      const Fineness& fineness, const TakePolygon& take) {
+  std::size_t first = 0;
+  if (tip.shape != Tip::Shape::kRound) {
+    for (; first + 1 < curve.size(); ++first)
+      take(Sweep(curve[first], curve[first + 1], tip, width));
+    return first;
+  }
+  while (first + 1 < curve.size()) {
+    const std::size_t last = BandEnd(curve, first, fineness.longest_band);
+    if (goes_on && last + 1 == curve.size()) break;
+    take(Band(curve, first, last, fineness.tolerance));
+    first = last;
+  }
+  return first;
+}
+
+void TakePrint(const Knot& knot, const Tip& tip, double width, const TakePolygon& take) {
+  take(tip.shape == Tip::Shape::kRound ? Disc(knot) : Sweep(knot, knot, tip, width));
+}
+
 std::vector<Polygon> PolygonsOf(const std::vector<Knot>& curve, const Tip& tip, double width) {
   std::vector<Polygon> polygons;
-  if (curve.empty()) return polygons;
-  if (tip.shape != Tip::Shape::kRound) return SweepOf(curve, tip, width);
-  if (curve.size() == 1) polygons.push_back(Disc(curve.front()));
-  for (std::size_t first = 0; first + 1 < curve.size();) {
-    const std::size_t last = BandEnd(curve, first);
-    polygons.push_back(Band(curve, first, last));
-    first = last;
+  const TakePolygon take = [&](Polygon polygon) { polygons.push_back(std::move(polygon)); };
+  if (curve.size() == 1) {
+    TakePrint(curve.front(), tip, width, take);
+  } else {
+    TakeBands(curve, false, tip, width, kFine, take);
   }
   return polygons;
 }
@@ -376,13 +435,36 @@ Box BoxOf(const Stroke& stroke, const Tip& tip) {
   return box;
 }
 
+bool IsLong(const Stroke& stroke) {
+  return WayAlong(KnotsOf(stroke, true)) > kLongWayUm;
+}
+
+void ForEachPolygon(const Stroke& stroke, const Tip& tip, const TakePolygon& take) {
+  const std::vector<Knot> knots = SmoothKnotsOf(stroke, tip);
+  const double width = WidthOf(stroke);
+  const Fineness& fineness = IsLong(stroke) ? kScribbled : kFine;
+  std::vector<Knot> curve;  // a part of it
+  for (std::size_t begin = 0; begin < knots.size(); begin += kKnotsOfAPart) {
+    const std::size_t end = std::min(begin + kKnotsOfAPart, knots.size());
+    AppendCurve(curve, knots, begin, end, fineness.tolerance);
+    const std::size_t first = TakeBands(curve, end < knots.size(), tip, width, fineness, take);
+    curve.erase(curve.begin(), curve.begin() + static_cast<std::ptrdiff_t>(first));
+    if (first == 0 && curve.size() == 1 && end == knots.size())
+      TakePrint(curve.front(), tip, width, take);
+  }
+}
+
 std::vector<Polygon> OutlineOf(const Stroke& stroke, const Tip& tip) {
-  return PolygonsOf(CurveOf(stroke, tip), tip, WidthOf(stroke));
+  std::vector<Polygon> polygons;
+  ForEachPolygon(stroke, tip, [&](Polygon polygon) { polygons.push_back(std::move(polygon)); });
+  return polygons;
 }
 
 std::vector<OutlinePiece> OutlinePiecesOf(const Stroke& stroke, const Tip& tip,
                                           const std::vector<double>& times_ms, double step_ms) {
-  const std::vector<Knot> curve = CurveOf(stroke, tip);
+  const std::vector<Knot> knots = SmoothKnotsOf(stroke, tip);
+  std::vector<Knot> curve;
+  AppendCurve(curve, knots, 0, knots.size(), kFine.tolerance);
   const auto time_at = [&](const Knot& knot) {
     const std::size_t point = std::min(static_cast<std::size_t>(knot.at), times_ms.size() - 1);
     const double next = times_ms[std::min(point + 1, times_ms.size() - 1)];

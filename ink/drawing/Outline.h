@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "ink/Ink.h"
@@ -36,6 +37,14 @@ Box BoxOf(const Stroke& stroke, const Tip& tip = {});
 // whole if they overlap or the stroke crosses itself. A stroke of one point is a print of the tip.
 // Empty for no samples. Takes time and memory in proportion to the samples.
 std::vector<Polygon> OutlineOf(const Stroke& stroke, const Tip& tip = {});
+
+// The same, one polygon after the other: memory is that of the ink and a few polygons, of which
+// none has more than some thousand corners.
+using TakePolygon = std::function<void(Polygon)>;
+void ForEachPolygon(const Stroke& stroke, const Tip& tip, const TakePolygon& take);
+
+// Whether the stroke is so long that its polygons are best filled one by one.
+bool IsLong(const Stroke& stroke);
 
 // A part of a stroke's outline, and the time at which the pen begins to draw it.
 struct OutlinePiece {

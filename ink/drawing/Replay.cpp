@@ -21,23 +21,22 @@ constexpr std::size_t kMostFrames = 100000;
 // One stroke of the replay with its sheet's place in the picture.
 struct Actor {
   const Stroke* stroke;
-  const Sheet* sheet;
+  const Placed* placed;
   std::size_t sheet_number;
-  std::int64_t top;
 };
 
 // The strokes of a picture in the order of its sheets, and their times.
 struct Play {
   Play(const Ink& ink, const ReplayOptions& options)
-      : picture(MakePicture(ink, options.layout, options.color)),
+      : picture(PictureOf(ink, options)),
         actors(ActorsOf(picture)),
         times(StrokesOf(actors), options.max_pause_ms, options.speed) {}
 
   ReplayInfo Info() const {
     ReplayInfo info;
-    info.pages = picture.layout.sheets.size();
-    info.strokes = picture.layout.strokes;
-    info.points = picture.layout.points;
+    info.pages = picture.sheets.size();
+    info.strokes = picture.strokes;
+    info.points = picture.points;
     info.duration_ms = times.duration_ms();
     info.assumed = times.assumed();
     return info;
@@ -48,29 +47,33 @@ struct Play {
     const Actor& actor = actors[i];
     const std::vector<double> points = times.Of(i);
     if (points.empty()) return {};
+    const Sheet& sheet = actor.placed->sheet;
     std::vector<OutlinePiece> pieces =
-        OutlinePiecesOf(*actor.stroke, picture.tips.Of(*actor.stroke), points, step_ms);
+        OutlinePiecesOf(*actor.stroke, sheet.tips->Of(*actor.stroke), points, step_ms);
     for (OutlinePiece& piece : pieces) {
       for (Polygon& polygon : piece.polygons) {
-        for (Corner& corner : polygon) corner = actor.sheet->Place(corner);
+        for (Corner& corner : polygon) corner = sheet.Place(corner);
       }
     }
     return pieces;
   }
 
-  // Colour and manner of the stroke, without its polygons.
-  Shape LookOf(std::size_t i) const {
-    const Stroke& stroke = *actors[i].stroke;
-    return {picture.color.value_or(stroke.color), picture.tips.Of(stroke).darkens, {}};
+  Look LookOf(std::size_t i) const {
+    return TalvoInk::LookOf(*actors[i].stroke, actors[i].placed->sheet, picture);
+  }
+
+  static Picture PictureOf(const Ink& ink, const ReplayOptions& options) {
+    PictureOptions how;
+    how.layout = options.layout;
+    how.color = options.color;
+    return MakePicture({{&ink, ""}}, how);
   }
 
   static std::vector<Actor> ActorsOf(const Picture& picture) {
     std::vector<Actor> actors;
-    std::int64_t top = 0;
-    for (std::size_t i = 0; i < picture.layout.sheets.size(); ++i) {
-      const Sheet& sheet = picture.layout.sheets[i];
-      for (const Stroke* stroke : sheet.strokes) actors.push_back({stroke, &sheet, i, top});
-      top += sheet.height + kGapUm;
+    for (std::size_t i = 0; i < picture.sheets.size(); ++i) {
+      const Placed& placed = picture.sheets[i];
+      for (const Stroke* stroke : placed.sheet.strokes) actors.push_back({stroke, &placed, i});
     }
     return actors;
   }
@@ -92,7 +95,7 @@ class Film {
   Film(const Play& play, const ReplayOptions& options)
       : play_(play),
         options_(options),
-        done_(MakeImage(play.picture, options.dpi, options.transparent)) {}
+        done_(MakeImage(play.picture.leaves.front(), options.dpi, options.transparent)) {}
 
   // The picture at a time, which is later than that of the picture before.
   std::string At(double time_ms) {
@@ -104,7 +107,8 @@ class Film {
                           times.empty() ? 0 : times.back()});
       ++next_;
     }
-    const Surface frame = MakeImage(play_.picture, options_.dpi, options_.transparent);
+    const Surface frame =
+        MakeImage(play_.picture.leaves.front(), options_.dpi, options_.transparent);
     for (auto stroke = drawing_.begin(); stroke != drawing_.end();) {
       if (stroke->end_ms > time_ms) break;  // later strokes stay above it
       Draw(done_, *stroke, time_ms);
@@ -128,15 +132,14 @@ class Film {
 
   // All that is drawn of the stroke so far, as one shape: ink that shows through is not doubled.
   void Draw(const Surface& image, const Drawing& stroke, double time_ms) const {
-    Shape shape = play_.LookOf(stroke.number);
+    std::vector<Polygon> polygons;
     for (const OutlinePiece& piece : stroke.pieces) {
       if (piece.time_ms > time_ms) break;
-      shape.polygons.insert(shape.polygons.end(), piece.polygons.begin(), piece.polygons.end());
+      polygons.insert(polygons.end(), piece.polygons.begin(), piece.polygons.end());
     }
     const Context context = DrawOn(image, options_.dpi);
-    cairo_translate(context.get(), 0, double(play_.actors[stroke.number].top));
-    SaveAndClip(context.get(), *play_.actors[stroke.number].sheet);
-    Fill(context.get(), shape);
+    SaveAndClip(context.get(), *play_.actors[stroke.number].placed);
+    Fill(context.get(), play_.LookOf(stroke.number), polygons);
     CheckCairo(cairo_status(context.get()));
   }
 
@@ -149,29 +152,40 @@ class Film {
 
 }  // namespace
 
-std::string ReplayAsSvg(const Ink& ink, const ReplayOptions& options, ReplayInfo& info) {
+ReplayInfo ReplayAsSvg(const Ink& ink, const ReplayOptions& options, const Sink& sink) {
   const Play play(ink, options);
-  info = play.Info();
-  std::string out = BeginSvg(play.picture, options.transparent);
+  ShareTeller teller(options.tell, play.picture.points);
+  TextSink out(sink);
+  out.text = BeginSvg(play.picture.leaves.front(), options.transparent);
   std::size_t open = 0;  // the sheet whose group is open, from 1
   for (std::size_t i = 0; i < play.actors.size(); ++i) {
     const Actor& actor = play.actors[i];
     if (open != actor.sheet_number + 1) {
-      if (open != 0) out += "</g>\n";
-      out += BeginSheet(*actor.sheet, actor.sheet_number, actor.top);
+      if (open != 0) out.text += "</g>\n";
+      out.text += BeginSheet(*actor.placed, actor.sheet_number);
       open = actor.sheet_number + 1;
     }
-    out += "<g" + FillAttributes(play.LookOf(i), true) + ">\n";
+    out.text += "<g" + FillAttributes(play.LookOf(i), true) + ">\n";
     for (const OutlinePiece& piece : play.PiecesOf(i, kStepMs)) {
-      out += "<path visibility=\"hidden\" d=\"";
-      for (const Polygon& polygon : piece.polygons) AppendPath(out, polygon);
-      out += "\"><set attributeName=\"visibility\" to=\"visible\" begin=\"" +
-             FormatNumber(piece.time_ms / 1000, 3) + "s\"/></path>\n";
+      out.text += "<path visibility=\"hidden\" d=\"";
+      for (const Polygon& polygon : piece.polygons) AppendPath(out.text, polygon);
+      out.text += "\"><set attributeName=\"visibility\" to=\"visible\" begin=\"" +
+                  FormatNumber(piece.time_ms / 1000, 3) + "s\"/></path>\n";
+      out.HandOn();
     }
-    out += "</g>\n";
+    out.text += "</g>\n";
+    teller.Done(actor.stroke->samples.size());
   }
-  out += "</g>\n</svg>\n";
-  return out;
+  out.text += "</g>\n</svg>\n";
+  out.Finish();
+  return play.Info();
+}
+
+std::string ReplayAsSvg(const Ink& ink, const ReplayOptions& options, ReplayInfo& info) {
+  std::string svg;
+  const Sink append = [&](std::string_view piece) { svg += piece; };
+  info = ReplayAsSvg(ink, options, append);
+  return svg;
 }
 
 ReplayInfo ReplayAsFrames(const Ink& ink, const ReplayOptions& options,
@@ -186,9 +200,11 @@ ReplayInfo ReplayAsFrames(const Ink& ink, const ReplayOptions& options,
   }
   info.frames = static_cast<std::size_t>(frames);
   Film film(play, options);
+  ShareTeller teller(options.tell, info.frames);
   for (std::size_t i = 0; i < info.frames; ++i) {
     // Before the first stroke there is the empty paper.
     take(i, film.At(i == 0 ? -1 : double(i - 1) * step));
+    teller.Done(1);
   }
   return info;
 }

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "ink/Ink.h"
+#include "ink/Sink.h"
 #include "ink/drawing/Layout.h"
 
 namespace TalvoInk {
@@ -23,6 +24,7 @@ struct ReplayOptions {
   std::optional<std::uint32_t> color;  // instead of the strokes' own
   double dpi = 100;                    // of pictures
   double frames_per_second = 25;       // of pictures
+  TellShare tell;                      // how far the work is
 };
 
 // What a replay shows.
@@ -33,9 +35,13 @@ struct ReplayInfo {
   std::size_t frames = 0;   // pictures
 };
 
-// The SVG; `info` tells what it shows. It plays once from when it is opened and stays as it is at
-// the end; without animation (in print) it is a picture of the paper. Throws InkError for ink
-// without strokes and for a page that has none.
+// Hands the SVG to the sink, piece by piece, and tells what it shows. It plays once from when it is
+// opened and stays as it is at the end; without animation (in print) it is a picture of the paper.
+// Throws InkError for ink without strokes and for a page that has none, before the sink is handed
+// anything.
+ReplayInfo ReplayAsSvg(const Ink& ink, const ReplayOptions& options, const Sink& sink);
+
+// The same in memory.
 std::string ReplayAsSvg(const Ink& ink, const ReplayOptions& options, ReplayInfo& info);
 
 // Hands one PNG after the other to `take`, with its number from 0: the first is the empty paper,

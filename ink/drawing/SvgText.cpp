@@ -17,31 +17,32 @@ void AppendNumber(std::string& out, std::int64_t number) {
 
 }  // namespace
 
-std::string BeginSvg(const Picture& picture, bool transparent) {
+std::string BeginSvg(const Leaf& leaf, bool transparent) {
   std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-  out += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Millimetres(picture.width) +
-         "mm\" height=\"" + Millimetres(picture.height) + "mm\" viewBox=\"0 0 " +
-         std::to_string(picture.width) + " " + std::to_string(picture.height) +
+  out += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Millimetres(leaf.width) +
+         "mm\" height=\"" + Millimetres(leaf.height) + "mm\" viewBox=\"0 0 " +
+         std::to_string(leaf.width) + " " + std::to_string(leaf.height) +
          "\" fill-rule=\"nonzero\">\n";
   if (!transparent) out += "<rect width=\"100%\" height=\"100%\" fill=\"#FFFFFF\"/>\n";
   return out;
 }
 
-std::string BeginSheet(const Sheet& sheet, std::size_t number, std::int64_t top) {
+std::string BeginSheet(const Placed& placed, std::size_t number) {
+  const Sheet& sheet = placed.sheet;
   const std::string id = "page" + std::to_string(number);
   return "<clipPath id=\"" + id + "\"><rect width=\"" + std::to_string(sheet.width) +
          "\" height=\"" + std::to_string(sheet.height) + "\"/></clipPath>\n" +
-         "<g transform=\"translate(0 " + std::to_string(top) + ")\" clip-path=\"url(#" + id +
-         ")\">\n";
+         "<g transform=\"translate(" + std::to_string(placed.left) + " " +
+         std::to_string(placed.top) + ")\" clip-path=\"url(#" + id + ")\">\n";
 }
 
-std::string FillAttributes(const Shape& shape, bool group) {
-  std::string out = " fill=\"" + FormatColor(shape.color) + "\"";
-  if (const std::uint32_t alpha = shape.color >> 24; alpha != 255) {
+std::string FillAttributes(const Look& look, bool group) {
+  std::string out = " fill=\"" + FormatColor(look.color) + "\"";
+  if (const std::uint32_t alpha = look.color >> 24; alpha != 255) {
     const std::string digits = std::to_string(1000 + (alpha * 1000 + 127) / 255);
     out += std::string(group ? " opacity" : " fill-opacity") + "=\"0." + digits.substr(1) + "\"";
   }
-  if (shape.darkens) out += " style=\"mix-blend-mode:multiply\"";
+  if (look.darkens) out += " style=\"mix-blend-mode:multiply\"";
   return out;
 }
 

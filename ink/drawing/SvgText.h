@@ -10,16 +10,16 @@
 
 namespace TalvoInk {
 
-// The root element, shown at the picture's own size, with white paper unless it is to be
-// transparent.
-std::string BeginSvg(const Picture& picture, bool transparent);
+// The root element, shown at the leaf's own size, with white paper unless it is to be transparent.
+std::string BeginSvg(const Leaf& leaf, bool transparent);
 
-// The group of one sheet, `top` micrometres from the picture's top, clipped at its edges.
-std::string BeginSheet(const Sheet& sheet, std::size_t number, std::int64_t top);
+// The group of one sheet in its place on the leaf, clipped at its edges. The number tells it from
+// others of the document.
+std::string BeginSheet(const Placed& placed, std::size_t number);
 
 // The attributes of an element that is filled in this colour; of a group if `group` is set, whose
 // parts then show through it as one.
-std::string FillAttributes(const Shape& shape, bool group);
+std::string FillAttributes(const Look& look, bool group);
 
 // The polygon as path data.
 void AppendPath(std::string& out, const Polygon& polygon);

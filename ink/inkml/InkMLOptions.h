@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "ink/Sink.h"
 #include "ink/inkml/InkMLUnits.h"
 
 namespace TalvoInk {
@@ -26,6 +27,8 @@ struct InkMLOptions {
   // in the order of the groups' first strokes; a group without strokes takes none. All strokes
   // outside of groups share one page, counted like that of a group. Needs `page`.
   bool page_for_each_group = false;
+
+  TellShare tell;  // how far the reading is
 };
 
 }  // namespace TalvoInk

@@ -66,7 +66,8 @@ class Reader {
         losses_(losses),
         references_(document, losses),
         definitions_(references_, losses),
-        strokes_(definitions_, options, losses) {}
+        strokes_(definitions_, options, losses),
+        teller_(options.tell, 2 * text.size()) {}
 
   UnitEvidence Measure() {
     WalkAll(true);
@@ -88,8 +89,7 @@ class Reader {
 
  private:
   [[noreturn]] void Refuse(pugi::xml_node node, const std::string& reason) const {
-    const std::ptrdiff_t offset = node.offset_debug();
-    throw InkError(PlaceIn(text_, offset < 0 ? 0 : static_cast<std::size_t>(offset)), reason);
+    throw InkError(PlaceIn(text_, OffsetOf(node)), reason);
   }
 
   void WalkAll(bool measuring) {
@@ -291,12 +291,13 @@ class Reader {
       for (const pugi::xml_node& piece : trace.children()) {
         if (piece.type() == pugi::node_element) LeaveOut(piece);
         if (!IsText(piece)) continue;
-        const std::ptrdiff_t offset = piece.offset_debug();
+        const std::size_t offset = OffsetOf(piece);
         const std::size_t size = std::char_traits<char>::length(piece.value());
-        decoder.Feed(piece.value(), size, offset < 0 ? 0 : static_cast<std::size_t>(offset));
-        end = static_cast<std::size_t>(offset < 0 ? 0 : offset) + size;
+        decoder.Feed(piece.value(), size, offset);
+        end = offset + size;
       }
       decoder.Finish(end);
+      teller_.DoneTo(measuring_ ? end : text_.size() + end);
     } catch (const TraceFault& fault) {
       throw InkError(PlaceIn(text_, fault.offset), fault.reason);
     }
@@ -387,6 +388,7 @@ class Reader {
   const References references_;
   Definitions definitions_;
   StrokeMaker strokes_;
+  ShareTeller teller_;  // all traces are read twice
   Ink ink_;
   Tips tips_;
   bool measuring_ = true;

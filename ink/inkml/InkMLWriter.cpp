@@ -53,19 +53,22 @@ void AppendMillimetres(std::string& out, std::int64_t um) {
 
 class Writer {
  public:
-  explicit Writer(const Ink& ink) : ink_(ink), tips_(ink) {}
+  Writer(const Ink& ink, const Sink& sink) : ink_(ink), tips_(ink), sink_(sink) {}
 
-  std::string Write() {
+  void Write() {
     Survey();
     out_ += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
     out_ += "<ink xmlns=\"http://www.w3.org/2003/InkML\" xmlns:talvo=\"urn:talvo:ink\">\n";
     out_ +=
         "  <annotation type=\"pen\">" + TalvoCppUtils::PenId(ink_.pen).string() + "</annotation>\n";
     WriteDefinitions();
-    for (const Item& item : ink_.items) WriteItem(item);
+    for (const Item& item : ink_.items) {
+      WriteItem(item);
+      sink_.HandOn();
+    }
     CloseGroup();
     out_ += "</ink>\n";
-    return std::move(out_);
+    sink_.Finish();
   }
 
  private:
@@ -246,7 +249,8 @@ class Writer {
 
   const Ink& ink_;
   const Tips tips_;
-  std::string out_;
+  TextSink sink_;
+  std::string& out_ = sink_.text;
   bool used_[kForms] = {};
   std::uint64_t base_ms_ = 0;
   std::map<BrushKey, std::size_t> brushes_;
@@ -256,8 +260,14 @@ class Writer {
 
 }  // namespace
 
+void WriteInkML(const Ink& ink, const Sink& sink) {
+  Writer(ink, sink).Write();
+}
+
 std::string WriteInkML(const Ink& ink) {
-  return Writer(ink).Write();
+  std::string document;
+  WriteInkML(ink, [&](std::string_view piece) { document += piece; });
+  return document;
 }
 
 }  // namespace TalvoInk

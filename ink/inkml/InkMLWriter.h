@@ -8,10 +8,15 @@
 #include <string>
 
 #include "ink/Ink.h"
+#include "ink/Sink.h"
 
 namespace TalvoInk {
 
-// The document in UTF-8. Throws nothing: text that XML can't hold is written in percent signs.
+// Hands the document, in UTF-8, to the sink piece by piece. Throws what the sink throws and nothing
+// else: text that XML can't hold is written in percent signs.
+void WriteInkML(const Ink& ink, const Sink& sink);
+
+// The same in memory.
 std::string WriteInkML(const Ink& ink);
 
 }  // namespace TalvoInk

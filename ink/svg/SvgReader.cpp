@@ -13,7 +13,7 @@
 #include "ink/Units.h"
 #include "ink/svg/SvgPath.h"
 #include "ink/svg/SvgTransform.h"
-#include "ink/xml/XmlDocument.h"
+#include "ink/xml/DrawingReader.h"
 #include "ink/xml/XmlEncoding.h"
 #include "ink/xml/XmlNodes.h"
 #include "ink/xml/XmlText.h"
@@ -35,15 +35,13 @@ struct Style {
   bool is_dashed = false;
 };
 
-class Reader {
+class Reader : public DrawingReader {
  public:
   Reader(const std::string& text, const InkMLOptions& options, Losses& losses)
-      : text_(text), options_(options), losses_(losses) {}
+      : DrawingReader(text, options, losses) {}
 
   Ink Read(pugi::xml_node root) {
-    if (!IsNamed(root, "svg")) {
-      Refuse(root, std::string("not SVG: the root element is <") + root.name() + ">");
-    }
+    CheckRoot(root, "svg", "SVG");
     const SvgCanvas canvas = ReadSvgCanvas(root);
     AddPaper(canvas);
     Style style;
@@ -56,18 +54,10 @@ class Reader {
                                     : std::string()));
     }
     if (filled_ > 0) losses_.Count("shapes that are filled only left out", filled_);
-    losses_.Note("strokes without a time", strokes_);
-    if (!options_.pen) losses_.AssumePen();
-    ink_.pen = options_.pen.value_or(0);
-    return std::move(ink_);
+    return Finish();
   }
 
  private:
-  [[noreturn]] void Refuse(pugi::xml_node node, const std::string& reason) const {
-    const std::ptrdiff_t offset = node.offset_debug();
-    throw InkError(PlaceIn(text_, offset < 0 ? 0 : static_cast<std::size_t>(offset)), reason);
-  }
-
   void AddPaper(const SvgCanvas& canvas) {
     const auto is_paper = [](const std::optional<double>& um) {
       return um && *um >= 1e3 && *um <= 5e6;
@@ -254,23 +244,16 @@ class Reader {
                                                       << 24;
     stroke.samples = DrawThrough(points);
     ink_.items.emplace_back(std::move(stroke));
-    ++strokes_;
+    Count(node);
   }
 
-  const std::string& text_;
-  const InkMLOptions& options_;
-  Losses& losses_;
-  Ink ink_;
-  std::size_t strokes_ = 0, filled_ = 0, points_ = 0;
+  std::size_t filled_ = 0, points_ = 0;
 };
 
 }  // namespace
 
 Ink ReadSvg(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
-  const std::string text = DecodeDocument(bytes);
-  pugi::xml_document document;
-  ParseXml(text, document);
-  return Reader(text, options, losses).Read(document.document_element());
+  return ReadDrawing<Reader>(bytes, options, losses);
 }
 
 }  // namespace TalvoInk

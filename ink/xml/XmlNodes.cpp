@@ -17,6 +17,11 @@ bool IsText(pugi::xml_node node) {
   return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
 }
 
+std::size_t OffsetOf(pugi::xml_node node) {
+  const std::ptrdiff_t offset = node.offset_debug();
+  return offset < 0 ? 0 : static_cast<std::size_t>(offset);
+}
+
 pugi::xml_attribute FindAttribute(pugi::xml_node node, const char* name) {
   return node.find_attribute(
       [name](const pugi::xml_attribute& attribute) { return LocalName(attribute.name()) == name; });

@@ -15,6 +15,9 @@ bool IsNamed(pugi::xml_node node, const char* name);
 // Whether the node is text, plain or in a CDATA section.
 bool IsText(pugi::xml_node node);
 
+// Where the node is in the text that was parsed.
+std::size_t OffsetOf(pugi::xml_node node);
+
 // The first attribute of that name; null if there is none.
 pugi::xml_attribute FindAttribute(pugi::xml_node node, const char* name);
 

@@ -15,7 +15,7 @@
 #include "ink/Text.h"
 #include "ink/Tips.h"
 #include "ink/Units.h"
-#include "ink/xml/XmlDocument.h"
+#include "ink/xml/DrawingReader.h"
 #include "ink/xml/XmlEncoding.h"
 #include "ink/xml/XmlNodes.h"
 #include "ink/xml/XmlText.h"
@@ -38,32 +38,22 @@ std::optional<std::uint32_t> ColorOf(const std::string& text) {
   return ParseColor(text);
 }
 
-class Reader {
+class Reader : public DrawingReader {
  public:
   Reader(const std::string& text, const InkMLOptions& options, Losses& losses)
-      : text_(text), options_(options), losses_(losses) {}
+      : DrawingReader(text, options, losses) {}
 
   Ink Read(pugi::xml_node root) {
-    if (!IsNamed(root, "xournal")) {
-      Refuse(root, std::string("not a notebook: the root element is <") + root.name() + ">");
-    }
+    CheckRoot(root, "xournal", "a notebook");
     for (const pugi::xml_node& child : root.children()) {
       if (IsNamed(child, "page")) ReadPage(child);
     }
     NamePages();
     AddTips();
-    if (strokes_ > 0) losses_.Note("strokes without a time", strokes_);
-    if (!options_.pen) losses_.AssumePen();
-    ink_.pen = options_.pen.value_or(0);
-    return std::move(ink_);
+    return Finish();
   }
 
  private:
-  [[noreturn]] void Refuse(pugi::xml_node node, const std::string& reason) const {
-    const std::ptrdiff_t offset = node.offset_debug();
-    throw InkError(PlaceIn(text_, offset < 0 ? 0 : static_cast<std::size_t>(offset)), reason);
-  }
-
   void ReadPage(pugi::xml_node page) {
     const std::size_t before = strokes_;
     std::vector<Item> items;
@@ -155,7 +145,7 @@ class Reader {
     if (!style.empty() && style != "plain") losses_.Count("dashed lines drawn solid", 1);
     stroke.samples = DrawThrough(points);
     items.emplace_back(std::move(stroke));
-    ++strokes_;
+    Count(node);
   }
 
   std::int32_t Place(pugi::xml_node node, double points) const {
@@ -221,22 +211,14 @@ class Reader {
     PagePaper paper;
   };
 
-  const std::string& text_;
-  const InkMLOptions& options_;
-  Losses& losses_;
-  Ink ink_;
   Tips tips_;
   std::vector<Page> pages_;  // with strokes
-  std::size_t strokes_ = 0;
 };
 
 }  // namespace
 
 Ink ReadXopp(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
-  const std::string text = DecodeDocument(bytes);
-  pugi::xml_document document;
-  ParseXml(text, document);
-  return Reader(text, options, losses).Read(document.document_element());
+  return ReadDrawing<Reader>(bytes, options, losses);
 }
 
 }  // namespace TalvoInk

@@ -15,6 +15,7 @@ namespace TalvoInk {
 namespace {
 
 constexpr double kUmPoint = 72 / 25400.0;  // points of a micrometre
+constexpr int kLevel = 6;                  // of packing, as usual
 
 // Four digits of a point are a thirtieth of a micrometre.
 std::string Points(double um) {
@@ -35,9 +36,14 @@ std::string ColorText(std::uint32_t color) {
 
 class Writer {
  public:
-  Writer(const Ink& ink, Losses& losses) : ink_(ink), tips_(ink), losses_(losses) {}
+  Writer(const Ink& ink, Losses& losses, const Sink& sink)
+      : ink_(ink),
+        tips_(ink),
+        losses_(losses),
+        packer_(Packer::Frame::kGzip, kLevel, sink),
+        text_([this](std::string_view piece) { packer_.Append(piece); }) {}
 
-  std::string Write() {
+  void Write() {
     const Layout layout = LayOut(ink_, tips_, {});
     SurveyMarkers();
     out_ =
@@ -46,7 +52,8 @@ class Writer {
     for (const Sheet& sheet : layout.sheets) WritePage(sheet);
     out_ += "</xournal>\n";
     TellLosses();
-    return Gzip(out_);
+    text_.Finish();
+    packer_.Finish();
   }
 
  private:
@@ -104,6 +111,7 @@ class Writer {
       out_ += Points(points[i].x_um) + " " + Points(points[i].y_um);
     }
     out_ += "</stroke>\n";
+    text_.HandOn();
   }
 
   // A highlighter is as wide as its tip is broad, whichever side is the broad one.
@@ -128,7 +136,9 @@ class Writer {
   const Ink& ink_;
   const Tips tips_;
   Losses& losses_;
-  std::string out_;
+  Packer packer_;
+  TextSink text_;
+  std::string& out_ = text_.text;
   std::map<std::optional<std::string>, PagePaper> papers_;
   bool timed_ = false;
   bool has_pages_ = false;
@@ -136,8 +146,14 @@ class Writer {
 
 }  // namespace
 
+void WriteXopp(const Ink& ink, Losses& losses, const Sink& sink) {
+  Writer(ink, losses, sink).Write();
+}
+
 std::string WriteXopp(const Ink& ink, Losses& losses) {
-  return Writer(ink, losses).Write();
+  std::string bytes;
+  WriteXopp(ink, losses, [&](std::string_view piece) { bytes += piece; });
+  return bytes;
 }
 
 }  // namespace TalvoInk

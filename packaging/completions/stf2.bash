@@ -28,9 +28,11 @@ _stf2() {
         *) _stf2_words "svg png pdf" "$current" ;;
       esac
       return ;;
-    --page-size) _stf2_words "A4 A5 Letter" "$current"; return ;;
+    --page-size) _stf2_words "A3 A4 A5 A6 Letter Legal" "$current"; return ;;
+    --ruling) _stf2_words "plain ruled squared dotted" "$current"; return ;;
     --units) _stf2_words "mm cm in pt px himetric" "$current"; return ;;
-    --pen | --page | --start-time | --dpi | --margin | --color | --speed | --max-pause | --fps)
+    --pen | --page | --start-time | --dpi | --margin | --color | --speed | --max-pause | --fps | --size | \
+      --columns | --background-page)
       return ;;
   esac
   if [[ "$current" == -* ]]; then

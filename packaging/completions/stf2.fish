@@ -27,5 +27,6 @@ complete -c stf2 -n "not __stf2_needs_command" -a "(__stf2_options)"
 complete -c stf2 -n "not __stf2_needs_command" -F
 complete -c stf2 -n "__stf2_is convert" -l to -x -a "stf2 inkml xopp"
 complete -c stf2 -n "__stf2_is render" -l to -x -a "svg png pdf"
-complete -c stf2 -n "__stf2_is render replay" -l page-size -x -a "A4 A5 Letter"
+complete -c stf2 -n "__stf2_is render replay" -l page-size -x -a "A3 A4 A5 A6 Letter Legal"
+complete -c stf2 -n "__stf2_is render" -l ruling -x -a "plain ruled squared dotted"
 complete -c stf2 -n "__stf2_is info convert split merge render replay stats" -l units -x -a "mm cm in pt px himetric"

@@ -9,11 +9,11 @@
 #include "InkFileCheck.h"
 #include "Json.h"
 #include "StandInService.h"
-#include "Terminal.h"
 #include "support/Daemon.h"
 #include "support/InkFile.h"
 #include "support/Machine.h"
 #include "support/Process.h"
+#include "support/Terminal.h"
 #include "support/TestRoot.h"
 
 namespace fs = boost::filesystem;

@@ -6,10 +6,10 @@
 #include <sstream>
 
 #include "Json.h"
-#include "Terminal.h"
 #include "support/Daemon.h"
 #include "support/InkFile.h"
 #include "support/Process.h"
+#include "support/Terminal.h"
 #include "support/TestRoot.h"
 
 namespace fs = boost::filesystem;

@@ -6,11 +6,13 @@
 #include <set>
 #include <sstream>
 
+#include "ink/drawing/Paper.h"
 #include "support/Process.h"
 #include "support/TestRoot.h"
 
 namespace {
 
+using TalvoInk::PageSizeNames;
 using testing::Contains;
 using testing::IsSupersetOf;
 using testing::UnorderedElementsAre;
@@ -73,6 +75,7 @@ TEST(InkCompletions, OfBashOfferCommandsOptionsAndValues) {
     EXPECT_THAT(InBash({command, "--"}), IsSupersetOf(OptionsInHelp(command))) << command;
   }
   EXPECT_THAT(InBash({"convert", "--to", ""}), UnorderedElementsAre("stf2", "inkml", "xopp"));
+  EXPECT_THAT(InBash({"render", "--page-size", ""}), IsSupersetOf(PageSizeNames()));
 }
 
 TEST(InkCompletions, OfFishOfferCommandsOptionsAndValues) {

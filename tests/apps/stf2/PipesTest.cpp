@@ -141,5 +141,12 @@ TEST(Pipes, NotebooksAreReadAndWritten) {
             1);
 }
 
+TEST(Pipes, ANotebookIsPackedOnce) {
+  const ToolFolder folder;
+  folder.Run({"convert", "@note.inkml", "-o", "@note.xopp"});
+  folder.Run({"convert", "@note.inkml", "-o", "@note.xopp.gz"});
+  EXPECT_EQ(folder.Read("note.xopp"), folder.Read("note.xopp.gz"));
+}
+
 }  // namespace
 }  // namespace InkTool

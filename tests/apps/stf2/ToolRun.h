@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <json/json.h>
+
 #include <boost/filesystem.hpp>
 #include <set>
 #include <sstream>
@@ -18,6 +20,13 @@ struct Outcome {
   std::string out;
   std::string err;
 };
+
+inline Json::Value ParseJson(const std::string& text) {
+  Json::Value value;
+  std::istringstream stream(text);
+  stream >> value;
+  return value;
+}
 
 // A folder with the two samples as letter.inkml and note.inkml.
 class ToolFolder {

@@ -286,5 +286,27 @@ TEST(Outline, TheFarthestCornersOfTheWorldAreHeld) {
   EXPECT_GT(polygons[0][0].x, -2147490000);
 }
 
+// A stroke of very many points is drawn part by part, with nothing missing between the parts.
+TEST(Outline, AStrokeOfManyPartsIsWhole) {
+  std::vector<std::pair<int, int>> points;
+  for (int i = 0; i < 20000; ++i) points.emplace_back(i * 300, i % 2 == 0 ? 0 : 200);
+  const Stroke stroke = Line(points);
+  std::size_t most = 0;
+  const auto polygons = OutlineOf(stroke);
+  for (const Polygon& polygon : polygons) most = std::max(most, polygon.size());
+  EXPECT_LT(most, 4096u);
+  for (int x = 0; x < 19999 * 300; x += 1237) {
+    // Polygons lie along the line; those near are enough to look at.
+    std::vector<Polygon> near;
+    for (const Polygon& polygon : polygons) {
+      const auto [left, right] =
+          std::minmax_element(polygon.begin(), polygon.end(),
+                              [](const Corner& a, const Corner& b) { return a.x < b.x; });
+      if (left->x <= x && right->x >= x) near.push_back(polygon);
+    }
+    ASSERT_NE(WindingAt(near, x, 100), 0) << x;
+  }
+}
+
 }  // namespace
 }  // namespace TalvoInk

@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <stdexcept>
 
 #include "ink/InkSupport.h"
 #include "support/TestRoot.h"
@@ -62,6 +64,27 @@ class Pixels {
   std::string rest_;
   cairo_surface_t* surface_;
 };
+
+// Two renderers' pictures of the same ink differ by the shade of edge pixels alone.
+void ExpectAlike(const Pixels& ours, const Pixels& theirs) {
+  ASSERT_TRUE(ours.valid() && theirs.valid());
+  ASSERT_EQ(theirs.width(), ours.width());
+  ASSERT_EQ(theirs.height(), ours.height());
+  std::size_t inked = 0;
+  std::size_t apart = 0;
+  double difference = 0;
+  for (int y = 0; y < ours.height(); ++y) {
+    for (int x = 0; x < ours.width(); ++x) {
+      const int distance = std::abs(ours.At(x, y, 1) - theirs.At(x, y, 1));
+      inked += ours.At(x, y, 1) < 200;
+      apart += distance > 64;
+      difference += distance;
+    }
+  }
+  ASSERT_GT(inked, 5000u);
+  EXPECT_LT(apart, inked / 500);
+  EXPECT_LT(difference / static_cast<double>(inked), 4);
+}
 
 // The millimetres in width="..mm" or height="..mm" of an SVG.
 double SizeIn(const std::string& svg, const std::string& name) {
@@ -200,6 +223,98 @@ TEST(Render, InkFarBesideThePaperDoesNotReachIt) {
   }
 }
 
+// Long strokes are filled in parts; those of ink that shows through must not show.
+TEST(Render, ScribblesShowThroughEvenly) {
+  std::vector<Stf2Sample> points;
+  for (int i = 0; i < 400; ++i) {
+    points.push_back(
+        Sample(STF2_SAMPLE_COORDINATE, 10000 + i * 7919 % 40000, 10000 + i * 104729 % 20000));
+  }
+  Ink ink = InkOn({"1.1.1.1"});
+  Stroke& stroke = std::get<Stroke>(ink.items[0]);
+  stroke.samples = DrawThrough(points);
+  stroke.color = 0x80000000;
+  ASSERT_TRUE(IsLong(stroke));
+  RenderOptions options;
+  options.dpi = 100;
+  const auto darkest = [&] {
+    const Pixels pixels(Drawn(ink, PictureFormat::kPng, options));
+    int least = 255;
+    for (int y = 0; y < pixels.height(); ++y) {
+      for (int x = 0; x < pixels.width(); ++x) least = std::min(least, pixels.At(x, y, 1));
+    }
+    return least;
+  };
+  EXPECT_NEAR(darkest(), 127, 1);
+  EXPECT_THAT(Drawn(ink, PictureFormat::kSvg, options),
+              HasSubstr("<g fill=\"#000000\" opacity=\"0.502\">"));
+  EXPECT_THAT(Drawn(ink, PictureFormat::kPdf, options), HasSubstr("/S/Transparency"));
+  stroke.color = 0xFF808080;
+  ink.items.emplace_back(Property{kTipKey, "#808080 0 round darkening"});
+  EXPECT_NEAR(darkest(), 128, 2);
+}
+
+TEST(Render, ARulingIsPrintedOnThePaper) {
+  RenderOptions options;
+  options.layout.page_size = ParsePageSize("A6");
+  const auto marks = [&](Ruling ruling) {
+    options.paper.ruling = ruling;
+    const std::string svg = Drawn(InkOn({"1.1.1.1"}), PictureFormat::kSvg, options);
+    const std::size_t begin = svg.find("fill=\"#C4D3E3\"");
+    if (begin == std::string::npos) return std::ptrdiff_t{0};
+    const std::string path = svg.substr(begin, svg.find("/>", begin) - begin);
+    return std::count(path.begin(), path.end(), 'z');
+  };
+  EXPECT_EQ(marks(Ruling::kPlain), 0);
+  EXPECT_EQ(marks(Ruling::kRuled), 18);         // 148 mm, every 8
+  EXPECT_EQ(marks(Ruling::kSquared), 29 + 20);  // 148 by 105 mm, every 5
+  EXPECT_EQ(marks(Ruling::kDotted), 29 * 20);
+}
+
+TEST(Render, APdfHasAnOutlineOfItsPages) {
+  const std::string pdf = Drawn(InkOn({"1.1.1.1", "1.1.1.2"}), PictureFormat::kPdf, {});
+  EXPECT_THAT(pdf, HasSubstr("/Title<FEFF0031002E0031002E0031002E0031>"));
+  EXPECT_THAT(pdf, HasSubstr("/Title<FEFF0031002E0031002E0031002E0032>"));
+}
+
+// Another reader of PDF finds no fault, and sees the picture that our PNG is.
+TEST(Render, ThePdfDrawnByAnotherReaderIsOurPng) {
+  const TestRoot root;
+  RenderOptions options;
+  options.layout.page = "1.2.3.4";
+  options.layout.page_size = PageSize{101.6, 152.4};  // 600 and 900 whole pixels
+  options.dpi = 150;
+  const Ink ink = SampleInk("handwriting.inkml");
+  const std::string file = (root.path() / "ink").string();
+  WriteFile(file + ".pdf", Drawn(ink, PictureFormat::kPdf, options));
+  const std::string command =
+      "pdftocairo -png -singlefile -r 150 '" + file + ".pdf' '" + file + "' 2>'" + file + ".err'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(ReadFile(file + ".err"), "");
+  ExpectAlike(Pixels(Drawn(ink, PictureFormat::kPng, options)), Pixels(ReadFile(file + ".png")));
+}
+
+TEST(Render, AFaultOfTheSinkEndsTheDrawing) {
+  const Ink ink = SampleInk("handwriting.inkml");
+  for (const PictureFormat format :
+       {PictureFormat::kSvg, PictureFormat::kPng, PictureFormat::kPdf}) {
+    const Sink full = [](std::string_view) { throw std::length_error("full"); };
+    EXPECT_THROW(Render({{&ink, ""}}, format, {}, full), std::length_error);
+  }
+}
+
+TEST(Render, TellsHowFarItIs) {
+  const Ink ink = SampleInk("handwriting.inkml");
+  std::vector<double> shares;
+  RenderOptions options;
+  options.tell = [&](double share) { shares.push_back(share); };
+  Drawn(ink, PictureFormat::kPdf, options);
+  ASSERT_GT(shares.size(), 10u);
+  EXPECT_TRUE(std::is_sorted(shares.begin(), shares.end()));
+  EXPECT_GT(shares.front(), 0);
+  EXPECT_NEAR(shares.back(), 1, 0.02);
+}
+
 // An independent renderer of SVG sees the same picture: it differs by the shade of edge pixels
 // alone.
 TEST(Render, TheSvgDrawnByAnotherRendererIsOurPng) {
@@ -218,24 +333,7 @@ TEST(Render, TheSvgDrawnByAnotherRendererIsOurPng) {
                               std::to_string(ours.height()) + " -o '" + png_file + "' '" +
                               svg_file + "'";
   ASSERT_EQ(std::system(command.c_str()), 0);
-  const Pixels theirs(ReadFile(png_file));
-  ASSERT_TRUE(theirs.valid());
-  ASSERT_EQ(theirs.width(), ours.width());
-  ASSERT_EQ(theirs.height(), ours.height());
-  std::size_t inked = 0;
-  std::size_t apart = 0;
-  double difference = 0;
-  for (int y = 0; y < ours.height(); ++y) {
-    for (int x = 0; x < ours.width(); ++x) {
-      const int distance = std::abs(ours.At(x, y, 1) - theirs.At(x, y, 1));
-      inked += ours.At(x, y, 1) < 200;
-      apart += distance > 64;
-      difference += distance;
-    }
-  }
-  ASSERT_GT(inked, 5000u);
-  EXPECT_LT(apart, inked / 500);
-  EXPECT_LT(difference / static_cast<double>(inked), 4);
+  ExpectAlike(ours, Pixels(ReadFile(png_file)));
 }
 
 }  // namespace

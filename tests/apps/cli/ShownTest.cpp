@@ -1,4 +1,4 @@
-#include "Output.h"
+#include "cli/Shown.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Progress.h"
+#include "cli/Progress.h"
 
 #include <unistd.h>
 
@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdio>
 
-#include "Output.h"
+#include "cli/Shown.h"
 
 namespace {
 
