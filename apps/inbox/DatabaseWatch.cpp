@@ -3,6 +3,7 @@
 #include <sys/inotify.h>
 
 #include <boost/asio/buffer.hpp>
+#include <filesystem>
 #include <utility>
 
 namespace Inbox {
@@ -13,8 +14,8 @@ DatabaseWatch::DatabaseWatch(boost::asio::io_context& queue, const std::string& 
   const int fd = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   if (fd < 0) return;
   events_.assign(fd);
-  // The log before the database: each commit is written there.
-  ::inotify_add_watch(fd, (path + "-wal").c_str(), IN_MODIFY);
+  // Each commit is written to a log beside the database, which comes and goes.
+  ::inotify_add_watch(fd, std::filesystem::path(path).parent_path().c_str(), IN_MODIFY);
   Read();
 }
 

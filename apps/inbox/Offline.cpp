@@ -1,5 +1,6 @@
 // The commands that work on the database alone, without the ink service and beside a running inbox.
 
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
@@ -39,6 +40,14 @@ void ImportFile(Connection& connection, const std::string& file) {
   }
 }
 
+std::int64_t ParseNumber(const std::string& name) {
+  std::int64_t number = 0;
+  const char* const end = name.data() + name.size();
+  const auto result = std::from_chars(name.data(), end, number);
+  if (result.ec == std::errc() && result.ptr == end) return number;
+  throw std::runtime_error("'" + name + "' is neither a page's address nor its number");
+}
+
 // What the user named, by number or by address; all pages if nothing was named.
 std::vector<std::int64_t> FindPages(Library& library, const std::vector<std::string>& names) {
   std::vector<std::int64_t> pages;
@@ -51,7 +60,7 @@ std::vector<std::int64_t> FindPages(Library& library, const std::vector<std::str
   }
   for (const std::string& name : names) {
     if (name.find('.') == std::string::npos) {
-      pages.push_back(std::stoll(name));
+      pages.push_back(ParseNumber(name));
       continue;
     }
     query.address = name;

@@ -43,15 +43,14 @@ PaperBox Around(const Box& ink) {
   return box;
 }
 
-bool Holds(const PaperBox& paper, const PaperBox& ink) {
-  return ink.left >= paper.left && ink.top >= paper.top &&
-         ink.left + ink.width <= paper.left + paper.width &&
-         ink.top + ink.height <= paper.top + paper.height;
-}
-
-PaperBox WithMargin(const PaperBox& box) {
-  return {box.left - kMarginUm, box.top - kMarginUm, box.width + 2 * kMarginUm,
-          box.height + 2 * kMarginUm};
+// The paper, with a margin beside the ink at each edge that the ink reaches.
+PaperBox Reaching(const PaperBox& paper, const PaperBox& ink) {
+  const std::int64_t right = paper.left + paper.width, bottom = paper.top + paper.height;
+  const std::int64_t ink_right = ink.left + ink.width, ink_bottom = ink.top + ink.height;
+  const std::int64_t left = ink.left < paper.left ? ink.left - kMarginUm : paper.left;
+  const std::int64_t top = ink.top < paper.top ? ink.top - kMarginUm : paper.top;
+  return {left, top, (ink_right > right ? ink_right + kMarginUm : right) - left,
+          (ink_bottom > bottom ? ink_bottom + kMarginUm : bottom) - top};
 }
 
 void MoveDown(Ink& ink, std::int64_t way) {
@@ -132,8 +131,7 @@ PageSummary SumUp(const Ink& ink, const PaperBox& usual) {
     const auto* stroke = std::get_if<Stroke>(&item);
     if (stroke != nullptr) box.Take(BoxOf(*stroke, tips.Of(*stroke)));
   }
-  const PaperBox around = Around(box);
-  if (!box.is_empty && !Holds(out.paper, around)) out.paper = Join(out.paper, WithMargin(around));
+  if (!box.is_empty) out.paper = Reaching(out.paper, Around(box));
   return out;
 }
 

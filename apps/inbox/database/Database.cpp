@@ -8,6 +8,7 @@
 
 #include <boost/filesystem/path.hpp>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -31,6 +32,18 @@ void Sync(const fs::path& path, int flags) {
   if (fd >= 0) ::close(fd);
   errno = error;
   if (!is_synced) Fail("sync", path.string());
+}
+
+// Not every file system can rename without replacing; there a look before has to do.
+void GiveName(const std::string& temporary, const std::string& file) {
+  if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, file.c_str(), RENAME_NOREPLACE) == 0) {
+    return;
+  }
+  const bool is_unable = errno == EINVAL || errno == ENOSYS;
+  if (errno == EEXIST || (is_unable && ::access(file.c_str(), F_OK) == 0)) {
+    throw std::runtime_error(file + " is there already");
+  }
+  if (!is_unable || std::rename(temporary.c_str(), file.c_str()) != 0) Fail("write", file);
 }
 
 // How this program's connections work.
@@ -111,10 +124,7 @@ void Database::BackUp(const std::string& file) const {
     const auto connection = std::make_unique<Connection>(path_, Connection::Mode::kWrite);
     Query(*connection, "VACUUM INTO ?", temporary).Run();
     Sync(temporary, O_RDONLY);
-    if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, file.c_str(), RENAME_NOREPLACE) != 0) {
-      if (errno == EEXIST) throw std::runtime_error(file + " is there already");
-      Fail("write", file);
-    }
+    GiveName(temporary, file);
   } catch (...) {
     ::unlink(temporary.c_str());
     throw;
