@@ -14,8 +14,10 @@ DatabaseWatch::DatabaseWatch(boost::asio::io_context& queue, const std::string& 
   const int fd = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   if (fd < 0) return;
   events_.assign(fd);
-  // Each commit is written to a log beside the database, which comes and goes.
-  ::inotify_add_watch(fd, std::filesystem::path(path).parent_path().c_str(), IN_MODIFY);
+  // A commit is written to a log beside the database before readers see it; what its writer does
+  // last is to close the files.
+  ::inotify_add_watch(fd, std::filesystem::path(path).parent_path().c_str(),
+                      IN_MODIFY | IN_CLOSE_WRITE);
   Read();
 }
 

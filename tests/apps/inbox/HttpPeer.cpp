@@ -124,8 +124,10 @@ HttpAnswer HttpPeer::Ask(const std::string& method, const std::string& target,
 }
 
 std::string HttpPeer::ReadUntil(const std::string& text) {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
   while (input_.find(text) == std::string::npos) {
-    if (!ReadMore()) throw std::runtime_error("the stream ended: " + input_);
+    if (std::chrono::steady_clock::now() > end || !ReadMore())
+      throw std::runtime_error("it did not come: " + input_);
   }
   return input_;
 }
