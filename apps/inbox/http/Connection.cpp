@@ -6,6 +6,7 @@
 #include <boost/beast/http/write.hpp>
 #include <utility>
 
+#include "http/ReadRequest.h"
 #include "http/Target.h"
 #include "ink/Text.h"
 
@@ -20,26 +21,10 @@ namespace {
 constexpr std::size_t kLargeBody = std::size_t{1} << 20;
 constexpr std::size_t kMostOutbox = std::size_t{1} << 20;
 
-std::string ToString(beast::string_view text) {
-  return std::string(text.data(), text.size());
-}
-
 // Whether what was read can't be HTTP; else the connection has ended.
 bool IsFault(const boost::system::error_code& error) {
   return error.category() == http::make_error_code(http::error::bad_method).category() &&
          error != http::error::end_of_stream && error != http::error::partial_message;
-}
-
-// Without its body.
-Request ReadRequest(const http::request<http::string_body>& message) {
-  Request request;
-  request.method = ToString(message.method_string());
-  request.target = ToString(message.target());
-  for (const auto& field : message.base()) {
-    request.headers.emplace(TalvoInk::LowerCase(ToString(field.name_string())),
-                            ToString(field.value()));
-  }
-  return request;
 }
 
 std::chrono::seconds TimeFor(std::chrono::seconds time, std::size_t bytes) {

@@ -69,8 +69,8 @@ std::optional<uid_t> Ask(const Question& question) {
   return static_cast<const inet_diag_msg*>(NLMSG_DATA(header))->idiag_uid;
 }
 
-// "0100007F:1F90", as the tables in /proc write the end of a connection: words of the machine's byte
-// order.
+// "0100007F:1F90", as the tables in /proc write the end of a connection: words of the machine's
+// byte order.
 std::string TableText(const tcp::endpoint& endpoint) {
   __be32 words[4] = {};
   PutAddress(endpoint.address(), words);
@@ -107,8 +107,7 @@ std::optional<uid_t> UserFromKernel(const tcp::endpoint& source, const tcp::endp
 
 std::optional<uid_t> UserFromTables(const tcp::endpoint& source, const tcp::endpoint& destination) {
   const std::string from = TableText(source), to = TableText(destination);
-  const auto user =
-      LookUp(source.address().is_v4() ? "/proc/net/tcp" : "/proc/net/tcp6", from, to);
+  const auto user = LookUp(source.address().is_v4() ? "/proc/net/tcp" : "/proc/net/tcp6", from, to);
   if (user || !source.address().is_v4()) return user;
   // A program may speak IPv4 through a socket of IPv6.
   const std::string mapped = "0000000000000000FFFF0000";

@@ -9,9 +9,9 @@
 
 namespace Inbox {
 
-// The user of the socket whose own end is `source` and whose other end is `destination`, from either
-// of the system's two ways to tell: a question to the kernel about this one socket, or the tables of
-// all sockets in /proc. None if that way does not tell. Neither waits.
+// The user of the socket whose own end is `source` and whose other end is `destination`, from
+// either of the system's two ways to tell: a question to the kernel about this one socket, or the
+// tables of all sockets in /proc. None if that way does not tell. Neither waits.
 std::optional<uid_t> UserFromKernel(const boost::asio::ip::tcp::endpoint& source,
                                     const boost::asio::ip::tcp::endpoint& destination);
 std::optional<uid_t> UserFromTables(const boost::asio::ip::tcp::endpoint& source,

@@ -196,5 +196,5 @@ TEST(InboxStart, WrongUsageIsSaid) {
   EXPECT_EQ(RunInbox({"import"}).status, 2);
   EXPECT_EQ(RunInbox({"--port", "70000"}).status, 2);
   EXPECT_EQ(RunInbox({"--help"}).status, 0);
-  EXPECT_EQ(RunInbox({"--version"}).output, "quillpost-inbox 0.0.1\n");
+  EXPECT_EQ(RunInbox({"--version"}).output, "quillpost-inbox " VERSION "\n");
 }
