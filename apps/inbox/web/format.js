@@ -5,7 +5,7 @@
 const locale = navigator.language.startsWith('en') ? navigator.language : 'en-GB';
 const dayFormat = new Intl.DateTimeFormat(locale, { weekday: 'long', day: 'numeric', month: 'long' });
 const dayOfYearFormat = new Intl.DateTimeFormat(locale, { day: 'numeric', month: 'long', year: 'numeric' });
-const timeFormat = new Intl.DateTimeFormat(locale, { hour: '2-digit', minute: '2-digit' });
+const timeFormat = new Intl.DateTimeFormat(locale, { timeStyle: 'short' });
 const numberFormat = new Intl.NumberFormat(locale);
 
 /** @param {number} count @param {string} one @param {string} [many] */

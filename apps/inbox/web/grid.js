@@ -43,6 +43,7 @@ export class InkGrid extends HTMLElement {
     this.writer = new CardWriter();
     this.space.addEventListener('keydown', (event) => this.#onKey(event));
     this.space.addEventListener('click', (event) => this.#onClick(event));
+    this.space.addEventListener('contextmenu', (event) => this.#onLongPress(event));
     this.space.addEventListener('focusin', (event) => this.#onFocus(event));
     this.space.addEventListener('pointerover', (event) => this.writer.over(this.#cardAt(event.target), event));
     this.space.addEventListener('pointerleave', () => this.writer.stop());
@@ -114,6 +115,7 @@ export class InkGrid extends HTMLElement {
   #draw() {
     cancelAnimationFrame(this.frame);
     this.frame = 0;
+    this.classList.toggle('is-selecting', this.selection.size > 0);
     const { rows, rowOfCard } = this.layout;
     const height = this.clientHeight;
     const first = rowAt(rows, this.scrollTop - height / 2);
@@ -234,8 +236,17 @@ export class InkGrid extends HTMLElement {
     if (!card) return;
     const onCheck = event.target instanceof Element && event.target.closest('.card-check');
     if (event.shiftKey && this.selection.anchor !== null) this.#selectTo(card.page.id);
-    else if (onCheck || event.ctrlKey || event.metaKey || event.shiftKey) this.selection.toggle(card.page.id);
+    else if (onCheck || this.selection.size || event.ctrlKey || event.metaKey || event.shiftKey) this.selection.toggle(card.page.id);
     else this.#open(card.page);
+  }
+
+  // A finger that rests on a card selects it; from then on a touch selects further ones.
+  /** @param {Event} event */
+  #onLongPress(event) {
+    const card = this.#cardAt(event.target);
+    if (!card || !(event instanceof PointerEvent) || event.pointerType !== 'touch') return;
+    event.preventDefault();
+    this.selection.toggle(card.page.id);
   }
 
   /** @param {KeyboardEvent} event */

@@ -78,9 +78,7 @@ export class InkTimeline extends HTMLElement {
     const context = this.canvas.getContext('2d');
     if (!context || !this.bars.length) return;
     const { clientWidth: width, clientHeight: height } = this;
-    const style = getComputedStyle(this);
-    const played = style.getPropertyValue('--accent');
-    const ahead = style.getPropertyValue('--line-strong');
+    const { color: played, caretColor: ahead, borderTopColor: hand } = getComputedStyle(this);
     context.setTransform(devicePixelRatio, 0, 0, devicePixelRatio, 0, 0);
     context.clearRect(0, 0, width, height);
     const place = this.writing.duration ? this.now / this.writing.duration * width : width;
@@ -91,7 +89,7 @@ export class InkTimeline extends HTMLElement {
       context.fillStyle = x < place ? played : ahead;
       context.fillRect(x, height - 3 - tall, step - barGap, tall);
     });
-    context.fillStyle = style.getPropertyValue('--text');
+    context.fillStyle = hand;
     context.fillRect(Math.min(width - 2, Math.max(0, place - 1)), 0, 2, height);
   }
 
