@@ -27,6 +27,7 @@
  * @property {number} id
  * @property {string} color
  * @property {number} opacity
+ * @property {boolean} [darkens] like a highlighter: never lighter than what is below
  * @property {number} start ms since 1970, or 0
  * @property {string} d its outline as SVG path data
  * @property {InkPoint[]} line
@@ -78,7 +79,12 @@ async function request(path, options = {}) {
   } catch {
     // Whatever it was, it was not for us to read.
   }
-  throw new ApiError(response.status, message);
+  throw new ApiError(response.status, asSentence(message));
+}
+
+/** @param {string} text */
+function asSentence(text) {
+  return text.charAt(0).toUpperCase() + text.slice(1) + (/[.!?]$/.test(text) ? '' : '.');
 }
 
 /** @param {string} path @param {AbortSignal} [signal] @returns {Promise<any>} */

@@ -207,7 +207,8 @@ class App {
 
   /** @param {number[]} ids */
   #onGone(ids) {
-    if (this.library.filter.trash) this.library.refresh(ids);
+    // Pages that are gone are in the trash now, or nowhere.
+    if (this.library.filter.trash) this.library.reload();
     else this.library.remove(ids);
   }
 
@@ -243,16 +244,21 @@ class App {
     if (action === 'help') showShortcuts();
     else if (action === 'import') chooseFiles();
     else if (action === 'pad') location.hash = '#/pad';
-    else if (action === 'undo-trash' && this.trashed.length) this.#restore(this.trashed);
+    else if (action === 'undo-trash' && this.trashed.length && !this.pad) this.#restore(this.trashed);
     else if (action === 'search') this.#search();
     else return;
     event.preventDefault();
   }
 
   #search() {
-    if (this.desk.hidden) this.#toDesk();
-    // The desk is there after the address has changed.
-    setTimeout(() => this.desk.search.focusWords());
+    const focus = () => this.desk.search.focusWords();
+    if (!this.desk.hidden) {
+      focus();
+      return;
+    }
+    // The desk is shown when the address has changed.
+    addEventListener('hashchange', focus, { once: true });
+    this.#toDesk();
   }
 }
 

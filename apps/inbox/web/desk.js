@@ -82,7 +82,7 @@ export class InkDesk extends HTMLElement {
       this.grid.addEventListener(kind, (event) => this.#send(kind, /** @type {CustomEvent} */ (event).detail));
     }
     this.grid.addEventListener('trash', (event) => this.#remove(/** @type {CustomEvent} */ (event).detail));
-    this.addEventListener('keydown', (event) => this.#onKey(event));
+    addEventListener('keydown', (event) => this.#onKey(event));
   }
 
   #show() {
@@ -90,6 +90,7 @@ export class InkDesk extends HTMLElement {
     this.selection.keep((id) => library.byId.has(id));
     this.grid.show(library.pages, Boolean(library.next));
     this.trashHead.hidden = !library.filter.trash;
+    this.search.show(library.filter);
     const instead = this.#whatInstead();
     this.instead.hidden = !instead;
     this.grid.hidden = Boolean(instead);
@@ -169,6 +170,7 @@ export class InkDesk extends HTMLElement {
 
   /** @param {KeyboardEvent} event */
   #onKey(event) {
+    if (this.hidden || document.querySelector('dialog[open]')) return;
     const action = actionFor(event, 'grid');
     if (action === 'clear' && this.selection.size) this.#clearSelection();
     else if (action === 'export' && this.selection.size) this.selected.querySelector('button')?.click();

@@ -272,6 +272,8 @@ export class InkGrid extends HTMLElement {
     if (event.shiftKey) {
       this.selection.anchor ??= this.pages[index].id;
       this.#selectTo(this.pages[target].id);
+    } else {
+      this.selection.anchor = null;
     }
     this.#focusIndex(target);
   }

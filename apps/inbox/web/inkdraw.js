@@ -43,8 +43,11 @@ function colorNow(color) {
 /** @param {CanvasRenderingContext2D} context @param {Stroke} stroke */
 export function drawStroke(context, stroke) {
   context.globalAlpha = stroke.opacity;
+  // What darkens by day lightens by night.
+  if (stroke.darkens) context.globalCompositeOperation = isNight() ? 'screen' : 'multiply';
   context.fillStyle = colorNow(stroke.color);
   context.fill(outlineOf(stroke), 'nonzero');
+  context.globalCompositeOperation = 'source-over';
   context.globalAlpha = 1;
 }
 

@@ -10,8 +10,9 @@ import { ApiError, fetchStatus } from './api.js';
 
 const shortestRetryMs = 1000;
 const longestRetryMs = 10000;
-// A browser has six connections for an inbox and each window takes one as long as it listens, so
-// windows that nobody sees give theirs back.
+// A browser has six connections for an inbox and each window takes one as long as it listens. So
+// windows that nobody sees give theirs back, and so do those that one has left and that the
+// browser keeps for Back.
 const hiddenGraceMs = 30000;
 
 export class Live extends EventTarget {
@@ -29,13 +30,16 @@ export class Live extends EventTarget {
   start() {
     this.#connect();
     document.addEventListener('visibilitychange', () => this.#onVisibility());
+    addEventListener('pagehide', () => this.#rest());
+    addEventListener('pageshow', (event) => {
+      if (event.persisted) this.retryNow();
+    });
   }
 
   /** Tries again without waiting. */
   retryNow() {
-    if (this.source) return;
     clearTimeout(this.timer);
-    this.#connect();
+    if (!this.source) this.#connect();
   }
 
   #connect() {
@@ -85,11 +89,15 @@ export class Live extends EventTarget {
       this.retryNow();
       return;
     }
-    this.hiddenTimer = setTimeout(() => {
-      this.source?.close();
-      this.source = null;
-      this.hasMissed = true;
-    }, hiddenGraceMs);
+    this.hiddenTimer = setTimeout(() => this.#rest(), hiddenGraceMs);
+  }
+
+  /** Listens no more until retryNow(). */
+  #rest() {
+    clearTimeout(this.timer);
+    this.source?.close();
+    this.source = null;
+    this.hasMissed = true;
   }
 
   /** @type {number | undefined} */

@@ -53,7 +53,6 @@ export class InkPad extends HTMLElement {
     this.ink.addEventListener('draw', () => { this.frame ||= requestAnimationFrame(() => this.#drawMore()); });
     this.ink.addEventListener('drop', () => this.#redraw());
     this.ink.addEventListener('stroke', (event) => this.#finish(/** @type {CustomEvent} */ (event).detail));
-    this.addEventListener('keydown', (event) => this.#onKey(event));
     this.resizes = new ResizeObserver(() => this.#fit());
     this.outbox = this.#makeOutbox();
   }
@@ -62,7 +61,9 @@ export class InkPad extends HTMLElement {
     this.classList.add('pad');
     this.append(this.#makeHead(), this.room);
     this.leaving = new AbortController();
-    onThemeChange(() => this.#redraw(), this.leaving.signal);
+    const { signal } = this.leaving;
+    onThemeChange(() => this.#redraw(), signal);
+    addEventListener('keydown', (event) => this.#onKey(event), { signal });
     this.resizes.observe(this.room);
   }
 
@@ -109,8 +110,8 @@ export class InkPad extends HTMLElement {
       unsent: 'Sent when your hand rests.',
       sending: 'Sending …',
       sent: `Kept as page ${page}.`,
-      waiting: `The ink service is away. ${waiting} wait here until it is back.`,
-      refused: `${waiting} were not taken: ${error}`,
+      waiting: `The ink service is away. Your ink is kept here (${waiting}) and goes when it is back.`,
+      refused: `Not taken (${waiting}): ${error}`,
     }[state];
     if (this.words.textContent !== words && state !== 'unsent' && state !== 'sending' && state !== 'empty') say(words);
     this.words.textContent = words;
@@ -149,7 +150,7 @@ export class InkPad extends HTMLElement {
   /** @param {KeyboardEvent} event */
   #onKey(event) {
     const action = actionFor(event, 'pad');
-    if (!action) return;
+    if (!action || document.querySelector('dialog[open]')) return;
     event.preventDefault();
     if (action === 'undo') this.#undo();
     else if (action === 'send') this.outbox.send();

@@ -58,9 +58,12 @@ export class InkPage extends HTMLElement {
   connectedCallback() {
     this.classList.add('page');
     this.append(this.#makeHead(), this.window, this.replay);
+    this.leaving = new AbortController();
+    addEventListener('keydown', (event) => this.#onKey(event), { signal: this.leaving.signal });
   }
 
   disconnectedCallback() {
+    this.leaving?.abort();
     this.fetching.abort();
     this.player.stop();
   }
@@ -85,7 +88,6 @@ export class InkPage extends HTMLElement {
   }
 
   #listen() {
-    this.addEventListener('keydown', (event) => this.#onKey(event));
     this.player.addEventListener('change', () => this.#onPlayer());
     this.stage.addEventListener('view', () => {
       this.zoomText.textContent = `${Math.round(this.stage.zoom * 100)} %`;
@@ -234,7 +236,7 @@ export class InkPage extends HTMLElement {
   /** @param {KeyboardEvent} event */
   #onKey(event) {
     const action = actionFor(event, 'page');
-    if (!action || (event.target === this.title_.field)) return;
+    if (!action || event.target === this.title_.field || document.querySelector('dialog[open]')) return;
     // Space presses the button that has the focus.
     const onButton = event.target instanceof Element && event.target.closest('button');
     if (onButton && (event.key === ' ' || event.key.startsWith('Arrow'))) return;

@@ -50,6 +50,24 @@ export class InkSearch extends HTMLElement {
     this.words.select();
   }
 
+  /**
+   * Shows what is listed.
+   * @param {Filter} filter
+   */
+  async show(filter) {
+    if (document.activeElement !== this.words) this.words.value = filter.q;
+    const { from, to } = this.#days();
+    if (from !== filter.from || to !== filter.to) {
+      this.span.value = filter.from || filter.to ? 'dates' : '';
+      this.from.value = filter.from ? dateOf(filter.from) : '';
+      this.to.value = filter.to ? dateOf(filter.to - 1) : '';
+      this.dates.hidden = this.span.value !== 'dates';
+    }
+    if (this.pen.value === filter.pen) return;
+    await this.refreshPens();
+    this.pen.value = filter.pen;
+  }
+
   /** Shows nothing chosen. */
   clear() {
     for (const field of [this.words, this.pen, this.span, this.from, this.to]) field.value = '';
@@ -105,6 +123,16 @@ export class InkSearch extends HTMLElement {
       event.preventDefault();
     }
   }
+}
+
+/**
+ * The day of this moment, as a field for dates takes it.
+ * @param {number} ms
+ */
+function dateOf(ms) {
+  const date = new Date(ms);
+  const two = (/** @type {number} */ number) => String(number).padStart(2, '0');
+  return `${String(date.getFullYear()).padStart(4, '0')}-${two(date.getMonth() + 1)}-${two(date.getDate())}`;
 }
 
 customElements.define('ink-search', InkSearch);
