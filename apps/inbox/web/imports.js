@@ -10,26 +10,24 @@ import { notify } from './notices.js';
 export function acceptDrops() {
   const veil = el('div', { class: 'drop-veil', hidden: true }, el('div', { class: 'drop-sheet' }, 'Drop ink files to import them'));
   document.body.append(veil);
-  // A drag enters each element that it crosses before it leaves the one before.
-  let depth = 0;
   /** @param {DragEvent} event */
   const bringsFiles = (event) => event.dataTransfer?.types.includes('Files') ?? false;
   addEventListener('dragenter', (event) => {
-    if (!bringsFiles(event)) return;
-    depth++;
-    veil.hidden = false;
+    if (bringsFiles(event)) veil.hidden = false;
   });
   addEventListener('dragover', (event) => {
     if (bringsFiles(event)) event.preventDefault();
   });
   addEventListener('dragleave', (event) => {
-    if (bringsFiles(event) && --depth <= 0) veil.hidden = true;
+    // Towards no other element: out of the window, or given up.
+    if (!event.relatedTarget) veil.hidden = true;
   });
+  // Browsers don't always tell the end of a drag; but while there is one, no pointer moves.
+  addEventListener('pointermove', () => { veil.hidden = true; });
   addEventListener('drop', (event) => {
+    veil.hidden = true;
     if (!bringsFiles(event)) return;
     event.preventDefault();
-    depth = 0;
-    veil.hidden = true;
     importFiles([...(event.dataTransfer?.files ?? [])]);
   });
 }
