@@ -24,7 +24,7 @@ from selenium.webdriver.common.keys import Keys
 
 # How long anything may take before a test gives up: far longer than it takes, since the machine
 # may be busy with other tests and programs may run under a sanitizer.
-PATIENCE_SECONDS = 8
+PATIENCE_SECONDS = 30
 
 
 def wait_for(what, condition):
@@ -184,7 +184,10 @@ def make_driver(profile):
         "download.prompt_for_download": False,
     })
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    driver = webdriver.Chrome(service=Service(os.environ["CHROMEDRIVER"]), options=options)
+    # It leaves nothing in the home of the user who tests.
+    service = Service(os.environ["CHROMEDRIVER"], env=dict(os.environ, HOME=profile))
+    os.makedirs(profile, exist_ok=True)
+    driver = webdriver.Chrome(service=service, options=options)
     driver.set_script_timeout(PATIENCE_SECONDS)
     return driver
 
