@@ -43,6 +43,9 @@ struct Sizes {
 
   std::filesystem::path disk = "/var/tmp";  // for durable: where the disk is
 
+  std::size_t inbox_packages = 2000;
+  std::size_t inbox_pages = 10000;  // of ten strokes
+
   bool peers = false;  // measure other servers, too
 
   std::size_t repetitions = 5;
@@ -56,5 +59,6 @@ void RunMixed(const Sizes& sizes, Report& report);
 void RunDurable(const Sizes& sizes, Report& report);
 void RunRestart(const Sizes& sizes, Report& report);
 void RunIdle(const Sizes& sizes, Report& report);
+void RunInbox(const Sizes& sizes, Report& report);
 
 }  // namespace bench

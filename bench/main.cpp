@@ -25,7 +25,7 @@ constexpr struct {
 } kWorkloads[] = {
     {"import", bench::RunImport},   {"route", bench::RunRoute}, {"deliver", bench::RunDeliver},
     {"sync", bench::RunSync},       {"mixed", bench::RunMixed}, {"durable", bench::RunDurable},
-    {"restart", bench::RunRestart}, {"idle", bench::RunIdle},
+    {"restart", bench::RunRestart}, {"idle", bench::RunIdle},   {"inbox", bench::RunInbox},
 };
 
 struct Options {
@@ -40,11 +40,12 @@ void AddOptions(CLI::App& app, Options& options) {
   bench::Sizes& sizes = options.sizes;
   app.add_option(
          "workload", options.workloads,
-         "import, route, deliver, sync, mixed, durable, restart, idle; all if none is named")
+         "import, route, deliver, sync, mixed, durable, restart, idle, inbox; all if none is named")
       ->check(CLI::IsMember(
-          {"import", "route", "deliver", "sync", "mixed", "durable", "restart", "idle"}));
+          {"import", "route", "deliver", "sync", "mixed", "durable", "restart", "idle", "inbox"}));
   app.add_flag("--full", options.full,
-               "The large sizes, too: 10000 pages, a backlog and a store of 100000 strokes");
+               "The large sizes, too: 10000 pages, a backlog and a store of 100000 strokes, "
+               "an inbox of 100000 pages");
   app.add_option("--json", options.json_file, "Write the results to FILE")->type_name("FILE");
   app.add_option("--plot", options.plot_file, "Draw how cost grows into FILE, an SVG")
       ->type_name("FILE");
@@ -79,6 +80,8 @@ void AddOptions(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--stores", sizes.stores, "Strokes, for restart and idle")->capture_default_str();
   app.add_option("--store-pages", sizes.store_pages)->capture_default_str();
+  app.add_option("--inbox-packages", sizes.inbox_packages)->capture_default_str();
+  app.add_option("--inbox-pages", sizes.inbox_pages)->capture_default_str();
   app.add_option("--idle-seconds", sizes.idle_seconds)->capture_default_str();
 }
 
@@ -111,6 +114,7 @@ int main(int argc, char** argv) {
     options.sizes.route_pages.push_back(10000);
     options.sizes.backlogs.push_back(100000);
     options.sizes.stores.push_back(100000);
+    options.sizes.inbox_pages = 100000;
   }
   std::string arguments;
   for (int i = 1; i < argc; ++i) arguments += (i > 1 ? " " : "") + std::string(argv[i]);

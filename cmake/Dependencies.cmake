@@ -9,6 +9,7 @@ find_package(ZLIB REQUIRED)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
+pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
 
 find_program(FLATC flatc REQUIRED)
 find_path(FLATBUFFERS_INCLUDE_DIR flatbuffers/flatbuffers.h REQUIRED)

@@ -49,6 +49,13 @@ void PutOnPaper(Sheet& sheet, const Box& box, const LayoutOptions& options) {
       (double(sheet.height) - ink_height * sheet.scale) / 2 - double(box.top) * sheet.scale;
 }
 
+void PutOn(Sheet& sheet, const PaperBox& paper) {
+  sheet.width = std::max<std::int64_t>(1, paper.width);
+  sheet.height = std::max<std::int64_t>(1, paper.height);
+  sheet.move_x = -static_cast<double>(paper.left);
+  sheet.move_y = -static_cast<double>(paper.top);
+}
+
 bool IsOff(const Sheet& sheet, const Stf2Sample& point) {
   const Corner at = sheet.Place({point.x_um, point.y_um});
   return at.x < 0 || at.y < 0 || at.x > sheet.width || at.y > sheet.height;
@@ -102,7 +109,10 @@ Layout LayOut(const Ink& ink, const Tips& tips, const LayoutOptions& options) {
   for (Sheet& sheet : layout.sheets) {
     sheet.tips = &tips;
     const Box box = BoxOf(sheet, tips);
-    if (options.page_size) {
+    const auto paper = options.papers.find(sheet.page);
+    if (paper != options.papers.end()) {
+      PutOn(sheet, paper->second);
+    } else if (options.page_size) {
       PutOnPaper(sheet, box, options);
     } else {
       FitToInk(sheet, box, options.margin_mm.value_or(kMarginMm) * 1000);

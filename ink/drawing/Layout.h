@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,7 +23,17 @@ enum class Placement {
   kFitted      // as large as the paper allows within the margin, in the middle
 };
 
+// A sheet of paper on the page: where its top left corner is in the pen's coordinates, and its size.
+// All in micrometres.
+struct PaperBox {
+  std::int64_t left = 0, top = 0;
+  std::int64_t width = 0, height = 0;
+};
+
 struct LayoutOptions {
+  // The paper of these pages; their ink stands as it was written. Pages that are not named here
+  // have what the other options say.
+  std::map<std::optional<std::string>, PaperBox> papers;
   std::optional<PageSize> page_size;  // none: as large as the ink with the margin around it
   Placement placement = Placement::kAsWritten;  // on paper of a given size
   std::optional<double> margin_mm;              // around the ink; none: 5, on paper 10

@@ -63,17 +63,29 @@ double WidthOf(const Stroke& stroke) {
   return std::max(stroke.width_um == 0 ? kDefaultWidthUm : stroke.width_um, kFinestWidthUm);
 }
 
-// The stroke's points without those on which the pen stood still.
-std::vector<Knot> KnotsOf(const Stroke& stroke, bool is_constant) {
-  const std::vector<Stf2Sample> points = PositionsOf(stroke);
+// Of each point.
+std::vector<double> RadiiOf(const Stroke& stroke, const std::vector<Stf2Sample>& points,
+                            bool is_constant) {
   const auto has_force = [](const Stf2Sample& point) { return point.force != 0; };
   const bool pressed = !is_constant && std::any_of(points.begin(), points.end(), has_force);
   const double width = WidthOf(stroke);
-  std::vector<Knot> knots;
-  double at = 0;
+  std::vector<double> radii;
+  radii.reserve(points.size());
   for (const Stf2Sample& point : points) {
-    const double radius = RadiusAt(pressed ? point.force / 65535.0 : 0.5, width);
-    const Knot knot{double(point.x_um), double(point.y_um), radius, at++};
+    radii.push_back(RadiusAt(pressed ? point.force / 65535.0 : 0.5, width));
+  }
+  return radii;
+}
+
+// The stroke's points without those on which the pen stood still.
+std::vector<Knot> KnotsOf(const Stroke& stroke, bool is_constant) {
+  const std::vector<Stf2Sample> points = PositionsOf(stroke);
+  const std::vector<double> radii = RadiiOf(stroke, points, is_constant);
+  std::vector<Knot> knots;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const Stf2Sample& point = points[i];
+    const double radius = radii[i];
+    const Knot knot{double(point.x_um), double(point.y_um), radius, double(i)};
     if (!knots.empty() && Distance(knots.back(), knot) < 1) {
       knots.back().radius = std::max(knots.back().radius, radius);
     } else {
@@ -452,6 +464,12 @@ void ForEachPolygon(const Stroke& stroke, const Tip& tip, const TakePolygon& tak
     if (first == 0 && curve.size() == 1 && end == knots.size())
       TakePrint(curve.front(), tip, width, take);
   }
+}
+
+std::vector<double> WidthsOf(const Stroke& stroke, const Tip& tip) {
+  std::vector<double> widths = RadiiOf(stroke, PositionsOf(stroke), tip.is_constant);
+  for (double& width : widths) width *= 2;
+  return widths;
 }
 
 std::vector<Polygon> OutlineOf(const Stroke& stroke, const Tip& tip) {

@@ -1,0 +1,112 @@
+#include <CLI/CLI.hpp>
+
+#include "Options.h"
+#include "cli/Help.h"
+
+namespace Inbox {
+namespace {
+
+constexpr char kDescription[] =
+    R"(Keeps the ink of all pens and shows it in the browser.
+
+Examples:
+  quillpost-inbox --open
+      show the inbox
+  quillpost-inbox --key ~/diary.key
+      open sealed ink with this key, from now on
+  quillpost-inbox import letter.inkml notebook.xopp
+      put ink into the inbox, without the ink service
+  quillpost-inbox export --page 1.2.3.4 -o letter.pdf
+  quillpost-inbox backup ~/inbox-backup.db
+)";
+
+constexpr char kImport[] = R"(Put ink files into the inbox
+
+Works without the ink service, also while the inbox is shown. Other applications
+don't get this ink: 'quillpost import' is for that.
+
+Examples:
+  quillpost-inbox import letter.inkml
+  quillpost-inbox import ~/captured/*.stf2
+)";
+
+constexpr char kExport[] = R"(Write pages to a file
+
+The name says the format: .pdf, .png, .svg, .inkml, .xopp or .stf2. A picture
+shows one page; STF2 and InkML hold the ink of one pen.
+
+Examples:
+  quillpost-inbox export -o all.pdf
+  quillpost-inbox export --page 1.2.3.4 1.2.3.5 -o letter.pdf
+)";
+
+constexpr char kBackup[] = R"(Copy the whole inbox to a new file
+
+Works while the inbox is shown. To go back to the copy, end the inbox and put the
+file in the place of ~/.local/share/quillpost/inbox.db.
+
+Examples:
+  quillpost-inbox backup ~/inbox-backup.db
+)";
+
+void DeclareServe(CLI::App& app, Options& options) {
+  app.add_flag("--open", options.is_to_open,
+               "Show the inbox in the browser; start it if it is not running");
+  app.add_option("--port", options.port, "Port on 127.0.0.1 and ::1, instead of the last one")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("N");
+  CLI::Option* key =
+      app.add_option("--key", options.key_file, "Secret key that opens sealed ink, remembered")
+          ->type_name("FILE");
+  app.add_flag("--forget-key", options.is_key_forgotten, "Leave sealed ink sealed again")
+      ->excludes(key);
+  app.add_option("--log-level", options.log_level,
+                 "How much to log: 1 errors, 2 warnings, 3 information (the default), 4 all")
+      ->check(CLI::Range(1, 4))
+      ->type_name("LEVEL");
+  app.add_option("--log-file", options.log_file, "Log to FILE instead of standard error")
+      ->type_name("FILE");
+}
+
+void DeclareExport(CLI::App& app, Options& options) {
+  CLI::App* command = app.add_subcommand("export", kExport);
+  command
+      ->add_option("--page", options.pages,
+                   "Address or number of a page; without it all that are not in the trash")
+      ->type_name("PAGE");
+  command->add_option("-o,--output", options.output, "The file to make")
+      ->required()
+      ->type_name("FILE");
+  command->add_option("--to", options.format, "Format, instead of what the name says")
+      ->check(CLI::IsMember({"pdf", "png", "svg", "inkml", "xopp", "stf2"}))
+      ->type_name("FORMAT");
+  command->add_flag("-f,--force", options.is_forced, "Replace a file that is there already");
+  command->callback([&options] { options.command = Options::Command::kExport; });
+}
+
+}  // namespace
+
+int ParseOptions(int argc, char** argv, Options& options) {
+  CLI::App app(kDescription, "quillpost-inbox");
+  app.formatter(MakeHelpFormatter());
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.set_version_flag("--version", "quillpost-inbox " INBOX_VERSION, "Print the version and exit");
+  DeclareServe(app, options);
+  CLI::App* import = app.add_subcommand("import", kImport);
+  import->add_option("FILE", options.files, "Ink: STF2, plain or sealed, InkML, .xopp or SVG")
+      ->required();
+  import->callback([&options] { options.command = Options::Command::kImport;
+});
+DeclareExport(app, options);
+CLI::App* backup = app.add_subcommand("backup", kBackup);
+backup->add_option("FILE", options.files, "A file that is not there yet")->required()->expected(1);
+backup->callback([&options] { options.command = Options::Command::kBackup; });
+try {
+  app.parse(argc, argv);
+} catch (const CLI::ParseError& error) {
+  return FinishParsing(app, error);
+}
+return -1;
+}  // namespace Inbox
+
+}  // namespace Inbox

@@ -1,0 +1,89 @@
+#include "Instance.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace Inbox {
+namespace {
+
+using std::chrono::steady_clock;
+
+std::string ReadAddress(const std::string& directory) {
+  std::ifstream file(AddressFile(directory));
+  std::string address;
+  std::getline(file, address);
+  return address;
+}
+
+}  // namespace
+
+Instance::Instance(const std::string& directory) {
+  const std::string path = directory + "/inbox.lock";
+  fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd_ < 0) {
+    throw std::runtime_error("can't open " + path + ": " + std::generic_category().message(errno));
+  }
+  is_ours_ = ::flock(fd_, LOCK_EX | LOCK_NB) == 0;
+  // What is there is of a process that was killed: whoever waits for ours must not take it.
+  if (is_ours_) ::unlink(AddressFile(directory).c_str());
+}
+
+Instance::~Instance() {
+  ::close(fd_);
+}
+
+std::string AddressFile(const std::string& directory) {
+  return directory + "/inbox.address";
+}
+
+std::string WaitForAddress(const std::string& directory) {
+  const auto end = steady_clock::now() + std::chrono::seconds(5);
+  const int events = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  ::inotify_add_watch(events, directory.c_str(), IN_MOVED_TO);
+  std::string address;
+  while ((address = ReadAddress(directory)).empty() && steady_clock::now() < end) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now());
+    pollfd readable = {events, POLLIN, 0};
+    ::poll(&readable, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 1)));
+    char buffer[4096];
+    while (::read(events, buffer, sizeof buffer) > 0) {
+    }
+  }
+  ::close(events);
+  return address;
+}
+
+bool ShowInBrowser(const std::string& address) {
+  // xdg-open ends when the browser has the address, or stays as the browser itself; a shell in
+  // between lets go of it, so that it is nobody's child to wait for.
+  const char* const command =
+      "command -v xdg-open >/dev/null || exit 127; xdg-open \"$1\" "
+      "</dev/null >/dev/null 2>&1 &";
+  const char* const arguments[] = {"sh", "-c", command, "sh", address.c_str(), nullptr};
+  pid_t process = -1;
+  const int error = ::posix_spawnp(&process, "sh", nullptr, nullptr,
+                                   const_cast<char* const*>(arguments), environ);
+  int status = 0;
+  while (error == 0 && ::waitpid(process, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (error == 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
+  std::fprintf(stderr,
+               "quillpost-inbox: there is no xdg-open to show it; open the address by hand\n");
+  return false;
+}
+
+}  // namespace Inbox

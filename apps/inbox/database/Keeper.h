@@ -1,0 +1,85 @@
+// Everything that changes the inbox: packages that are kept, titles, the trash, settings. Each
+// function is a part of a transaction that its caller begins and commits; so packages that wait
+// together share one sync of the disk.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "content/PageInk.h"
+#include "database/Sqlite.h"
+
+namespace Inbox {
+
+// Rows of the table "changes".
+enum class ChangeKind { kChanged = 0, kNew = 1, kGone = 2, kBack = 3 };
+
+// A package of ink as it was handed over.
+struct Package {
+  std::string bytes;
+  std::string pen;   // what its envelope says; counts only for ink that can't be read
+  std::string page;  // likewise
+};
+
+// Milliseconds since 1970-01-01 UTC.
+std::int64_t NowMs();
+
+std::string Sha256(const std::string& bytes);
+
+// The setting with the serial of the inbox's own pen.
+inline constexpr char kOwnPenSetting[] = "own pen";
+
+class Keeper {
+ public:
+  explicit Keeper(Connection& connection) : connection_(connection) {}
+
+  // Keeps the package: ink page by page, sealed ink as it is, and what can't be read as such. A
+  // page that new ink arrives for leaves the trash. False, with nothing changed, for bytes that are
+  // in the inbox already. Throws SqliteError, and nothing for whatever the bytes hold.
+  bool Keep(const Package& package, std::int64_t now_ms);
+
+  // Each returns the pages that it changed: those that exist and are (or are not) in the trash.
+  std::vector<std::int64_t> Trash(const std::vector<std::int64_t>& pages, std::int64_t now_ms);
+  std::vector<std::int64_t> Restore(const std::vector<std::int64_t>& pages);
+  std::vector<std::int64_t> Purge(const std::vector<std::int64_t>& pages);  // for good
+
+  // False if there is no such page.
+  bool SetTitle(std::int64_t page, const std::string& title);
+
+  // Empty if it was never set.
+  std::string Setting(const std::string& name);
+  void Set(const std::string& name, const std::string& value);
+
+  // A browser that is let in until then; those whose time is over are forgotten.
+  void AddSession(const std::string& digest, std::int64_t until_ms);
+
+  // The serial of the pen that this inbox writes with, on pages of its own.
+  std::string OwnPen();
+
+  // The address of a page that neither paper nor this inbox ever had: 2147483647.R.N.1, where R is
+  // this inbox's own number and N counts. Further pages of one document count the last field up.
+  std::string NextOwnPage();
+
+  // Whether the address is one that NextOwnPage gave.
+  bool IsOwnPage(const std::string& address);
+
+ private:
+  void KeepInk(const TalvoInk::Ink& ink, const std::string& bytes, std::int64_t digest,
+               std::int64_t now_ms);
+  void KeepPart(const std::string& pen, const std::string& address, const TalvoInk::Ink& ink,
+                const std::string& bytes, std::int64_t digest, std::int64_t now_ms);
+  void KeepClosed(PageKind kind, const std::string& reason, const std::string& pen,
+                  const std::string& address, const std::string& bytes, std::int64_t digest,
+                  std::int64_t now_ms);
+  std::int64_t PenOf(const std::string& serial);
+  std::int64_t AddPackage(std::int64_t digest, std::int64_t page, const std::string& bytes,
+                          std::int64_t now_ms);
+  void LeaveTrash(std::int64_t page);
+  void Note(ChangeKind kind, std::int64_t page, std::int64_t stroke = 0);
+
+  Connection& connection_;
+};
+
+}  // namespace Inbox

@@ -1,0 +1,265 @@
+// The inbox in the browser: puts the views together, and takes to each what the inbox tells.
+
+import { fetchStatus, findPage, messageOf, restorePages, trashPages } from './api.js';
+import { Arrivals } from './arrivals.js';
+import { InkDesk } from './desk.js';
+import { button, el } from './dom.js';
+import { plural } from './format.js';
+import { acceptDrops, chooseFiles } from './imports.js';
+import { Library } from './library.js';
+import { Live } from './live.js';
+import { addNotices, notify, say } from './notices.js';
+import { sendLeftInk } from './outbox.js';
+import { InkPad } from './padview.js';
+import { InkPage } from './pageview.js';
+import { addressOf, addressOfPage, parseRoute } from './router.js';
+import { actionFor, showShortcuts } from './shortcuts.js';
+import { applyTheme } from './theme.js';
+
+/** @typedef {import('./api.js').Page} Page */
+/** @typedef {import('./arrivals.js').PageNews} PageNews */
+
+class App {
+  library = new Library();
+  live = new Live();
+  desk = new InkDesk(this.library);
+  /** @type {InkPage | null} */
+  page = null;
+  /** @type {InkPad | null} */
+  pad = null;
+  /**
+   * Pages that went to the trash last.
+   * @type {number[]}
+   */
+  trashed = [];
+  editsTitle = false;
+  service = 'connected';
+  banner = el('div', { class: 'banner', role: 'status', hidden: true });
+  arrivals = new Arrivals((news) => this.#takeNews(news));
+
+  start() {
+    applyTheme();
+    document.body.append(this.banner, this.desk);
+    addNotices();
+    acceptDrops();
+    this.#listenToLive();
+    this.#listenToDesk();
+    addEventListener('hashchange', () => this.#route());
+    addEventListener('keydown', (event) => this.#onKey(event));
+    this.#route();
+    this.live.start();
+    this.#askStatus();
+    sendLeftInk().then((sent) => {
+      if (sent) notify(`${plural(sent, 'stroke')} that you wrote on the pad earlier are sent.`);
+    });
+  }
+
+  #listenToLive() {
+    const { live } = this;
+    const detail = (/** @type {Event} */ event) => /** @type {CustomEvent} */ (event).detail;
+    live.addEventListener('page', (event) => this.arrivals.add(detail(event)));
+    live.addEventListener('gone', (event) => this.#onGone(detail(event).pages));
+    live.addEventListener('back', (event) => this.library.refresh(detail(event).pages));
+    live.addEventListener('service', (event) => this.#setService(detail(event).service));
+    live.addEventListener('reset', () => {
+      this.library.reload();
+      if (this.page?.page) this.page.open(this.page.page.id);
+    });
+    live.addEventListener('state', () => {
+      if (live.state === 'open') this.#askStatus();
+      else this.#showBanner();
+    });
+  }
+
+  #listenToDesk() {
+    const { desk } = this;
+    const on = (/** @type {string} */ kind, /** @type {(detail: any) => void} */ run) =>
+      desk.addEventListener(kind, (event) => run(/** @type {CustomEvent} */ (event).detail));
+    on('open', (page) => { location.hash = addressOfPage(page.id); });
+    on('rename', (page) => {
+      this.editsTitle = true;
+      location.hash = addressOfPage(page.id);
+    });
+    on('pad', () => { location.hash = '#/pad'; });
+    on('filter', (filter) => {
+      // Each letter that is typed is not a step for Back.
+      history.replaceState(null, '', addressOf(filter));
+      this.library.show(filter);
+    });
+    on('to-trash', (ids) => this.#trash(ids));
+    on('from-trash', (ids) => this.#restore(ids));
+  }
+
+  async #askStatus() {
+    try {
+      this.#setService((await fetchStatus()).service);
+    } catch {
+      this.#showBanner();
+    }
+  }
+
+  /** @param {string} service */
+  #setService(service) {
+    if (service === 'connected') this.pad?.retry();
+    this.service = service;
+    this.#showBanner();
+  }
+
+  #showBanner() {
+    const { live, service } = this;
+    const words = live.state === 'locked' ? 'This window is no longer known to the inbox. Open it again with: quillpost-inbox --open'
+      : live.state === 'away' ? 'The inbox is not running. Everything shows again when it is back.'
+        : service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.' : '';
+    const before = this.banner.dataset.words ?? '';
+    if (words === before) return;
+    this.banner.dataset.words = words;
+    this.banner.hidden = !words;
+    this.banner.replaceChildren(words, ...(live.state === 'away' ? [button({ name: 'Try now', kind: 'notice-action' }, () => live.retryNow())] : []));
+    if (!words) say('Connected again.');
+  }
+
+  #route() {
+    const route = parseRoute(location.hash);
+    this.#closeViews(route.view);
+    if (route.view === 'page') this.#showPage(route.page);
+    else if (route.view === 'pad') this.#showPad();
+    else this.#showDesk(route.filter);
+  }
+
+  /** @param {string} staying */
+  #closeViews(staying) {
+    if (staying !== 'page') {
+      this.page?.remove();
+      this.page = null;
+    }
+    this.pad?.remove();
+    this.pad = null;
+    this.desk.hidden = staying !== 'pages';
+  }
+
+  /** @param {import('./api.js').Filter} filter */
+  #showDesk(filter) {
+    document.title = filter.trash ? 'Trash – Ink inbox' : 'Ink inbox';
+    if (!this.library.hasLoaded || addressOf(filter) !== addressOf(this.library.filter)) this.library.show(filter);
+    else this.desk.grid.focusPage();
+  }
+
+  /** @param {number} id */
+  #showPage(id) {
+    if (!this.page) {
+      const page = new InkPage();
+      page.addEventListener('close', () => this.#toDesk());
+      page.addEventListener('turn', (event) => this.#turn(/** @type {CustomEvent} */ (event).detail));
+      page.addEventListener('trash', (event) => {
+        this.#trash(/** @type {CustomEvent} */ (event).detail);
+        this.#toDesk();
+      });
+      document.body.insertBefore(page, this.desk);
+      this.page = page;
+    }
+    this.desk.grid.active = id;
+    this.page.open(id, this.editsTitle);
+    this.editsTitle = false;
+    if (!this.library.hasLoaded) this.library.reload();
+  }
+
+  #showPad() {
+    const pad = new InkPad();
+    pad.addEventListener('close', () => this.#toDesk());
+    pad.addEventListener('open', (event) => this.#openPadPage(/** @type {CustomEvent} */ (event).detail.address));
+    document.body.insertBefore(pad, this.desk);
+    document.title = 'Pad – Ink inbox';
+    this.pad = pad;
+  }
+
+  #toDesk() {
+    location.hash = addressOf(this.library.filter);
+  }
+
+  /** @param {string} address */
+  async #openPadPage(address) {
+    try {
+      const page = await findPage(address, (await fetchStatus()).pad.pen);
+      if (page) location.hash = addressOfPage(page.id);
+      else notify('The page is still on its way.');
+    } catch (error) {
+      notify(messageOf(error), { isError: true });
+    }
+  }
+
+  /** @param {number} direction 1 is older */
+  async #turn(direction) {
+    const { pages } = this.library;
+    const at = pages.findIndex((page) => page.id === this.page?.page?.id);
+    if (at + direction >= pages.length) await this.library.more();
+    const next = this.library.pages[at + direction];
+    if (next) location.replace(addressOfPage(next.id));
+    else say(direction > 0 ? 'This is the oldest page.' : 'This is the newest page.');
+  }
+
+  /** @param {PageNews[]} news */
+  #takeNews(news) {
+    this.library.update(news);
+    for (const page of news) this.page?.update(page);
+    const inked = news.filter((page) => page.strokes_from);
+    this.desk.grid.markFresh(inked);
+  }
+
+  /** @param {number[]} ids */
+  #onGone(ids) {
+    // Pages that are gone are in the trash now, or nowhere.
+    if (this.library.filter.trash) this.library.reload();
+    else this.library.remove(ids);
+  }
+
+  /** @param {number[]} ids */
+  async #trash(ids) {
+    try {
+      await trashPages(ids);
+      this.library.remove(ids);
+      this.trashed = ids;
+      const what = ids.length === 1 ? 'The page is' : `${plural(ids.length, 'page')} are`;
+      notify(`${what} in the trash.`, { action: { name: 'Undo', run: () => this.#restore(ids) } });
+    } catch (error) {
+      notify(`Nothing went to the trash. ${messageOf(error)}`, { isError: true });
+    }
+  }
+
+  /** @param {number[]} ids */
+  async #restore(ids) {
+    try {
+      await restorePages(ids);
+      this.trashed = [];
+      await this.library.refresh(ids);
+      notify(ids.length === 1 ? 'The page is back.' : `${plural(ids.length, 'page')} are back.`);
+    } catch (error) {
+      notify(`Nothing came back. ${messageOf(error)}`, { isError: true });
+    }
+  }
+
+  /** @param {KeyboardEvent} event */
+  #onKey(event) {
+    const action = actionFor(event, 'everywhere');
+    if (!action || document.querySelector('dialog[open]')) return;
+    if (action === 'help') showShortcuts();
+    else if (action === 'import') chooseFiles();
+    else if (action === 'pad') location.hash = '#/pad';
+    else if (action === 'undo-trash' && this.trashed.length && !this.pad) this.#restore(this.trashed);
+    else if (action === 'search') this.#search();
+    else return;
+    event.preventDefault();
+  }
+
+  #search() {
+    const focus = () => this.desk.search.focusWords();
+    if (!this.desk.hidden) {
+      focus();
+      return;
+    }
+    // The desk is shown when the address has changed.
+    addEventListener('hashchange', focus, { once: true });
+    this.#toDesk();
+  }
+}
+
+new App().start();

@@ -1,0 +1,53 @@
+// Pages as files: the menu of formats, and the download.
+
+import { exportPages, messageOf } from './api.js';
+import { el } from './dom.js';
+import { plural } from './format.js';
+import { menuButton } from './menu.js';
+import { notify } from './notices.js';
+
+/** @typedef {import('./api.js').Format} Format */
+
+/** @type {{format: Format, name: string, note: string, severalPages: boolean}[]} */
+const formats = [
+  { format: 'pdf', name: 'PDF', note: 'to print and to send', severalPages: true },
+  { format: 'png', name: 'PNG', note: 'a picture', severalPages: false },
+  { format: 'svg', name: 'SVG', note: 'a drawing', severalPages: false },
+  { format: 'inkml', name: 'InkML', note: 'ink for other programs', severalPages: true },
+  { format: 'xopp', name: '.xopp', note: 'a notebook', severalPages: true },
+  { format: 'stf2', name: 'STF2', note: 'ink as the pen sent it', severalPages: true },
+];
+
+/**
+ * A button with the formats that these pages can have.
+ * @param {() => number[]} pages asked for when the menu opens
+ * @param {{icon?: string, name: string, quiet?: boolean}} [look]
+ */
+export function exportButton(pages, look = { icon: 'export', name: 'Export', quiet: true }) {
+  return menuButton(look, () => {
+    const ids = pages();
+    return formats.filter((entry) => entry.severalPages || ids.length === 1).map((entry) => ({
+      name: entry.name, note: entry.note, run: () => download(ids, entry.format),
+    }));
+  });
+}
+
+/**
+ * Makes the file and hands it to the browser.
+ * @param {number[]} pages @param {Format} format
+ */
+export async function download(pages, format) {
+  const notice = notify(`Making a file of ${plural(pages.length, 'page')} …`, { stays: true });
+  try {
+    const { name, bytes } = await exportPages(pages, format);
+    const address = URL.createObjectURL(bytes);
+    el('a', { href: address, download: name }).click();
+    // The browser has begun to read it by then.
+    setTimeout(() => URL.revokeObjectURL(address), 60000);
+    notify(`${name} is among your downloads.`);
+  } catch (error) {
+    notify(`Nothing was exported. ${messageOf(error)}`, { isError: true });
+  } finally {
+    notice.close();
+  }
+}

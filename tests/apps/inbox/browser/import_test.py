@@ -1,0 +1,76 @@
+"""Ink files from elsewhere, dropped or chosen, go through the service and come back as pages."""
+
+import os
+
+from world import ActionChains, Story, unittest, wait_for
+
+
+class ImportTest(Story):
+    def sample(self, name):
+        return os.path.join(os.environ["SAMPLES"], name)
+
+    def drag(self, kind, *files):
+        self.cdp("Input.dispatchDragEvent", type=kind, x=400, y=400,
+                 data={"items": [], "files": list(files), "dragOperationsMask": 1})
+
+    def drop(self, *files):
+        for kind in ("dragEnter", "dragOver", "drop"):
+            self.drag(kind, *files)
+
+    def pages(self):
+        return {page["address"]: page["strokes"] for page in self.api("/api/pages")["pages"]}
+
+    def file(self, name, text):
+        path = self.world.path(name)
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+        return path
+
+    def test_a_file_is_dropped_anywhere(self):
+        self.drop(self.sample("note.inkml"))
+        self.notice("note.inkml is imported.")
+        self.gone(".drop-veil")
+        wait_for("its page", lambda: self.pages().get("1.2.7.1") == 39)
+
+    def test_the_window_says_where_to_drop_until_the_drag_ends(self):
+        self.drag("dragEnter", self.sample("note.inkml"))
+        self.one(".drop-veil")
+        self.js("dispatchEvent(new DragEvent('dragleave'))")
+        self.gone(".drop-veil")
+        self.drag("dragEnter", self.sample("note.inkml"))
+        self.one(".drop-veil")
+        ActionChains(self.driver).move_by_offset(20, 20).perform()
+        self.gone(".drop-veil")
+
+    def test_a_file_is_dropped_on_an_open_pad(self):
+        self.open("#/pad")
+        self.one(".pad-sheet")
+        self.drop(self.sample("handwriting.inkml"))
+        self.notice("handwriting.inkml is imported.")
+        wait_for("its pages", lambda: self.pages().get("1.2.3.4") and self.pages().get("1.2.3.5"))
+
+    def test_files_are_chosen(self):
+        line = ('<ink xmlns="http://www.w3.org/2003/InkML"><traceGroup><annotation type="page">3.0.0.{0}</annotation>'
+                '<trace>10 10, 20 {0}</trace></traceGroup></ink>')
+        paths = [self.file(f"{number}.inkml", line.format(number)) for number in (1, 2)]
+        self.cdp("Page.enable")
+        self.cdp("Page.setInterceptFileChooserDialog", enabled=True)
+        self.named("Import ink files").click()
+        self.driver.find_element("css selector", "input[type=file]").send_keys("\n".join(paths))
+        self.notice("2 files are imported.")
+        wait_for("both pages", lambda: {"3.0.0.1", "3.0.0.2"} <= self.pages().keys())
+
+    def test_what_is_no_ink_is_refused_with_the_reason(self):
+        self.may_complain = ["422"]
+        self.drop(self.file("letter.inkml", "Dear Ada"))
+        notice = self.notice("letter.inkml was not imported.")
+        self.assertIn("is-error", notice.get_attribute("class"))
+        self.said("letter.inkml was not imported.")
+
+    def test_what_an_import_had_to_assume_is_told(self):
+        self.drop(self.file("bare.inkml", '<ink xmlns="http://www.w3.org/2003/InkML"><trace>1 1, 5 5</trace></ink>'))
+        self.notice("bare.inkml: ")
+
+
+if __name__ == "__main__":
+    unittest.main()

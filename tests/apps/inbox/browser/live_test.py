@@ -1,0 +1,123 @@
+"""The desk while things happen: ink arrives, the service or the inbox goes away and comes back."""
+
+from world import Story, unittest, wait_for
+
+
+class FirstStartTest(Story):
+    def test_an_empty_inbox_says_how_to_begin_until_ink_arrives(self):
+        self.assertEqual(self.one(".welcome h2").text, "Your ink comes here")
+        self.assertEqual([way.text for way in self.all(".welcome-ways h3")],
+                         ["Write something", "Bring ink that you have", "Let a pen’s ink arrive"])
+        self.named("Choose files")
+        self.named("Write on the pad", ".welcome button").click()
+        self.one(".pad-sheet")
+        self.driver.back()
+        self.one(".welcome")
+        self.world.import_ink("note.inkml")
+        self.wait_cards(1)
+        self.gone(".welcome")
+
+
+class ArrivalTest(Story):
+    @classmethod
+    def prepare(cls):
+        cls.world.import_ink("handwriting.inkml")
+
+    def setUp(self):
+        super().setUp()
+        wait_for("the pages", lambda: len(self.all(".card")) >= 2)
+
+    def test_new_pages_come_first_and_are_heard(self):
+        self.world.import_pages(300, 1)
+        wait_for("the new page", lambda: self.titles()[0] == "Page 2.0.0.300")
+        self.assertIn("is-fresh", self.all(".card")[0].get_attribute("class"))
+        self.said("Ink arrived on a new page: Page 2.0.0.300, 1 stroke.")
+
+    def test_a_page_that_gets_ink_moves_to_the_front(self):
+        last = self.api("/api/pages")["pages"][-1]
+        self.world.import_pages(3, 1)
+        wait_for("the new page", lambda: self.titles()[0] == "Page 2.0.0.3")
+        self.world.import_ink("note.inkml", "--page", last["address"])
+        wait_for("the page to be first", lambda: self.titles()[0] == f"Page {last['address']}")
+        wait_for("its strokes", lambda: f"{last['strokes'] + 39} strokes" in self.all(".card-note")[0].text)
+
+    def test_many_arrivals_are_heard_as_one(self):
+        self.js("window.heard = []; new MutationObserver(() => window.heard.push("
+                "document.getElementById('speech').textContent)).observe("
+                "document.getElementById('speech'), { childList: true, characterData: true, subtree: true });")
+        self.world.import_pages(100, 40)
+        wait_for("the last of them", lambda: "Page 2.0.0.139" in self.titles())
+        wait_for("something heard", lambda: self.js("return window.heard.length"))
+        heard = self.js("return window.heard")
+        self.assertLess(len(heard), 10, heard)
+
+    def test_a_window_that_one_leaves_gives_its_connection_back(self):
+        for _ in range(8):
+            self.driver.get("about:blank")
+            self.open("#/")
+            self.one(".card")
+            self.api("/api/status")
+
+    def test_a_window_that_one_comes_back_to_is_up_to_date(self):
+        self.driver.get("about:blank")
+        self.world.import_pages(200, 1)
+        self.driver.back()
+        wait_for("the page that came meanwhile", lambda: "Page 2.0.0.200" in self.titles())
+
+
+class AwayTest(Story):
+    @classmethod
+    def prepare(cls):
+        cls.world.import_ink("note.inkml")
+
+    def setUp(self):
+        super().setUp()
+        wait_for("the pages", lambda: self.all(".card"))
+        wait_for("the connection", lambda: self.api("/api/status")["service"] == "connected")
+        self.gone(".banner")
+
+    def banner(self, text):
+        wait_for(f"the banner “{text}”", lambda: text in self.one(".banner").text)
+
+    def test_the_service_goes_away_and_comes_back(self):
+        self.world.stop_service()
+        self.banner("The ink service is away.")
+        self.world.start_service()
+        self.gone(".banner")
+        self.said("Connected again.")
+
+    def test_an_import_without_the_service_says_why_not(self):
+        self.may_complain = ["503", "504"]
+        self.world.stop_service()
+        self.banner("The ink service is away.")
+        self.module("imports.js", "await m.importFiles([new File(['<ink xmlns=\"http://www.w3.org/2003/InkML\">"
+                    "<trace>1 1, 2 2</trace></ink>'], 'line.inkml')])")
+        self.notice("line.inkml was not imported. The ink service is away.")
+        self.world.start_service()
+        self.gone(".banner")
+
+    def test_the_inbox_ends_and_comes_back_with_what_it_got_meanwhile(self):
+        self.may_complain = ["ERR_CONNECTION_REFUSED", "ERR_INCOMPLETE_CHUNKED_ENCODING", "ERR_EMPTY_RESPONSE",
+                             "ERR_CONNECTION_RESET"]
+        before = len(self.all(".card"))
+        self.world.stop_inbox()
+        self.banner("The inbox is not running.")
+        self.world.import_pages(before, 1)
+        self.world.start_inbox()
+        self.gone(".banner")
+        self.wait_cards(before + 1)
+
+    def test_a_window_that_is_no_longer_known_says_how_to_come_in(self):
+        self.may_complain = ["401", "ERR_"]
+        cookies = self.driver.get_cookies()
+        self.driver.delete_all_cookies()
+        self.world.stop_inbox()
+        self.world.start_inbox()
+        self.banner("quillpost-inbox --open")
+        for cookie in cookies:
+            self.driver.add_cookie(cookie)
+        self.gone(".banner")
+
+
+if __name__ == "__main__":
+    unittest.main()
