@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include <TalvoCppUtils/PenId.h>
+#include <TalvoCppUtils/Printable.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -378,7 +379,8 @@ std::string UnknownCommand(const std::vector<std::string>& arguments) {
   }
   if (arguments.empty()) return "stf2: a command is missing: one of " + names;
   if (!arguments[0].empty() && arguments[0][0] == '-') return {};
-  return "stf2: '" + Printable(arguments[0]) + "' is not one of its commands: " + names;
+  return "stf2: '" + TalvoCppUtils::Printable(arguments[0]) +
+         "' is not one of its commands: " + names;
 }
 
 void TurnPaper(PageSize& size) {

@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <TalvoCppUtils/PenId.h>
+#include <TalvoCppUtils/Printable.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -94,8 +95,8 @@ int Info(const Options& options, Streams streams) {
       json["notes"] = LossesAsJson(NotesOf(losses));
       streams.out << OneLine(json) << '\n';
     } else if (!options.quiet) {
-      streams.out << Printable(ShownInput(file)) << ": " << format << ", " << bytes.bytes.size()
-                  << " bytes\n"
+      streams.out << TalvoCppUtils::Printable(ShownInput(file)) << ": " << format << ", "
+                  << bytes.bytes.size() << " bytes\n"
                   << (sealed ? InLines(*sealed) : InLines(summary) + InLines(losses));
     }
     return std::string();

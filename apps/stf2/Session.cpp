@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include <TalvoCppUtils/Printable.h>
 #include <algorithm>
 #include <exception>
 #include <filesystem>
@@ -43,7 +44,8 @@ void Session::Attempt(const std::string& name, const std::function<std::string()
     if (line_) line_->Clear();
     if (line.empty() || options_.quiet) return;
     std::ostream& out = wrote_to_standard_output_ ? streams_.err : streams_.out;
-    out << Printable(name) << ": Success, " << Printable(line) << '\n';
+    out << TalvoCppUtils::Printable(name) << ": Success, " << TalvoCppUtils::Printable(line)
+        << '\n';
   } catch (const std::exception& reason) {  // Refusal, InkError, and memory running out
     Fail(name, reason.what());
   }
@@ -55,7 +57,8 @@ void Session::Fail(const std::string& name, const std::string& reason) {
   if (options_.json) {
     streams_.out << FailureAsJson(name, reason) << '\n';
   } else {
-    streams_.err << Printable(name) << ": Failed, " << Printable(reason) << '\n';
+    streams_.err << TalvoCppUtils::Printable(name) << ": Failed, "
+                 << TalvoCppUtils::Printable(reason) << '\n';
   }
 }
 
@@ -189,7 +192,8 @@ void Session::Save(const std::string& path, const Writer& make) {
 void Session::Note(const std::string& file, const std::string& text) {
   if (options_.quiet) return;
   if (line_) line_->Clear();
-  streams_.err << Printable(ShownInput(file)) << ": " << Printable(text) << '\n';
+  streams_.err << TalvoCppUtils::Printable(ShownInput(file)) << ": "
+               << TalvoCppUtils::Printable(text) << '\n';
 }
 
 }  // namespace InkTool

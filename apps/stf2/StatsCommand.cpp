@@ -1,5 +1,6 @@
 // The command that tells how ink was written.
 
+#include <TalvoCppUtils/Printable.h>
 #include <json/value.h>
 
 #include <algorithm>
@@ -65,7 +66,7 @@ std::string AsTable(const std::vector<PageStatistics>& pages) {
   std::vector<Row> rows = {
       {"page", "strokes", "mm", "s", "mm/s", "pauses", "mean s", "longest s", "force", "most"}};
   for (const PageStatistics& page : pages) {
-    rows.push_back(TableRow(Printable(page.page.value_or("(none)")), page));
+    rows.push_back(TableRow(TalvoCppUtils::Printable(page.page.value_or("(none)")), page));
   }
   return Table(rows);
 }
@@ -158,7 +159,7 @@ int Stats(const Options& options, Streams streams) {
       for (const PageStatistics& page : pages) json["pages"].append(AsJson(page));
       streams.out << OneLine(json) << '\n';
     } else {
-      streams.out << Printable(ShownInput(file)) << ":\n" << AsTable(pages);
+      streams.out << TalvoCppUtils::Printable(ShownInput(file)) << ":\n" << AsTable(pages);
     }
     return std::string();
   });
