@@ -21,6 +21,9 @@ namespace {
 
 using std::chrono::steady_clock;
 
+// A large database takes seconds to be checked before there is an address.
+constexpr std::chrono::seconds kStartPatience(60);
+
 std::string ReadAddress(const std::string& directory) {
   std::ifstream file(AddressFile(directory));
   std::string address;
@@ -50,7 +53,7 @@ std::string AddressFile(const std::string& directory) {
 }
 
 std::string WaitForAddress(const std::string& directory) {
-  const auto end = steady_clock::now() + std::chrono::seconds(5);
+  const auto end = steady_clock::now() + kStartPatience;
   const int events = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   ::inotify_add_watch(events, directory.c_str(), IN_MOVED_TO);
   std::string address;

@@ -26,7 +26,7 @@ class Instance {
 // The file with the address that opens the running inbox.
 std::string AddressFile(const std::string& directory);
 
-// Waits, a few seconds at most, until the running inbox has written its address. Empty if it does
+// Waits, a minute at most, until the running inbox has written its address. Empty if it does
 // not.
 std::string WaitForAddress(const std::string& directory);
 

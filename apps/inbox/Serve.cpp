@@ -139,7 +139,9 @@ class RunningInbox {
  private:
   void Listen() {
     const unsigned short port = BindPort(server_, options_, writer_);
-    writer_.Run([port](Keeper& keeper) { keeper.Set(kPortSetting, std::to_string(port)); });
+    writer_.Run([text = std::to_string(port)](Keeper& keeper) {
+      if (keeper.Setting(kPortSetting) != text) keeper.Set(kPortSetting, text);
+    });
     sessions_.Begin(port);
     guard_.emplace(sessions_, port);
     server_.Serve(*guard_);

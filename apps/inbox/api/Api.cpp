@@ -196,15 +196,19 @@ void Api::SetLink(ServiceLink* link) {
 
 void Api::Handle(Request request, Reply reply) {
   boost::asio::thread_pool& threads = IsLong(request) ? drawing_ : questions_;
-  boost::asio::post(threads, [this, request = std::move(request), reply = std::move(reply)] {
-    try {
-      if (request.method == "POST" && request.path == "/api/import") return Import(request, reply);
-      if (request.method == "POST" && request.path == "/api/pad") return TakePad(request, reply);
-    } catch (const std::exception& error) {
-      return reply(MakeFailure(error));
-    }
-    reply(Answer(request));
-  });
+  boost::asio::post(threads,
+                    [this, request = std::move(request), reply = std::move(reply)]() mutable {
+                      try {
+                        if (request.method == "POST" && request.path == "/api/import") {
+                          return Import(std::move(request), reply);
+                        }
+                        if (request.method == "POST" && request.path == "/api/pad")
+                          return TakePad(request, reply);
+                      } catch (const std::exception& error) {
+                        return reply(MakeFailure(error));
+                      }
+                      reply(Answer(request));
+                    });
 }
 
 Response Api::Answer(const Request& request) {

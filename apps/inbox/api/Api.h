@@ -68,7 +68,7 @@ class Api : public Handler {
   Response ChangePages(const Request& request, const std::string& what);
   Response ChangeTitle(const Request& request, std::int64_t page);
 
-  void Import(const Request& request, const Reply& reply);
+  void Import(Request request, const Reply& reply);
   void TakePad(const Request& request, const Reply& reply);
   void HandOver(const std::string& ink, const Json::Value& answer, const Reply& reply);
 

@@ -74,7 +74,7 @@ void Events::Pump() {
     News news = NewsAfter(after);
     boost::asio::post(queue_, [this, news = std::move(news)] {
       is_pumping_ = false;
-      told_ = news.upto;
+      told_ = news.last;
       if (!news.text.empty()) Send(news.text);
       if (is_more_) Pump();
     });
@@ -88,8 +88,8 @@ void Events::Add(const std::shared_ptr<EventStream>& stream, std::int64_t last_s
     boost::asio::post(queue_, [this, stream, news = std::move(news)] {
       const auto found = streams_.find(stream);
       if (found == streams_.end()) return;
-      if (told_ < 0 || streams_.size() == 1) told_ = news.upto;
-      stream->Send(ServiceText(is_connected_) + IdText(news.upto) + news.text +
+      if (told_ < 0 || streams_.size() == 1) told_ = news.last;
+      stream->Send(ServiceText(is_connected_) + IdText(news.last) + news.text +
                    found->second.waiting);
       found->second = {true, {}};
       Pump();
@@ -103,19 +103,19 @@ void Events::Remove(const std::shared_ptr<EventStream>& stream) {
 
 Events::News Events::NewsAfter(std::int64_t change) const {
   News news;
-  news.upto = change;
+  news.last = change;
   try {
     auto catalogue = library_.readers().Lend();
     if (change < 0) {
-      news.upto = catalogue->LastChange();
+      news.last = catalogue->LastChange();
       return news;
     }
     const auto changes = catalogue->ChangesAfter(change, kMostMissed);
     if (!changes || changes->size() == static_cast<std::size_t>(kMostMissed)) {
-      news.upto = catalogue->LastChange();
-      news.text = EventText("reset", Json::Value(Json::objectValue), news.upto);
+      news.last = catalogue->LastChange();
+      news.text = EventText("reset", Json::Value(Json::objectValue), news.last);
     } else if (!changes->empty()) {
-      news.upto = changes->back().id;
+      news.last = changes->back().id;
       news.text = ToEvents(*changes);
     }
   } catch (const std::exception& error) {

@@ -39,7 +39,7 @@ class Events {
   // Events, and the change up to which they tell.
   struct News {
     std::string text;
-    std::int64_t upto = 0;
+    std::int64_t last = 0;
   };
 
   // What a stream has missed is looked up first; what happens meanwhile waits here.

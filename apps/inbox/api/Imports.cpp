@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "api/Api.h"
 #include "api/PageJson.h"
@@ -71,7 +72,7 @@ Response ToResponse(ServiceLink::ImportResult result, const Json::Value& answer)
 
 }  // namespace
 
-void Api::Import(const Request& request, const Reply& reply) {
+void Api::Import(Request request, const Reply& reply) {
   Origin origin;
   origin.now_ms = NowMs();
   origin.pen = [this] {
@@ -85,7 +86,7 @@ void Api::Import(const Request& request, const Reply& reply) {
     return page;
   };
   if (request.body.empty()) throw Refusal(422, "the file is empty");
-  const Intake intake = TakeIn(request.body, origin);
+  const Intake intake = TakeIn(std::move(request.body), origin);
   Json::Value answer;
   answer["result"] = "Success";
   answer["told"] = Json::Value(Json::arrayValue);

@@ -58,8 +58,6 @@ std::string GlobPattern(const std::string& address) {
   return pattern;
 }
 
-constexpr std::int64_t kEndOfTime = INT64_MAX;
-
 }  // namespace
 
 std::vector<PageRow> Catalogue::Find(const PageQuery& asked, bool& has_more) {
@@ -69,9 +67,11 @@ std::vector<PageRow> Catalogue::Find(const PageQuery& asked, bool& has_more) {
   if (asked.after_id != 0) sql += " AND (arrived, pages.id) < (?3, ?4)";
   if (!asked.address.empty()) sql += " AND address GLOB ?5";
   if (!asked.text.empty()) {
+    // Pens and titles are few: they are looked through once, and not for each page.
     sql +=
-        " AND (title LIKE ?6 ESCAPE '\\' OR address LIKE ?6 ESCAPE '\\'"
-        " OR serial LIKE ?6 ESCAPE '\\')";
+        " AND (address LIKE ?6 ESCAPE '\\'"
+        " OR pages.id IN (SELECT page FROM titles WHERE title LIKE ?6 ESCAPE '\\')"
+        " OR pages.pen IN (SELECT id FROM pens WHERE serial LIKE ?6 ESCAPE '\\'))";
   }
   if (asked.from_ms != 0) sql += " AND (CASE last WHEN 0 THEN arrived ELSE last END) >= ?7";
   if (asked.to_ms != 0) sql += " AND (CASE first WHEN 0 THEN arrived ELSE first END) <= ?8";

@@ -50,6 +50,7 @@ void GiveName(const std::string& temporary, const std::string& file) {
 void SetUp(Connection& connection) {
   connection.Execute("PRAGMA foreign_keys = ON");
   connection.Execute("PRAGMA synchronous = FULL");  // a commit is on the disk when it returns
+  connection.Execute("PRAGMA journal_size_limit = 67108864");
   connection.Execute("PRAGMA cache_size = -4096");  // KiB; ink is read once, tables stay
 }
 

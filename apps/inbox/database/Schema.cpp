@@ -30,7 +30,8 @@ CREATE TABLE pages (
   is_trashed INTEGER NOT NULL DEFAULT 0  -- whether it is in trash; here for the index
 );
 CREATE UNIQUE INDEX pages_by_address ON pages(pen, address) WHERE kind = 0;
-CREATE INDEX pages_by_arrival ON pages(is_trashed, arrived, id);
+-- Holds all that a search looks at, so that it reads no page that it does not show.
+CREATE INDEX pages_by_arrival ON pages(is_trashed, arrived, id, address, pen, first, last);
 CREATE INDEX pages_by_pen ON pages(pen, is_trashed, arrived, id);
 CREATE TABLE digests (
   id INTEGER PRIMARY KEY,

@@ -120,9 +120,13 @@ void HttpConnection::OnBody(const Error& error) {
 
 void HttpConnection::Handle() {
   stream_.expires_never();
-  // The reply outlives the connection if the server stops meanwhile; then it is dropped.
+  // The reply outlives the connection if the server stops meanwhile; then it is dropped. The body,
+  // which may be large, goes to the handler; the rest is needed for the response.
   const auto self = shared_from_this();
-  server_->handler_.Handle(request_, [self](Response response) {
+  std::string body = std::move(request_.body);
+  Request request = request_;
+  request.body = std::move(body);
+  server_->handler_.Handle(std::move(request), [self](Response response) {
     asio::post(self->stream_.get_executor(), [self, response = std::move(response)]() mutable {
       if (self->is_ended_ || self->server_ == nullptr) return;
       self->Respond(std::move(response), !self->is_kept_alive_);

@@ -56,13 +56,21 @@ void HttpServer::Accept(tcp::acceptor& acceptor) {
   acceptor.async_accept(
       [this, &acceptor](const boost::system::error_code& error, tcp::socket socket) {
         if (is_stopped_ || error == asio::error::operation_aborted) return;
-        if (!error) {
-          Take(std::move(socket));
-        } else {
-          MakeRoom();  // of descriptors there are too few
-        }
+        if (error) return AcceptLater(acceptor);
+        Take(std::move(socket));
         Accept(acceptor);
       });
+}
+
+// There are too few descriptors: that is not over in a moment, and asking again and again would
+// only take the processor.
+void HttpServer::AcceptLater(tcp::acceptor& acceptor) {
+  constexpr std::chrono::milliseconds kPause(100);
+  MakeRoom();
+  const auto timer = std::make_shared<asio::steady_timer>(queue_, kPause);
+  timer->async_wait([this, &acceptor, timer](const boost::system::error_code& error) {
+    if (!error && !is_stopped_) Accept(acceptor);
+  });
 }
 
 void HttpServer::Take(tcp::socket socket) {

@@ -12,6 +12,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstddef>
 #include <list>
@@ -56,6 +57,7 @@ class HttpServer {
   using Connections = std::list<std::shared_ptr<HttpConnection>>;
 
   void Accept(boost::asio::ip::tcp::acceptor& acceptor);
+  void AcceptLater(boost::asio::ip::tcp::acceptor& acceptor);
   void Take(boost::asio::ip::tcp::socket socket);
   void MakeRoom();
   void Remove(Connections::iterator place);

@@ -1,5 +1,6 @@
 #include "http/Sessions.h"
 
+#include <Talvo/Logger.h>
 #include <fcntl.h>
 #include <sodium.h>
 #include <stdlib.h>
@@ -64,14 +65,18 @@ void Sessions::Begin(unsigned short port) {
 }
 
 void Sessions::MakeToken() {
-  token_ = RandomText();
-  WriteSecret(address_file_,
-              "http://127.0.0.1:" + std::to_string(port_) + "/open?token=" + token_ + "\n");
+  const std::string token = RandomText();
+  WriteSecret(address_file_, AddressWith(token) + "\n");
+  token_ = token;
+}
+
+std::string Sessions::AddressWith(const std::string& token) const {
+  return "http://127.0.0.1:" + std::to_string(port_) + "/open?token=" + token;
 }
 
 std::string Sessions::Address() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return "http://127.0.0.1:" + std::to_string(port_) + "/open?token=" + token_;
+  return AddressWith(token_);
 }
 
 std::string Sessions::Open(const std::string& token, std::int64_t now_ms) {
@@ -80,7 +85,14 @@ std::string Sessions::Open(const std::string& token, std::int64_t now_ms) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (token_.empty() || !IsSame(token, token_)) return {};
-    MakeToken();
+    try {
+      MakeToken();
+    } catch (const std::runtime_error& error) {
+      // A full disk must not lock the user out: the token that is in the file stays good.
+      if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Inbox")) {
+        logger->Log(Talvo::kLogWarning, "The inbox keeps its address: %s", error.what());
+      }
+    }
     value = RandomText();
     session = {Sha256(value), now_ms + kSessionMs};
     if (sessions_.size() >= kMostSessions) {

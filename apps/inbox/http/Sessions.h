@@ -43,7 +43,7 @@ class Sessions {
   std::string Address() const;
 
   // A new session for the token: the cookie's value. Empty for every other text; the token stays
-  // what it is then.
+  // what it is then, and also while its successor can't be written.
   std::string Open(const std::string& token, std::int64_t now_ms);
 
   // Whether the Cookie header holds the cookie of a session.
@@ -56,7 +56,8 @@ class Sessions {
   std::string SetCookie(const std::string& value) const;
 
  private:
-  void MakeToken();
+  void MakeToken();  // throws std::runtime_error, with the old one as it was
+  std::string AddressWith(const std::string& token) const;
 
   const std::string address_file_;
   const std::function<void(const Session&)> remember_;

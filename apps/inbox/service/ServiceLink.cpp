@@ -66,6 +66,8 @@ ServiceLink::~ServiceLink() {
     queue_.stop();
   });
   thread_.join();
+  // What the writer still has of ours reports to the queue: nothing of it is left after this.
+  writer_.Run([](Keeper&) {});
 }
 
 ServiceLink::State ServiceLink::state() const {

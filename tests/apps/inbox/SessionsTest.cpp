@@ -4,6 +4,8 @@
 #include <sodium.h>
 #include <sys/stat.h>
 
+#include <boost/filesystem/operations.hpp>
+
 #include "support/TestRoot.h"
 
 using namespace Inbox;
@@ -107,4 +109,17 @@ TEST_F(SessionsTest, TheOldestOfManySessionsMakesWay) {
   for (int i = 1; i <= 64; ++i) last = sessions_->Open(Token(), 1000 + i);
   EXPECT_FALSE(sessions_->IsOpen("inbox-8080=" + first, 2000));
   EXPECT_TRUE(sessions_->IsOpen("inbox-8080=" + last, 2000));
+}
+
+TEST_F(SessionsTest, AFullDiskLocksNobodyOut) {
+  const std::string folder = (root_.path() / "folder").string();
+  boost::filesystem::create_directory(folder);
+  Sessions sessions(folder + "/address", [](const Sessions::Session&) {});
+  sessions.Begin(8080);
+  const std::string address = sessions.Address();
+  const std::string token = address.substr(address.find('=') + 1);
+  boost::filesystem::remove_all(folder);  // nothing can be written any more
+  EXPECT_NE(sessions.Open(token, 1000), "");
+  EXPECT_EQ(sessions.Address(), address);
+  EXPECT_NE(sessions.Open(token, 1000), "");
 }

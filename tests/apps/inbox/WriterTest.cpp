@@ -87,6 +87,17 @@ TEST_F(WriterTest, AJobThatFailsTakesOnlyItselfBack) {
   EXPECT_EQ(Count("strokes"), 1);
 }
 
+TEST_F(WriterTest, AJobThatTheDatabaseRefusesTakesItselfBack) {
+  Writer writer(database_, [] {});
+  EXPECT_THROW(writer.Run([](Keeper& keeper) {
+    Keeping(1)(keeper);
+    throw SqliteError("can't write", SQLITE_CONSTRAINT);
+  }),
+               SqliteError);
+  writer.Run(Keeping(2));
+  EXPECT_EQ(Count("strokes"), 1);
+}
+
 TEST_F(WriterTest, RunThrowsWhatTheJobThrew) {
   Writer writer(database_, [] {});
   EXPECT_THROW(writer.Run([](Keeper&) { throw std::out_of_range("no"); }), std::out_of_range);
