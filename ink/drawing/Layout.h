@@ -23,8 +23,8 @@ enum class Placement {
   kFitted      // as large as the paper allows within the margin, in the middle
 };
 
-// A sheet of paper on the page: where its top left corner is in the pen's coordinates, and its size.
-// All in micrometres.
+// A sheet of paper on the page: where its top left corner is in the pen's coordinates, and its
+// size. All in micrometres.
 struct PaperBox {
   std::int64_t left = 0, top = 0;
   std::int64_t width = 0, height = 0;

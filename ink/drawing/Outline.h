@@ -33,8 +33,8 @@ struct Box {
 // may swing out beyond it between points that are far apart, by a tenth of their distance.
 Box BoxOf(const Stroke& stroke, const Tip& tip = {});
 
-// How wide the line is drawn at each of PositionsOf(stroke), in micrometres, before the outline evens
-// it out: for a line that follows the pen while the stroke is still being written.
+// How wide the line is drawn at each of PositionsOf(stroke), in micrometres, before the outline
+// evens it out: for a line that follows the pen while the stroke is still being written.
 std::vector<double> WidthsOf(const Stroke& stroke, const Tip& tip = {});
 
 // The polygons of a stroke that was drawn with this tip. All turn the same way, so that the ink is
