@@ -134,8 +134,8 @@ boost::system::error_code SyncDirectory(const boost::filesystem::path& directory
   if (Uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0) {
     return errno == EINVAL || errno == ENOTSUP ? error_code() : LastError();
   }
-  // XFS gives up what it had not written when it shuts down after an error of its disk, and then has
-  // nothing to sync for a directory: fsync succeeds, and only other calls tell.
+  // XFS gives up what it had not written when it shuts down after an error of its disk, and then
+  // has nothing to sync for a directory: fsync succeeds, and only other calls tell.
   struct stat status;
   return ::fstat(descriptor.get(), &status) == 0 ? error_code() : LastError();
 }

@@ -346,8 +346,9 @@ TEST_F(RemoveStrokesTest, NothingIsRemovedWhoseMarksCanNotBeSynced) {
     RemoveProccessedStrokes(kPen);
   }
   EXPECT_THAT(log.lines(),
-              ElementsAre(LogCapture::Line{1, "Failed to save Routing Info for Pen 'AJ3-000-1X': "
-                                              "can't sync file: Too many open files."}));
+              ElementsAre(LogCapture::Line{1,
+                                           "Failed to save Routing Info for Pen 'AJ3-000-1X': "
+                                           "can't sync file: Too many open files."}));
   EXPECT_TRUE(fs::exists(PenPath("1.2.3.4/a.stf2")));
   RemoveProccessedStrokes(kPen);
   EXPECT_FALSE(fs::exists(PenPath("1.2.3.4/a.stf2")));
