@@ -72,7 +72,7 @@ bool WalkInkML(const std::uint8_t* data, std::size_t size) {
   if (ink) CheckInk(*ink, size);
   InkMLOptions options;
   options.pen = 1;
-  options.page = "1.2.3.4";
+  options.page.emplace("1.2.3.4");
   options.page_for_each_group = true;
   options.start_time_ms = 1700000000000;
   options.unit_um = 1000;

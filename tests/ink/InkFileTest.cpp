@@ -33,7 +33,7 @@ TEST(InkFile, CompressedInkIsUnpackedFirst) {
 TEST(InkFile, WhatTheCallerStatesHoldsForEveryFormat) {
   InkMLOptions options;
   options.pen = 7;
-  options.page = "1.2.3.4";
+  options.page.emplace("1.2.3.4");
   options.start_time_ms = 1700000000000;
   for (const std::string& bytes : {WriteStf2(SomeInk()), TraceDocument("1 2, 3 4")}) {
     Losses losses;

@@ -96,7 +96,7 @@ TEST(Layout, EachPageHasASheetInTheOrderOfItsFirstStroke) {
 
 TEST(Layout, APageWithoutStrokesIsRefused) {
   LayoutOptions options;
-  options.page = "9.9.9.9";
+  options.page.emplace("9.9.9.9");
   EXPECT_THROW(LayOut(FarInk(), {}, options), InkError);
   EXPECT_THROW(LayOut(Ink(), {}, {}), InkError);
 }

@@ -220,7 +220,7 @@ TEST(InkMLReader, TheNearestPageCounts) {
 TEST(InkMLReader, PenAndPageCanBeGivenFromOutside) {
   InkMLOptions options;
   options.pen = 7;
-  options.page = "9.9.9.9";
+  options.page.emplace("9.9.9.9");
   const Reading reading =
       ReadDocument(Document("<annotation type='pen'>0123-4567-89AB-CDEF</annotation>"
                             "<annotation type='page'>1.1.1.1</annotation><trace>1 2</trace>"),
@@ -231,7 +231,7 @@ TEST(InkMLReader, PenAndPageCanBeGivenFromOutside) {
 
 TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
   InkMLOptions options;
-  options.page = "1.2.3.9";
+  options.page.emplace("1.2.3.9");
   options.page_for_each_group = true;
   const Reading reading =
       ReadDocument(Document("<traceGroup><trace>1 2</trace></traceGroup>"
@@ -243,7 +243,7 @@ TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
 
 TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes) {
   InkMLOptions options;
-  options.page = "1.2.3.4";
+  options.page.emplace("1.2.3.4");
   options.page_for_each_group = true;
   const Reading reading = ReadDocument(
       Document("<annotation type='page'>9.9.9.9</annotation>"
@@ -260,7 +260,7 @@ TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes
 
 TEST(InkMLReader, GroupsBeyondTheLastPageAreRefused) {
   InkMLOptions options;
-  options.page = "1.2.3.2147483647";
+  options.page.emplace("1.2.3.2147483647");
   options.page_for_each_group = true;
   EXPECT_EQ(ReadDocument(Document("<traceGroup><trace>1 2</trace></traceGroup>\n"
                                   "<traceGroup><trace>1 2</trace></traceGroup>"),

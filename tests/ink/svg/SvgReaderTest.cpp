@@ -84,7 +84,7 @@ TEST(SvgReader, StraightPiecesKeepTheirCorners) {
 
 TEST(SvgReader, ThePageAndItsSizeAreKept) {
   InkMLOptions options;
-  options.page = "1.2.3.4";
+  options.page.emplace("1.2.3.4");
   const Reading reading = ReadDrawing("<path stroke='red' d='M0 0h1'/>", options);
   EXPECT_EQ(reading.Strokes().at(0).page, "1.2.3.4");
   EXPECT_THAT(reading.ink.items, Contains(Item(Marker{"1.2.3.4", 0, "paper 100x50 mm plain"})));

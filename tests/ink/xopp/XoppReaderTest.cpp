@@ -76,7 +76,7 @@ TEST(XoppReader, ASinglePageHasNoAddressAndSeveralAreNumbered) {
   EXPECT_EQ(two.Strokes().at(0).page, "1");
   EXPECT_EQ(two.Strokes().at(1).page, "2");
   InkMLOptions options;
-  options.page = "1.2.3.4";
+  options.page.emplace("1.2.3.4");
   const Reading addressed = ReadNotebook(book, options);
   EXPECT_EQ(addressed.Strokes().at(0).page, "1.2.3.4");
   EXPECT_EQ(addressed.Strokes().at(1).page, "1.2.3.5");
