@@ -43,6 +43,8 @@ struct Sizes {
 
   std::filesystem::path disk = "/var/tmp";  // for durable: where the disk is
 
+  std::size_t ink_bytes = 50u << 20;  // of a file that is converted, drawn and replayed
+
   bool peers = false;  // measure other servers, too
 
   std::size_t repetitions = 5;
@@ -56,5 +58,6 @@ void RunMixed(const Sizes& sizes, Report& report);
 void RunDurable(const Sizes& sizes, Report& report);
 void RunRestart(const Sizes& sizes, Report& report);
 void RunIdle(const Sizes& sizes, Report& report);
+void RunInk(const Sizes& sizes, Report& report);
 
 }  // namespace bench

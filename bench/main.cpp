@@ -25,7 +25,7 @@ constexpr struct {
 } kWorkloads[] = {
     {"import", bench::RunImport},   {"route", bench::RunRoute}, {"deliver", bench::RunDeliver},
     {"sync", bench::RunSync},       {"mixed", bench::RunMixed}, {"durable", bench::RunDurable},
-    {"restart", bench::RunRestart}, {"idle", bench::RunIdle},
+    {"restart", bench::RunRestart}, {"idle", bench::RunIdle},   {"ink", bench::RunInk},
 };
 
 struct Options {
@@ -40,9 +40,9 @@ void AddOptions(CLI::App& app, Options& options) {
   bench::Sizes& sizes = options.sizes;
   app.add_option(
          "workload", options.workloads,
-         "import, route, deliver, sync, mixed, durable, restart, idle; all if none is named")
+         "import, route, deliver, sync, mixed, durable, restart, idle, ink; all if none is named")
       ->check(CLI::IsMember(
-          {"import", "route", "deliver", "sync", "mixed", "durable", "restart", "idle"}));
+          {"import", "route", "deliver", "sync", "mixed", "durable", "restart", "idle", "ink"}));
   app.add_flag("--full", options.full,
                "The large sizes, too: 10000 pages, a backlog and a store of 100000 strokes");
   app.add_option("--json", options.json_file, "Write the results to FILE")->type_name("FILE");
@@ -79,6 +79,7 @@ void AddOptions(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--stores", sizes.stores, "Strokes, for restart and idle")->capture_default_str();
   app.add_option("--store-pages", sizes.store_pages)->capture_default_str();
+  app.add_option("--ink-bytes", sizes.ink_bytes, "Of the files of ink")->capture_default_str();
   app.add_option("--idle-seconds", sizes.idle_seconds)->capture_default_str();
 }
 
