@@ -44,7 +44,8 @@ struct Sizes {
   std::filesystem::path disk = "/var/tmp";  // for durable: where the disk is
 
   std::size_t inbox_packages = 2000;
-  std::size_t inbox_pages = 10000;  // of ten strokes
+  std::size_t inbox_pages = 10000;    // of ten strokes
+  std::size_t ink_bytes = 50u << 20;  // of a file that is converted, drawn and replayed
 
   bool peers = false;  // measure other servers, too
 
@@ -60,5 +61,6 @@ void RunDurable(const Sizes& sizes, Report& report);
 void RunRestart(const Sizes& sizes, Report& report);
 void RunIdle(const Sizes& sizes, Report& report);
 void RunInbox(const Sizes& sizes, Report& report);
+void RunInk(const Sizes& sizes, Report& report);
 
 }  // namespace bench

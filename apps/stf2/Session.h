@@ -4,6 +4,8 @@
 
 #pragma once
 
+#include <TalvoCppUtils/Printable.h>
+
 #include <chrono>
 #include <functional>
 #include <map>
@@ -17,6 +19,9 @@
 #include "ink/InkFile.h"
 
 namespace InkTool {
+
+// What comes out of files must neither begin a line of its own nor steer a terminal.
+using TalvoCppUtils::Printable;
 
 // The share of the work on an input that reading takes; the rest is making the output.
 constexpr double kShareOfReading = 0.3;

@@ -6,6 +6,7 @@
 
 #include "ink/InkSupport.h"
 #include "ink/PageAddress.h"
+#include "ink/Stf2File.h"
 #include "ink/Summary.h"
 #include "support/TestRoot.h"
 
@@ -46,6 +47,11 @@ TEST(Samples, TheNoteIsInkOfOnePageWithTimes) {
   ASSERT_EQ(summary.pages.size(), 1u);
   EXPECT_EQ(summary.pages[0].page, "1.2.7.1");
   ExpectAllPagesHaveTimes(summary);
+}
+
+TEST(Samples, TheLetterInStf2IsTheSameInk) {
+  EXPECT_EQ(ReadFile(SAMPLES_FOLDER "/handwriting.stf2"),
+            WriteStf2(Sample("handwriting.inkml").ink));
 }
 
 TEST(Samples, TheScriptWritesThemAgain) {
