@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,13 +51,37 @@ bool IsArchive(const std::string& bytes) {
          bytes.compare(0, signature_bytes, head, 0, signature_bytes) == 0;
 }
 
-// A link in the file's place is replaced by a file: what it leads to is not the store's to write.
-error_code OpenForWriting(const fs::path& path, Common::Descriptor& file) {
-  constexpr int kFlags = O_RDWR | O_CREAT | O_NOFOLLOW;
+// A new file gets its name with its archive in it: a service that is killed leaves no empty one,
+// which nothing could read.
+error_code MakeFile(const fs::path& path, const std::string& archive, error_code& write_error) {
+  fs::path hidden = path.parent_path() / ('.' + path.filename().native());
+  Common::Descriptor file;
+  constexpr int kFlags = O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
+  if (const auto error = Common::OpenRegularFile(hidden, kFlags, file)) return error;
+  write_error = Common::WriteAt(file.get(), 0, archive.data(), archive.size());
+  if (!write_error) write_error = file.Close();
+  if (!write_error && ::rename(hidden.c_str(), path.c_str()) != 0) {
+    write_error = error_code(errno, boost::system::system_category());
+  }
+  if (write_error) ::unlink(hidden.c_str());
+  return {};
+}
+
+// Opens the file, or makes it with the archive in it; `write_error` tells if that fails. A link in
+// its place is replaced by a file: what it leads to is not the store's to write.
+error_code OpenForWriting(const fs::path& path, Common::Descriptor& file,
+                          const std::string& archive, error_code& write_error) {
+  constexpr int kFlags = O_RDWR | O_NOFOLLOW;
   auto error = Common::OpenRegularFile(path, kFlags, file);
-  if (error != boost::system::errc::too_many_symbolic_link_levels) return error;
-  fs::remove(path, error);
-  return error ? error : Common::OpenRegularFile(path, kFlags, file);
+  if (error == boost::system::errc::too_many_symbolic_link_levels) {
+    fs::remove(path, error);
+    if (error) return error;
+    error = boost::system::errc::make_error_code(boost::system::errc::no_such_file_or_directory);
+  }
+  if (error != boost::system::errc::no_such_file_or_directory) return error;
+  error = MakeFile(path, archive, write_error);
+  if (error || write_error) return error;
+  return Common::OpenRegularFile(path, kFlags, file);
 }
 
 }  // namespace
@@ -248,12 +273,14 @@ bool RoutingInfoFile::SaveWhole(const StrokeMap& strokes, std::string& reason) {
     reason = "can't create directory 'ROOT/" + pen_ + "'";
     return false;
   }
+  const std::string archive = Note(strokes);
   Common::Descriptor file;
-  if (OpenForWriting(path(), file)) {
+  error_code error;
+  if (OpenForWriting(path(), file, archive, error)) {
     reason = "can't create file 'ROOT/" + pen_ + "/" + kFileName + "'";
     return false;
   }
-  auto error = WriteWhole(file, Note(strokes));
+  if (!error) error = WriteWhole(file, archive);
   if (!error) error = Finish(file);
   if (error) reason = error.message();
   return !error;
