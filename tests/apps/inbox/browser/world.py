@@ -26,7 +26,7 @@ from selenium.webdriver.remote.remote_connection import RemoteConnection
 
 # How long anything may take before a test gives up: far longer than it takes, since the machine
 # may be busy with other tests and programs may run under a sanitizer.
-PATIENCE_SECONDS = 8
+PATIENCE_SECONDS = 30
 
 
 def wait_for(what, condition):
