@@ -35,9 +35,9 @@
 
 /** @typedef {{x: number, y: number, width: number, height: number}} Paper in micrometres */
 /** @typedef {{revision: number, paper: Paper, strokes: Stroke[]}} Ink */
-/** @typedef {{service: 'connected' | 'away', pages: number, trash: number, version: string, pad: {pen: string}}} Status */
+/** @typedef {{service: 'connected' | 'away', hindrance: string, pages: number, trash: number, version: string, pad: {pen: string}}} Status */
 /** @typedef {{pen: string, name: string, pages: number}} Pen */
-/** @typedef {{q: string, pen: string, from: number, to: number, trash: boolean}} Filter times in ms, 0 for open */
+/** @typedef {{q: string, pen: string, from: number, to: number, trash: boolean}} Filter when it was written in ms, both ends included, 0 for open */
 /** @typedef {{color: string, width: number, start: number, points: InkPoint[]}} PadStroke force in the last place, 0 to 1 */
 /** @typedef {{page: string, width: number, height: number, strokes: PadStroke[]}} PadSheet */
 /** @typedef {'pdf' | 'png' | 'svg' | 'inkml' | 'xopp' | 'stf2'} Format */
@@ -92,10 +92,10 @@ async function get(path, signal) {
   return (await request(path, { signal })).json();
 }
 
-/** @param {string} path @param {object} body @param {boolean} [keepalive] @returns {Promise<any>} */
-async function post(path, body, keepalive = false) {
+/** @param {string} path @param {object} body @returns {Promise<any>} */
+async function post(path, body) {
   const response = await request(path, {
-    method: 'POST', keepalive, headers: { 'Content-Type': 'application/json' }, body: JSON.stringify(body),
+    method: 'POST', headers: { 'Content-Type': 'application/json' }, body: JSON.stringify(body),
   });
   const text = await response.text();
   return text ? JSON.parse(text) : {};
@@ -149,17 +149,32 @@ export function pictureOf(page) {
 /** @param {number} id @param {string} title */
 export const saveTitle = (id, title) => post(`/api/pages/${id}/title`, { title });
 
-/** @param {number[]} pages */
-export const trashPages = (pages) => post('/api/pages/trash', { pages });
+const mostPagesAtOnce = 1000;
+
+/**
+ * @param {'trash' | 'restore' | 'purge'} what
+ * @param {number[]} pages
+ */
+async function movePages(what, pages) {
+  for (let first = 0; first < pages.length; first += mostPagesAtOnce) {
+    await post(`/api/pages/${what}`, { pages: pages.slice(first, first + mostPagesAtOnce) });
+  }
+}
 
 /** @param {number[]} pages */
-export const restorePages = (pages) => post('/api/pages/restore', { pages });
+export const trashPages = (pages) => movePages('trash', pages);
 
 /** @param {number[]} pages */
-export const purgePages = (pages) => post('/api/pages/purge', { pages });
+export const restorePages = (pages) => movePages('restore', pages);
 
-/** @param {PadSheet} sheet @param {boolean} [keepalive] outlive this window @returns {Promise<{page: string}>} */
-export const sendPad = (sheet, keepalive = false) => post('/api/pad', sheet, keepalive);
+/**
+ * Deletes pages that are in the trash, for ever.
+ * @param {number[]} pages
+ */
+export const purgePages = (pages) => movePages('purge', pages);
+
+/** @param {PadSheet} sheet @returns {Promise<{page: string}>} */
+export const sendPad = (sheet) => post('/api/pad', sheet);
 
 /** @param {File} file @returns {Promise<{result: string, told?: string[]}>} */
 export async function importFile(file) {

@@ -34,6 +34,8 @@ class App {
   trashed = [];
   editsTitle = false;
   service = 'connected';
+  /** Why ink can't be kept at the moment. */
+  hindrance = '';
   banner = el('div', { class: 'banner', role: 'status', hidden: true });
   arrivals = new Arrivals((news) => this.#takeNews(news));
 
@@ -60,7 +62,10 @@ class App {
     live.addEventListener('page', (event) => this.arrivals.add(detail(event)));
     live.addEventListener('gone', (event) => this.#onGone(detail(event).pages));
     live.addEventListener('back', (event) => this.library.refresh(detail(event).pages));
-    live.addEventListener('service', (event) => this.#setService(detail(event).service));
+    live.addEventListener('service', (event) => {
+      this.#setService(detail(event).service);
+      this.#askStatus();
+    });
     live.addEventListener('reset', () => {
       this.library.reload();
       if (this.page?.page) this.page.open(this.page.page.id);
@@ -92,7 +97,9 @@ class App {
 
   async #askStatus() {
     try {
-      this.#setService((await fetchStatus()).service);
+      const { service, hindrance } = await fetchStatus();
+      this.hindrance = hindrance;
+      this.#setService(service);
     } catch {
       this.#showBanner();
     }
@@ -106,10 +113,11 @@ class App {
   }
 
   #showBanner() {
-    const { live, service } = this;
+    const { live, service, hindrance } = this;
     const words = live.state === 'locked' ? 'This window is no longer known to the inbox. Open it again with: quillpost-inbox --open'
       : live.state === 'away' ? 'The inbox is not running. Everything shows again when it is back.'
-        : service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.' : '';
+        : service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.'
+          : hindrance ? `New ink waits with the service: ${hindrance}` : '';
     const before = this.banner.dataset.words ?? '';
     if (words === before) return;
     this.banner.dataset.words = words;

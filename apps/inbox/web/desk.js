@@ -115,10 +115,12 @@ export class InkDesk extends HTMLElement {
     this.count.textContent = size ? `${plural(size, 'page')} selected` : '';
     if (!size) return;
     const ids = () => [...this.selection.ids];
+    // In the order of the list, whichever was selected first.
+    const pages = () => this.library.pages.filter((page) => this.selection.has(page.id));
     this.selected.replaceChildren(this.count, ...(this.library.filter.trash
       ? [button({ icon: 'restore', name: 'Restore' }, () => this.#send('from-trash', ids())),
         button({ icon: 'trash', name: 'Delete for ever', kind: 'button button-danger' }, () => this.#remove(ids()))]
-      : [exportButton(ids, { icon: 'export', name: 'Export' }),
+      : [exportButton(pages, { icon: 'export', name: 'Export' }),
         button({ icon: 'trash', name: 'Trash' }, () => this.#remove(ids()))]),
     button({ icon: 'close', name: 'Select nothing', quiet: true }, () => this.#clearSelection()));
   }

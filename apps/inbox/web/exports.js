@@ -7,6 +7,7 @@ import { menuButton } from './menu.js';
 import { notify } from './notices.js';
 
 /** @typedef {import('./api.js').Format} Format */
+/** @typedef {import('./api.js').Page} Page */
 
 /** @type {{format: Format, name: string, note: string, severalPages: boolean}[]} */
 const formats = [
@@ -20,16 +21,26 @@ const formats = [
 
 /**
  * A button with the formats that these pages can have.
- * @param {() => number[]} pages asked for when the menu opens
+ * @param {() => Page[]} pages asked for when the menu opens
  * @param {{icon?: string, name: string, quiet?: boolean}} [look]
  */
 export function exportButton(pages, look = { icon: 'export', name: 'Export', quiet: true }) {
   return menuButton(look, () => {
-    const ids = pages();
-    return formats.filter((entry) => entry.severalPages || ids.length === 1).map((entry) => ({
+    const chosen = pages();
+    const ids = chosen.map((page) => page.id);
+    return formats.filter((entry) => canBe(chosen, entry)).map((entry) => ({
       name: entry.name, note: entry.note, run: () => download(ids, entry.format),
     }));
   });
+}
+
+/**
+ * Ink that can't be shown can still leave as it came.
+ * @param {Page[]} pages @param {typeof formats[0]} entry
+ */
+function canBe(pages, entry) {
+  if (pages.length > 1) return entry.severalPages;
+  return pages[0]?.kind === 'ink' || entry.format === 'stf2';
 }
 
 /**

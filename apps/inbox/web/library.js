@@ -29,8 +29,9 @@ export function newestFirst(a, b) {
 export function matches(page, filter) {
   if (Boolean(page.trashed) !== filter.trash) return false;
   if (filter.pen && page.pen !== filter.pen) return false;
-  if (filter.from && page.arrived < filter.from) return false;
-  if (filter.to && page.arrived >= filter.to) return false;
+  // Days are those of the writing, if the pen has a clock.
+  if (filter.from && (page.end || page.arrived) < filter.from) return false;
+  if (filter.to && (page.start || page.arrived) > filter.to) return false;
   const wanted = filter.q.toLowerCase();
   return !wanted || [page.title, page.address, page.pen].some((text) => text.toLowerCase().includes(wanted));
 }

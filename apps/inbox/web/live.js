@@ -30,10 +30,8 @@ export class Live extends EventTarget {
   start() {
     this.#connect();
     document.addEventListener('visibilitychange', () => this.#onVisibility());
+    // Whoever comes back to it makes it visible.
     addEventListener('pagehide', () => this.#rest());
-    addEventListener('pageshow', (event) => {
-      if (event.persisted) this.retryNow();
-    });
   }
 
   /** Tries again without waiting. */

@@ -75,7 +75,7 @@ export class InkPage extends HTMLElement {
       el('div', { class: 'page-tools', role: 'toolbar', 'aria-label': 'Page' },
         button({ icon: 'newer', name: 'Newer page', quiet: true }, () => this.#turn(-1)),
         button({ icon: 'older', name: 'Older page', quiet: true }, () => this.#turn(1)),
-        this.exporter = exportButton(() => (this.page ? [this.page.id] : [])),
+        this.exporter = exportButton(() => (this.page ? [this.page] : [])),
         button({ icon: 'trash', name: 'Move to the trash', quiet: true }, () => this.#trash())));
   }
 

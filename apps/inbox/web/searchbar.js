@@ -60,7 +60,7 @@ export class InkSearch extends HTMLElement {
     if (from !== filter.from || to !== filter.to) {
       this.span.value = filter.from || filter.to ? 'dates' : '';
       this.from.value = filter.from ? dateOf(filter.from) : '';
-      this.to.value = filter.to ? dateOf(filter.to - 1) : '';
+      this.to.value = filter.to ? dateOf(filter.to) : '';
       this.dates.hidden = this.span.value !== 'dates';
     }
     if (this.pen.value === filter.pen) return;
@@ -103,11 +103,11 @@ export class InkSearch extends HTMLElement {
   #days() {
     if (this.span.value === 'dates') {
       const from = this.from.value ? new Date(`${this.from.value}T00:00`).getTime() : 0;
-      const to = this.to.value ? dayOf(new Date(`${this.to.value}T00:00`).getTime() + 1.5 * dayMs) : 0;
+      const to = this.to.value ? new Date(`${this.to.value}T23:59:59.999`).getTime() : 0;
       return { from, to };
     }
     const days = spans.find(({ value }) => value === this.span.value)?.days ?? 0;
-    // From noon, so that a day of 23 or 25 hours leads to no other midnight.
+    // Back from noon, so that a day of 23 or 25 hours leads to no other midnight.
     return { from: days ? dayOf(dayOf(Date.now()) + dayMs / 2 - (days - 1) * dayMs) : 0, to: 0 };
   }
 

@@ -2,7 +2,7 @@
 
 import os
 
-from world import ActionChains, Story, unittest, wait_for
+from world import ActionChains, Keys, Story, run, unittest, wait_for
 
 
 class ImportTest(Story):
@@ -66,6 +66,25 @@ class ImportTest(Story):
         notice = self.notice("letter.inkml was not imported.")
         self.assertIn("is-error", notice.get_attribute("class"))
         self.said("letter.inkml was not imported.")
+
+    def test_sealed_ink_is_shown_as_such_and_leaves_as_it_came(self):
+        for command in (["keygen", "-q", "-o", self.world.path("key")],
+                        ["convert", "-q", self.sample("note.inkml"), "-o", self.world.path("secret.stf2")],
+                        ["seal", "-q", "--key", self.world.path("key.pub"), self.world.path("secret.stf2")]):
+            run(os.environ["STF2"], *command)
+        sealed = next(name for name in os.listdir(self.world.root) if name.startswith("secret") and name != "secret.stf2")
+        self.drop(self.world.path(sealed))
+        card = wait_for("its card", lambda: next((c for c in self.all(".card") if "sealed" in (c.accessible_name or "")), None))
+        self.assertTrue(card.find_elements("css selector", ".card-no-ink"))
+        card.click()
+        self.one(".page-reason")
+        self.assertEqual([e for e in self.all(".replay") if e.is_displayed()], [])
+        self.keys("e")
+        items = [item.text.split("\n")[0] for item in self.all("[role=menuitem]")]
+        self.assertEqual(items, ["STF2"])
+        self.keys(Keys.ENTER)
+        with open(self.downloaded("stf2"), "rb") as file:
+            self.assertEqual(file.read(8)[4:], b"STFE")
 
     def test_what_an_import_had_to_assume_is_told(self):
         self.drop(self.file("bare.inkml", '<ink xmlns="http://www.w3.org/2003/InkML"><trace>1 1, 5 5</trace></ink>'))

@@ -156,8 +156,9 @@ class ModuleTest(Story):
             library.update([page(1, 10, { revision: 2, title: 'A note' })]);
             same(ids(), []);
             library.filter = { ...m.noFilter, from: 15, to: 25 };
-            library.update([page(1, 10), page(2, 20), page(3, 25)]);
-            same(ids(), [2]);
+            library.update([page(1, 10), page(2, 20), page(3, 30), page(4, 50, { start: 10, end: 15 }), page(6, 20, { start: 3, end: 9 })]);
+            same(ids(), [4, 2]);
+            library.remove([4]);
             library.filter = { ...m.noFilter, trash: true };
             library.update([page(4, 10), page(5, 20, { trashed: 7 })]);
             same(ids(), [5, 2]);""")

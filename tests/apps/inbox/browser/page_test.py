@@ -95,15 +95,21 @@ class PageTest(Story):
 
     def test_replay_writes_the_page_and_ends_whole(self):
         whole = self.ink_in(".stage-ink")
+        self.js("window.seen = []; const page = document.querySelector('ink-page');"
+                "page.player.addEventListener('change', () => window.seen.push("
+                "[page.player.now, page.player.scene().whole, page.playButton.getAttribute('aria-label')]))")
         self.keys(">", ">", ">")
         self.assertEqual(self.one(".speed").text, "8×")
         self.named("Write again").click()
-        wait_for("the replay to run", lambda: 0 < self.moment() < self.duration())
-        self.named("Pause")
-        wait_for("some strokes to be written", lambda: 0 < self.finished() < 50)
-        wait_for("the end of the replay", lambda: self.moment() == self.duration())
+        wait_for("the end of the replay", lambda: self.js(
+            "return window.seen.length > 10 && !document.querySelector('ink-page').player.isPlaying"))
+        seen = [entry for entry in self.js("return window.seen") if 0 < entry[0] < self.duration()]
+        self.assertEqual({name for _, _, name in seen}, {"Pause"})
+        counts = [count for _, count, _ in seen]
+        self.assertEqual(counts, sorted(counts))
+        self.assertGreater(len(set(counts)), 3)
         self.named("Write again")
-        self.assertEqual(self.finished(), 50)
+        self.assertEqual((self.moment(), self.finished()), (self.duration(), 50))
         wait_for("the whole page", lambda: self.ink_in(".stage-ink") == whole)
 
     def test_a_replay_pauses_and_goes_on(self):

@@ -4,10 +4,11 @@ Programs come from the environment, as ctest sets it: QUILLPOSTD, QUILLPOST, QUI
 SAMPLES, CHROMIUM, CHROMEDRIVER.
 """
 
-import json
+import ctypes
 import os
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -21,6 +22,7 @@ from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.remote.remote_connection import RemoteConnection
 
 # How long anything may take before a test gives up: far longer than it takes, since the machine
 # may be busy with other tests and programs may run under a sanitizer.
@@ -46,6 +48,12 @@ def run(program, *arguments, root=None):
     environment = dict(os.environ, QUILLPOST_ROOT=root) if root else None
     return subprocess.run([program, *arguments], env=environment, check=True, text=True,
                           stdout=subprocess.PIPE, timeout=PATIENCE_SECONDS).stdout
+
+
+def end_with_parent():
+    """Programs end with the test, even if it is killed."""
+    pr_set_pdeathsig = 1
+    ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGTERM)
 
 
 class World:
@@ -81,7 +89,7 @@ class World:
                        if not name.startswith("XDG_")}
         environment["QUILLPOST_ROOT"] = self.root
         with log:
-            return subprocess.Popen([program, *arguments], env=environment,
+            return subprocess.Popen([program, *arguments], env=environment, preexec_fn=end_with_parent,
                                     stdin=subprocess.DEVNULL, stderr=log, **options)
 
     def start_service(self):
@@ -187,9 +195,25 @@ def make_driver(profile):
     # It leaves nothing in the home of the user who tests.
     service = Service(os.environ["CHROMEDRIVER"], env=dict(os.environ, HOME=profile))
     os.makedirs(profile, exist_ok=True)
+    # A browser that no longer answers is an error, not a test without an end.
+    RemoteConnection.set_timeout(2 * PATIENCE_SECONDS)
     driver = webdriver.Chrome(service=service, options=options)
     driver.set_script_timeout(PATIENCE_SECONDS)
     return driver
+
+
+# Keeps what a screen reader was told, and which cards were shown as fresh, since both pass.
+RECORDER = """
+window.heard = [];
+window.fresh = new Set();
+new MutationObserver((changes) => {
+  for (const { target } of changes) {
+    const element = target.nodeType === 1 ? target : target.parentElement;
+    if (element?.id === 'speech') window.heard.push(element.textContent);
+    if (element?.classList.contains('is-fresh')) window.fresh.add(element.id);
+  }
+}).observe(document, { subtree: true, childList: true, characterData: true, attributeFilter: ['class'] });
+"""
 
 
 class Story(unittest.TestCase):
@@ -205,6 +229,7 @@ class Story(unittest.TestCase):
         cls.addClassCleanup(cls.world.close)
         cls.driver = make_driver(cls.world.path("browser"))
         cls.addClassCleanup(cls.driver.quit)
+        cls.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": RECORDER})
         cls.prepare()
         cls.driver.get(cls.world.address)
 
@@ -315,7 +340,7 @@ class Story(unittest.TestCase):
 
     def said(self, text):
         wait_for(f"a screen reader to hear “{text}”",
-                 lambda: text in (self.js("return document.getElementById('speech')?.textContent") or ""))
+                 lambda: any(text in heard for heard in self.js("return window.heard || []")))
 
     def ink_in(self, selector):
         """How many pixels of a canvas have ink."""
@@ -342,7 +367,7 @@ def box(element):
 
 
 @contextmanager
-def paused(driver, pattern):
+def blocked(driver, pattern):
     """Requests to addresses like this fail, as if the network were gone."""
     driver.execute_cdp_cmd("Network.enable", {})
     driver.execute_cdp_cmd("Network.setBlockedURLs", {"urls": [pattern]})
@@ -352,4 +377,4 @@ def paused(driver, pattern):
         driver.execute_cdp_cmd("Network.setBlockedURLs", {"urls": []})
 
 
-__all__ = ["ActionChains", "By", "Keys", "Story", "World", "box", "json", "paused", "run", "unittest", "wait_for"]
+__all__ = ["ActionChains", "By", "Keys", "Story", "World", "blocked", "box", "run", "unittest", "wait_for"]
