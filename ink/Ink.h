@@ -48,7 +48,7 @@ struct Marker {
 
 // What the pen drew between touching down and lifting. A sample whose flags say so has a time,
 // which counts from the stroke's start; a start of 0 means that the time of day is not known.
-// Samples of types and flags that nobody knows yet are kept and are no part of the line.
+// Samples of types and flags that nobody knows yet are kept, but not drawn.
 struct Stroke {
   std::optional<std::string> page;
   std::uint64_t start_time_ms = 0;  // since 1970-01-01 UTC, 0 for none

@@ -72,7 +72,7 @@ std::string FaultOf(const std::string& bytes) {
       const std::uint64_t size = string == nullptr ? 0 : string->size();
       if (size > text_left) return kTogether;
       text_left -= size;
-      if (!IsText(string)) return place + ": a string that is no UTF-8, or holds a zero byte";
+      if (!IsText(string)) return place + ": a string that is not UTF-8, or holds a zero byte";
     }
   }
   return kTogether;

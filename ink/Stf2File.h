@@ -17,7 +17,7 @@ namespace TalvoInk {
 bool HasIdentifier(const std::string& bytes, const char* identifier);
 
 // Reads a plain STF2 buffer. Throws SealedInkError if it is sealed, InkError with the number of the
-// damaged item if it is malformed, and InkError if it is no STF2 at all.
+// damaged item if it is malformed, and InkError if it is not STF2 at all.
 Ink ReadStf2(const std::string& bytes);
 
 // The ink as an STF2 buffer. Throws InkError if it is too large for one (4 GiB), and for text that

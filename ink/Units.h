@@ -9,7 +9,7 @@ namespace TalvoInk {
 
 // Micrometres of one unit: m, cm, mm, um, in, pt, pc, px (1/96 in) and himetric (0.01 mm), or their
 // English names; case and white space around them don't matter. None for "dev", which says nothing,
-// and for what is no length.
+// and for what is not a length.
 std::optional<double> MicrometresOf(const std::string& unit);
 
 // Milliseconds of one unit: min, s, ms, us, ns, or their English names. None for anything else.

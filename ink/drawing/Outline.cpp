@@ -136,7 +136,7 @@ void SmoothPositions(std::vector<Knot>& knots, const std::vector<Knot>& original
 }
 
 // Digitisers report positions on a grid; its steps are ironed out, but never by more than the grid
-// can have been wrong. Where the grid is coarse beside the pen's width and the points are dense on
+// can have been wrong. If the grid is coarse beside the pen's width and the points are dense on
 // it, a step is many points long, and so must be the smoothing.
 void Smooth(std::vector<Knot>& knots) {
   if (knots.size() < 3) return;

@@ -65,8 +65,8 @@ std::vector<Polygon> FrameOf(const Sheet& sheet) {
           Rectangle(0, 0, kLineUm, height), Rectangle(width - kLineUm, 0, width, height)};
 }
 
-// Fills a stroke's polygons: together if they are few, else in parts, which must not show where ink
-// is translucent.
+// Fills a stroke's polygons: together if they are few, else in parts, which must not show
+// if the ink is translucent.
 class StrokeFiller {
  public:
   StrokeFiller(const Look& look, bool one_by_one, Painter& painter)

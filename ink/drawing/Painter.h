@@ -27,8 +27,8 @@ class Painter {
   virtual void BeginSheet(const Placed& sheet) = 0;
   virtual void EndSheet() = 0;
 
-  // Fills the polygons as one shape by the nonzero rule: ink that shows through is even where they
-  // overlap.
+  // Fills the polygons as one shape by the nonzero rule: ink that shows through is even in places
+  // where they overlap.
   virtual void Fill(const Look& look, const std::vector<Polygon>& polygons) = 0;
 
   // What is filled until EndGroup, with opaque colours, then shows through as one in this look.

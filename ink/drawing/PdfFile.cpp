@@ -20,7 +20,7 @@ void AppendUtf16(std::string& out, std::uint32_t unit) {
 }  // namespace
 
 PdfFile::PdfFile(const Sink& sink) : out_(sink), packer_(Packer::Frame::kZlib, kFast, put_) {
-  Put("%PDF-1.5\n%\xE2\xE3\xCF\xD3\n");  // bytes that are no text, for programs that guess
+  Put("%PDF-1.5\n%\xE2\xE3\xCF\xD3\n");  // bytes that are not text, for programs that guess
 }
 
 int PdfFile::Reserve() {

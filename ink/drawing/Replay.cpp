@@ -15,7 +15,7 @@
 namespace TalvoInk {
 namespace {
 
-constexpr double kStepMs = 40;  // of the SVG: what appears at once
+constexpr double kStepMs = 40;  // of the SVG: what appears together
 constexpr std::size_t kMostFrames = 100000;
 
 // One stroke of the replay with its sheet's place in the picture.

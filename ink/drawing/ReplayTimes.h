@@ -1,5 +1,5 @@
 // When each point of a replay is drawn: the pen's own times, with long pauses shortened, at another
-// speed. Where the ink has no times, a hand's usual ones are assumed.
+// speed. If the ink has no times, a hand's usual ones are assumed.
 
 #pragma once
 

@@ -16,7 +16,7 @@ namespace {
 
 constexpr double kWidestUm = std::numeric_limits<std::uint32_t>::max();
 
-// Micrometres; none for what is no line's width.
+// Micrometres; none for what is not the width of a line.
 std::optional<std::uint32_t> ReadWidth(const std::string& value, const std::string& unit,
                                        Losses& losses) {
   const std::optional<double> number = ParseNumber(value);
@@ -45,7 +45,7 @@ std::optional<std::uint32_t> ReadTransparency(const std::string& value) {
   return static_cast<std::uint32_t>(std::lround(full));
 }
 
-// Takes over what is no colour and no size. False for what ink can't show.
+// Takes over what is neither a colour nor a size. False for what ink can't show.
 bool ReadManner(const std::string& name, const std::string& value, Brush& out) {
   const std::string lower = LowerCase(value);
   if (name == "tip" && (lower == "ellipse" || lower == "rectangle")) {
@@ -85,18 +85,18 @@ void ReadBrushProperty(pugi::xml_node property, Brush& out, Losses& losses) {
   } else if (name == "transparency") {
     const std::optional<std::uint32_t> transparency = ReadTransparency(value);
     if (!transparency) {
-      losses.Add("transparency '" + value + "' is none from 0 to 255; opaque taken");
+      losses.Add("transparency '" + value + "' is not from 0 to 255; opaque taken");
     }
     out.color = (out.color & 0x00FFFFFF) | (255 - transparency.value_or(0)) << 24;
   } else if (name == "width") {
     const std::optional<std::uint32_t> width =
         ReadWidth(value, AttributeOf(property, "units"), losses);
-    if (!width) losses.Add("width '" + value + "' is no line's; the default width taken");
+    if (!width) losses.Add("width '" + value + "' is not a line's; the default width taken");
     out.width_um = width.value_or(0);
   } else if (name == "height") {
     const std::optional<std::uint32_t> height =
         ReadWidth(value, AttributeOf(property, "units"), losses);
-    if (!height) losses.Add("height '" + value + "' is no line's; the width taken");
+    if (!height) losses.Add("height '" + value + "' is not a line's; the width taken");
     out.height_um = height.value_or(0);
   } else if (!ReadManner(name, value, out)) {
     losses.Add("brush property " + name + " dropped");

@@ -47,7 +47,7 @@ TraceContext Definitions::InitialContext() {
     context.format = Format(references_.formats().front(), {});
     context.assumption = "traces without a context; the document's only trace format taken";
   } else if (references_.contexts().size() == 1) {
-    // Where some traces name it, those that don't are not meant to look like them.
+    // If some traces name it, those that don't are not meant to look like them.
     Change assumed = ChangeOf(references_.contexts().front());
     if (references_.AreContextsNamed()) assumed.brush.reset();
     Apply(assumed, context);

@@ -25,7 +25,7 @@ namespace TalvoInk {
 using WideMs = __int128;
 
 // Reads a whole number of milliseconds exactly and any other number rounded, which is told if
-// `losses` is given; none for what is no number or far out of range.
+// `losses` is given; none for what is not a number, or far out of range.
 std::optional<WideMs> ParseMilliseconds(const std::string& text, Losses* losses = nullptr);
 
 // All that holds at one place of the document. Cheap to copy.

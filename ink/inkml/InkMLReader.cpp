@@ -147,7 +147,7 @@ class Reader {
   std::string Checked(pugi::xml_node node, std::string text) const {
     for (std::size_t at = 0; at < text.size();) {
       const std::size_t length = text[at] == '\0' ? 0 : Utf8Length(text, at);
-      if (length == 0) Refuse(node, "text that is no UTF-8, or holds a zero byte");
+      if (length == 0) Refuse(node, "text that is not UTF-8, or holds a zero byte");
       at += length;
     }
     return text;
@@ -368,7 +368,7 @@ class Reader {
     const std::optional<WideMs> value = ParseMilliseconds(time);
     const WideMs most = std::numeric_limits<std::uint64_t>::max();
     if (!time.empty() && (!value || *value < 0 || *value > most)) {
-      Refuse(annotation, "time '" + time + "' of a marker is no number of milliseconds");
+      Refuse(annotation, "time '" + time + "' of a marker is not a number of milliseconds");
     }
     marker.time_ms = static_cast<std::uint64_t>(value.value_or(0));
     return marker;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kMostOffset = std::numeric_limits<std::uint32_t>::max();
 constexpr double kSameTime = 1e-3;      // ms: what reckoning in fractions of seconds is off by
-constexpr double kEarliestDate = 1e11;  // ms: in 1973; a smaller count is no date
+constexpr double kEarliestDate = 1e11;  // ms: in 1973; a smaller count is not a date
 
 // Ink whose unit is a guess belongs on a sheet of A4, this far from its corner.
 constexpr double kSheetWidthUm = 210e3;

@@ -34,7 +34,7 @@ bool BeginsNumber(const char* at, const char* end) {
   return hexadecimal ? std::isxdigit(byte) != 0 : std::isdigit(byte) != 0;
 }
 
-// A hexadecimal number behind its "#", or a decimal one. False if there is none, or none that
+// A hexadecimal number behind its "#", or a decimal one. False if there is not one, or not one that
 // is finite.
 bool ParseMagnitude(const char*& at, const char* end, double& value) {
   if (at != end && *at == '#') {

@@ -16,7 +16,7 @@ struct SvgPoint {
 // One run of the pen: from a "move to" to the next.
 using SvgRun = std::vector<SvgPoint>;
 
-// The most points that a path may have; more is no drawing of a hand, and a few bytes of an arc
+// The most points that a path may have; more is not a drawing of a hand, and a few bytes of an arc
 // must not stand for gigabytes.
 constexpr std::size_t kMostSvgPoints = 4000000;
 

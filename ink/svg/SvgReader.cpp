@@ -153,7 +153,7 @@ class Reader : public DrawingReader {
     return length ? *length / (25400.0 / 96) : otherwise;
   }
 
-  // False for an element that is no shape.
+  // False for an element that is not a shape.
   bool ReadShape(const std::string& name, pugi::xml_node node, const Style& style) {
     // A drawing can be so small that its curves need no points, and so large that they need many.
     const double tolerance = kToleranceUm / std::max(style.to_um.Growth(), 1e-9);

@@ -116,10 +116,11 @@ std::string DecodeDocument(const std::string& bytes) {
     if (length == 0 || control) {
       char code[8];
       std::snprintf(code, sizeof code, "0x%02X", byte);
-      throw InkError(PlaceIn(text, at), std::string("byte ") + code +
-                                            (control ? ", which XML can't hold"
-                                                     : " is no UTF-8; the document says no other "
-                                                       "encoding that is read"));
+      throw InkError(PlaceIn(text, at),
+                     std::string("byte ") + code +
+                         (control ? ", which XML can't hold"
+                                  : " is not UTF-8, and the document names no other "
+                                    "encoding that is read"));
     }
     at += length;
   }

@@ -39,7 +39,7 @@ TEST(Stf2Fault, AStringThatIsNoTextIsRefusedWithTheItem) {
       std::string damaged = whole;
       damaged[whole.find(text) + 2] = byte;
       EXPECT_EQ(RefusalOf(damaged),
-                std::string(place) + ": a string that is no UTF-8, or holds a zero byte");
+                std::string(place) + ": a string that is not UTF-8, or holds a zero byte");
     }
   }
 }

@@ -22,7 +22,7 @@ TEST(CommandLine, WrongUsageIsStatusTwo) {
       {"convert", "--page", "one", "@note.inkml"},
       {"convert", "--start-time", "noon", "@note.inkml"},
       {"convert", "--start-time", "2026-13-01T00:00Z", "@note.inkml"},
-      {"convert", "--start-time", "1970-01-01T00:00Z", "@note.inkml"},  // 0, which is no time
+      {"convert", "--start-time", "1970-01-01T00:00Z", "@note.inkml"},  // 0, which means no time
       {"convert", "--to", "svg", "@note.inkml"},
       {"convert", "--page-per-file", "@note.inkml"},
       {"convert", "@note.inkml", "@letter.inkml", "-o", "@one.stf2"},
@@ -43,7 +43,7 @@ TEST(CommandLine, WrongUsageIsStatusTwo) {
   EXPECT_EQ(folder.Names(), before);
 }
 
-TEST(CommandLine, AWordThatIsNoCommandIsNamed) {
+TEST(CommandLine, AnUnknownCommandIsNamed) {
   const ToolFolder folder;
   EXPECT_EQ(folder.Run({"foo"}).err,
             "stf2: 'foo' is not one of its commands: info, convert, split, merge, render, replay, "

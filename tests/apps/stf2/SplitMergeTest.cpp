@@ -11,7 +11,7 @@ using TalvoInk::ReadStf2;
 
 using testing::StartsWith;
 
-TEST(SplitMerge, OneFileIsNotCalledFiles) {
+TEST(SplitMerge, OneFileIsCountedAsOneFile) {
   const ToolFolder folder;
   EXPECT_THAT(folder.Run({"merge", "@note.inkml", "-o", "@one.stf2"}).out,
               StartsWith("@one.stf2: Success, 1 file ("));

@@ -60,12 +60,14 @@ TEST(InkMLEncoding, Utf8ThatIsDeclaredUtf16IsReadAsWhatItIs) {
 }
 
 TEST(InkMLEncoding, BrokenUtf8IsRefusedWithItsPlace) {
-  EXPECT_EQ(Writer(Declared("utf-8", "Zo\xEB")),
-            "line 2, column 34: byte 0xEB is no UTF-8; the document says no other encoding that is "
-            "read");
-  EXPECT_EQ(Writer("<ink>\n<trace>1 2</trace><!-- \xC3 --></ink>"),
-            "line 2, column 24: byte 0xC3 is no UTF-8; the document says no other encoding that is "
-            "read");
+  EXPECT_EQ(
+      Writer(Declared("utf-8", "Zo\xEB")),
+      "line 2, column 34: byte 0xEB is not UTF-8, and the document names no other encoding that is "
+      "read");
+  EXPECT_EQ(
+      Writer("<ink>\n<trace>1 2</trace><!-- \xC3 --></ink>"),
+      "line 2, column 24: byte 0xC3 is not UTF-8, and the document names no other encoding that is "
+      "read");
 }
 
 TEST(InkMLEncoding, OtherEncodingsAreReadWhereTheyAreAsciiAndRefusedElsewhere) {

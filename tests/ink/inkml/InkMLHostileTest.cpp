@@ -88,7 +88,7 @@ TEST(InkMLHostile, DefinitionsThatReferToThemselvesEnd) {
   EXPECT_TRUE(reading.Lost("timestamps that refer to one another without end"));
 }
 
-// Also in the middle of the chain, and whoever is asked for first.
+// Also in the middle of the chain, and whichever is asked for first.
 TEST(InkMLHostile, DefinitionsThatReferOnAndOnAreFollowedToTheirEnd) {
   std::string body;
   const int last = 20000;
@@ -167,7 +167,7 @@ TEST(InkMLHostile, APenThatIsNoneIsRefused) {
 }
 
 TEST(InkMLHostile, TextThatInkCantHoldIsRefusedWithItsPlace) {
-  const std::string reason = ": text that is no UTF-8, or holds a zero byte";
+  const std::string reason = ": text that is not UTF-8, or holds a zero byte";
   EXPECT_EQ(RefusalOf("<ink>\n<traceGroup page='1%00'><trace>1 2</trace></traceGroup></ink>"),
             "line 2, column 2" + reason);
   EXPECT_EQ(RefusalOf("<ink><annotation type='property' key='%FF'/></ink>"),

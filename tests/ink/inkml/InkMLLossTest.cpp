@@ -52,12 +52,12 @@ TEST(InkMLLoss, BrushValuesThatMeanNothingAreTold) {
   for (const char* width : {"broad", "", "-1", "0", "1e9", "nan"}) {
     EXPECT_THAT(
         LossesOfBrush(BrushProperty("width", width)),
-        ElementsAre("width '" + std::string(width) + "' is no line's; the default width taken"));
+        ElementsAre("width '" + std::string(width) + "' is not a line's; the default width taken"));
   }
   for (const char* transparency : {"half", "-1", "256"}) {
     EXPECT_THAT(LossesOfBrush(BrushProperty("transparency", transparency)),
                 ElementsAre("transparency '" + std::string(transparency) +
-                            "' is none from 0 to 255; opaque taken"));
+                            "' is not from 0 to 255; opaque taken"));
   }
   EXPECT_THAT(LossesOfBrush(BrushProperty("color", "mauve")),
               ElementsAre("colour 'mauve' is not known; black taken"));
