@@ -211,6 +211,22 @@ TEST(InboxRoad, BrowsersAreToldOfWhatHappens) {
   events.ReadUntil("event: service\ndata: {\"service\":\"away\"}");
 }
 
+TEST(InboxRoad, BrowsersAreToldOfEachPageOfABurst) {
+  InboxWorld world;
+  InboxProgram inbox;
+  HttpPeer events(inbox.port());
+  OpenEvents(events, inbox);
+  std::vector<std::string> command = {QUILLPOST, "import"};
+  for (int i = 1; i <= 40; ++i) {
+    command.push_back(world.path("burst-" + std::to_string(i)));
+    WriteFile(command.back(), InkOf("1.2.9." + std::to_string(i)));
+  }
+  EXPECT_EQ(RunToEnd(command).status, 0);
+  for (int i = 1; i <= 40; ++i) {
+    events.ReadUntil("\"address\":\"1.2.9." + std::to_string(i) + "\"");
+  }
+}
+
 TEST(InboxRoad, ABrowserThatComesBackIsToldWhatItHasMissed) {
   InboxWorld world;
   InboxProgram inbox;

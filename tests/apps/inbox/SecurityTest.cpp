@@ -252,7 +252,7 @@ TEST_F(InboxSecurity, HundredsOfStrangersConnectionsKeepNobodyOut) {
   stream.Send("GET /api/events HTTP/1.1\r\nHost: " + host_ + "\r\nCookie: " + ours_.at("Cookie") +
               "\r\n\r\n");
   stream.ReadUntil("event: service");
-  for (int i = 0; i < 200; ++i) {
+  for (int i = 0; i < 300; ++i) {
     held.push_back(std::make_unique<HttpPeer>(inbox_->port()));
     held.back()->Send("GET / HTTP/1.1\r\n");
   }
