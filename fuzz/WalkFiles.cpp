@@ -8,7 +8,7 @@
 #include <exception>
 #include <string>
 
-#include "common/Common.h"
+#include "common/Identifiers.h"
 #include "config/FilesConfig.h"
 #include "storage/ArchiveChange.h"
 #include "storage/RoutingInfoFormat.h"

@@ -4,7 +4,7 @@
 
 #include "Output.h"
 #include "cli/Help.h"
-#include "common/Common.h"
+#include "common/Identifiers.h"
 
 namespace {
 

@@ -17,7 +17,7 @@
 #include "common/File.h"
 
 namespace fs = boost::filesystem;
-using TalvoQuillpost::Common::Descriptor;
+using TalvoCppUtils::Descriptor;
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <set>
 #include <string_view>
 
-#include "common/Common.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "common/Stf2Handles.h"
 
 namespace fs = boost::filesystem;
@@ -168,7 +168,7 @@ InkFileCheck CheckInkFile(const fs::path& file) {
 }
 
 bool IsBeingWritten(const fs::path& file) {
-  Common::Descriptor descriptor;
+  TalvoCppUtils::Descriptor descriptor;
   if (Common::OpenRegularFile(file, O_RDONLY, descriptor)) return false;
   // The system grants a lease for reading only while nobody has the file open for writing. Were it
   // to be broken, that is told with a signal that ends nothing.

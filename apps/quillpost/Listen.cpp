@@ -20,7 +20,7 @@
 #include "PackageCommand.h"
 #include "SavedPackage.h"
 #include "Session.h"
-#include "common/Common.h"
+#include "common/Identifiers.h"
 
 namespace fs = boost::filesystem;
 namespace asio = boost::asio;

@@ -11,7 +11,7 @@
 #include "common/File.h"
 
 namespace fs = boost::filesystem;
-using TalvoQuillpost::Common::Descriptor;
+using TalvoCppUtils::Descriptor;
 using TalvoQuillpost::Common::FileBytes;
 
 namespace {

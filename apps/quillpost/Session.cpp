@@ -41,7 +41,7 @@ class EndpointWatch {
 
  private:
   const std::string directory_;
-  const TalvoQuillpost::Common::Descriptor events_;
+  const TalvoCppUtils::Descriptor events_;
 };
 
 }  // namespace

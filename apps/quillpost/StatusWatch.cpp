@@ -15,7 +15,8 @@
 #include "Session.h"
 #include "StoreView.h"
 #include "StoreWatch.h"
-#include "common/Common.h"
+#include "common/Directories.h"
+#include "common/Identifiers.h"
 #include "config/FilesConfig.h"
 #include "storage/StrokeFiles.h"
 
@@ -102,7 +103,7 @@ class Signals {
   }
 
  private:
-  Common::Descriptor descriptor_;
+  TalvoCppUtils::Descriptor descriptor_;
 };
 
 // All that is shown.

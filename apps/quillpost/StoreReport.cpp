@@ -15,8 +15,9 @@
 
 #include "InkFileCheck.h"
 #include "RoutingInfoOf.h"
-#include "common/Common.h"
+#include "common/Directories.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "config/FilesConfig.h"
 #include "storage/StrokeFiles.h"
 

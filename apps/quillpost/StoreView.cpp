@@ -4,7 +4,8 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "RoutingInfoOf.h"
-#include "common/Common.h"
+#include "common/Directories.h"
+#include "common/Identifiers.h"
 
 namespace fs = boost::filesystem;
 using namespace TalvoQuillpost;

@@ -9,7 +9,8 @@
 #include <system_error>
 #include <vector>
 
-#include "common/Common.h"
+#include "common/Directories.h"
+#include "common/Identifiers.h"
 #include "config/FilesConfig.h"
 #include "storage/StrokeFiles.h"
 

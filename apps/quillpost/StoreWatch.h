@@ -53,7 +53,7 @@ class StoreWatch {
   void WatchAll();
   void TakeEvent(int watch, unsigned mask, const std::string& name, News& news);
 
-  const TalvoQuillpost::Common::Descriptor events_;
+  const TalvoCppUtils::Descriptor events_;
   std::map<int, Role> roles_;
   std::string fault_;
 };

@@ -12,8 +12,8 @@
 #include <exception>
 #include <system_error>
 
-#include "common/Common.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "config/FilesConfig.h"
 
 namespace fs = boost::filesystem;

@@ -14,8 +14,9 @@
 #include "Commands.h"
 #include "Output.h"
 #include "SubscriptionCheck.h"
-#include "common/Common.h"
+#include "common/Directories.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "config/FilesConfig.h"
 
 namespace fs = boost::filesystem;

@@ -12,7 +12,7 @@
 #include "InkFileCheck.h"
 #include "InkSender.h"
 #include "Output.h"
-#include "common/Common.h"
+#include "common/Directories.h"
 #include "common/File.h"
 
 namespace fs = boost::filesystem;
@@ -173,7 +173,7 @@ class Watcher {
 
   const WatchOptions& options_;
   InkSender sender_;
-  const Common::Descriptor events_;
+  const TalvoCppUtils::Descriptor events_;
   const std::string reason_;                // why events_ is not open
   std::map<int, std::string> directories_;  // by watch
   std::set<fs::path> pending_;

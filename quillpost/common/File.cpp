@@ -1,5 +1,6 @@
 #include "common/File.h"
 
+#include <TalvoOS/NewFile.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -20,6 +21,7 @@ namespace {
 constexpr std::size_t kMaxTransfer = 0x7ffff000;
 
 using boost::system::error_code;
+using TalvoCppUtils::Descriptor;
 
 error_code LastError() {
   return boost::system::error_code(errno, boost::system::system_category());
@@ -41,20 +43,6 @@ std::unique_ptr<char[], ReleaseBytes> Allocate(std::size_t size_bytes) {
 
 }  // namespace
 
-boost::system::error_code Descriptor::Close() {
-  if (value_ < 0) return {};
-  const int value = value_;
-  value_ = -1;
-  // An interrupted close has closed the descriptor all the same.
-  if (::close(value) != 0 && errno != EINTR) return LastError();
-  return {};
-}
-
-void Descriptor::Reset(int value) {
-  Close();
-  value_ = value;
-}
-
 boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, int flags,
                                           Descriptor& out) {
   const int all_flags = flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
@@ -71,16 +59,8 @@ boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, i
   return error;
 }
 
-boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t size_bytes) {
-  const char* position = static_cast<const char*>(data);
-  while (size_bytes > 0) {
-    const ssize_t written = Uninterrupted(
-        [&] { return ::write(descriptor, position, std::min(size_bytes, kMaxTransfer)); });
-    if (written < 0) return LastError();
-    position += written;
-    size_bytes -= static_cast<std::size_t>(written);
-  }
-  return {};
+boost::system::error_code Close(Descriptor& file) {
+  return {file.Close(), boost::system::system_category()};
 }
 
 boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const void* data,
@@ -194,7 +174,8 @@ boost::system::error_code CopyFile(const boost::filesystem::path& source, int ta
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return LastError();
     if (got == 0) return {};
-    if (const auto error = WriteAll(target, buffer.data(), static_cast<std::size_t>(got))) {
+    if (const auto error =
+            TalvoOS::WriteAll(target, buffer.data(), static_cast<std::size_t>(got))) {
       return error;
     }
   }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <TalvoCppUtils/Descriptor.h>
 #include <errno.h>
 
 #include <boost/filesystem/path.hpp>
@@ -24,34 +25,13 @@ auto Uninterrupted(const Call& call) {
   return result;
 }
 
-// An open file, closed at the end of its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int value = -1) : value_(value) {}
-  ~Descriptor() { Close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return value_; }
-  bool is_open() const { return value_ >= 0; }
-
-  // Closes the file now; the error that closing reports, for a file that was written.
-  boost::system::error_code Close();
-
-  // Takes over `value`, closing what it held.
-  void Reset(int value);
-
- private:
-  int value_;
-};
-
 // Opens the regular file `file` with open(2)'s `flags` and, if it is made, mode 0666 less the
 // umask. Never blocks. Sets an error if the file can't be opened or is not regular.
 boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, int flags,
-                                          Descriptor& out);
+                                          TalvoCppUtils::Descriptor& out);
 
-// Writes all bytes at the descriptor's position.
-boost::system::error_code WriteAll(int descriptor, const void* data, std::size_t size_bytes);
+// Closes the file now; the error that closing reports, for a file that was written.
+boost::system::error_code Close(TalvoCppUtils::Descriptor& file);
 
 // Writes all bytes at `offset`, whatever the descriptor's position.
 boost::system::error_code WriteAt(int descriptor, std::uint64_t offset, const void* data,

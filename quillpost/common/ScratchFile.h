@@ -1,7 +1,9 @@
-// A file in the scratch directory on its way to an application: removed at the end of its scope,
-// unless it was handed over by then.
+// Files in the scratch directory on their way to an application. The functions keep no state; any
+// thread.
 
 #pragma once
+
+#include <TalvoCppUtils/Descriptor.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
@@ -9,6 +11,23 @@
 namespace TalvoQuillpost {
 namespace Common {
 
+// Gives a file that is handed to an application its access rights. Nothing needs to
+// be done on this platform: service and applications run as one user. Always true.
+bool SetPermissions(const boost::filesystem::path& file);
+
+// Makes a new empty file in the scratch directory (which is made when missing) and stores its path.
+// The caller owns the file. False, with `out` empty, if that fails.
+bool CreateTempSTF2File(boost::filesystem::path& out);
+
+// The same, and leaves the file open in `file` for reading and writing.
+bool CreateTempSTF2File(boost::filesystem::path& out, TalvoCppUtils::Descriptor& file);
+
+// Removes the scratch files that a killed service has left behind. Only for a service that has the
+// endpoint, and before its first package: a running service's packages lie in the same place.
+// Throws nothing; what can't be removed stays.
+void RemoveLeftoverTempSTF2Files();
+
+// Such a file, removed at the end of its scope unless it was handed over by then.
 class ScratchFile {
  public:
   explicit ScratchFile(const boost::filesystem::path& path = boost::filesystem::path())

@@ -12,8 +12,8 @@
 #include <sstream>
 #include <vector>
 
-#include "common/Common.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "config/SubscriptionReader.h"
 
 namespace fs = boost::filesystem;

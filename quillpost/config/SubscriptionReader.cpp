@@ -9,7 +9,8 @@
 #include <boost/filesystem/operations.hpp>
 #include <memory>
 
-#include "common/Common.h"
+#include "common/File.h"
+#include "common/Identifiers.h"
 
 namespace fs = boost::filesystem;
 
@@ -29,7 +30,7 @@ bool IsRefusal(int error) {
 
 Content ReadBytes(int directory, const char* name, std::string& bytes) {
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-  const Common::Descriptor file(
+  const TalvoCppUtils::Descriptor file(
       Common::Uninterrupted([&] { return ::openat(directory, name, kFlags); }));
   if (!file.is_open()) return IsRefusal(errno) ? Content::kNoSubscription : Content::kUnreadable;
   bytes.clear();

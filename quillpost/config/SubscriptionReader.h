@@ -17,7 +17,7 @@
 namespace TalvoQuillpost {
 namespace Config {
 
-// What can be had of a file in the directory of the subscriptions.
+// What reading one file of the subscription directory gave.
 enum class SubscriptionContent { kRead, kNoSubscription, kUnreadable };
 
 class SubscriptionReader {

@@ -2,13 +2,14 @@
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoEncryption/Encryption.h>
+#include <TalvoQuillpost/Limits.h>
 #include <time.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <vector>
 
-#include "common/Common.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "common/Job.h"
 #include "common/Log.h"
 #include "common/Stf2Handles.h"
@@ -20,7 +21,6 @@ namespace TalvoQuillpost {
 
 namespace {
 
-constexpr std::uint64_t kMaxImportBytes = 100 * 1024 * 1024;
 constexpr char kStrokeExtension[] = "stf2";
 
 // A buffer of the encryption library.

@@ -7,10 +7,11 @@
 #include <exception>
 
 #include "common/Assert.h"
-#include "common/Common.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "common/Job.h"
 #include "common/Log.h"
+#include "common/ScratchFile.h"
 #include "routing/Cleanup.h"
 #include "routing/MergedPackage.h"
 #include "storage/FilesStorage.h"

@@ -1,13 +1,14 @@
 #include "routing/MergedPackage.h"
 
+#include <TalvoOS/NewFile.h>
 #include <fcntl.h>
 
 #include <cstdint>
 #include <memory>
 
-#include "common/Common.h"
 #include "common/File.h"
 #include "common/Log.h"
+#include "common/ScratchFile.h"
 #include "common/Stf2Handles.h"
 #include "storage/FilesStorage.h"
 
@@ -57,9 +58,9 @@ bool MergeInto(InkDataHandle* base, const InkDataHandle* ink, const Storage::Str
 bool WriteInk(const InkDataHandle* ink, const boost::filesystem::path& path) {
   const Common::Stf2Buffer written(ink);
   if (written.data() == nullptr || written.size_bytes() == 0) return false;
-  Common::Descriptor file;
+  TalvoCppUtils::Descriptor file;
   if (Common::OpenRegularFile(path, O_WRONLY | O_TRUNC, file)) return false;
-  return !Common::WriteAll(file.get(), written.data(), written.size_bytes()) && !file.Close();
+  return !TalvoOS::WriteAll(file.get(), written.data(), written.size_bytes()) && !file.Close();
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include <boost/make_shared.hpp>
 #include <boost/thread/lock_guard.hpp>
 
-#include "common/Common.h"
+#include "common/Identifiers.h"
 #include "common/Log.h"
 #include "config/FilesConfig.h"
 #include "service/Service.h"

@@ -7,9 +7,9 @@
 #include <chrono>
 
 #include "common/Assert.h"
-#include "common/Common.h"
 #include "common/Job.h"
 #include "common/Log.h"
+#include "common/ScratchFile.h"
 #include "storage/FilesStorage.h"
 
 namespace TalvoQuillpost {

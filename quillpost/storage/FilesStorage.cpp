@@ -13,8 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "common/Common.h"
+#include "common/Directories.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "common/Log.h"
 #include "storage/DirectoryStamp.h"
 #include "storage/HeldNames.h"

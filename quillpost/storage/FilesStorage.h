@@ -38,7 +38,8 @@ void Cleanup();
 // Brings one page of a pen in line with the applications that claim it: claims of other
 // applications are dropped, strokes that no application claims any more leave the table (their
 // files stay), and every stroke file of the page gets a claim of each of `apps`. Marks that are
-// there are kept. The result is that of saving.
+// there are kept. The result is that of saving. For one page alone: the routing pass takes SyncPage
+// for each page and saves once.
 bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps);
 
@@ -59,7 +60,8 @@ bool SaveRoutingInfoOfPages(const std::string& pen);
 bool SaveRoutingInfo(const std::string& pen);
 
 // The strokes of a pen that an application claims and has not received. `out` is emptied first;
-// false for an invalid pen or application.
+// false for an invalid pen or application. All of them: delivery, which needs one at a time, asks
+// FindUndeliveredStroke.
 bool GetUndeliveredStrokes(const std::string& pen, const std::string& app, std::set<StrokeID>& out);
 bool HasUndeliveredStrokes(const std::string& pen, const std::string& app);
 

@@ -1,5 +1,6 @@
 #include "storage/NewStrokes.h"
 
+#include <TalvoOS/NewFile.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -18,7 +19,8 @@
 #include <map>
 #include <utility>
 
-#include "common/Common.h"
+#include "common/File.h"
+#include "common/Identifiers.h"
 #include "common/Log.h"
 #include "storage/FilesStorage.h"
 #include "storage/HeldNames.h"
@@ -73,7 +75,7 @@ bool CanNameFiles() {
   return can;
 }
 
-error_code OpenUnnamed(const fs::path& directory, Common::Descriptor& file) {
+error_code OpenUnnamed(const fs::path& directory, TalvoCppUtils::Descriptor& file) {
   if (!CanNameFiles()) return make_error_code(boost::system::errc::not_supported);
   constexpr int kFlags = O_TMPFILE | O_RDWR | O_CLOEXEC;
   file.Reset(Common::Uninterrupted([&] { return ::open(directory.c_str(), kFlags, 0666); }));
@@ -195,7 +197,7 @@ bool NewStrokes::Add(const std::string& pen, const StrokeID& id, const void* dat
   stroke.directory = GetStorageRoot() / pen / id.page_address;
   stroke.path = stroke.directory / StrokeIDToFileName(id);
   if (!Open(stroke)) return false;
-  if (const auto error = Common::WriteAll(stroke.file.get(), data, size_bytes)) {
+  if (const auto error = TalvoOS::WriteAll(stroke.file.get(), data, size_bytes)) {
     LogFailure(stroke.path, error);
     return false;
   }
@@ -333,7 +335,7 @@ namespace {
 
 // Whether an import makes hidden files in the directory: only then a killed one has left any.
 bool HidesNewStrokes(const fs::path& directory) {
-  Common::Descriptor probe;
+  TalvoCppUtils::Descriptor probe;
   return MeansUnsupported(OpenUnnamed(directory, probe));
 }
 

@@ -58,7 +58,7 @@ class NewStrokes : boost::noncopyable {
     boost::filesystem::path path;    // the name that was asked for, then the one that was given
     boost::filesystem::path hidden;  // empty: the file has no name at all
     bool is_named = false;
-    Common::Descriptor file;
+    TalvoCppUtils::Descriptor file;
   };
 
   friend void CommitStrokes(const std::vector<NewStrokes*>& imports);

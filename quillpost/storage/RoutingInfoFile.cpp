@@ -12,7 +12,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "common/Common.h"
+#include "common/File.h"
 #include "storage/ArchiveChange.h"
 #include "storage/RoutingInfoFormat.h"
 #include "storage/StoreDirectories.h"
@@ -55,11 +55,11 @@ bool IsArchive(const std::string& bytes) {
 // which nothing could read.
 error_code MakeFile(const fs::path& path, const std::string& archive, error_code& write_error) {
   fs::path hidden = path.parent_path() / ('.' + path.filename().native());
-  Common::Descriptor file;
+  TalvoCppUtils::Descriptor file;
   constexpr int kFlags = O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
   if (const auto error = Common::OpenRegularFile(hidden, kFlags, file)) return error;
   write_error = Common::WriteAt(file.get(), 0, archive.data(), archive.size());
-  if (!write_error) write_error = file.Close();
+  if (!write_error) write_error = Common::Close(file);
   if (!write_error && ::rename(hidden.c_str(), path.c_str()) != 0) {
     write_error = error_code(errno, boost::system::system_category());
   }
@@ -69,7 +69,7 @@ error_code MakeFile(const fs::path& path, const std::string& archive, error_code
 
 // Opens the file, or makes it with the archive in it; `write_error` tells if that fails. A link in
 // its place is replaced by a file: what it leads to is not the store's to write.
-error_code OpenForWriting(const fs::path& path, Common::Descriptor& file,
+error_code OpenForWriting(const fs::path& path, TalvoCppUtils::Descriptor& file,
                           const std::string& archive, error_code& write_error) {
   constexpr int kFlags = O_RDWR | O_NOFOLLOW;
   auto error = Common::OpenRegularFile(path, kFlags, file);
@@ -94,7 +94,7 @@ RoutingInfoFile::Loaded RoutingInfoFile::Load(StrokeMap& strokes, std::string& r
   if (!fs::exists(status)) return Loaded::kNothing;
   if (status.type() != fs::regular_file) return Loaded::kNotRegular;
   try {
-    Common::Descriptor file;
+    TalvoCppUtils::Descriptor file;
     struct stat seen;
     std::string bytes;
     if (Common::OpenRegularFile(path(), O_RDONLY, file) || ::fstat(file.get(), &seen) != 0) {
@@ -140,7 +140,7 @@ bool RoutingInfoFile::HasChanges(const StrokeMap& strokes) const {
 
 bool RoutingInfoFile::Sync(std::string& reason) {
   if (is_synced_) return true;
-  Common::Descriptor file;
+  TalvoCppUtils::Descriptor file;
   auto error = Common::OpenRegularFile(path(), O_RDONLY, file);
   if (!error) error = Common::Sync(file.get());
   if (error) reason = "can't sync file: " + error.message();
@@ -256,7 +256,8 @@ bool RoutingInfoFile::SaveChanges(const StrokeMap& strokes) {
   if (HasTail(strokes) && !has_same_digits) return false;
   constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   const fs::path file_path = path();
-  Common::Descriptor file(Common::Uninterrupted([&] { return ::open(file_path.c_str(), kFlags); }));
+  TalvoCppUtils::Descriptor file(
+      Common::Uninterrupted([&] { return ::open(file_path.c_str(), kFlags); }));
   struct stat status;
   if (!file.is_open() || ::fstat(file.get(), &status) != 0 || !IsUntouched(status)) return false;
   error_code error;
@@ -274,7 +275,7 @@ bool RoutingInfoFile::SaveWhole(const StrokeMap& strokes, std::string& reason) {
     return false;
   }
   const std::string archive = Note(strokes);
-  Common::Descriptor file;
+  TalvoCppUtils::Descriptor file;
   error_code error;
   if (OpenForWriting(path(), file, archive, error)) {
     reason = "can't create file 'ROOT/" + pen_ + "/" + kFileName + "'";
@@ -286,7 +287,8 @@ bool RoutingInfoFile::SaveWhole(const StrokeMap& strokes, std::string& reason) {
   return !error;
 }
 
-error_code RoutingInfoFile::WriteWhole(Common::Descriptor& file, const std::string& archive) const {
+error_code RoutingInfoFile::WriteWhole(TalvoCppUtils::Descriptor& file,
+                                       const std::string& archive) const {
   struct stat status;
   if (::fstat(file.get(), &status) != 0) {
     return error_code(errno, boost::system::system_category());
@@ -313,10 +315,10 @@ error_code RoutingInfoFile::WriteWhole(Common::Descriptor& file, const std::stri
 
 // Closes a file that was written, and takes note of it as it is then. Some file systems tell only
 // at the close that the disk is full.
-error_code RoutingInfoFile::Finish(Common::Descriptor& file) {
+error_code RoutingInfoFile::Finish(TalvoCppUtils::Descriptor& file) {
   struct stat status;
   const bool has_status = ::fstat(file.get(), &status) == 0;
-  const auto error = file.Close();
+  const auto error = Common::Close(file);
   if (error) return error;
   touched_from_ = touched_to_ = 0;
   stamp_.reset();

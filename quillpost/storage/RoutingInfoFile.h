@@ -51,15 +51,15 @@ class RoutingInfoFile {
   // The file of the pen of this name. Neither looks at it nor makes it.
   explicit RoutingInfoFile(const std::string& pen);
 
-  // Reads the file into `strokes`, which are to be saved in it from then on, and must stay where
-  // they are. Throws boost::filesystem::filesystem_error if the file can't be asked for.
+  // Reads the file into `strokes`. From then on that map is what is saved; it must not move in
+  // memory. Throws boost::filesystem::filesystem_error if the file's status can't be read.
   Loaded Load(StrokeMap& strokes, std::string& reason);
 
-  // A stroke enters or leaves the table, or its claims do; to be called before one leaves. From
-  // here on the bytes will be others.
+  // Call it when a stroke or one of its claims is added, and before one is removed: from that
+  // stroke on the bytes of the file are going to change.
   void Cut(const StrokeID& id);
 
-  // Marks of a stroke are set: its bytes will be others, not their number.
+  // Call it when marks of a stroke are set: its bytes change, and keep their length.
   void Touch(const StrokeID& id);
 
   // Whether `strokes` may differ from what the file held when it was seen last.
@@ -96,8 +96,9 @@ class RoutingInfoFile {
   boost::system::error_code WriteTail(int descriptor, const StrokeMap& strokes);
   bool SaveChanges(const StrokeMap& strokes);
   bool SaveWhole(const StrokeMap& strokes, std::string& reason);
-  boost::system::error_code WriteWhole(Common::Descriptor& file, const std::string& archive) const;
-  boost::system::error_code Finish(Common::Descriptor& file);
+  boost::system::error_code WriteWhole(TalvoCppUtils::Descriptor& file,
+                                       const std::string& archive) const;
+  boost::system::error_code Finish(TalvoCppUtils::Descriptor& file);
 
   const std::string pen_;
   std::optional<struct stat> stamp_;  // empty: nothing is known of the file

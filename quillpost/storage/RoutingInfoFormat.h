@@ -42,7 +42,8 @@ class StrokeWriter {
 std::string RoutingInfoHead(std::size_t count);
 
 // The whole archive: the head, the strokes, and a line feed. The very bytes that the archive
-// library writes, whatever the host's locale.
+// library writes, whatever the host's locale. It is what RoutingInfoFile's piecewise writing must
+// amount to.
 std::string WriteRoutingInfo(const StrokeMap& strokes);
 
 // Reads an archive back, also one with a change that was not finished (ArchiveChange.h). Throws

@@ -87,8 +87,8 @@ class RoutingTable {
   // `stamp` says, for the same applications, and none of its strokes was erased since.
   bool IsListed(const std::string& page, const DirectoryStamp& stamp, const Apps& apps) const;
 
-  // Another number after each call of Erase, and another one for each table: a list of files that
-  // was made before is not to be trusted after it.
+  // Differs after each call of Erase, and from table to table. A list of files is only good for as
+  // long as this number stays the same.
   std::uint64_t erasures() const { return erasures_; }
 
   // ---- Changes.
@@ -123,7 +123,8 @@ class RoutingTable {
     Apps apps;
   };
 
-  // In each of these, and for each claim, what may run out of memory comes before what changes.
+  // Each of these allocates before it changes anything, so that running out of memory changes
+  // nothing.
   static void Add(Indexes& indexes, const std::string& key, Stroke* stroke);
   static void Remove(Indexes& indexes, const std::string& key, Stroke* stroke);
   StrokeMap::iterator Enter(const StrokeID& id);

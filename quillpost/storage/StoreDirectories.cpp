@@ -9,7 +9,7 @@
 #include <string>
 #include <unordered_set>
 
-#include "common/Common.h"
+#include "common/Directories.h"
 #include "common/File.h"
 
 namespace fs = boost::filesystem;

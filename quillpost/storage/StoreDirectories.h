@@ -1,8 +1,8 @@
 // Directories of the store, made and synced so that the names in them survive a power cut.
 //
-// A file has its name for good only when its directory was synced, and the directory when its
-// parent was, up to the first directory that has been there long enough. Which ones have is
-// remembered for the life of the process, so that an import into an old page syncs one directory.
+// A file's name survives a power cut once its directory was synced, and a directory's own name once
+// its parent was. Which directories were synced is remembered for the life of the process, so that
+// an import into an old page syncs one directory.
 // Any thread.
 
 #pragma once
@@ -26,8 +26,8 @@ void WaitForRemoval(const boost::filesystem::path& directory);
 // unless this process has synced them before. Blocks for as long as the disk takes.
 boost::system::error_code SyncNames(const boost::filesystem::path& directory);
 
-// To be told when a name was given in a page directory: the next look at the page must list it,
-// whatever the times of the directory say. A server's clock may be another than ours.
+// Call it when a file was named in a page directory. The page is then listed again, even if the
+// directory's times look unchanged: a file server's clock may differ from ours.
 void NoteNewInk(const boost::filesystem::path& directory);
 
 // Whether NoteNewInk was called for the directory since the last call. To be asked before the

@@ -6,9 +6,11 @@
 #include <boost/filesystem/operations.hpp>
 #include <cstdio>
 
-#include "common/Common.h"
+#include "common/Directories.h"
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "common/Log.h"
+#include "common/ScratchFile.h"
 
 namespace fs = boost::filesystem;
 
@@ -96,13 +98,13 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
     QUILLPOST_LOG_ERROR("Ink Export failed: file 'ROOT/%s' does not exists.", relative.c_str());
     return false;
   }
-  Common::Descriptor copy;
+  TalvoCppUtils::Descriptor copy;
   if (!Common::CreateTempSTF2File(out, copy)) {
     QUILLPOST_LOG_ERROR("Ink Export failed: failed to create temporary file.");
     return false;
   }
   auto error = Common::CopyFile(source, copy.get(), may_go_on);
-  if (!error) error = copy.Close();
+  if (!error) error = Common::Close(copy);
   if (error == boost::system::errc::operation_canceled) {
     fs::remove(out);
     out.clear();

@@ -42,8 +42,9 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem:
 // The path with a number in front of its extension: 2 makes "a.stf2" to "a-2.stf2", 0 leaves it.
 boost::filesystem::path NumberedPath(const boost::filesystem::path& path, unsigned int number);
 
-// Numbers `path`, from 1, until nothing has that name. What has it when the caller makes the file
-// is another question, so new ink gets its name otherwise (NewStrokes.h). Throws.
+// Gives `path` the first number, from 1, that makes a name nothing has. Another program may take
+// that name before the caller does: it is for paths that are shown or reserved. New ink is named another
+// way (NewStrokes.h). Throws.
 void MakePathUnique(boost::filesystem::path& path);
 
 // Removes from `directory` every entry that `keep` does not ask to keep, subdirectories with all

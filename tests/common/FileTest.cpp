@@ -15,6 +15,7 @@
 #include "support/Machine.h"
 #include "support/TestRoot.h"
 
+using TalvoCppUtils::Descriptor;
 using namespace TalvoQuillpost::Common;
 
 namespace fs = boost::filesystem;
@@ -253,29 +254,12 @@ TEST_F(ReadRegularFileTest, AFileThatIsCutShortMeanwhileGivesWhatWasThere) {
   other.join();
 }
 
-TEST_F(WriteTest, AllBytesArriveThoughTheReaderIsSlow) {
-  int ends[2];
-  ASSERT_EQ(0, ::pipe(ends));
-  Descriptor reader(ends[0]);
-  Descriptor writer(ends[1]);
-  const std::string content(1 << 20, 'x');
-  std::string arrived;
-  std::thread thread([&] {
-    char buffer[1000];
-    for (ssize_t got; (got = ::read(reader.get(), buffer, sizeof buffer)) > 0;) {
-      arrived.append(buffer, static_cast<std::size_t>(got));
-    }
-  });
-  EXPECT_FALSE(WriteAll(writer.get(), content.data(), content.size()));
-  writer.Close();
-  thread.join();
-  EXPECT_EQ(content, arrived);
-}
-
-TEST_F(WriteTest, TellsTheErrorOfWritingAndOfCutting) {
-  EXPECT_EQ(EBADF, WriteAll(-1, "ink", 3).value());
-  EXPECT_FALSE(WriteAll(-1, "ink", 0));
+TEST_F(WriteTest, TellsTheErrorOfCuttingAndOfClosing) {
   EXPECT_EQ(EBADF, Truncate(-1, 0).value());
+  Descriptor closed(::open(Path("file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  ::close(closed.get());
+  EXPECT_EQ(EBADF, Close(closed).value());
+  EXPECT_FALSE(Close(closed)) << "it holds nothing any more";
 }
 
 TEST_F(WriteTest, CutsAndExtendsAFile) {
@@ -286,15 +270,6 @@ TEST_F(WriteTest, CutsAndExtendsAFile) {
   EXPECT_EQ("0123", ReadFile(Path("file")));
   EXPECT_FALSE(Truncate(file.get(), 6));
   EXPECT_EQ(std::string("0123\0\0", 6), ReadFile(Path("file")));
-}
-
-TEST_F(WriteTest, TellsAFullDisk) {
-  Disk disk(Path("disk"));
-  if (!disk.is_mounted()) GTEST_SKIP() << "this user can't mount";
-  Descriptor file;
-  ASSERT_FALSE(OpenRegularFile(Path("disk/file"), O_WRONLY | O_CREAT, file));
-  disk.Fill();
-  EXPECT_EQ(ENOSPC, WriteAll(file.get(), "ink", 3).value());
 }
 
 TEST_F(FileTest, RemovesAFileAndTakesOneThatIsGoneForRemoved) {

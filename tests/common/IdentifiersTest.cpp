@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "common/Common.h"
+#include "common/Identifiers.h"
 
 using TalvoQuillpost::Common::IsAppIDValid;
 using TalvoQuillpost::Common::IsPageAddressValid;

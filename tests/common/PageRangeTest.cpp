@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/Common.h"
+#include "common/Identifiers.h"
 #include "support/Machine.h"
 
 using TalvoQuillpost::Common::IsPageAddressInRange;

@@ -1,17 +1,22 @@
+#include <TalvoCppUtils/Descriptor.h>
 #include <TalvoOS/NewFile.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "support/Machine.h"
 #include "support/TestRoot.h"
 
 namespace fs = boost::filesystem;
 using boost::system::errc::file_exists;
+using TalvoCppUtils::Descriptor;
 
 namespace {
 
@@ -90,6 +95,32 @@ TEST_F(NewFile, AFileIsRenamedToAFreeNameOnly) {
   EXPECT_FALSE(TalvoOS::RenameWithoutReplacing(file_.string(), (root_.path() / "free").string()));
   EXPECT_EQ(Content("free"), "ink");
   EXPECT_EQ(Content("other"), "other");
+}
+
+TEST_F(NewFile, AllBytesArriveThoughTheReaderIsSlow) {
+  int ends[2];
+  ASSERT_EQ(0, ::pipe(ends));
+  Descriptor reader(ends[0]);
+  Descriptor writer(ends[1]);
+  const std::string content(1 << 20, 'x');
+  std::string arrived;
+  std::thread thread([&] {
+    char buffer[1000];
+    for (ssize_t got; (got = ::read(reader.get(), buffer, sizeof buffer)) > 0;) {
+      arrived.append(buffer, static_cast<std::size_t>(got));
+    }
+  });
+  EXPECT_FALSE(TalvoOS::WriteAll(writer.get(), content.data(), content.size()));
+  writer.Close();
+  thread.join();
+  EXPECT_EQ(content, arrived);
+}
+
+TEST_F(NewFile, TheErrorOfWritingIsTold) {
+  EXPECT_EQ(EBADF, TalvoOS::WriteAll(-1, "ink", 3).value());
+  EXPECT_FALSE(TalvoOS::WriteAll(-1, "ink", 0));
+  const Descriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  EXPECT_EQ(ENOSPC, TalvoOS::WriteAll(full.get(), "ink", 3).value());
 }
 
 }  // namespace

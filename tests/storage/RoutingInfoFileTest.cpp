@@ -34,7 +34,7 @@ class Watch {
   }
 
  private:
-  const Common::Descriptor events_;
+  const TalvoCppUtils::Descriptor events_;
 };
 
 class RoutingInfoFileTest : public StoreTest {

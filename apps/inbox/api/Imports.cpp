@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <TalvoCppUtils/PenId.h>
+#include <TalvoQuillpost/Limits.h>
 
 #include <cerrno>
 #include <system_error>
@@ -112,8 +113,9 @@ void Api::TakePad(const Request& request, const Reply& reply) {
 }
 
 void Api::HandOver(const std::string& ink, const Json::Value& answer, const Reply& reply) {
-  if (ink.size() > kMostImportBytes) {
-    throw Refusal(413, "the ink is larger than " + std::to_string(kMostImportBytes >> 20) + " MiB");
+  if (ink.size() > TalvoQuillpost::kMaxImportBytes) {
+    throw Refusal(413, "the ink is larger than " +
+                           std::to_string(TalvoQuillpost::kMaxImportMebibytes) + " MiB");
   }
   const std::lock_guard<std::mutex> lock(link_mutex_);
   if (link_ == nullptr) return reply(MakeError(503, "the ink service is away"));

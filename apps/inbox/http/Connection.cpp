@@ -1,5 +1,7 @@
 #include "http/Connection.h"
 
+#include <TalvoQuillpost/Limits.h>
+
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/read.hpp>
@@ -46,7 +48,7 @@ void HttpConnection::ReadHead() {
   request_ = Request();
   parser_.emplace();
   parser_->header_limit(static_cast<std::uint32_t>(server_->limits_.head_bytes));
-  parser_->body_limit(kMostImportBytes);  // less for most, once the head is known
+  parser_->body_limit(TalvoQuillpost::kMaxImportBytes);  // less for most, once the head is known
   // One span for the whole head: a peer that sends a byte now and then gains nothing.
   stream_.expires_after(is_first_ ? server_->limits_.head : server_->limits_.idle);
   is_first_ = false;

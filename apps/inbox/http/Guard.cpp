@@ -1,5 +1,7 @@
 #include "http/Guard.h"
 
+#include <TalvoQuillpost/Limits.h>
+
 #include "database/Keeper.h"
 #include "http/Target.h"
 #include "ink/Text.h"
@@ -67,7 +69,7 @@ std::optional<Response> Guard::RefuseChange(const Request& request) const {
 
 std::size_t Guard::MostBodyBytes(const Request& request) {
   if (request.method != "POST") return 0;
-  return request.path == kImportPath ? kMostImportBytes : kMostJsonBytes;
+  return request.path == kImportPath ? TalvoQuillpost::kMaxImportBytes : kMostJsonBytes;
 }
 
 Response MakeClosedPage() {

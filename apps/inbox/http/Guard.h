@@ -20,9 +20,6 @@
 
 namespace Inbox {
 
-// The largest ink file that can be imported.
-inline constexpr std::size_t kMostImportBytes = std::size_t{100} << 20;
-
 // The largest body of any other request: a page of the pad.
 inline constexpr std::size_t kMostJsonBytes = std::size_t{8} << 20;
 

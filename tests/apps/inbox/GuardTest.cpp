@@ -1,5 +1,6 @@
 #include "http/Guard.h"
 
+#include <TalvoQuillpost/Limits.h>
 #include <gmock/gmock.h>
 #include <sodium.h>
 
@@ -134,5 +135,6 @@ TEST_F(GuardTest, OtherMethodsAndUpgradesAreRefused) {
 TEST_F(GuardTest, OnlyChangesHaveBodies) {
   EXPECT_EQ(Guard::MostBodyBytes(Ours("GET", "/api/pages")), 0u);
   EXPECT_EQ(Guard::MostBodyBytes(Ours("POST", "/api/pages/trash")), kMostJsonBytes);
-  EXPECT_EQ(Guard::MostBodyBytes(Ours("POST", "/api/import?name=x")), kMostImportBytes);
+  EXPECT_EQ(Guard::MostBodyBytes(Ours("POST", "/api/import?name=x")),
+            TalvoQuillpost::kMaxImportBytes);
 }
