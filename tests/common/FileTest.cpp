@@ -22,10 +22,6 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-bool IsOpen(int descriptor) {
-  return ::fcntl(descriptor, F_GETFD) >= 0;
-}
-
 // What the descriptors of this process are, without those of the object under test.
 int NextDescriptor() {
   const int descriptor = ::dup(1);
@@ -64,7 +60,6 @@ class FileTest : public testing::Test {
   const TestRoot root_;
 };
 
-class DescriptorTest : public FileTest {};
 class OpenRegularFileTest : public FileTest {};
 class ReadRegularFileTest : public FileTest {};
 class WriteTest : public FileTest {};
@@ -77,45 +72,6 @@ boost::system::error_code Copy(const fs::path& source, const fs::path& target) {
 }
 
 }  // namespace
-
-TEST_F(DescriptorTest, IsClosedAtTheEndOfItsScope) {
-  const int value = ::dup(1);
-  {
-    const Descriptor descriptor(value);
-    EXPECT_TRUE(descriptor.is_open());
-    EXPECT_EQ(value, descriptor.get());
-    EXPECT_TRUE(IsOpen(value));
-  }
-  EXPECT_FALSE(IsOpen(value));
-}
-
-TEST_F(DescriptorTest, CloseIsNowAndOnceOnly) {
-  Descriptor descriptor(::dup(1));
-  const int value = descriptor.get();
-  EXPECT_FALSE(descriptor.Close());
-  EXPECT_FALSE(descriptor.is_open());
-  EXPECT_FALSE(IsOpen(value));
-  const Descriptor somebody_else(::dup(1));
-  ASSERT_EQ(value, somebody_else.get());
-  EXPECT_FALSE(descriptor.Close());
-  EXPECT_TRUE(IsOpen(value));
-}
-
-TEST_F(DescriptorTest, CloseTellsTheError) {
-  Descriptor descriptor(::dup(1));
-  ::close(descriptor.get());
-  EXPECT_EQ(EBADF, descriptor.Close().value());
-}
-
-TEST_F(DescriptorTest, ResetClosesWhatItHeld) {
-  Descriptor descriptor(::dup(1));
-  const int first = descriptor.get();
-  const int second = ::dup(1);
-  descriptor.Reset(second);
-  EXPECT_FALSE(IsOpen(first));
-  EXPECT_EQ(second, descriptor.get());
-  EXPECT_TRUE(IsOpen(second));
-}
 
 TEST_F(OpenRegularFileTest, OpensAFileAndALinkToOne) {
   WriteFile(Path("file"), "ink");

@@ -65,3 +65,14 @@ TEST(Descriptor, CloseTellsTheSystemsReason) {
   EXPECT_EQ(EBADF, held.Close());
   EXPECT_FALSE(held);
 }
+
+TEST(Descriptor, ClosesOnceAndThenNobodyElses) {
+  Descriptor held(OpenOne());
+  const int fd = held.get();
+  EXPECT_EQ(0, held.Close());
+  EXPECT_FALSE(IsOpen(fd));
+  const Descriptor somebody_else(OpenOne());
+  ASSERT_EQ(fd, somebody_else.get());
+  EXPECT_EQ(0, held.Close());
+  EXPECT_TRUE(IsOpen(fd));
+}
