@@ -90,7 +90,7 @@ int ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(kDescription, "quillpost-inbox");
   app.formatter(MakeHelpFormatter());
   app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", "quillpost-inbox " INBOX_VERSION, "Print the version and exit");
+  app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION, "Print the version and exit");
   DeclareServe(app, options);
   CLI::App* import = app.add_subcommand("import", kImport);
   import->add_option("FILE", options.files, "Ink: STF2, plain or sealed, InkML, .xopp or SVG")

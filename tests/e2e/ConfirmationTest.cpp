@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "RealService.h"
+#include "support/LogCapture.h"
 #include "support/WireClient.h"
 
 using testing::ElementsAre;
@@ -13,14 +14,20 @@ namespace {
 
 class Confirmation : public testing::Test {
  protected:
-  // Imports `count` files of one stroke each, all on one page.
-  void ImportStrokes(int count) {
-    std::vector<std::string> command = {QUILLPOST, "import"};
-    for (int i = 1; i <= count; ++i) {
-      command.push_back(service_.path("stroke-" + std::to_string(i) + ".stf2"));
-      WriteFile(command.back(), InkFile().AddStroke("1.2.3.4", 1000 * i).bytes());
+  // Imports ink of `count` pages, each with one stroke: the first has 100 in its address and 1100
+  // as its time.
+  void ImportPages(int count) {
+    InkFile ink;
+    for (int i = 100; i < 100 + count; ++i) {
+      ink.AddStroke(Page(i).c_str(), static_cast<std::uint64_t>(1000 + i));
     }
-    ASSERT_EQ(0, RunToEnd(command).status);
+    ASSERT_EQ(0, service_.Import(ink.bytes()));
+  }
+
+  static std::string Page(int number) { return "1.2.3." + std::to_string(number); }
+
+  static StrokeInInk Stroke(int number) {
+    return {Page(number), static_cast<std::uint64_t>(1000 + number)};
   }
 
   // The strokes of the package that is offered next.
@@ -57,14 +64,13 @@ class Confirmation : public testing::Test {
 }  // namespace
 
 TEST_F(Confirmation, SentTwiceInOneWriteIsForOnePackage) {
-  constexpr int kStrokes = 80;
+  constexpr int kPages = 40;
   service_.root().Subscribe("Notes", "1.2.3.*");
-  ImportStrokes(kStrokes);
+  ImportPages(kPages);
   Enable();
-  for (int i = 1; i <= kStrokes; ++i) {
-    ASSERT_THAT(NextPackage(),
-                ElementsAre(StrokeInInk{"1.2.3.4", static_cast<uint64_t>(1000 * i)}));
-    const int id = 1000 + 2 * i;
+  for (int number = 100; number < 100 + kPages; ++number) {
+    ASSERT_THAT(NextPackage(), ElementsAre(Stroke(number)));
+    const int id = 10 * number;
     client_.SendBytes(Line(id) + Line(id + 1));
     ExpectSuccess(id);
     ExpectSuccess(id + 1);
@@ -75,13 +81,13 @@ TEST_F(Confirmation, SentTwiceInOneWriteIsForOnePackage) {
 // The client has begun to confirm before the next package was offered: it can't mean that one.
 TEST_F(Confirmation, BegunBeforeAPackageWasOfferedIsNotForIt) {
   service_.root().Subscribe("Notes", "1.2.3.*");
-  ImportStrokes(2);
+  ImportPages(2);
   Enable();
   NextPackage();
   const std::string second = Line(1001);
   client_.SendBytes(Line(1000) + second.substr(0, 20));
   ExpectSuccess(1000);
-  EXPECT_THAT(NextPackage(), ElementsAre(StrokeInInk{"1.2.3.4", 2000}));
+  EXPECT_THAT(NextPackage(), ElementsAre(Stroke(101)));
   client_.SendBytes(second.substr(20));
   ExpectSuccess(1001);
   // What comes of another pen is offered after the confirmation was looked at.
@@ -90,7 +96,7 @@ TEST_F(Confirmation, BegunBeforeAPackageWasOfferedIsNotForIt) {
   ASSERT_EQ(0, service_.Import(InkFile(0x42).AddStroke("1.2.3.4", 3000).bytes()));
   EXPECT_THAT(NextPackage(), ElementsAre(StrokeInInk{"1.2.3.4", 3000}));
   EXPECT_NE(pen, pen_);
-  EXPECT_THAT(StrokesOf(ReadFile(path)), ElementsAre(StrokeInInk{"1.2.3.4", 2000}));
+  EXPECT_THAT(StrokesOf(ReadFile(path)), ElementsAre(Stroke(101)));
   client_.SendBytes(Line(1002));
   ExpectSuccess(1002);
   pen_ = pen;

@@ -277,7 +277,7 @@ Response Api::Status() {
   const Counts counts = catalogue->Count();
   json["pages"] = Json::Int64(counts.pages);
   json["trash"] = Json::Int64(counts.trash);
-  json["version"] = INBOX_VERSION;
+  json["version"] = QUILLPOST_VERSION;
   json["pad"]["pen"] = catalogue->Setting(kOwnPenSetting);
   return MakeJson(json);
 }
@@ -321,7 +321,7 @@ Response Api::ShowPage(const Request& request, std::int64_t page, const std::str
       asked == 0
           ? kUsualPictureSize
           : static_cast<int>(std::clamp<std::int64_t>(asked, kLeastPictureSize, kMostPictureSize));
-  const std::string tag = "\"" INBOX_VERSION "-" + std::to_string(row->revision) + "-" + what +
+  const std::string tag = "\"" QUILLPOST_VERSION "-" + std::to_string(row->revision) + "-" + what +
                           "-" + std::to_string(is_png ? size : since) + "\"";
   return WithTag(request, tag, [&] {
     const auto stored = library_.LoadInk(page);
