@@ -113,7 +113,7 @@ void Draw(const Ink& ink, TalvoInk::PictureFormat format, const Sink& sink) {
 
 const Work kWork[] = {
     {"InkML to STF2", true,
-     [](const Ink& ink, const Sink& sink) { sink(TalvoInk::WriteStf2(ink)); }},
+     [](const Ink& ink, const Sink& sink) { TalvoInk::WriteStf2(ink, sink); }},
     {"STF2 to InkML", false,
      [](const Ink& ink, const Sink& sink) { TalvoInk::WriteInkML(ink, sink); }},
     {"STF2 to SVG", false,
@@ -161,7 +161,7 @@ void RunInk(const Sizes& sizes, Report& report) {
   // In processes of their own: what they take must not be counted with the work's.
   Child([&] {
     WriteFile(stf2,
-              [&](const Sink& sink) { sink(TalvoInk::WriteStf2(Handwriting(sizes.ink_bytes))); });
+              [&](const Sink& sink) { TalvoInk::WriteStf2(Handwriting(sizes.ink_bytes), sink); });
   }).Wait();
   Child([&] {
     // InkML of as many bytes is less ink.

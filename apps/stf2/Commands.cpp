@@ -61,7 +61,7 @@ std::size_t Write(const Ink& ink, const std::string& format, bool gzipped, Losse
     size += piece.size();
     packer ? packer->Append(piece) : sink(piece);
   };
-  format == "stf2" ? write(WriteStf2(ink)) : WriteInkML(ink, write);
+  format == "stf2" ? WriteStf2(ink, write) : WriteInkML(ink, write);
   if (packer) packer->Finish();
   return size;
 }
@@ -172,7 +172,7 @@ int Merge(const Options& options, Streams streams) {
     const std::size_t count = documents.size();
     std::size_t moved = 0;
     const Ink merged = Merge(std::move(documents), moved);
-    session.Save(options.output, WriteStf2(merged));
+    session.Save(options.output, [&](const Sink& sink) { WriteStf2(merged, sink); });
     if (moved > 0) {
       session.Note(ShownOutput(options.output),
                    "note: properties of single files made markers of "

@@ -408,7 +408,8 @@ class Reader {
 }  // namespace
 
 UnitEvidence MeasureInkML(const std::string& bytes) {
-  const std::string text = DecodeDocument(bytes);
+  std::string room;
+  const std::string& text = DecodeDocument(bytes, room);
   pugi::xml_document document;
   ParseXml(text, document);
   Losses losses;
@@ -417,7 +418,8 @@ UnitEvidence MeasureInkML(const std::string& bytes) {
 }
 
 Ink ReadInkML(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
-  const std::string text = DecodeDocument(bytes);
+  std::string room;
+  const std::string& text = DecodeDocument(bytes, room);
   pugi::xml_document document;
   ParseXml(text, document);
   return Reader(text, document, options, losses).Read();
