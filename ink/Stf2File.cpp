@@ -114,7 +114,7 @@ InkData OpenBuffer(const std::string& bytes) {
   const int status =
       Stf2InkDataInitialize(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &handle);
   if (status == STF2_MALFORMED) {
-    if (!HasIdentifier(bytes, "STF2")) throw InkError("neither STF2 nor InkML");
+    if (!HasIdentifier(bytes, "STF2")) throw InkError("neither STF2, InkML, .xopp nor SVG");
     throw InkError(FaultOf(bytes));
   }
   if (status == STF2_ENCRYPTED) {
