@@ -123,8 +123,10 @@ void PaintSheet(const Placed& placed, const Picture& picture, const PaperOptions
     const double high = double(sheet.height) / (paper.backdrop->size.height_mm * 1000);
     painter.Show(*paper.backdrop, std::min(wide, high));
   }
-  if (paper.ruling != Ruling::kPlain) {
-    const std::vector<Polygon> ruling = RulingOf(sheet, paper.ruling);
+  const Ruling printed =
+      paper.ruling == Ruling::kPlain ? sheet.ruling.value_or(Ruling::kPlain) : paper.ruling;
+  if (printed != Ruling::kPlain) {
+    const std::vector<Polygon> ruling = RulingOf(sheet, printed);
     if (!ruling.empty()) painter.Fill({kRulingColor, false}, ruling);
   }
   for (const Stroke* stroke : sheet.strokes) {
