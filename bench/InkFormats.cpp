@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 
 #include <cmath>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -177,9 +178,13 @@ void Measure(const Work& work, const fs::path& input, const fs::path& output, co
 
 void MeasureScribble(const char* name, TalvoInk::PictureFormat format, Report& report) {
   const Ink ink = Scribble();
-  const double seconds = TimeOf([&] { Draw(ink, format, [](std::string_view) {}); });
-  report.AddAtMost(std::string("ink: half a million points at random to ") + name + ", seconds",
-                   seconds, kMostSeconds);
+  // Of the processor: drawing is one thread, and the machine may have others.
+  const std::clock_t begin = std::clock();
+  Draw(ink, format, [](std::string_view) {});
+  const double seconds = double(std::clock() - begin) / CLOCKS_PER_SEC;
+  report.AddAtMost(
+      std::string("ink: half a million points at random to ") + name + ", processor seconds",
+      seconds, kMostSeconds);
 }
 
 }  // namespace
