@@ -41,8 +41,9 @@ TEST(Outputs, ANameWithGzIsPackedInEveryFormat) {
   folder.Run({"replay", "@note.inkml"});
   EXPECT_EQ(folder.Run({"replay", "@note.inkml", "-o", "@c.svg.gz"}).status, 0);
   EXPECT_EQ(TalvoInk::Gunzip(folder.Read("c.svg.gz"), 1 << 22), folder.Read("note.replay.svg"));
-  EXPECT_EQ(folder.Run({"render", "@note.inkml", "-o", "@d.txt.gz"}).err,
-            "@note.inkml: Failed, 'txt' is not one of svg, png and pdf; --to says which is wanted\n");
+  EXPECT_EQ(
+      folder.Run({"render", "@note.inkml", "-o", "@d.txt.gz"}).err,
+      "@note.inkml: Failed, 'txt' is not one of svg, png and pdf; --to says which is wanted\n");
 }
 
 TEST(Outputs, PatternsStandForTheFilesThatMatch) {
