@@ -5,9 +5,11 @@
 #include <sys/resource.h>
 
 #include <cmath>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 
 #include "BenchRoot.h"
@@ -31,6 +33,8 @@ using TalvoInk::Sink;
 constexpr std::size_t kStrokesOfPage = 1500;  // closely written
 constexpr std::size_t kPoints = 50;           // of a stroke, half a second of writing
 constexpr double kMostMemory = 4;             // times the input
+constexpr std::size_t kScribbledPoints = 500000;
+constexpr double kMostSeconds = 10;  // to draw them
 
 // Loops along a line, as a hand writes them.
 std::vector<Stf2Sample> Loops(double x, double y, std::size_t number) {
@@ -57,6 +61,25 @@ Ink Handwriting(std::size_t bytes) {
     stroke.start_time_ms = 1700000000000 + i * 800;
     const std::size_t at = i % kStrokesOfPage;
     stroke.samples = Loops(10000 + 6000 * double(at % 31), 15000 + 5500 * double(at / 31), i);
+    ink.items.emplace_back(std::move(stroke));
+  }
+  return ink;
+}
+
+// Points all over a page of A4 without order, in strokes of a hundred: far more ink than a page
+// holds.
+Ink Scribble() {
+  std::mt19937 random(1);
+  Ink ink;
+  for (std::size_t i = 0; i < kScribbledPoints / 100; ++i) {
+    std::vector<Stf2Sample> points(100);
+    for (Stf2Sample& point : points) {
+      point.x_um = static_cast<std::int32_t>(random() % 210000);
+      point.y_um = static_cast<std::int32_t>(random() % 297000);
+      point.type = STF2_SAMPLE_COORDINATE;
+    }
+    TalvoInk::Stroke stroke;
+    stroke.samples = TalvoInk::DrawThrough(points);
     ink.items.emplace_back(std::move(stroke));
   }
   return ink;
@@ -113,7 +136,7 @@ void Draw(const Ink& ink, TalvoInk::PictureFormat format, const Sink& sink) {
 
 const Work kWork[] = {
     {"InkML to STF2", true,
-     [](const Ink& ink, const Sink& sink) { sink(TalvoInk::WriteStf2(ink)); }},
+     [](const Ink& ink, const Sink& sink) { TalvoInk::WriteStf2(ink, sink); }},
     {"STF2 to InkML", false,
      [](const Ink& ink, const Sink& sink) { TalvoInk::WriteInkML(ink, sink); }},
     {"STF2 to SVG", false,
@@ -153,6 +176,17 @@ void Measure(const Work& work, const fs::path& input, const fs::path& output, co
   report.AddAtMost(name + ", memory by input", peak / double(fs::file_size(input)), kMostMemory);
 }
 
+void MeasureScribble(const char* name, TalvoInk::PictureFormat format, Report& report) {
+  const Ink ink = Scribble();
+  // Of the processor: drawing is one thread, and the machine may have others.
+  const std::clock_t begin = std::clock();
+  Draw(ink, format, [](std::string_view) {});
+  const double seconds = double(std::clock() - begin) / CLOCKS_PER_SEC;
+  report.AddAtMost(
+      std::string("ink: half a million points at random to ") + name + ", processor seconds",
+      seconds, kMostSeconds);
+}
+
 }  // namespace
 
 void RunInk(const Sizes& sizes, Report& report) {
@@ -161,7 +195,7 @@ void RunInk(const Sizes& sizes, Report& report) {
   // In processes of their own: what they take must not be counted with the work's.
   Child([&] {
     WriteFile(stf2,
-              [&](const Sink& sink) { sink(TalvoInk::WriteStf2(Handwriting(sizes.ink_bytes))); });
+              [&](const Sink& sink) { TalvoInk::WriteStf2(Handwriting(sizes.ink_bytes), sink); });
   }).Wait();
   Child([&] {
     // InkML of as many bytes is less ink.
@@ -175,6 +209,8 @@ void RunInk(const Sizes& sizes, Report& report) {
   for (const Work& work : kWork) {
     Measure(work, work.from_inkml ? inkml : stf2, root.path() / "out", sizes, report);
   }
+  MeasureScribble("PDF", TalvoInk::PictureFormat::kPdf, report);
+  MeasureScribble("PNG", TalvoInk::PictureFormat::kPng, report);
 }
 
 }  // namespace bench

@@ -114,7 +114,7 @@ InkData OpenBuffer(const std::string& bytes) {
   const int status =
       Stf2InkDataInitialize(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &handle);
   if (status == STF2_MALFORMED) {
-    if (!HasIdentifier(bytes, "STF2")) throw InkError("neither STF2 nor InkML");
+    if (!HasIdentifier(bytes, "STF2")) throw InkError("neither STF2, InkML, .xopp nor SVG");
     throw InkError(FaultOf(bytes));
   }
   if (status == STF2_ENCRYPTED) {
@@ -152,18 +152,26 @@ Ink ReadStf2(const std::string& bytes) {
   return ReadHandle(OpenBuffer(bytes).get());
 }
 
-std::string WriteStf2(const Ink& ink) {
-  InkDataHandle* handle = nullptr;
-  Check(Stf2InkDataCreate(ink.pen, &handle), "pen");
-  const InkData data(handle);
-  for (std::size_t i = 0; i < ink.items.size(); ++i) {
-    Check(AddItem(data.get(), ink.items[i]), ItemPlace(i));
-  }
+void WriteStf2(const Ink& ink, const Sink& sink) {
   void* bytes = nullptr;
   std::uint32_t size = 0;
-  Check(Stf2WriterWriteDataHandle(data.get(), &bytes, &size), "writing STF2");
+  {
+    InkDataHandle* handle = nullptr;
+    Check(Stf2InkDataCreate(ink.pen, &handle), "pen");
+    const InkData data(handle);
+    for (std::size_t i = 0; i < ink.items.size(); ++i) {
+      Check(AddItem(data.get(), ink.items[i]), ItemPlace(i));
+    }
+    Check(Stf2WriterWriteDataHandle(data.get(), &bytes, &size), "writing STF2");
+  }
   const std::unique_ptr<void, int (*)(void*)> owner(bytes, Stf2WriterFreeData);
-  return std::string(static_cast<const char*>(bytes), size);
+  sink({static_cast<const char*>(bytes), size});
+}
+
+std::string WriteStf2(const Ink& ink) {
+  std::string out;
+  WriteStf2(ink, [&](std::string_view bytes) { out = bytes; });
+  return out;
 }
 
 std::vector<std::pair<std::optional<std::string>, Ink>> SplitByPage(const Ink& ink) {

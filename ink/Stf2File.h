@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ink/Ink.h"
+#include "ink/Sink.h"
 
 namespace TalvoInk {
 
@@ -23,6 +24,9 @@ Ink ReadStf2(const std::string& bytes);
 // The ink as an STF2 buffer. Throws InkError if it is too large for one (4 GiB), and for text that
 // is not UTF-8 or holds a zero byte.
 std::string WriteStf2(const Ink& ink);
+
+// The same for ink that is large: the buffer goes to the sink in one piece, and is not copied.
+void WriteStf2(const Ink& ink, const Sink& sink);
 
 // The ink page by page, as it is stored: each page of its strokes (none for strokes without one)
 // with the strokes of that page, and with the properties and markers that belong to it. Empty for

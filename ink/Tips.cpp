@@ -1,10 +1,13 @@
 #include "ink/Tips.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <locale>
 #include <sstream>
 #include <tuple>
+
+#include "ink/xml/XmlText.h"
 
 namespace TalvoInk {
 namespace {
@@ -28,6 +31,36 @@ std::optional<std::uint32_t> ReadNumber(std::istream& words, int base) {
   const auto result = std::from_chars(word.data(), end, number, base);
   if (word.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
   return number;
+}
+
+// Without white space and "=".
+std::string Encoded(const std::string& text) {
+  std::string out;
+  for (const char c : EncodePercent(text)) {
+    const bool ends_word = c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '=';
+    char code[8];
+    std::snprintf(code, sizeof code, "%%%02X", static_cast<unsigned>(c));
+    out += ends_word ? code : std::string(1, c);
+  }
+  return out;
+}
+
+std::string FormatWord(const BrushWord& word) {
+  const std::string unit = word.unit.empty() ? "" : "=" + Encoded(word.unit);
+  return Encoded(word.name) + "=" + Encoded(word.value) + unit;
+}
+
+std::optional<BrushWord> ParseWord(const std::string& text) {
+  const std::size_t first = text.find('=');
+  if (first == std::string::npos || first == 0) return std::nullopt;
+  const std::size_t second = std::min(text.find('=', first + 1), text.size());
+  BrushWord word{DecodePercent(text.substr(0, first)),
+                 DecodePercent(text.substr(first + 1, second - first - 1)), ""};
+  if (second < text.size()) word.unit = DecodePercent(text.substr(second + 1));
+  for (const std::string& part : {word.name, word.value, word.unit}) {
+    if (part.size() > kLongestBrushWord || !IsPlainXmlText(part)) return std::nullopt;
+  }
+  return word;
 }
 
 // The colour, width and tip that a property's value states.
@@ -54,6 +87,8 @@ std::optional<std::pair<std::pair<std::uint32_t, std::uint32_t>, Tip>> Parse(
     tip.height_um = *height;
   }
   while (words >> word) {
+    const auto other = ParseWord(word);
+    if (other && tip.others.size() < kMostBrushWords) tip.others.push_back(*other);
     tip.is_constant = tip.is_constant || word == "constant";
     tip.darkens = tip.darkens || word == "darkening";
   }
@@ -62,9 +97,13 @@ std::optional<std::pair<std::pair<std::uint32_t, std::uint32_t>, Tip>> Parse(
 
 }  // namespace
 
+bool operator==(const BrushWord& a, const BrushWord& b) {
+  return std::tie(a.name, a.value, a.unit) == std::tie(b.name, b.value, b.unit);
+}
+
 bool operator==(const Tip& a, const Tip& b) {
-  return std::tie(a.shape, a.height_um, a.is_constant, a.darkens) ==
-         std::tie(b.shape, b.height_um, b.is_constant, b.darkens);
+  return std::tie(a.shape, a.height_um, a.is_constant, a.darkens, a.others) ==
+         std::tie(b.shape, b.height_um, b.is_constant, b.darkens, b.others);
 }
 
 Tips::Tips(const Ink& ink) {
@@ -75,9 +114,10 @@ Tips::Tips(const Ink& ink) {
   }
 }
 
-Tip Tips::Of(std::uint32_t color, std::uint32_t width_um) const {
+const Tip& Tips::Of(std::uint32_t color, std::uint32_t width_um) const {
   const auto found = tips_.find({color, width_um});
-  return found == tips_.end() ? Tip() : found->second;
+  static const Tip kPlain;
+  return found == tips_.end() ? kPlain : found->second;
 }
 
 std::uint32_t Tips::Claim(std::uint32_t color, std::uint32_t width_um, const Tip& tip) {
@@ -98,6 +138,7 @@ std::vector<Property> Tips::AsProperties() const {
     if (tip.shape != Tip::Shape::kRound) value += " " + std::to_string(tip.height_um);
     if (tip.is_constant) value += " constant";
     if (tip.darkens) value += " darkening";
+    for (const BrushWord& word : tip.others) value += " " + FormatWord(word);
     properties.push_back({kTipKey, value});
   }
   return properties;

@@ -98,6 +98,8 @@ CLI::Option* AddPicture(CLI::App& app, Options& options) {
   AddParsed(app, "--page-size", layout.page_size, ParsePageSize,
             "A3 to A6, Letter, Legal or millimetres such as 210x297",
             "The paper, instead of the ink's bounds: A3 to A6, Letter, Legal, WxH in mm");
+  app.add_flag("--own-paper", layout.own_paper,
+               "The size and ruling that the ink states for its pages (.xopp, SVG)");
   app.add_flag("--landscape", options.landscape, "The paper with its long side across");
   CLI::Option* dpi = app.add_option("--dpi", options.render.dpi, "Pixels per inch of a PNG (200)")
                          ->check(CLI::Range(1.0, 4800.0));

@@ -4,14 +4,13 @@
 #include <TalvoCppUtils/Printable.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "Files.h"
+#include "Packing.h"
 #include "Refusal.h"
 #include "Report.h"
 #include "Session.h"
 #include "cli/Shown.h"
-#include "ink/Gzip.h"
 #include "ink/InkError.h"
 #include "ink/PageAddress.h"
 #include "ink/Stf2File.h"
@@ -25,19 +24,14 @@ using namespace TalvoInk;
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // The largest file that the service imports.
 constexpr std::size_t kMostImportBytes = 104857600;
-
-constexpr int kGzipLevel = 6;  // as usual
 
 // What --to or the output's name says; else InkML for STF2, and STF2 for all others.
 std::string FormatToWrite(const Options& options, InkFormat from) {
   std::string format = options.format;
   if (format.empty() && !options.output.empty() && !NamesFolder(options.output)) {
-    const fs::path output(options.output);
-    format = ExtensionOf(ExtensionOf(output) == "gz" ? output.stem() : output);
+    format = FormatExtensionOf(options.output);
   }
   if (format.empty()) format = from == InkFormat::kStf2 ? "inkml" : "stf2";
   if (format != "stf2" && format != "inkml" && format != "xopp") {
@@ -54,15 +48,15 @@ std::size_t Write(const Ink& ink, const std::string& format, bool gzipped, Losse
     WriteXopp(ink, losses, sink);
     return 0;
   }
-  std::optional<Packer> packer;
-  if (gzipped) packer.emplace(Packer::Frame::kGzip, kGzipLevel, sink);
   std::size_t size = 0;
-  const Sink write = [&](std::string_view piece) {
-    size += piece.size();
-    packer ? packer->Append(piece) : sink(piece);
+  const auto make = [&](const Sink& packed) {
+    const Sink write = [&](std::string_view piece) {
+      size += piece.size();
+      packed(piece);
+    };
+    format == "stf2" ? WriteStf2(ink, write) : WriteInkML(ink, write);
   };
-  format == "stf2" ? write(WriteStf2(ink)) : WriteInkML(ink, write);
-  if (packer) packer->Finish();
+  Pack(gzipped, make, sink);
   return size;
 }
 
@@ -120,7 +114,7 @@ int Convert(const Options& options, Streams streams) {
     Losses losses;
     std::size_t size = 0;
     session.Save(path, [&](const Sink& sink) {
-      size = Write(ink, format, ExtensionOf(options.output) == "gz", losses, sink);
+      size = Write(ink, format, IsPackedName(options.output), losses, sink);
     });
     session.TellLosses(file, losses);
     if (format == "stf2" && size > kMostImportBytes) {
@@ -172,7 +166,7 @@ int Merge(const Options& options, Streams streams) {
     const std::size_t count = documents.size();
     std::size_t moved = 0;
     const Ink merged = Merge(std::move(documents), moved);
-    session.Save(options.output, WriteStf2(merged));
+    session.Save(options.output, [&](const Sink& sink) { WriteStf2(merged, sink); });
     if (moved > 0) {
       session.Note(ShownOutput(options.output),
                    "note: properties of single files made markers of "

@@ -8,6 +8,7 @@
 
 #include "Commands.h"
 #include "Files.h"
+#include "Packing.h"
 #include "PdfPage.h"
 #include "Refusal.h"
 #include "Report.h"
@@ -25,7 +26,7 @@ namespace {
 // What --to or the output's name says.
 PictureFormat FormatOf(const Options& options) {
   std::string name = options.format;
-  if (name.empty() && !NamesFolder(options.output)) name = ExtensionOf(options.output);
+  if (name.empty() && !NamesFolder(options.output)) name = FormatExtensionOf(options.output);
   if (name.empty() || name == "svg") return PictureFormat::kSvg;
   if (name == "png") return PictureFormat::kPng;
   if (name == "pdf") return PictureFormat::kPdf;
@@ -104,6 +105,15 @@ class Drawing {
     }
   }
 
+  Rendering DrawPacked(const std::vector<TitledInk>& documents, PictureFormat format,
+                       const Sink& sink) {
+    Rendering picture;
+    Pack(
+        IsPackedName(options_.output),
+        [&](const Sink& packed) { picture = Draw(documents, format, packed); }, sink);
+    return picture;
+  }
+
   std::string Tell(const std::string& file, const std::string& path, const Rendering& picture) {
     if (picture.strokes_off_paper > 0) {
       session_.Note(file, "note: off the paper or over its edge: " +
@@ -119,7 +129,7 @@ class Drawing {
     const std::string path = session_.PathFor(file, StemOf(file) + ExtensionFor(format));
     Rendering picture;
     session_.Save(path, [&](const Sink& sink) {
-      picture = Draw({{&ink, StemOf(file)}}, format, sink);
+      picture = DrawPacked({{&ink, StemOf(file)}}, format, sink);
     });
     return Tell(file, path, picture);
   }
@@ -146,7 +156,7 @@ class Drawing {
       Rendering one;
       outputs.Add(FillPattern(options_.output, StemOf(file), pages[i], ++number_),
                   [&](const Sink& sink) {
-                    one = Draw({{&ink, ""}}, format, sink);
+                    one = DrawPacked({{&ink, ""}}, format, sink);
                   });
       sum.pages += one.pages;
       sum.strokes += one.strokes;
@@ -175,7 +185,7 @@ class Drawing {
     }
     Rendering picture;
     session_.Save(options_.output,
-                  [&](const Sink& sink) { picture = Draw(documents, format, sink); });
+                  [&](const Sink& sink) { picture = DrawPacked(documents, format, sink); });
     return FormatCount(documents.size(), "file") + ", " +
            Tell(options_.output, options_.output, picture);
   }
@@ -197,7 +207,7 @@ bool IsOneForAll(const Options& options) {
     return false;
   }
   const bool is_pdf =
-      options.format.empty() ? ExtensionOf(options.output) == "pdf" : options.format == "pdf";
+      options.format.empty() ? FormatExtensionOf(options.output) == "pdf" : options.format == "pdf";
   return (is_pdf || options.render.contact_sheet) && ExpandGlobs(options.inputs).size() > 1;
 }
 

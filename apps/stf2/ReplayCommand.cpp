@@ -4,6 +4,7 @@
 
 #include "Commands.h"
 #include "Files.h"
+#include "Packing.h"
 #include "Refusal.h"
 #include "Report.h"
 #include "Session.h"
@@ -37,6 +38,14 @@ std::string InShort(const ReplayInfo& info) {
          seconds;
 }
 
+// Refuses a name that promises something else than a replay is.
+void CheckName(const std::string& output) {
+  if (output.empty() || NamesFolder(output)) return;
+  const std::string format = FormatExtensionOf(output);
+  if (format.empty() || format == "svg") return;
+  throw Refusal("a replay is an SVG, not '" + format + "'; --frames makes PNGs");
+}
+
 // One file for each picture: frame-000000.png and so on.
 ReplayInfo SaveFrames(const Ink& ink, const Options& options, const ReplayOptions& replay) {
   const auto save = [&](std::size_t number, const std::string& png) {
@@ -65,7 +74,12 @@ int Replay(const Options& options, Streams streams) {
     std::string path = options.frames;
     if (options.frames.empty()) {
       path = session.PathFor(file, StemOf(file) + ".replay.svg");
-      session.Save(path, [&](const Sink& sink) { info = ReplayAsSvg(ink, replay, sink); });
+      CheckName(options.output);
+      session.Save(path, [&](const Sink& sink) {
+        Pack(
+            IsPackedName(options.output),
+            [&](const Sink& packed) { info = ReplayAsSvg(ink, replay, packed); }, sink);
+      });
     } else {
       info = SaveFrames(ink, options, replay);
     }

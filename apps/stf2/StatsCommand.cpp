@@ -38,7 +38,7 @@ Row TableRow(const std::string& name, const PageStatistics& page) {
           Shown(page.length_mm, 1),
           Shown(page.writing_ms, 1e-3, 2, "-"),
           Shown(page.speed_mm_s, 1, 1, "-"),
-          std::to_string(page.pauses),
+          page.pauses == 0 && page.strokes.size() > 1 ? "-" : std::to_string(page.pauses),
           page.pauses == 0 ? "-" : Shown(page.pause_ms / double(page.pauses) / 1000, 2),
           page.pauses == 0 ? "-" : Shown(page.longest_pause_ms / 1000, 2),
           page.force ? Shown(page.force->mean, 2) : "-",

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <optional>
 
 #include "ink/InkError.h"
+#include "ink/drawing/CoveredTiles.h"
 
 namespace TalvoInk {
 namespace {
@@ -40,7 +42,8 @@ cairo_status_t HandOn(void* closure, const unsigned char* bytes, unsigned size) 
 
 class ImagePainter : public Painter {
  public:
-  ImagePainter(const Surface& image, double dpi) : context_(DrawOn(image, dpi)) {}
+  ImagePainter(const Surface& image, double dpi)
+      : context_(DrawOn(image, dpi)), covered_(image.get()) {}
 
   void BeginLeaf(const Leaf&) override {}
   void EndLeaf() override {}
@@ -48,11 +51,30 @@ class ImagePainter : public Painter {
   void EndSheet() override { cairo_restore(context_.get()); }
 
   void Fill(const Look& look, const std::vector<Polygon>& polygons) override {
+    const bool is_opaque = look.color >> 24 == 255 && !look.darkens;
+    if (is_grouped_ || !is_opaque) {
+      if (!is_grouped_) covered_.Forget();
+      TalvoInk::Fill(context_.get(), look, polygons);
+      return;
+    }
+    cairo_matrix_t to_pixels;
+    cairo_get_matrix(context_.get(), &to_pixels);
+    const std::optional<PixelBox> seen = covered_.WhereSeen(look.color, polygons, to_pixels);
+    if (!seen) return;
+    cairo_save(context_.get());
+    cairo_identity_matrix(context_.get());
+    cairo_rectangle(context_.get(), seen->left, seen->top, seen->right - seen->left,
+                    seen->bottom - seen->top);
+    cairo_clip(context_.get());
+    cairo_set_matrix(context_.get(), &to_pixels);
     TalvoInk::Fill(context_.get(), look, polygons);
+    cairo_restore(context_.get());
+    covered_.HasFilled(look.color);
   }
 
   void BeginGroup(const Look& look) override {
     group_ = look;
+    is_grouped_ = true;
     cairo_push_group(context_.get());
   }
 
@@ -60,10 +82,13 @@ class ImagePainter : public Painter {
     cairo_pop_group_to_source(context_.get());
     cairo_set_operator(context_.get(), OperatorOf(group_));
     cairo_paint_with_alpha(context_.get(), (group_.color >> 24) / 255.0);
+    is_grouped_ = false;
+    covered_.Forget();
   }
 
   void Show(const Backdrop& backdrop, double scale) override {
     if (!backdrop_) backdrop_ = ImageOf(backdrop);
+    covered_.Forget();
     cairo_save(context_.get());
     cairo_scale(context_.get(), scale * backdrop.size.width_mm * 1000 / backdrop.width,
                 scale * backdrop.size.height_mm * 1000 / backdrop.height);
@@ -75,6 +100,7 @@ class ImagePainter : public Painter {
 
   void Write(const std::string& words, std::int64_t x, std::int64_t baseline,
              std::int64_t size) override {
+    covered_.Forget();
     cairo_select_font_face(context_.get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL,
                            CAIRO_FONT_WEIGHT_NORMAL);
     cairo_set_font_size(context_.get(), double(size));
@@ -90,8 +116,10 @@ class ImagePainter : public Painter {
 
  private:
   const Context context_;
+  CoveredTiles covered_;
   Surface backdrop_;
   Look group_{};
+  bool is_grouped_ = false;
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "ink/InkError.h"
+#include "ink/PagePaper.h"
 
 namespace TalvoInk {
 namespace {
@@ -54,6 +55,29 @@ void PutOn(Sheet& sheet, const PaperBox& paper) {
   sheet.height = std::max<std::int64_t>(1, paper.height);
   sheet.move_x = -static_cast<double>(paper.left);
   sheet.move_y = -static_cast<double>(paper.top);
+}
+
+Ruling RulingOf(const PagePaper& paper) {
+  if (paper.ruling == "lined" || paper.ruling == "ruled") return Ruling::kRuled;
+  if (paper.ruling == "graph") return Ruling::kSquared;
+  return paper.ruling == "dotted" ? Ruling::kDotted : Ruling::kPlain;
+}
+
+// By the pages whose markers state them; of two for one page the first counts.
+std::map<std::optional<std::string>, PagePaper> PapersOf(const Ink& ink) {
+  std::map<std::optional<std::string>, PagePaper> papers;
+  for (const Item& item : ink.items) {
+    const auto* marker = std::get_if<Marker>(&item);
+    if (marker == nullptr || !marker->name) continue;
+    if (const auto paper = ParsePaper(*marker->name)) papers.emplace(marker->page, *paper);
+  }
+  return papers;
+}
+
+void PutOnOwnPaper(Sheet& sheet, const PagePaper& paper) {
+  sheet.width = std::max<std::int64_t>(1, Micrometres(paper.size.width_mm));
+  sheet.height = std::max<std::int64_t>(1, Micrometres(paper.size.height_mm));
+  sheet.ruling = RulingOf(paper);
 }
 
 bool IsOff(const Sheet& sheet, const Stf2Sample& point) {
@@ -106,12 +130,16 @@ Layout LayOut(const Ink& ink, const Tips& tips, const LayoutOptions& options) {
     if (*options.number >= layout.sheets.size()) throw InkError("no page of this number");
     layout.sheets = {std::move(layout.sheets[*options.number])};
   }
+  const auto own_papers = options.own_paper ? PapersOf(ink) : decltype(PapersOf(ink))();
   for (Sheet& sheet : layout.sheets) {
+    const auto own_paper = own_papers.find(sheet.page);
     sheet.tips = &tips;
     const Box box = BoxOf(sheet, tips);
     const auto paper = options.papers.find(sheet.page);
     if (paper != options.papers.end()) {
       PutOn(sheet, paper->second);
+    } else if (own_paper != own_papers.end()) {
+      PutOnOwnPaper(sheet, own_paper->second);
     } else if (options.page_size) {
       PutOnPaper(sheet, box, options);
     } else {

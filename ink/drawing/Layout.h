@@ -34,6 +34,9 @@ struct LayoutOptions {
   // The paper of these pages; their ink stands as it was written. Pages that are not named here
   // have what the other options say.
   std::map<std::optional<std::string>, PaperBox> papers;
+  // Pages of ink that states their paper have that paper's size and ruling; their ink stands as it
+  // was written.
+  bool own_paper = false;
   std::optional<PageSize> page_size;  // none: as large as the ink with the margin around it
   Placement placement = Placement::kAsWritten;  // on paper of a given size
   std::optional<double> margin_mm;              // around the ink; none: 5, on paper 10
@@ -49,6 +52,7 @@ struct Sheet {
   std::int64_t width = 0, height = 0;
   double scale = 1;               // of the ink on the sheet
   double move_x = 0, move_y = 0;  // added after scaling
+  std::optional<Ruling> ruling;   // of the ink's own paper
   double paper_scale = 1;         // of the paper: less than 1 on a contact sheet
 
   // Where a corner of an outline is on the sheet.

@@ -15,6 +15,11 @@ constexpr double kSteepest = 0.12;
 // No digitiser's grid is coarser than this; larger steps were meant. A screen's pixel is 265.
 constexpr double kCoarsestPitch = 400;
 
+// A corner lies between pieces longer than this, and turns by more than 72 degrees, so that a
+// circle of six points is still round.
+constexpr double kLongPieceUm = 5000;
+constexpr double kCornerCosine = 0.3;
+
 // How exactly a stroke is drawn.
 struct Fineness {
   double tolerance;          // how far a polygon may lie off the true curve, in micrometres
@@ -203,13 +208,24 @@ void AppendApart(std::vector<Knot>& curve, const Knot& knot) {
   if (curve.empty() || Distance(curve.back(), knot) >= 1) curve.push_back(knot);
 }
 
+// Whether the pen turned sharply at knot i between two long straight pieces, as in a frame that a
+// program drew. A hand that turns slows down, and a pen that is slow reports close points.
+bool IsCorner(const std::vector<Knot>& knots, std::size_t i) {
+  if (i == 0 || i + 1 >= knots.size()) return false;
+  const Knot &a = knots[i - 1], &b = knots[i], &c = knots[i + 1];
+  return Distance(a, b) > kLongPieceUm && Distance(b, c) > kLongPieceUm &&
+         TurnCosine(a, b, c) < kCornerCosine;
+}
+
 // Appends the curve from knot i to the next as short straight pieces, without its end.
 void AppendSpan(std::vector<Knot>& curve, const std::vector<Knot>& knots, std::size_t i,
                 double tolerance) {
   const Knot &b = knots[i], &c = knots[i + 1];
-  // Beyond the ends the curve goes on as it came.
-  const Knot a = i > 0 ? knots[i - 1] : Knot{2 * b.x - c.x, 2 * b.y - c.y, b.radius};
-  const Knot d = i + 2 < knots.size() ? knots[i + 2] : Knot{2 * c.x - b.x, 2 * c.y - b.y, c.radius};
+  // Beyond the ends, and beyond corners, the curve goes on as it came.
+  const bool begins = i == 0 || IsCorner(knots, i);
+  const bool ends = i + 2 == knots.size() || IsCorner(knots, i + 1);
+  const Knot a = begins ? Knot{2 * b.x - c.x, 2 * b.y - c.y, b.radius} : knots[i - 1];
+  const Knot d = ends ? Knot{2 * c.x - b.x, 2 * c.y - b.y, c.radius} : knots[i + 2];
   const Knot p[4] = {a, b, c, d};
   double t[4] = {0, 0, 0, 0};
   for (int k = 1; k < 4; ++k) t[k] = t[k - 1] + std::sqrt(std::max(Distance(p[k - 1], p[k]), 1e-6));

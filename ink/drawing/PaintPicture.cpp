@@ -104,14 +104,21 @@ class StrokeFiller {
   bool is_grouped_ = false;
 };
 
-void PaintStroke(const Stroke& stroke, const Sheet& sheet, const Picture& picture,
-                 Painter& painter) {
+void PaintStroke(const Stroke& stroke, const Sheet& sheet, const Picture& picture, Painter& painter,
+                 ShareTeller& teller) {
+  std::size_t untold = stroke.samples.size();
   StrokeFiller filler(LookOf(stroke, sheet, picture), IsLong(stroke), painter);
   ForEachPolygon(stroke, sheet.tips->Of(stroke), [&](Polygon polygon) {
     for (Corner& corner : polygon) corner = sheet.Place(corner);
     filler.Take(std::move(polygon));
+    // A polygon is drawn of at least one point; a long stroke is drawn of many.
+    if (untold > 0) {
+      teller.Done(1);
+      --untold;
+    }
   });
   filler.Finish();
+  teller.Done(untold);
 }
 
 void PaintSheet(const Placed& placed, const Picture& picture, const PaperOptions& paper,
@@ -123,13 +130,14 @@ void PaintSheet(const Placed& placed, const Picture& picture, const PaperOptions
     const double high = double(sheet.height) / (paper.backdrop->size.height_mm * 1000);
     painter.Show(*paper.backdrop, std::min(wide, high));
   }
-  if (paper.ruling != Ruling::kPlain) {
-    const std::vector<Polygon> ruling = RulingOf(sheet, paper.ruling);
+  const Ruling printed =
+      paper.ruling == Ruling::kPlain ? sheet.ruling.value_or(Ruling::kPlain) : paper.ruling;
+  if (printed != Ruling::kPlain) {
+    const std::vector<Polygon> ruling = RulingOf(sheet, printed);
     if (!ruling.empty()) painter.Fill({kRulingColor, false}, ruling);
   }
   for (const Stroke* stroke : sheet.strokes) {
-    PaintStroke(*stroke, sheet, picture, painter);
-    teller.Done(stroke->samples.size());
+    PaintStroke(*stroke, sheet, picture, painter, teller);
   }
   if (!placed.label.empty()) painter.Fill({kFrameColor, false}, FrameOf(sheet));
   painter.EndSheet();

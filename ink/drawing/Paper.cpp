@@ -1,5 +1,6 @@
 #include "ink/drawing/Paper.h"
 
+#include "ink/Text.h"
 #include "ink/Units.h"
 
 namespace TalvoInk {
@@ -15,7 +16,7 @@ constexpr struct {
 
 std::optional<PageSize> ParsePageSize(const std::string& text) {
   for (const auto& known : kSizes) {
-    if (text == known.name) return known.size;
+    if (LowerCase(text) == LowerCase(known.name)) return known.size;
   }
   const std::size_t cross = text.find('x');
   if (cross == std::string::npos) return std::nullopt;

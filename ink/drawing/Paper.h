@@ -12,8 +12,8 @@ struct PageSize {
   double width_mm, height_mm;
 };
 
-// "A3" to "A6", "Letter", "Legal", or width and height in millimetres: "210x297". None for anything
-// else, and for sizes that no paper has (below 1 mm, above 5 m).
+// "A3" to "A6", "Letter", "Legal", in either case, or width and height in millimetres: "210x297".
+// None for anything else, and for sizes that no paper has (below 1 mm, above 5 m).
 std::optional<PageSize> ParsePageSize(const std::string& text);
 
 // The names above.

@@ -14,6 +14,8 @@ constexpr std::int64_t kContactWidthUm = 210000;
 constexpr std::int64_t kContactMarginUm = 10000;
 constexpr std::int64_t kContactGapUm = 5000;
 constexpr std::int64_t kLabelUm = 5000;     // from a cell to its label's baseline
+constexpr std::int64_t kLetterUm = 1740;    // of a label's letter, on average
+constexpr std::int64_t kLeastLetters = 3;   // of a document's name
 constexpr double kCellProportion = 1.4142;  // height by width
 
 void Stack(Picture& picture) {
@@ -78,12 +80,40 @@ void ArrangeContacts(Picture& picture, const PictureOptions& options) {
   }
 }
 
-// "letter  1.2.3.4": what tells the sheet from the others, in UTF-8 whatever bytes it holds.
-std::string LabelOf(const Placed& placed, const Picture& picture) {
+bool BeginsLetter(char byte) {
+  return (byte & 0xC0) != 0x80;
+}
+
+std::size_t LettersIn(const std::string& text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), BeginsLetter));
+}
+
+// UTF-8 of at most so many letters, of which the last stands for all that were cut.
+std::string Shortened(const std::string& text, std::int64_t most) {
+  std::int64_t letters = 0;
+  std::size_t cut = text.size();  // behind all letters but the last that there is room for
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (!BeginsLetter(text[at])) continue;
+    if (letters + 1 == most) cut = at;
+    if (++letters > most) return text.substr(0, cut) + "\xE2\x80\xA6";
+  }
+  return text;
+}
+
+// In UTF-8, whatever bytes it holds.
+std::string Legible(const std::string& text) {
+  return IsPlainXmlText(text) ? text : EncodePercent(text);
+}
+
+// "letter  1.2.3.4": what tells the sheet from the others. A long name of a document is cut, so
+// that no label reaches into the next.
+std::string LabelOf(const Placed& placed, const Picture& picture, const Cell& cell) {
+  const auto room = (cell.width + kContactGapUm) / kLetterUm;
+  const std::string title = Shortened(Legible(placed.title), room);
   const std::string& document = picture.titles[placed.document];
-  const bool is_one = picture.titles.size() < 2 || document.empty();
-  const std::string label = is_one ? placed.title : document + "  " + placed.title;
-  return IsPlainXmlText(label) ? label : EncodePercent(label);
+  if (picture.titles.size() < 2 || document.empty()) return title;
+  const auto left = room - static_cast<std::int64_t>(LettersIn(title)) - 2;
+  return Shortened(Legible(document), std::max(left, kLeastLetters)) + "  " + title;
 }
 
 }  // namespace
@@ -109,7 +139,8 @@ Picture MakePicture(const std::vector<TitledInk>& documents, const PictureOption
   if (options.arrangement == Arrangement::kStacked) Stack(picture);
   if (options.arrangement == Arrangement::kLeaves) Spread(picture);
   if (options.arrangement == Arrangement::kContact) {
-    for (Placed& placed : picture.sheets) placed.label = LabelOf(placed, picture);
+    const Cell cell(options.columns);
+    for (Placed& placed : picture.sheets) placed.label = LabelOf(placed, picture, cell);
     ArrangeContacts(picture, options);
   }
   return picture;

@@ -54,7 +54,8 @@ Rendering Render(const std::vector<TitledInk>& documents, PictureFormat format,
                  const RenderOptions& options, const Sink& sink) {
   const Picture picture = PictureOf(documents, format, options);
   Rendering out{{}, picture.sheets.size(), picture.strokes, picture.points, 0};
-  const bool has_paper = options.layout.page_size || options.paper.backdrop;
+  const bool has_paper =
+      options.layout.page_size || options.layout.own_paper || options.paper.backdrop;
   if (has_paper) out.strokes_off_paper = picture.strokes_off_paper;
   if (format == PictureFormat::kPng) {
     RenderPng(picture, options, sink);

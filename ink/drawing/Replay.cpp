@@ -165,6 +165,7 @@ ReplayInfo ReplayAsSvg(const Ink& ink, const ReplayOptions& options, const Sink&
       out.text += BeginSheet(*actor.placed, actor.sheet_number);
       open = actor.sheet_number + 1;
     }
+    std::size_t untold = actor.stroke->samples.size();
     out.text += "<g" + FillAttributes(play.LookOf(i), true) + ">\n";
     for (const OutlinePiece& piece : play.PiecesOf(i, kStepMs)) {
       out.text += "<path visibility=\"hidden\" d=\"";
@@ -172,9 +173,13 @@ ReplayInfo ReplayAsSvg(const Ink& ink, const ReplayOptions& options, const Sink&
       out.text += "\"><set attributeName=\"visibility\" to=\"visible\" begin=\"" +
                   FormatNumber(piece.time_ms / 1000, 3) + "s\"/></path>\n";
       out.HandOn();
+      if (untold > 0) {
+        teller.Done(1);
+        --untold;
+      }
     }
     out.text += "</g>\n";
-    teller.Done(actor.stroke->samples.size());
+    teller.Done(untold);
   }
   out.text += "</g>\n</svg>\n";
   out.Finish();

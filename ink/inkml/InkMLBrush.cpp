@@ -10,6 +10,7 @@
 #include "ink/Text.h"
 #include "ink/Units.h"
 #include "ink/xml/XmlNodes.h"
+#include "ink/xml/XmlText.h"
 
 namespace TalvoInk {
 namespace {
@@ -60,12 +61,32 @@ bool ReadManner(const std::string& name, const std::string& value, Brush& out) {
   return true;
 }
 
+// A brush's last word of a name counts, as it does for the others.
+// False if it can't be kept.
+bool KeepWord(const BrushWord& word, Brush& out) {
+  if (word.name.empty()) return false;
+  for (const std::string* text : {&word.name, &word.value, &word.unit}) {
+    if (text->size() > kLongestBrushWord || !IsPlainXmlText(*text)) return false;
+  }
+  const auto same = std::find_if(out.others.begin(), out.others.end(),
+                                 [&](const BrushWord& other) { return other.name == word.name; });
+  if (same != out.others.end()) {
+    *same = word;
+  } else if (out.others.size() < kMostBrushWords) {
+    out.others.push_back(word);
+  } else {
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 Tip Brush::AsTip() const {
   Tip tip;
   tip.is_constant = ignores_pressure;
   tip.darkens = masks;
+  tip.others = others;
   const std::uint32_t width = width_um == 0 ? kDefaultWidthUm : width_um;
   const std::uint32_t height = height_um == 0 ? width : height_um;
   if (is_rectangle || height != width) {
@@ -99,7 +120,9 @@ void ReadBrushProperty(pugi::xml_node property, Brush& out, Losses& losses) {
     if (!height) losses.Add("height '" + value + "' is not a line's; the width taken");
     out.height_um = height.value_or(0);
   } else if (!ReadManner(name, value, out)) {
-    losses.Add("brush property " + name + " dropped");
+    const BrushWord word{Trim(AttributeOf(property, "name")), value,
+                         AttributeOf(property, "units")};
+    if (!KeepWord(word, out)) losses.Add("brush property " + word.name + " dropped");
   }
 }
 

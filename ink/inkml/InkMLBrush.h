@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <pugixml.hpp>
+#include <vector>
 
 #include "ink/Losses.h"
 #include "ink/Tips.h"
@@ -17,12 +18,13 @@ struct Brush {
   bool is_rectangle = false;
   bool ignores_pressure = false;
   bool masks = false;
+  std::vector<BrushWord> others;  // that ink can't show
 
   Tip AsTip() const;
 };
 
-// Takes over what a <brushProperty> says. What it says and ink can't hold, or says wrongly, goes
-// into `losses`.
+// Takes over what a <brushProperty> says. What it says wrongly goes into `losses`; what it says and
+// ink can't show is kept in `others`, one word for each name.
 void ReadBrushProperty(pugi::xml_node property, Brush& out, Losses& losses);
 
 }  // namespace TalvoInk

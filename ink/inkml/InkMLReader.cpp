@@ -189,6 +189,7 @@ class Reader {
       ReportDuration(trace, *stroke);
       const Brush& brush = scope.context.brush;
       stroke->color = brush.color;
+      for (const BrushWord& word : brush.others) words_.insert(word.name);
       stroke->width_um = tips_.Claim(brush.color, brush.width_um, brush.AsTip());
       stroke->page = PageAt(scope);
       Keep(trace, std::move(*stroke));
@@ -254,6 +255,9 @@ class Reader {
       if (std::find(ink_.items.begin(), ink_.items.end(), Item(property)) != ink_.items.end())
         continue;
       losses_.Count("tips of brushes kept as properties", 1);
+      for (const std::string& name : words_) {
+        losses_.Add("brush property " + name + " kept as a property, not drawn");
+      }
       ink_.items.emplace_back(std::move(property));
     }
   }
@@ -391,6 +395,7 @@ class Reader {
   ShareTeller teller_;  // all traces are read twice
   Ink ink_;
   Tips tips_;
+  std::set<std::string> words_;  // of the traces' brushes that no picture shows
   bool measuring_ = true;
   bool pen_named_ = false;
   std::map<std::size_t, std::string> group_pages_;  // by the group's hash
@@ -408,7 +413,8 @@ class Reader {
 }  // namespace
 
 UnitEvidence MeasureInkML(const std::string& bytes) {
-  const std::string text = DecodeDocument(bytes);
+  std::string room;
+  const std::string& text = DecodeDocument(bytes, room);
   pugi::xml_document document;
   ParseXml(text, document);
   Losses losses;
@@ -417,7 +423,8 @@ UnitEvidence MeasureInkML(const std::string& bytes) {
 }
 
 Ink ReadInkML(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
-  const std::string text = DecodeDocument(bytes);
+  std::string room;
+  const std::string& text = DecodeDocument(bytes, room);
   pugi::xml_document document;
   ParseXml(text, document);
   return Reader(text, document, options, losses).Read();

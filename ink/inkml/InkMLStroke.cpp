@@ -98,17 +98,16 @@ void StrokeMaker::Measure(const TraceContext& context, const TraceDecoder& trace
 // Ink with an invented unit keeps an offset that means nothing: it is moved to where a page has
 // ink.
 void StrokeMaker::AssumeUnit() {
-  const std::optional<AssumedUnit> own = evidence_.Judge();
-  if (!own) return;
+  const std::optional<AssumedUnit> assumed = evidence_.JudgeBeside(options_.assumed_unit);
+  if (!assumed) return;
   if (options_.unit_um) {
     assumed_unit_um_ = *options_.unit_um;
     return;
   }
-  const AssumedUnit assumed = options_.assumed_unit.value_or(*own);
-  assumed_unit_um_ = assumed.um;
-  losses_.Add(assumed.told);
-  const double left = x_.low * assumed.um, right = x_.high * assumed.um;
-  const double top = y_.low * assumed.um, bottom = y_.high * assumed.um;
+  assumed_unit_um_ = assumed->um;
+  losses_.Add(assumed->told);
+  const double left = x_.low * assumed->um, right = x_.high * assumed->um;
+  const double top = y_.low * assumed->um, bottom = y_.high * assumed->um;
   const bool off_x = left < 0 || (right > kSheetWidthUm && left > kCornerUm);
   const bool off_y = top < 0 || (bottom > kSheetHeightUm && top > kCornerUm);
   if (!off_x && !off_y) return;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "ink/Ink.h"
 #include "ink/Units.h"
 
 namespace TalvoInk {
@@ -99,10 +100,21 @@ std::optional<AssumedUnit> UnitEvidence::Judge() const {
   }
   const double whole = kHandsWidthUm / extent_;
   if (Suits(whole, kMostPosterUm, kMostPosterUm)) {
-    return AssumedUnit{whole, told + "scaled so that the ink is 100 mm large"};
+    return AssumedUnit{whole, told + "scaled so that the ink is 100 mm large", true};
   }
   return AssumedUnit{kScaledStrokeUm / TypicalSize(),
-                     told + "scaled so that most strokes are 8 mm large"};
+                     told + "scaled so that most strokes are 8 mm large", true};
+}
+
+std::optional<AssumedUnit> UnitEvidence::JudgeBeside(
+    const std::optional<AssumedUnit>& agreed) const {
+  const std::optional<AssumedUnit> own = Judge();
+  if (!own || !agreed) return own;
+  if (sizes_.empty()) return agreed;
+  const bool is_invisible = extent_ * agreed->um < kDefaultWidthUm;
+  const bool is_blobs = TypicalRatio() * agreed->um < 1;
+  const bool is_huge = extent_ * agreed->um > kMostCanvasUm;
+  return is_invisible || (!own->is_invented && (is_blobs || is_huge)) ? own : agreed;
 }
 
 }  // namespace TalvoInk

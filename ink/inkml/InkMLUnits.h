@@ -16,6 +16,7 @@ namespace TalvoInk {
 struct AssumedUnit {
   double um;
   std::string told;
+  bool is_invented = false;  // a scale, since no unit is plausible
 };
 
 // What the traces without a unit tell. Evidence of several documents that belong together is
@@ -32,6 +33,11 @@ class UnitEvidence {
 
   // The unit that makes most of the ink look as if a hand had written it; none without traces.
   std::optional<AssumedUnit> Judge() const;
+
+  // The unit for this document, given the one that it and others agree on: that one, unless it is
+  // plainly not of their kind. With the agreed unit its strokes would be smaller than the pen's
+  // tip, or its page larger than any canvas. None without traces.
+  std::optional<AssumedUnit> JudgeBeside(const std::optional<AssumedUnit>& agreed) const;
 
  private:
   struct Trace {

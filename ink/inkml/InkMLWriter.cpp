@@ -149,6 +149,11 @@ class Writer {
     }
     if (tip.is_constant) say("ignorePressure", "true");
     if (tip.darkens) say("rasterOp", "maskPen");
+    for (const BrushWord& word : tip.others) {
+      const std::string unit = word.unit.empty() ? "" : "\" units=\"" + EscapeXml(word.unit);
+      out_ += "      <brushProperty name=\"" + EscapeXml(word.name) + "\" value=\"" +
+              EscapeXml(word.value) + unit + "\"/>\n";
+    }
   }
 
   void WriteItem(const Item& item) {

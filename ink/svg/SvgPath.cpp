@@ -277,4 +277,30 @@ SvgRun SvgEllipse(double cx, double cy, double rx, double ry, double tolerance) 
   return run;
 }
 
+SvgRun SvgRectangle(double x, double y, double width, double height, double rx, double ry,
+                    double tolerance) {
+  if (!(width > 0 && height > 0)) return {};
+  if (rx < 0) rx = ry;
+  if (ry < 0) ry = rx;
+  rx = std::clamp(rx, 0.0, width / 2);
+  ry = std::clamp(ry, 0.0, height / 2);
+  const double right = x + width, bottom = y + height;
+  if (rx == 0 || ry == 0) return {{x, y}, {right, y}, {right, bottom}, {x, bottom}, {x, y}};
+  const double step = 2 * std::acos(1 - std::min(tolerance / std::max(rx, ry), 1.0));
+  const int pieces =
+      std::clamp(static_cast<int>(kPi / 2 / std::max(step, 1e-6)) + 1, 2, kMostPieces);
+  SvgRun run;
+  const SvgPoint middles[] = {
+      {right - rx, y + ry}, {right - rx, bottom - ry}, {x + rx, bottom - ry}, {x + rx, y + ry}};
+  for (int corner = 0; corner < 4; ++corner) {
+    for (int i = 0; i <= pieces; ++i) {
+      const double angle = kPi / 2 * (corner - 1 + double(i) / pieces);
+      run.push_back(
+          {middles[corner].x + rx * std::cos(angle), middles[corner].y + ry * std::sin(angle)});
+    }
+  }
+  run.push_back(run.front());
+  return run;
+}
+
 }  // namespace TalvoInk

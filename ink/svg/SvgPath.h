@@ -27,6 +27,11 @@ std::vector<SvgRun> ParseSvgPath(const std::string& d, double tolerance);
 // The points of a <polyline> or <polygon>. Throws InkError as above.
 SvgRun ParseSvgPoints(const std::string& points);
 
+// A rectangle as a closed run, empty without an area. Its corners are quarters of an ellipse of the
+// radii rx and ry; a negative one is that of the other side.
+SvgRun SvgRectangle(double x, double y, double width, double height, double rx, double ry,
+                    double tolerance);
+
 // An ellipse as a closed run.
 SvgRun SvgEllipse(double cx, double cy, double rx, double ry, double tolerance);
 

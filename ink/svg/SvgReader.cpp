@@ -168,9 +168,9 @@ class Reader : public DrawingReader {
         runs = {
             {{Length(node, "x1"), Length(node, "y1")}, {Length(node, "x2"), Length(node, "y2")}}};
       } else if (name == "rect") {
-        const double x = Length(node, "x"), y = Length(node, "y");
-        const double right = x + Length(node, "width"), bottom = y + Length(node, "height");
-        runs = {{{x, y}, {right, y}, {right, bottom}, {x, bottom}, {x, y}}};
+        runs = {SvgRectangle(Length(node, "x"), Length(node, "y"), Length(node, "width"),
+                             Length(node, "height"), Length(node, "rx", -1), Length(node, "ry", -1),
+                             tolerance)};
       } else if (name == "circle" || name == "ellipse") {
         const double r = Length(node, "r"), rx = Length(node, "rx", r), ry = Length(node, "ry", r);
         if (rx > 0 && ry > 0) {
@@ -190,6 +190,10 @@ class Reader : public DrawingReader {
     if (!style.stroke) {
       if (!runs.empty() && style.is_filled) ++filled_;
       return;
+    }
+    const auto has_area = [](const SvgRun& run) { return run.size() > 2; };
+    if (style.is_filled && std::any_of(runs.begin(), runs.end(), has_area)) {
+      losses_.Count("fills of shapes left out", 1);
     }
     if (style.is_dashed) losses_.Count("dashed lines drawn solid", 1);
     for (const SvgRun& run : runs) {

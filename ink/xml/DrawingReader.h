@@ -63,7 +63,8 @@ class DrawingReader {
 // The ink that a reader of a format makes of a document's bytes.
 template <typename Reader>
 Ink ReadDrawing(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
-  const std::string text = DecodeDocument(bytes);
+  std::string room;
+  const std::string& text = DecodeDocument(bytes, room);
   pugi::xml_document document;
   ParseXml(text, document);
   return Reader(text, options, losses).Read(document.document_element());

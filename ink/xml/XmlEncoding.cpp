@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
+#include <utility>
 
 #include "ink/InkError.h"
 #include "ink/Text.h"
@@ -75,10 +77,10 @@ bool IsAscii(const std::string& bytes) {
 
 // Bytes that are not UTF-16, by what the document declares. One that declares UTF-16 was so in its
 // program's memory, and has been written as UTF-8.
-std::string FromDeclared(const std::string& bytes) {
+std::optional<std::string> FromDeclared(const std::string& bytes) {
   const std::string encoding = DeclaredEncoding(bytes);
   if (IsOneOf(encoding, {"", "utf-8", "utf8", "utf-16", "utf-16le", "utf-16be", "us-ascii"})) {
-    return bytes;
+    return std::nullopt;
   }
   if (IsOneOf(encoding, {"iso-8859-1", "iso8859-1", "iso_8859-1", "latin1", "latin-1", "l1",
                          "windows-1252", "cp1252"})) {
@@ -87,10 +89,11 @@ std::string FromDeclared(const std::string& bytes) {
   if (!IsAscii(bytes)) {
     throw InkError(PlaceIn(bytes, 0), "encoding '" + encoding + "' is not read; save it as UTF-8");
   }
-  return bytes;
+  return std::nullopt;
 }
 
-std::string Decoded(const std::string& bytes) {
+// None if the bytes are UTF-8 as they are.
+std::optional<std::string> Decoded(const std::string& bytes) {
   const auto begins = [&](const char* mark, std::size_t size) {
     return bytes.compare(0, size, mark, size) == 0;
   };
@@ -107,8 +110,10 @@ std::string Decoded(const std::string& bytes) {
 
 }  // namespace
 
-std::string DecodeDocument(const std::string& bytes) {
-  std::string text = Decoded(bytes);
+const std::string& DecodeDocument(const std::string& bytes, std::string& room) {
+  std::optional<std::string> decoded = Decoded(bytes);
+  if (decoded) room = std::move(*decoded);
+  const std::string& text = decoded ? room : bytes;
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t length = Utf8Length(text, at);
     const auto byte = static_cast<unsigned char>(text[at]);

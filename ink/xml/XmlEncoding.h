@@ -8,9 +8,10 @@
 
 namespace TalvoInk {
 
-// The document in UTF-8 without a byte-order mark. A document that declares another encoding than
-// these is read if it holds ASCII alone. Throws InkError, with line and column, for bytes that
-// the encoding doesn't have and for control characters that XML can't hold.
-std::string DecodeDocument(const std::string& bytes);
+// The document in UTF-8 without a byte-order mark: the bytes themselves if they are that already,
+// since a document may be large; else `room`, which is overwritten. A document that declares
+// another encoding than these is read if it holds ASCII alone. Throws InkError, with line and
+// column, for bytes that the encoding doesn't have and for control characters that XML can't hold.
+const std::string& DecodeDocument(const std::string& bytes, std::string& room);
 
 }  // namespace TalvoInk

@@ -24,6 +24,7 @@ namespace TalvoInk {
 namespace {
 
 constexpr double kPointUm = 25400.0 / 72;
+constexpr std::uint32_t kWhite = 0xFFFFFFFF;
 constexpr double kWidest = 1e6;  // points: no line is 350 m wide
 
 // The program's own names of colours that differ from those of HTML.
@@ -64,7 +65,10 @@ class Reader : public DrawingReader {
       for (const pugi::xml_node& part : child.children()) ReadPart(part, items);
     }
     if (layers > 1) losses_.Count("layers merged into the first of their page", layers - 1);
-    if (strokes_ == before) return;
+    if (strokes_ == before) {
+      losses_.Note("pages without ink left out", 1);
+      return;
+    }
     pages_.push_back({std::move(items), PaperOf(page)});
   }
 
@@ -82,8 +86,14 @@ class Reader : public DrawingReader {
     const std::string type = AttributeOf(background, "type");
     if (type == "pdf" || type == "pixmap") {
       losses_.Count("backgrounds of pages left out", 1);
-    } else if (!AttributeOf(background, "style").empty()) {
-      paper.ruling = AttributeOf(background, "style");
+    } else {
+      if (!AttributeOf(background, "style").empty()) {
+        paper.ruling = AttributeOf(background, "style");
+      }
+      const std::string color = AttributeOf(background, "color");
+      if (!color.empty() && ColorOf(color) != kWhite) {
+        losses_.Count("colours of paper left out", 1);
+      }
     }
     return paper;
   }

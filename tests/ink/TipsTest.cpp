@@ -23,6 +23,18 @@ TEST(Tips, AreReadFromTheInksProperties) {
   EXPECT_EQ(TipOf("#80FFEE00 700 round constant"), (Tip{Tip::Shape::kRound, 0, true, false}));
 }
 
+TEST(Tips, WordsThatNoPictureShowsAreKept) {
+  const char value[] = "#80FFEE00 700 round constant tip=star a%20b%3D%25=c%20d=mm";
+  const Tip tip = TipOf(value);
+  ASSERT_EQ(tip.others.size(), 2u);
+  EXPECT_EQ(tip.others[0], (BrushWord{"tip", "star", ""}));
+  EXPECT_EQ(tip.others[1], (BrushWord{"a b=%", "c d", "mm"}));
+  Tips tips;
+  tips.Claim(0x80FFEE00, 700, tip);
+  EXPECT_THAT(tips.AsProperties(), ElementsAre(Property{kTipKey, value}));
+  EXPECT_TRUE(TipOf("#80FFEE00 700 round =x a=%00 b=" + std::string(999, 'x')).IsPlain());
+}
+
 TEST(Tips, OtherColoursAndWidthsArePlain) {
   EXPECT_TRUE(TipOf("#FFFFEE00 700 rectangle 5000").IsPlain());
   EXPECT_TRUE(TipOf("#80FFEE00 701 rectangle 5000").IsPlain());

@@ -103,7 +103,7 @@ TEST_F(KeeperTest, WhatCantBeReadIsKeptAsItCame) {
   EXPECT_EQ(rows[0].kind, PageKind::kUnreadable);
   EXPECT_EQ(rows[0].pen, kTestPenSerial) << "as the envelope says";
   EXPECT_EQ(rows[0].address, "1.2.3.4");
-  EXPECT_EQ(rows[0].reason, "neither STF2 nor InkML");
+  EXPECT_EQ(rows[0].reason, "neither STF2, InkML, .xopp nor SVG");
   EXPECT_EQ(catalogue().LoadInk(rows[0].id)->closed, "no ink at all");
 }
 

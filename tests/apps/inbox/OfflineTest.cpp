@@ -39,7 +39,7 @@ TEST_F(InboxOffline, ImportsEachFileAndSaysWhatBecameOfIt) {
   EXPECT_EQ(import.status, 1);
   EXPECT_EQ(import.output, "Success " + ink + "\nFailed " + bad + "\nFailed " + path("missing") +
                                "\nKnown " + ink + "\n");
-  EXPECT_THAT(import.error, HasSubstr(bad + ": neither STF2 nor InkML"));
+  EXPECT_THAT(import.error, HasSubstr(bad + ": neither STF2, InkML, .xopp nor SVG"));
   EXPECT_THAT(import.error, HasSubstr(path("missing") + ": can't open: No such file"));
 }
 

@@ -335,7 +335,7 @@ TEST_F(Import, SaysWhyAFileCannotBeConverted) {
   WriteFile(path("broken.inkml"), "not ink");
   const Finished import = RunToEnd({QUILLPOST, "import", "--convert", path("broken.inkml")});
   EXPECT_EQ(1, import.status);
-  EXPECT_EQ(
-      "quillpost: " + path("broken.inkml") + ": it can't be converted: neither STF2 nor InkML\n",
-      import.error);
+  EXPECT_EQ("quillpost: " + path("broken.inkml") +
+                ": it can't be converted: neither STF2, InkML, .xopp nor SVG\n",
+            import.error);
 }

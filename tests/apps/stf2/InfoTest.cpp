@@ -72,6 +72,15 @@ TEST(Info, StatsAreATableJsonOrCsv) {
             "force_least,force_most\r\n"
             "@a.inkml,1.2.3.4,1,2023-11-14T22:13:20.000Z,2,50,500,100,,,,\r\n"
             "@a.inkml,1.2.3.4,2,2023-11-14T22:13:21.500Z,2,5,100,50,1000,,,\r\n");
+  // Strokes without times have pauses that nobody knows.
+  folder.Write("b.inkml",
+               "<ink><traceFormat><channel name='X' units='mm'/><channel name='Y' "
+               "units='mm'/></traceFormat><trace>0 0, 3 4</trace><trace>0 0, 3 "
+               "4</trace></ink>");
+  EXPECT_EQ(folder.Run({"stats", "-q", "@b.inkml"}).out,
+            "@b.inkml:\n"
+            "  page    strokes  mm  s  mm/s  pauses  mean s  longest s  force  most\n"
+            "  (none)        2  10  -     -       -       -          -      -     -\n");
   const Json::Value json = ParseJson(folder.Run({"stats", "--json", "@a.inkml"}).out);
   EXPECT_EQ(json["pages"][0]["strokes"][1]["pause_ms"].asDouble(), 1000);
   EXPECT_EQ(json["pages"][0]["writing_ms"].asDouble(), 600);

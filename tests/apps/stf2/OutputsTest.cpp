@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "Temporaries.h"
+#include "ink/Gzip.h"
 
 namespace InkTool {
 namespace {
@@ -25,6 +26,24 @@ TEST(Outputs, ManyFilesGoIntoAFolderWithALineEach) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(outcome.out, HasSubstr("@letter.inkml: Success, @out/letter.stf2 "));
   EXPECT_THAT(outcome.out, HasSubstr("@note.inkml: Success, @out/note.stf2 "));
+}
+
+TEST(Outputs, ANameWithGzIsPackedInEveryFormat) {
+  const ToolFolder folder;
+  folder.Run({"render", "@note.inkml", "-o", "@plain.svg"});
+  for (const char* name : {"a.svg.gz", "b.svgz"}) {
+    const Outcome outcome = folder.Run({"render", "@note.inkml", "-o", std::string("@") + name});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(TalvoInk::Gunzip(folder.Read(name), 1 << 20), folder.Read("plain.svg"));
+  }
+  folder.Run({"render", "@note.inkml", "-o", "@{page}-{n}.svgz"});
+  EXPECT_EQ(TalvoInk::Gunzip(folder.Read("1.2.7.1-001.svgz"), 1 << 20), folder.Read("plain.svg"));
+  folder.Run({"replay", "@note.inkml"});
+  EXPECT_EQ(folder.Run({"replay", "@note.inkml", "-o", "@c.svg.gz"}).status, 0);
+  EXPECT_EQ(TalvoInk::Gunzip(folder.Read("c.svg.gz"), 1 << 22), folder.Read("note.replay.svg"));
+  EXPECT_EQ(
+      folder.Run({"render", "@note.inkml", "-o", "@d.txt.gz"}).err,
+      "@note.inkml: Failed, 'txt' is not one of svg, png and pdf; --to says which is wanted\n");
 }
 
 TEST(Outputs, PatternsStandForTheFilesThatMatch) {

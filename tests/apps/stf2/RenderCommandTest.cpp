@@ -22,6 +22,21 @@ TEST(RenderCommand, DrawsWhatTheNameOfTheOutputSays) {
       "@note.inkml: Failed, 'gif' is not one of svg, png and pdf; --to says which is wanted\n");
 }
 
+TEST(RenderCommand, ANotebookIsDrawnOnItsOwnPaper) {
+  const ToolFolder folder;
+  folder.Write("book.xopp",
+               "<xournal><page width='144' height='72'><background type='solid' style='lined'/>"
+               "<layer><stroke tool='pen' width='1'>10 10 90 50</stroke></layer></page></xournal>");
+  const auto drawn = [&](std::vector<std::string> options) {
+    options.insert(options.begin(), {"render", "-q", "-f", "@book.xopp", "-o", "@book.svg"});
+    EXPECT_EQ(folder.Run(options).status, 0);
+    return folder.Read("book.svg");
+  };
+  EXPECT_THAT(drawn({"--own-paper"}), HasSubstr("width=\"50.800mm\" height=\"25.400mm\""));
+  EXPECT_THAT(drawn({"--own-paper"}), HasSubstr("#C4D3E3"));  // its lines
+  EXPECT_THAT(drawn({}), Not(HasSubstr("#C4D3E3")));
+}
+
 TEST(RenderCommand, InkOffThePaperIsTold) {
   const ToolFolder folder;
   folder.Write("wide.inkml",

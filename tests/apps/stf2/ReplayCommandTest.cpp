@@ -23,5 +23,14 @@ TEST(ReplayCommand, ReplaysAsAnSvgOrAsPictures) {
   EXPECT_EQ(folder.Run({"replay", "@note.inkml", "--frames", "@film"}).status, 1);
 }
 
+TEST(ReplayCommand, ANameThatPromisesAnotherFormatIsRefused) {
+  const ToolFolder folder;
+  const Outcome png = folder.Run({"replay", "@note.inkml", "-o", "@x.png"});
+  EXPECT_EQ(png.status, 1);
+  EXPECT_EQ(png.err, "@note.inkml: Failed, a replay is an SVG, not 'png'; --frames makes PNGs\n");
+  EXPECT_THAT(folder.Names(), testing::Not(Contains("x.png")));
+  EXPECT_EQ(folder.Run({"replay", "-q", "@note.inkml", "-o", "@x.svg"}).status, 0);
+}
+
 }  // namespace
 }  // namespace InkTool

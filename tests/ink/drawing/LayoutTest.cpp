@@ -37,6 +37,23 @@ std::string Ends(const Sheet& sheet) {
          std::to_string(b.y);
 }
 
+TEST(Layout, PagesCanHaveThePaperThatTheInkStates) {
+  Ink ink = FarInk();
+  ink.items.insert(ink.items.begin(),
+                   {Marker{"1.1.1.2", 0, "paper 10x10 mm plain"}, Marker{"1.1.1.1", 0, "seen"},
+                    Marker{"1.1.1.1", 0, "paper 600x900 mm graph"},
+                    Marker{"1.1.1.1", 0, "paper 20x20 mm plain"}});
+  LayoutOptions options = OnPaper(Placement::kCentred);
+  EXPECT_FALSE(SheetOf(ink, options).ruling.has_value());
+  options.own_paper = true;
+  const Sheet sheet = SheetOf(ink, options);
+  EXPECT_EQ(sheet.width, 600000);
+  EXPECT_EQ(sheet.height, 900000);
+  EXPECT_EQ(sheet.ruling, Ruling::kSquared);
+  EXPECT_EQ(Ends(sheet), "500000,800000 540000,820000");
+  EXPECT_EQ(SheetOf(FarInk(), options).width, 100000);  // which states none
+}
+
 TEST(Layout, WithoutPaperTheSheetIsTheInkAndItsMargin) {
   const Ink ink = FarInk();
   EXPECT_EQ(Ends(SheetOf(ink, {})), "5250,5250 45250,25250");

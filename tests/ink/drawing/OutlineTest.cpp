@@ -56,6 +56,28 @@ TEST(Outline, APointIsARoundDotOfTheDefaultWidth) {
   }
 }
 
+// Programs draw frames as four corners; a curve through them would bulge.
+TEST(Outline, CornersBetweenLongPiecesAreSharp) {
+  const auto frame = OutlineOf(Line({{0, 0}, {30000, 0}, {30000, 20000}, {0, 20000}, {0, 0}}));
+  EXPECT_NE(WindingAt(frame, 15000, 0), 0);
+  EXPECT_NE(WindingAt(frame, 30000, 10000), 0);
+  for (const double beside : {-400.0, 400.0}) {
+    EXPECT_EQ(WindingAt(frame, 15000, beside), 0);
+    EXPECT_EQ(WindingAt(frame, 30000 + beside, 10000), 0);
+  }
+  // The same turns of a hand, close together, are round, and so is a coarse circle.
+  const auto curl = OutlineOf(Line({{0, 0}, {3000, 0}, {3000, 2000}, {0, 2000}, {0, 0}}));
+  EXPECT_EQ(WindingAt(curl, 3000, 1000), 0);
+  const auto ring = OutlineOf(Line({{20000, 0},
+                                    {10000, 17320},
+                                    {-10000, 17320},
+                                    {-20000, 0},
+                                    {-10000, -17320},
+                                    {10000, -17320},
+                                    {20000, 0}}));
+  EXPECT_EQ(WindingAt(ring, 0, 17320), 0);
+}
+
 TEST(Outline, APenThatOnlyTouchesDownMakesADot) {
   Stroke stroke;
   stroke.samples = {Sample(STF2_SAMPLE_PEN_DOWN, 1000, 2000),

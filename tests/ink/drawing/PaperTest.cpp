@@ -7,6 +7,7 @@ namespace {
 
 TEST(Paper, PageSizesAreNamesOrMillimetres) {
   EXPECT_EQ(ParsePageSize("A4")->height_mm, 297);
+  EXPECT_EQ(ParsePageSize("legal")->height_mm, 355.6);
   EXPECT_EQ(ParsePageSize("A3")->height_mm, 420);
   EXPECT_EQ(ParsePageSize("A6")->width_mm, 105);
   EXPECT_EQ(ParsePageSize("Legal")->height_mm, 355.6);

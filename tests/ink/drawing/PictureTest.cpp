@@ -67,5 +67,22 @@ TEST(Picture, NamesTellTheDocumentsApart) {
   EXPECT_EQ(picture.sheets[1].label, "b  page 1");
 }
 
+TEST(Picture, ALabelIsCutBeforeItReachesTheNext) {
+  const Ink one = InkOnPages(1);
+  const std::string name =
+      "Gr\xC3\xBC\xC3\x9F"
+      "e-aus-dem-Harz-und-von-der-Ostsee";
+  const auto label = [&](int columns) {
+    return MakePicture({{&one, name}, {&one, "b"}}, ContactSheet(columns, std::nullopt))
+        .sheets[0]
+        .label;
+  };
+  EXPECT_EQ(label(2), name + "  1.1.1.1");
+  EXPECT_EQ(label(4),
+            "Gr\xC3\xBC\xC3\x9F"
+            "e-aus-dem-Harz\xE2\x80\xA6  1.1.1.1");
+  EXPECT_EQ(label(24), "Gr\xE2\x80\xA6  1.1\xE2\x80\xA6");
+}
+
 }  // namespace
 }  // namespace TalvoInk

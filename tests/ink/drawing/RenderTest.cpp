@@ -315,6 +315,22 @@ TEST(Render, TellsHowFarItIs) {
   EXPECT_NEAR(shares.back(), 1, 0.02);
 }
 
+TEST(Render, TellsHowFarItIsWithinALongStroke) {
+  std::vector<Stf2Sample> points;
+  for (int i = 0; i < 2000; ++i) {
+    points.push_back(Sample(STF2_SAMPLE_COORDINATE, i * 7919 % 90000, i * 104729 % 90000));
+  }
+  Ink ink = InkOn({"1.1.1.1"});
+  std::get<Stroke>(ink.items[0]).samples = DrawThrough(points);
+  std::vector<double> shares;
+  RenderOptions options;
+  options.tell = [&](double share) { shares.push_back(share); };
+  Drawn(ink, PictureFormat::kSvg, options);
+  ASSERT_GT(shares.size(), 100u);
+  EXPECT_LT(shares.front(), 0.01);
+  EXPECT_NEAR(shares.back(), 1, 0.02);
+}
+
 // An independent renderer of SVG sees the same picture: it differs by the shade of edge pixels
 // alone.
 TEST(Render, TheSvgDrawnByAnotherRendererIsOurPng) {

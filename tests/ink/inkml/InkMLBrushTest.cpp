@@ -58,7 +58,9 @@ TEST(InkMLBrush, TipsSurviveStf2AndTheWayBackToInkML) {
   const Reading reading = DrawnWith(
       {Says("width", "1") + Says("height", "3"), Says("width", "1"), Says("rasterOp", "maskPen"),
        Says("width", "1") + Says("height", "2") + Says("tip", "rectangle"),
-       Says("ignorePressure", "true") + Says("width", "1")});
+       Says("ignorePressure", "true") + Says("width", "1"),
+       Says("width", "1") + Says("tip", "star") + Says("fitToCurve", "false", "") +
+           Says("nib=%", "a &lt;b&gt; c", "dev")});
   EXPECT_EQ(ReadStf2(WriteStf2(reading.ink)), reading.ink);
   const Reading again = ReadDocument(WriteInkML(reading.ink));
   EXPECT_EQ(again.ink, reading.ink);

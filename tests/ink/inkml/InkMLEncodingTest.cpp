@@ -51,8 +51,18 @@ TEST(InkMLEncoding, Utf16IsReadWithAndWithoutAMark) {
 
 TEST(InkMLEncoding, Utf16BeyondTheBasicPlaneIsRead) {
   const std::string pen("\xD8\x3D\xDD\x8A", 4);
-  EXPECT_EQ(DecodeDocument("\xFE\xFF" + Wide("<a>", true) + pen + Wide("</a>", true)),
+  std::string room;
+  EXPECT_EQ(DecodeDocument("\xFE\xFF" + Wide("<a>", true) + pen + Wide("</a>", true), room),
             "<a>\xF0\x9F\x96\x8A</a>");
+}
+
+// A document may be large: one that is UTF-8 is not copied.
+TEST(InkMLEncoding, Utf8IsTakenWhereItIs) {
+  const std::string bytes = Declared("UTF-8", "Zo\xC3\xAB");
+  std::string room;
+  EXPECT_EQ(&DecodeDocument(bytes, room), &bytes);
+  EXPECT_EQ(&DecodeDocument("\xEF\xBB\xBF" + bytes, room), &room);
+  EXPECT_EQ(room, bytes);
 }
 
 TEST(InkMLEncoding, Utf8ThatIsDeclaredUtf16IsReadAsWhatItIs) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "ink/InkSupport.h"
+#include "ink/Tips.h"
 
 namespace TalvoInk {
 namespace {
@@ -28,7 +29,15 @@ std::string BrushProperty(const std::string& name, const std::string& value,
 
 TEST(InkMLLoss, UnknownBrushPropertiesAreTold) {
   EXPECT_THAT(LossesOfBrush(BrushProperty("tip", "drop") + BrushProperty("glitter", "1")),
-              ElementsAre("brush property tip dropped", "brush property glitter dropped"));
+              ElementsAre("tips of brushes kept as properties: 1",
+                          "brush property glitter kept as a property, not drawn",
+                          "brush property tip kept as a property, not drawn"));
+  EXPECT_THAT(LossesOfBrush(BrushProperty("glitter", std::string(kLongestBrushWord + 1, 'x'))),
+              ElementsAre("brush property glitter dropped"));
+  std::string many;
+  for (std::size_t i = 0; i <= kMostBrushWords; ++i)
+    many += BrushProperty("a" + std::to_string(i), "");
+  EXPECT_THAT(LossesOfBrush(many), testing::Contains("brush property a32 dropped"));
 }
 
 TEST(InkMLLoss, BrushPropertiesThatSayWhatHoldsAnywayAreNoLoss) {

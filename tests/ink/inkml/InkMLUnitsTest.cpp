@@ -91,6 +91,21 @@ TEST(InkMLUnits, DocumentsOfOneRunAgree) {
 }
 
 // Its letters alone would be pixels, but no canvas is three metres wide.
+// A folder holds ink of different programs: a tablet's in hundredths of a millimetre, a screen's in
+// pixels, and one that was scaled to 1. What would be a blob in the unit of the others has its own.
+TEST(InkMLUnits, ADocumentOfAnotherKindHasAUnitOfItsOwn) {
+  const auto beside = [](double um, const std::string& document) {
+    return MeasureInkML(document).JudgeBeside(AssumedUnit{um, "agreed"})->told;
+  };
+  const double himetric = 10, pixel = 25400.0 / 96;
+  EXPECT_THAT(beside(himetric, Writing(12, 20)), HasSubstr("px taken"));
+  EXPECT_EQ(beside(himetric, Writing(60, 4)), "agreed");  // smaller than most, and legible
+  EXPECT_THAT(beside(pixel, Writing(600, 12)), HasSubstr("himetric taken"));
+  EXPECT_THAT(beside(himetric, Writing(0.1, 9)), HasSubstr("scaled so that"));
+  EXPECT_EQ(beside(1000, Writing(0.3, 9)), "agreed");  // of no plausible unit either
+  EXPECT_EQ(beside(himetric, Document("<trace>1 2</trace>")), "agreed");
+}
+
 TEST(InkMLUnits, TheLargestDocumentOfARunMustFit) {
   UnitEvidence evidence = MeasureInkML(Writing(12, 20));
   EXPECT_NEAR(evidence.Judge()->um, 264.6, 0.1);

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cmath>
+
 #include "ink/InkError.h"
 #include "ink/InkSupport.h"
 
@@ -80,6 +83,30 @@ TEST(SvgReader, StraightPiecesKeepTheirCorners) {
   const Reading reading = ReadDrawing("<polyline stroke='red' points='0,0 10,0 10,10'/>");
   EXPECT_EQ(Positions(reading.Strokes().at(0)),
             "0,0 80,0 9920,0 10000,0 10000,80 10000,9920 10000,10000");
+}
+
+TEST(SvgReader, ARectanglesCornersMayBeRound) {
+  const auto rounded = [](const std::string& radii) {
+    const Reading reading = ReadDrawing(
+        "<rect stroke='red' fill='none' x='10' y='10' width='40' height='20' " + radii + "/>");
+    EXPECT_EQ(reading.refusal, "");
+    double nearest = 1e9;  // to the rectangle's corner
+    for (const Stf2Sample& point : reading.Strokes().at(0).samples)
+      nearest = std::min(nearest, std::hypot(point.x_um - 50000.0, point.y_um - 30000.0));
+    return nearest;
+  };
+  EXPECT_EQ(rounded(""), 0);
+  EXPECT_EQ(rounded("rx='0' ry='5'"), 0);
+  EXPECT_NEAR(rounded("rx='5'"), 5000 * (std::sqrt(2) - 1), 30);
+  EXPECT_NEAR(rounded("ry='5'"), 5000 * (std::sqrt(2) - 1), 30);
+  EXPECT_NEAR(rounded("rx='99' ry='99'"), 5586, 30);  // an ellipse
+}
+
+TEST(SvgReader, FillsOfShapesWithALineAreTold) {
+  EXPECT_THAT(ReadDrawing("<rect stroke='red' width='4' height='2'/><path stroke='red' d='M0 "
+                          "0L1 1'/><circle stroke='red' fill='none' r='3'/>")
+                  .losses,
+              testing::ElementsAre("fills of shapes left out: 1"));
 }
 
 TEST(SvgReader, ThePageAndItsSizeAreKept) {

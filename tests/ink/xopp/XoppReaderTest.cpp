@@ -101,6 +101,21 @@ TEST(XoppReader, WhatInkCantHoldIsTold) {
           "layers merged into the first of their page: 1", "backgrounds of pages left out: 1"));
 }
 
+TEST(XoppReader, PaperThatIsNotWhiteIsTold) {
+  const auto with = [](const std::string& color) {
+    return Page(Line("width='1'"), "<background type='solid' color='" + color + "'/>");
+  };
+  EXPECT_THAT(ReadNotebook(with("#ffffffff") + with("white") + with("")).losses, IsEmpty());
+  EXPECT_THAT(ReadNotebook(with("#000000ff") + with("yellow")).losses,
+              ElementsAre("colours of paper left out: 2"));
+}
+
+TEST(XoppReader, PagesWithoutInkAreTold) {
+  const Reading reading = ReadNotebook(Page(Line("width='1'")) + Page("") + Page(""));
+  EXPECT_THAT(reading.losses, IsEmpty());
+  EXPECT_THAT(reading.notes, Contains("pages without ink left out: 2"));
+}
+
 TEST(XoppReader, DamageIsRefusedWithItsPlace) {
   EXPECT_EQ(ReadNotebook(Page(Line("width='1'", "1 2 x 4"))).refusal,
             "line 1, column 48: not a number: 'x'");
