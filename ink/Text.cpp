@@ -1,25 +1,20 @@
 #include "ink/Text.h"
 
+#include <TalvoCppUtils/Utf8.h>
+
 #include <charconv>
+#include <string_view>
 
 namespace TalvoInk {
 
 Utf8Sequence Utf8At(const std::string& text, std::size_t at) {
-  const auto byte = [&](std::size_t i) -> std::uint32_t {
-    return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0;
-  };
-  const std::uint32_t lead = byte(0);
-  if (lead < 0x80) return {1, lead};
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4) return {0, 0};
-  std::uint32_t code = lead & (0xFFu >> (length + 1));
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return {0, 0};
-    code = code << 6 | (byte(i) & 0x3F);
-  }
-  static const std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < kLeast[length] || code > 0x10FFFF || surrogate) return {0, 0};
+  if (at >= text.size()) return {1, 0};
+  const std::size_t length = TalvoCppUtils::Utf8SequenceLength(std::string_view(text).substr(at));
+  if (length == 0) return {0, 0};
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
+  if (length == 1) return {1, byte(0)};
+  std::uint32_t code = byte(0) & (0xFFu >> (length + 1));
+  for (std::size_t i = 1; i < length; ++i) code = code << 6 | (byte(i) & 0x3F);
   return {length, code};
 }
 

@@ -9,13 +9,13 @@
 namespace TalvoInk {
 
 // A sequence of UTF-8: how many bytes it takes and the character's number. A length of 0 means that
-// the bytes are not well-formed UTF-8 (RFC 3629: no overlong forms, no surrogates).
+// the bytes are not UTF-8 (TalvoCppUtils/Utf8.h).
 struct Utf8Sequence {
   std::size_t length;
   std::uint32_t code;
 };
 
-// The sequence that begins at byte `at`, which may lie behind the end of the text.
+// The sequence that begins at byte `at`; behind the end of the text it is a zero byte.
 Utf8Sequence Utf8At(const std::string& text, std::size_t at);
 
 // Its length alone.

@@ -403,7 +403,7 @@ int RunTool(const std::vector<std::string>& arguments, Streams streams) {
   CLI::App app("Works on files of handwriting.", "stf2");
   app.formatter(std::make_shared<Help>());
   app.set_help_flag("-h,--help", "This help");
-  app.set_version_flag("--version", std::string("stf2 ") + STF2_VERSION, "The version");
+  app.set_version_flag("--version", std::string("stf2 ") + QUILLPOST_VERSION, "The version");
   app.require_subcommand(1);
   for (const Command& command : kCommands) {
     CLI::App* sub = app.add_subcommand(command.name, command.summary);

@@ -2,6 +2,7 @@
 
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoCppUtils/Printable.h>
+#include <TalvoQuillpost/Limits.h>
 
 #include <algorithm>
 
@@ -23,9 +24,6 @@ namespace InkTool {
 using namespace TalvoInk;
 
 namespace {
-
-// The largest file that the service imports.
-constexpr std::size_t kMostImportBytes = 104857600;
 
 // What --to or the output's name says; else InkML for STF2, and STF2 for all others.
 std::string FormatToWrite(const Options& options, InkFormat from) {
@@ -117,8 +115,10 @@ int Convert(const Options& options, Streams streams) {
       size = Write(ink, format, IsPackedName(options.output), losses, sink);
     });
     session.TellLosses(file, losses);
-    if (format == "stf2" && size > kMostImportBytes) {
-      session.Note(file, "note: the service imports files of at most 100 MiB; split it");
+    if (format == "stf2" && size > TalvoQuillpost::kMaxImportBytes) {
+      session.Note(file, "note: the service imports files of at most " +
+                             std::to_string(TalvoQuillpost::kMaxImportMebibytes) +
+                             " MiB; split it");
     }
     for (const std::string& obstacle : ObstaclesOf(summary))
       session.Note(file, "note: " + obstacle);

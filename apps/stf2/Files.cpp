@@ -1,5 +1,7 @@
 #include "Files.h"
 
+#include <TalvoCppUtils/Descriptor.h>
+#include <TalvoOS/NewFile.h>
 #include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
@@ -20,40 +22,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using TalvoCppUtils::Descriptor;
 using TalvoInk::kMostInkBytes;
 
 [[noreturn]] void RefuseWithReason(const std::string& operation) {
   throw Refusal(operation + ": " + std::generic_category().message(errno));
 }
 
-// A descriptor that is closed at the end.
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return fd_; }
-  bool Close() {
-    const int fd = fd_;
-    fd_ = -1;
-    return ::close(fd) == 0;
-  }
-
- private:
-  int fd_;
-};
-
 void WriteAll(int fd, std::string_view bytes, const std::string& path) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t written = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) RefuseWithReason("can't write " + path);
-    done += static_cast<std::size_t>(written);
-  }
+  const auto error = TalvoOS::WriteAll(fd, bytes.data(), bytes.size());
+  if (error) throw Refusal("can't write " + path + ": " + error.message());
 }
 
 // The mode of a new file as the user's umask has it.
@@ -61,17 +39,6 @@ mode_t OrdinaryMode() {
   const mode_t mask = ::umask(0);
   ::umask(mask);
   return 0666 & ~mask;
-}
-
-// Renames without replacing; if the file system has no such operation, after a look.
-bool RenameToFree(const std::string& from, const std::string& to) {
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  if (::access(to.c_str(), F_OK) == 0) {
-    errno = EEXIST;
-    return false;
-  }
-  return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
 [[noreturn]] void RefuseSize() {
@@ -228,22 +195,27 @@ void OutputSet::Add(const std::string& path, const Writer& make, bool secret) {
   const fs::path target(path);
   const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
   std::string temporary = (folder / ("." + target.filename().string() + ".XXXXXX")).string();
-  const Descriptor file(MakeTemporary(temporary));
+  Descriptor file(MakeTemporary(temporary));
   if (file.get() < 0) RefuseWithReason("can't write " + path);
   struct stat before;
   pending_.push_back({temporary, path, ::lstat(path.c_str(), &before) == 0});
   make([&](std::string_view piece) { WriteAll(file.get(), piece, path); });
   if (!secret && ::fchmod(file.get(), OrdinaryMode()) != 0) RefuseWithReason("can't write " + path);
+  if ((errno = file.Close()) != 0) RefuseWithReason("can't write " + path);
 }
 
 void OutputSet::Commit() {
   const SignalsHeld held;
   while (!pending_.empty()) {
     const Pending file = pending_.front();
-    const bool done = force_ ? ::rename(file.temporary.c_str(), file.path.c_str()) == 0
-                             : RenameToFree(file.temporary, file.path);
-    if (!done && errno == EEXIST) throw Refusal(AlreadyThere(file.path));
-    if (!done) RefuseWithReason("can't write " + file.path);
+    if (force_) {
+      if (::rename(file.temporary.c_str(), file.path.c_str()) != 0) {
+        RefuseWithReason("can't write " + file.path);
+      }
+    } else if (const auto error = TalvoOS::RenameWithoutReplacing(file.temporary, file.path)) {
+      if (error == boost::system::errc::file_exists) throw Refusal(AlreadyThere(file.path));
+      throw Refusal("can't write " + file.path + ": " + error.message());
+    }
     ForgetTemporary(file.temporary);
     placed_.push_back(file);
     pending_.pop_front();

@@ -259,13 +259,12 @@ TEST_F(ServiceThreads, NoDeliveryPassBeginsBesideTheEndOfTheConnections) {
   ASSERT_TRUE(Eventually([this] { return peer->notifications == 1; }));
   subscriptions.Close();
   EXPECT_EQ(Import(), "Success");
-  const std::string worker =
-      "/proc/self/task/" + std::to_string(subscriptions.WaitForThread()) + "/stat";
+  const pid_t worker = subscriptions.WaitForThread();
   FakeServer::latest->on_stop = [&] {
     End(peer);
     subscriptions.Open();
     EXPECT_TRUE(Eventually(
-        [&] { return log.Count(3, "Ink Delivery finished.") == 2 || ReadFile(worker).empty(); }));
+        [&] { return log.Count(3, "Ink Delivery finished.") == 2 || StateOfThread(worker) == 0; }));
   };
   service->Stop();
   EXPECT_EQ(log.Count(3, "Ink Delivery finished."), 1u);

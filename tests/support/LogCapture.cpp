@@ -62,8 +62,17 @@ bool Eventually(const std::function<bool()>& condition, std::chrono::seconds bou
   return true;
 }
 
-bool IsThreadAsleep(pid_t thread) {
-  const std::string status = ReadFile("/proc/self/task/" + std::to_string(thread) + "/stat");
+char StateOfThread(pid_t thread) {
+  std::string status;
+  try {
+    status = ReadFile("/proc/self/task/" + std::to_string(thread) + "/stat");
+  } catch (const std::ios_base::failure&) {
+    return 0;  // it ended between the opening and the reading
+  }
   const std::size_t name_end = status.rfind(") ");
-  return name_end != std::string::npos && status.compare(name_end + 2, 1, "S") == 0;
+  return name_end == std::string::npos ? '\0' : status[name_end + 2];
+}
+
+bool IsThreadAsleep(pid_t thread) {
+  return StateOfThread(thread) == 'S';
 }

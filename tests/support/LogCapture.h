@@ -42,5 +42,8 @@ class LogCapture {
 // Waits until `condition` holds, asking again and again; false when it does not within the bound.
 bool Eventually(const std::function<bool()>& condition, std::chrono::seconds bound = kPatience);
 
+// The state of a thread of this process, as proc(5) has it ('R', 'S', ...); 0 if it has ended.
+char StateOfThread(pid_t thread);
+
 // Whether a thread of this process waits for something.
 bool IsThreadAsleep(pid_t thread);
