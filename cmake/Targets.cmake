@@ -1,13 +1,8 @@
-# quillpost_library(NAME OUTPUT SOURCES... ): a shared platform library with its public include/ folder.
-function(quillpost_library name output)
+# quillpost_library(NAME SOURCES... ): a shared platform library with its public include/ folder.
+function(quillpost_library name)
   add_library(${name} SHARED ${ARGN})
-  set_target_properties(${name} PROPERTIES
-    OUTPUT_NAME ${output}
-    VERSION ${PROJECT_VERSION} SOVERSION 0)
-  target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include)
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>)
   target_link_libraries(${name} PRIVATE quillpost_options)
-  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 endfunction()
 
 # quillpost_schema(TARGET FILE.fbs): generates FILE_generated.h for TARGET's own sources.
