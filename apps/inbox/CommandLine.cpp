@@ -14,6 +14,8 @@ Examples:
       show the inbox
   quillpost-inbox --key ~/diary.key
       open sealed ink with this key, from now on
+  quillpost-inbox show letter.inkml
+      put ink in and show it
   quillpost-inbox import letter.inkml notebook.xopp
       put ink into the inbox, without the ink service
   quillpost-inbox export --page 1.2.3.4 -o letter.pdf
@@ -28,6 +30,14 @@ don't get this ink: 'quillpost import' is for that.
 Examples:
   quillpost-inbox import letter.inkml
   quillpost-inbox import ~/captured/*.stf2
+)";
+
+constexpr char kShow[] = R"(Put ink files into the inbox and show it in the browser
+
+What a double click on a file of ink does: 'import' and '--open' in one.
+
+Examples:
+  quillpost-inbox show letter.inkml
 )";
 
 constexpr char kExport[] = R"(Write pages to a file
@@ -68,6 +78,13 @@ void DeclareServe(CLI::App& app, Options& options) {
       ->type_name("FILE");
 }
 
+// A command that takes ink files in.
+void DeclareTaking(CLI::App& command, Options& options, Options::Command which) {
+  command.add_option("FILE", options.files, "Ink: STF2, plain or sealed, InkML, .xopp or SVG")
+      ->required();
+  command.callback([&options, which] { options.command = which; });
+}
+
 void DeclareExport(CLI::App& app, Options& options) {
   CLI::App* command = app.add_subcommand("export", kExport);
   command
@@ -92,21 +109,20 @@ int ParseOptions(int argc, char** argv, Options& options) {
   app.set_help_flag("-h,--help", "Print this help and exit");
   app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION, "Print the version and exit");
   DeclareServe(app, options);
-  CLI::App* import = app.add_subcommand("import", kImport);
-  import->add_option("FILE", options.files, "Ink: STF2, plain or sealed, InkML, .xopp or SVG")
-      ->required();
-  import->callback([&options] { options.command = Options::Command::kImport;
-});
-DeclareExport(app, options);
-CLI::App* backup = app.add_subcommand("backup", kBackup);
-backup->add_option("FILE", options.files, "A file that is not there yet")->required()->expected(1);
-backup->callback([&options] { options.command = Options::Command::kBackup; });
-try {
-  app.parse(argc, argv);
-} catch (const CLI::ParseError& error) {
-  return FinishParsing(app, error);
+  DeclareTaking(*app.add_subcommand("show", kShow), options, Options::Command::kShow);
+  DeclareTaking(*app.add_subcommand("import", kImport), options, Options::Command::kImport);
+  DeclareExport(app, options);
+  CLI::App* backup = app.add_subcommand("backup", kBackup);
+  backup->add_option("FILE", options.files, "A file that is not there yet")
+      ->required()
+      ->expected(1);
+  backup->callback([&options] { options.command = Options::Command::kBackup; });
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return FinishParsing(app, error);
+  }
+  return -1;
 }
-return -1;
-}  // namespace Inbox
 
 }  // namespace Inbox

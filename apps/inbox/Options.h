@@ -14,7 +14,7 @@ enum ExitStatus {
 };
 
 struct Options {
-  enum class Command { kServe, kImport, kExport, kBackup };
+  enum class Command { kServe, kShow, kImport, kExport, kBackup };
   Command command = Command::kServe;
 
   // kServe
@@ -25,7 +25,7 @@ struct Options {
   int log_level = 3;
   std::string log_file;  // empty: standard error
 
-  std::vector<std::string> files;  // kImport; one for kBackup
+  std::vector<std::string> files;  // kShow, kImport; one for kBackup
 
   // kExport
   std::vector<std::string> pages;  // ids or addresses; none: all that are not in the trash
@@ -37,6 +37,7 @@ struct Options {
 // Each does its work, prints what it has to say and returns the exit status. They throw
 // std::exception for what they can't go on with.
 int Serve(const Options& options);
+int ShowFiles(const Options& options);  // kShow: imports, then serves
 int ImportFiles(const Options& options);
 int ExportFile(const Options& options);
 int BackUp(const Options& options);

@@ -11,6 +11,7 @@
 
 #include <Talvo/Logger.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -183,6 +184,13 @@ int Serve(const Options& options) {
   RemoveLeftovers(directory);
   RefuseDamage(Database(directory));
   return RunningInbox(directory, options).Run();
+}
+
+int ShowFiles(const Options& options) {
+  const int imported = ImportFiles(options);
+  Options shown = options;
+  shown.is_to_open = true;
+  return std::max(imported, Serve(shown));
 }
 
 }  // namespace Inbox

@@ -22,6 +22,8 @@ int main(int argc, char** argv) {
   if (status >= 0) return status;
   try {
     switch (options.command) {
+      case Inbox::Options::Command::kShow:
+        return Inbox::ShowFiles(options);
       case Inbox::Options::Command::kImport:
         return Inbox::ImportFiles(options);
       case Inbox::Options::Command::kExport:

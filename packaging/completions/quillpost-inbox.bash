@@ -18,11 +18,11 @@ _quillpost_inbox() {
       return ;;
   esac
   if [ "$COMP_CWORD" -eq 1 ]; then
-    mapfile -t COMPREPLY < <(compgen -W "import export backup $(_quillpost_inbox_options "$program")" \
+    mapfile -t COMPREPLY < <(compgen -W "show import export backup $(_quillpost_inbox_options "$program")" \
       -- "$current")
   elif [[ "$current" == -* ]]; then
     case "$command" in
-      import | export | backup) ;;
+      show | import | export | backup) ;;
       *) command= ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W \

@@ -4,7 +4,7 @@
 function __quillpost_inbox_options
     set -l tokens (commandline -opc)
     set -l command $tokens[1]
-    contains -- "$tokens[2]" import export backup; and set -a command $tokens[2]
+    contains -- "$tokens[2]" show import export backup; and set -a command $tokens[2]
     $command --help 2>/dev/null | sed -n 's/^  \(-[a-zA-Z],\)\{0,1\}\(--[a-z-]*\).*/\2/p'
 end
 
@@ -18,11 +18,12 @@ function __quillpost_inbox_is
 end
 
 complete -c quillpost-inbox -f
+complete -c quillpost-inbox -n __quillpost_inbox_needs_command -a show -d "Put ink files into the inbox and show it"
 complete -c quillpost-inbox -n __quillpost_inbox_needs_command -a import -d "Put ink files into the inbox"
 complete -c quillpost-inbox -n __quillpost_inbox_needs_command -a export -d "Write pages to a file"
 complete -c quillpost-inbox -n __quillpost_inbox_needs_command -a backup -d "Copy the whole inbox to a new file"
 complete -c quillpost-inbox -a "(__quillpost_inbox_options)"
-complete -c quillpost-inbox -n "__quillpost_inbox_is import; or __quillpost_inbox_is backup" -F
+complete -c quillpost-inbox -n "__quillpost_inbox_is show; or __quillpost_inbox_is import; or __quillpost_inbox_is backup" -F
 complete -c quillpost-inbox -n "__quillpost_inbox_is export" -l output -s o -r -F
 complete -c quillpost-inbox -n "__quillpost_inbox_is export" -l to -x -a "pdf png svg inkml xopp stf2"
 complete -c quillpost-inbox -n __quillpost_inbox_needs_command -l key -r -F

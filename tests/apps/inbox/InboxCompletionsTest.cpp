@@ -17,7 +17,8 @@ using testing::IsSupersetOf;
 
 using Words = std::set<std::string>;
 
-const std::vector<std::vector<std::string>> kCommands = {{}, {"import"}, {"export"}, {"backup"}};
+const std::vector<std::vector<std::string>> kCommands = {
+    {}, {"show"}, {"import"}, {"export"}, {"backup"}};
 
 Words LinesOf(const std::string& text) {
   std::istringstream in(text);
@@ -77,7 +78,7 @@ std::string Joined(const std::vector<std::string>& words) {
 }  // namespace
 
 TEST(InboxCompletions, OfBashOfferCommandsOptionsAndValues) {
-  EXPECT_THAT(InBash({""}), IsSupersetOf({"import", "export", "backup"}));
+  EXPECT_THAT(InBash({""}), IsSupersetOf({"show", "import", "export", "backup"}));
   for (std::vector<std::string> command : kCommands) {
     const Words options = OptionsInHelp(command);
     command.push_back("--");
@@ -88,7 +89,7 @@ TEST(InboxCompletions, OfBashOfferCommandsOptionsAndValues) {
 
 TEST(InboxCompletions, OfFishOfferCommandsOptionsAndValues) {
   const TestRoot root;
-  EXPECT_THAT(InFish("", root), IsSupersetOf({"import", "export", "backup"}));
+  EXPECT_THAT(InFish("", root), IsSupersetOf({"show", "import", "export", "backup"}));
   for (const auto& command : kCommands) {
     EXPECT_THAT(InFish(Joined(command) + "--", root), IsSupersetOf(OptionsInHelp(command)))
         << Joined(command);

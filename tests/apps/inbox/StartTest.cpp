@@ -109,6 +109,21 @@ TEST(InboxStart, OpenOfARunningOneShowsItsNewestAddress) {
   EXPECT_NE(open.output, inbox.address() + "\n");
 }
 
+TEST(InboxStart, ShowPutsFilesInAndOpensIt) {
+  TestRoot root;
+  FakeDesktop desktop(root);
+  InboxProgram inbox;
+  WriteFile(root.path() / "letter.stf2", InkFile().AddStroke("1.2.3.4", 5000).bytes());
+  WriteFile(root.path() / "bad", "no ink");
+  const Finished show =
+      RunInbox({"show", (root.path() / "letter.stf2").string(), (root.path() / "bad").string()},
+               desktop.environment());
+  EXPECT_EQ(show.status, 1);
+  EXPECT_THAT(show.error, HasSubstr("bad: neither STF2"));
+  EXPECT_THAT(show.output, HasSubstr(desktop.WaitForShown()));
+  EXPECT_EQ(inbox.Pages()[0]["address"].asString(), "1.2.3.4");
+}
+
 TEST(InboxStart, WithoutABrowserTheAddressIsThereAllTheSame) {
   TestRoot root;
   InboxProgram inbox;
