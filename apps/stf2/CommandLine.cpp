@@ -81,14 +81,18 @@ void AddAddressing(CLI::App& app, Options& options) {
             "When ink began that does not say so");
 }
 
-// "256x256": pixels.
+// "256x256", or "256" for both: pixels.
 std::optional<PixelSize> ParsePixelSize(const std::string& text) {
   PixelSize size;
   const char* const end = text.data() + text.size();
   const auto width = std::from_chars(text.data(), end, size.width);
-  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return std::nullopt;
-  const auto height = std::from_chars(width.ptr + 1, end, size.height);
-  if (height.ec != std::errc() || height.ptr != end) return std::nullopt;
+  if (width.ec != std::errc()) return std::nullopt;
+  size.height = size.width;
+  if (width.ptr != end) {
+    if (*width.ptr != 'x') return std::nullopt;
+    const auto height = std::from_chars(width.ptr + 1, end, size.height);
+    if (height.ec != std::errc() || height.ptr != end) return std::nullopt;
+  }
   const auto fits = [](int pixels) { return pixels >= 1 && pixels <= 32000; };
   return fits(size.width) && fits(size.height) ? std::optional<PixelSize>(size) : std::nullopt;
 }
@@ -128,7 +132,7 @@ CLI::Option* AddPicture(CLI::App& app, Options& options) {
 void AddPaper(CLI::App& app, Options& options, CLI::Option* dpi) {
   RenderOptions& render = options.render;
   AddParsed(app, "--size", render.fit, ParsePixelSize, "pixels such as 256x256",
-            "The most pixels of a PNG, such as 256x256, instead of --dpi")
+            "The most pixels of a PNG, such as 256x256 or 256, instead of --dpi")
       ->excludes(dpi);
   app.add_option_function<std::string>(
          "--ruling", [&](const std::string& name) { render.paper.ruling = *ParseRuling(name); },

@@ -132,9 +132,15 @@ TEST(RenderCommand, AThumbnailFitsIntoItsPixels) {
   const std::string png = folder.Read("thumb.png");
   EXPECT_EQ(png.substr(16, 4), std::string("\0\0\0\x28", 4));  // 40 wide
   EXPECT_EQ(png.substr(20, 4), std::string("\0\0\0\x3C", 4));  // 60 high
+  ASSERT_EQ(
+      folder
+          .Run({"render", "@letter.inkml", "--size", "60", "--page", "first", "-o", "@square.png"})
+          .status,
+      0);
+  EXPECT_EQ(folder.Read("square.png"), png);
   EXPECT_EQ(folder.Run({"render", "@letter.inkml", "--size", "100x60", "-o", "@x.svg"}).err,
             "@letter.inkml: Failed, --size counts pixels, which only a PNG has\n");
-  for (const char* size : {"100", "0x5", "5x", "x5", "5x5x5", "99999x5"}) {
+  for (const char* size : {"0", "100x", "0x5", "5x", "x5", "5x5x5", "99999x5"}) {
     EXPECT_EQ(folder.Run({"render", "@note.inkml", "--size", size}).status, 2) << size;
   }
 }
