@@ -43,8 +43,8 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem:
 boost::filesystem::path NumberedPath(const boost::filesystem::path& path, unsigned int number);
 
 // Gives `path` the first number, from 1, that makes a name nothing has. Another program may take
-// that name before the caller does: it is for paths that are shown or reserved. New ink is named another
-// way (NewStrokes.h). Throws.
+// that name before the caller does: it is for paths that are shown or reserved, and new ink is
+// named another way (NewStrokes.h). Throws.
 void MakePathUnique(boost::filesystem::path& path);
 
 // Removes from `directory` every entry that `keep` does not ask to keep, subdirectories with all
