@@ -4,7 +4,7 @@
 //   questions  two that ask the database                       } api/Api.h
 //   drawing    two that draw, convert and export               }
 //   writer     the only one that changes the database            database/Writer.h
-//   link       the connection to the ink service                 service/ServiceLink.h
+//   link       the connection to the ink service                 application/ServiceLink.h
 //
 // questions and drawing may wait for the writer; the writer and main wait for nobody; link waits
 // for the service alone.
@@ -22,6 +22,7 @@
 #include <stdexcept>
 
 #include "DatabaseWatch.h"
+#include "Files.h"
 #include "Instance.h"
 #include "Options.h"
 #include "api/Api.h"
@@ -32,7 +33,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const char kApplicationId[] = "Inbox";
 const char kPortSetting[] = "port";
+
+std::string ReasonOf(std::exception_ptr failure) {
+  if (!failure) return {};
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
 
 void OpenLog(const Options& options) {
   const auto sink = options.log_file.empty() ? Talvo::LogSink::Stderr()
@@ -124,9 +135,7 @@ class RunningInbox {
     RememberKey(options_, writer_);
     writer_.Run([](Keeper& keeper) { keeper.OwnPen(); });
     Listen();
-    link_.emplace(writer_, [this](const ServiceLink::State& state) {
-      api_.events().SetService(state.is_connected);
-    });
+    link_.emplace(LinkOptions());
     api_.SetLink(&*link_);
     std::printf("%s\n", sessions_.Address().c_str());
     std::fflush(stdout);
@@ -145,6 +154,29 @@ class RunningInbox {
     sessions_.Begin(port);
     guard_.emplace(sessions_, port);
     server_.Serve(*guard_);
+  }
+
+  ServiceLink::Options LinkOptions() {
+    ServiceLink::Options options;
+    options.application_id = kApplicationId;
+    options.name = "the inbox";
+    options.log_tag = "Inbox";
+    options.keep = [this](const Application::Offer& offer, const ServiceLink::Done& done) {
+      Keep(offer, done);
+    };
+    options.on_state = [this](const ServiceLink::State& state) {
+      api_.events().SetService(state.is_connected);
+    };
+    return options;
+  }
+
+  // The bytes are read when their turn has come: what waits takes no memory.
+  void Keep(const Application::Offer& offer, const ServiceLink::Done& done) {
+    writer_.Post(
+        [offer](Keeper& keeper) {
+          keeper.Keep({InkTool::ReadInput(offer.file), offer.pen, offer.page}, NowMs());
+        },
+        [done](std::exception_ptr failure) { done(ReasonOf(failure)); });
   }
 
   // On the writer's thread, which may be there before the other parts: only the queue is touched.

@@ -21,9 +21,11 @@
 #include "database/Writer.h"
 #include "http/Handler.h"
 #include "http/Sessions.h"
-#include "service/ServiceLink.h"
+#include "application/ServiceLink.h"
 
 namespace Inbox {
+
+using Application::ServiceLink;
 
 // The beginning of the names of files on their way to the service.
 inline constexpr char kTransitName[] = "import-";
