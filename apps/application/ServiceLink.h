@@ -110,9 +110,9 @@ class ServiceLink {
   const std::shared_ptr<boost::asio::io_context> queue_;
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
   // The following belong to the link's thread.
-  std::unique_ptr<IPC::Client> client_;  // null between two connections
-  std::uint64_t number_ = 0;             // of the connection
-  std::chrono::milliseconds patience_;   // before the next attempt to connect
+  std::unique_ptr<IPC::Client> client_;     // null between two connections
+  std::uint64_t number_ = 0;                // of the connection
+  std::chrono::milliseconds patience_;      // before the next attempt to connect
   std::map<std::string, Waiting> waiting_;  // by pen
   mutable std::mutex mutex_;                // of state_
   State state_;
