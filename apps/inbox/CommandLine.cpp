@@ -18,6 +18,8 @@ Examples:
       put ink into the inbox, without the ink service
   quillpost-inbox export --page 1.2.3.4 -o letter.pdf
   quillpost-inbox backup ~/inbox-backup.db
+  quillpost-inbox --from nats://ink.example.org --consumer library
+      take the ink that others have handed on with quillpost-forward, too
 )";
 
 constexpr char kImport[] = R"(Put ink files into the inbox
@@ -68,6 +70,28 @@ void DeclareServe(CLI::App& app, Options& options) {
       ->type_name("FILE");
 }
 
+void DeclareSource(CLI::App& app, Options& options, std::string& servers) {
+  CLI::Option* from =
+      app.add_option("--from", servers, "Take ink of a stream, too: nats://HOST[,HOST...]")
+          ->type_name("URL");
+  CLI::Option* consumer =
+      app.add_option("--consumer", options.source.consumer,
+                     "The name under which the stream knows how far this inbox has come")
+          ->check([](const std::string& name) {
+            return Stream::IsStreamName(name)
+                       ? std::string()
+                       : "'" + name + "' has more than letters, digits, '-' and '_'";
+          })
+          ->needs(from)
+          ->type_name("NAME");
+  from->needs(consumer);
+  app.add_option("--filter", options.source.filter,
+                 "Subjects to take, for instance 'ink.*.1.2.*.*'")
+      ->needs(from)
+      ->type_name("FILTER");
+  Stream::DeclareStreamOptions(app, options.source.stream);
+}
+
 void DeclareExport(CLI::App& app, Options& options) {
   CLI::App* command = app.add_subcommand("export", kExport);
   command
@@ -92,6 +116,8 @@ int ParseOptions(int argc, char** argv, Options& options) {
   app.set_help_flag("-h,--help", "Print this help and exit");
   app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION, "Print the version and exit");
   DeclareServe(app, options);
+  std::string servers;
+  DeclareSource(app, options, servers);
   CLI::App* import = app.add_subcommand("import", kImport);
   import->add_option("FILE", options.files, "Ink: STF2, plain or sealed, InkML, .xopp or SVG")
       ->required();
@@ -103,6 +129,7 @@ backup->add_option("FILE", options.files, "A file that is not there yet")->requi
 backup->callback([&options] { options.command = Options::Command::kBackup; });
 try {
   app.parse(argc, argv);
+  if (!servers.empty()) options.source.stream.servers = Stream::ParseServers(servers);
 } catch (const CLI::ParseError& error) {
   return FinishParsing(app, error);
 }

@@ -5,9 +5,10 @@
 //   drawing    two that draw, convert and export               }
 //   writer     the only one that changes the database            database/Writer.h
 //   link       the connection to the ink service                 application/ServiceLink.h
+//   stream     with --from: the connection to a stream           stream/StreamLink.h
 //
 // questions and drawing may wait for the writer; the writer and main wait for nobody; link waits
-// for the service alone.
+// for the service alone; stream for the writer and its servers.
 
 #include <Talvo/Logger.h>
 
@@ -54,6 +55,9 @@ void OpenLog(const Options& options) {
 // Another process runs the inbox.
 int ShowRunning(const Options& options, const std::string& directory) {
   const std::string address = WaitForAddress(directory);
+  if (!options.source.stream.servers.empty()) {
+    throw std::runtime_error("another inbox runs; end it to start one that takes ink of a stream");
+  }
   if (address.empty()) throw std::runtime_error("another inbox runs, and does not say where");
   std::printf("%s\n", address.c_str());
   std::fflush(stdout);
@@ -137,6 +141,7 @@ class RunningInbox {
     Listen();
     link_.emplace(LinkOptions());
     api_.SetLink(&*link_);
+    if (!options_.source.stream.servers.empty()) stream_.emplace(options_.source, writer_);
     std::printf("%s\n", sessions_.Address().c_str());
     std::fflush(stdout);
     if (options_.is_to_open) ShowInBrowser(sessions_.Address());
@@ -202,6 +207,7 @@ class RunningInbox {
   HttpServer server_;
   DatabaseWatch watch_;
   std::optional<ServiceLink> link_;
+  std::optional<StreamLink> stream_;
 };
 
 }  // namespace

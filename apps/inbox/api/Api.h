@@ -17,11 +17,11 @@
 #include <string>
 
 #include "api/Events.h"
+#include "application/ServiceLink.h"
 #include "content/Library.h"
 #include "database/Writer.h"
 #include "http/Handler.h"
 #include "http/Sessions.h"
-#include "application/ServiceLink.h"
 
 namespace Inbox {
 
