@@ -1,0 +1,177 @@
+// The inbox at the end of a stream.
+
+#include <gmock/gmock.h>
+
+#include "ForwardWorld.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+const Stream::InkEnvelope kEnvelope = {kTestPenSerial, "1.2.3.4", "STF2", "ada", "desk"};
+
+// Ink that needs five messages, and its outgoing form.
+struct InParts {
+  std::string bytes = InkFile()
+                          .AddProperty("note", std::string(4000, 'x').c_str())
+                          .AddStroke("1.2.3.4", 5000)
+                          .bytes();
+  Stream::OutgoingInk ink{kEnvelope, bytes, 2048 + bytes.size() / 5 + 1};
+};
+
+struct World : ForwardWorld {
+  World() : server(path("server")), peer(server.url()) { peer.Create(); }
+
+  NatsServer server;
+  StreamPeer peer;
+};
+
+std::string Line(const std::string& page, std::uint64_t start_ms) {
+  return std::string(kTestPenSerial) + " " + page + " " + std::to_string(start_ms);
+}
+
+}  // namespace
+
+TEST(StreamEnd, PartsInAnyOrderMakeOneWhole) {
+  World world;
+  const InParts parts;
+  ASSERT_EQ(parts.ink.parts(), 5u);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {4u, 1u, 5u, 3u, 2u})
+    EXPECT_TRUE(world.peer.Put(parts.ink, part));
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000)));
+}
+
+TEST(StreamEnd, AnIncompleteSetIsToldOfAndSurvivesTheInbox) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 5u}) world.peer.Put(parts.ink, part);
+  const std::string told =
+      "Ink of pen 0123-4567-89AB-CDEF, page 1.2.3.4, is not whole: 2 of 5 parts have come.";
+  EXPECT_TRUE(inbox.WaitForLog(told));
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }))
+      << "it holds nothing up";
+  inbox.Kill();
+  inbox.Start();
+  for (const std::uint32_t part : {2u, 3u, 4u}) world.peer.Put(parts.ink, part);
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000)));
+}
+
+TEST(StreamEnd, WhatComesAgainChangesNothing) {
+  World world;
+  const InParts parts;
+  for (std::uint32_t part = 1; part <= 5; ++part) world.peer.Put(parts.ink, part);
+  world.peer.Put("1.2.3.5", 6000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  ASSERT_TRUE(world.WaitUntilKept(2));
+  inbox.Stop();
+  // Another consumer begins with the first message.
+  auto again = world.Inbox(world.server.url(), {}, "again");
+  again.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("again"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000), Line("1.2.3.5", 6000)));
+  EXPECT_EQ(again.log().find("is not whole"), std::string::npos);
+}
+
+// The server would hand out the third message first, and the other two half a minute later.
+TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
+  World world;
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  jsConsumerConfig config;
+  ::jsConsumerConfig_Init(&config);
+  config.Durable = "library";
+  config.AckPolicy = js_AckExplicit;
+  config.FilterSubject = "ink.>";
+  jsCtx* const stream = world.peer.connection().stream();
+  ASSERT_EQ(::js_AddConsumer(nullptr, stream, "INK", &config, nullptr, nullptr), NATS_OK);
+  jsSubOptions options;
+  ::jsSubOptions_Init(&options);
+  options.Stream = "INK";
+  options.Consumer = "library";
+  natsSubscription* reader = nullptr;
+  ASSERT_EQ(::js_PullSubscribe(&reader, stream, "ink.>", "library", nullptr, &options, nullptr),
+            NATS_OK);
+  natsMsgList held{};
+  ASSERT_EQ(::natsSubscription_Fetch(&held, reader, 2, 5000, nullptr), NATS_OK);
+  ASSERT_EQ(held.Count, 2);
+  ::natsMsgList_Destroy(&held);
+  ::natsSubscription_Destroy(reader);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(3));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+TEST(StreamEnd, AKilledInboxTakesEachOnceAndInOrder) {
+  World world;
+  auto inbox = world.Inbox(world.server.url());
+  int count = 0;
+  for (int round = 0; round < 6; ++round) {
+    inbox.Start();
+    for (int i = 0; i < 40; ++i) {
+      ++count;
+      world.peer.Put("1.2.3." + std::to_string(count), 1000);
+      // In the middle of the round's ink, wherever the inbox is with it.
+      if (i == 25 && !world.WaitUntilKept(static_cast<std::size_t>(count) - 20)) break;
+    }
+    inbox.Kill();
+  }
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(static_cast<std::size_t>(count)));
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+TEST(StreamEnd, AFilterTakesItsPagesAlone) {
+  World world;
+  auto inbox = world.Inbox(world.server.url(), {"--filter", "ink.*.1.2.*.*"});
+  inbox.Start();
+  world.peer.Put("1.3.3.3", 1000);
+  world.peer.Put("1.2.3.3", 2000);
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 2000)));
+  inbox.Stop();
+  auto other = world.Inbox(world.server.url(), {"--filter", "ink.>"});
+  other.Start();
+  EXPECT_TRUE(other.WaitForLog("the consumer library has another filter, 'ink.*.1.2.*.*'"));
+}
+
+TEST(StreamEnd, WhatIsNotInkHoldsNothingUp) {
+  World world;
+  natsMsg* made = nullptr;
+  for (const char* subject : {"ink.nonsense", "ink.0123-4567-89AB-CDEF.1.2.3.4"}) {
+    ASSERT_EQ(::natsMsg_Create(&made, subject, nullptr, "junk", 4), NATS_OK);
+    const Stream::MessagePtr message(made);
+    ASSERT_EQ(::js_PublishMsg(nullptr, world.peer.connection().stream(), made, nullptr, nullptr),
+              NATS_OK);
+  }
+  world.peer.Put("1.2.3.5", 6000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(inbox.WaitForLog(
+      "Message 1 of the stream is passed over: the subject 'ink.nonsense' is not ink.PEN.PAGE"));
+  EXPECT_TRUE(world.WaitUntilKept(2));
+  EXPECT_THAT(world.Kept(), ElementsAre("0123-4567-89AB-CDEF 1.2.3.4 ?", Line("1.2.3.5", 6000)));
+}
+
+TEST(StreamEnd, AStreamThatIsAnotherOneIsReadFromItsBeginning) {
+  World world;
+  auto inbox = world.Inbox(world.server.url());
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  inbox.Start();
+  ASSERT_TRUE(world.WaitUntilKept(3));
+  inbox.Stop();
+  ASSERT_EQ(::js_DeleteStream(world.peer.connection().stream(), "INK", nullptr, nullptr), NATS_OK);
+  world.peer.Create();
+  for (int i = 4; i <= 5; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(5));
+}
