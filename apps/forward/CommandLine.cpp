@@ -1,4 +1,7 @@
+#include <TalvoOS/Root.h>
+
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <map>
 
 #include "Options.h"
@@ -22,6 +25,17 @@ Examples:
   quillpost-forward --to nats://ink.example.org --dry-run
       show subjects, hand nothing on and confirm nothing
 )";
+
+// The service launches applications without arguments: what is said here counts then.
+std::string ConfigurationFile() {
+  const char* const folder = std::getenv("XDG_CONFIG_HOME");
+  if (folder != nullptr && folder[0] == '/') {
+    return (TalvoOS::UnderRoot(folder) / "quillpost/forward.conf").string();
+  }
+  boost::filesystem::path home;
+  if (!TalvoOS::GetHomeDirectory(home)) return {};
+  return (home / ".config/quillpost/forward.conf").string();
+}
 
 void DeclareNewStream(CLI::App& app, Options& options) {
   const std::map<std::string, std::uint64_t> times = {
@@ -60,6 +74,11 @@ void Declare(CLI::App& app, Options& options, std::string& to) {
       ->type_name("ID");
   Stream::DeclareStreamOptions(app, options.stream);
   DeclareNewStream(app, options);
+  app.set_config(
+         "--config", ConfigurationFile(),
+         "More options, one NAME=VALUE a line; ~/.config/quillpost/forward.conf if it is not "
+         "given")
+      ->type_name("FILE");
   app.add_flag("--dry-run", options.is_dry_run,
                "Print the subject of each package that waits; hand nothing on, confirm nothing");
   app.add_option("--log-level", options.log_level,

@@ -138,6 +138,24 @@ TEST(ForwardRoad, WhatTheStreamHasIsConfirmedAndNotSentAgain) {
   EXPECT_EQ(peer.Count(), count);
 }
 
+TEST(ForwardRoad, TheExampleDrawsEachPage) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"), "max_payload: 64KB\n");
+  auto forward = world.Forward(server.url(), {"--create-stream"});
+  forward.Start();
+  ASSERT_TRUE(world.Import(LongInk(200000)));
+  ASSERT_TRUE(world.WaitUntilStoreIsEmpty());
+  const std::string tool = STF2_TOOL;
+  const std::string path = tool.substr(0, tool.rfind('/')) + ":/usr/bin:/bin";
+  Process example({"/usr/bin/python3", std::string(EXAMPLES) + "/stream_to_pdf.py",
+                   "127.0.0.1:" + std::to_string(server.port()), world.path("pages").string()},
+                  {{"PATH", path}});
+  const std::string page = (world.path("pages") / "0123-4567-89AB-CDEF.1.2.3.4.pdf").string();
+  EXPECT_TRUE(example.WaitForOutput(page)) << example.error();
+  EXPECT_THAT(ReadFile(page), StartsWith("%PDF"));
+  EXPECT_TRUE(Eventually([&] { return StreamPeer(server.url()).HasTakenAll("pdf"); }));
+}
+
 TEST(ForwardRoad, WithoutASubscriptionItSaysSo) {
   ForwardWorld world;
   NatsServer server(world.path("server"));
