@@ -70,33 +70,46 @@ LoggingProgram ForwardWorld::Inbox(const std::string& servers, const std::vector
 }
 
 std::vector<std::string> ForwardWorld::Kept() const {
-  const std::string file = (root_.home() / ".local/share/quillpost/inbox.db").string();
+  const auto rows = Select(
+      "SELECT serial, address, bytes FROM packages JOIN pages ON packages.page = pages.id"
+      " JOIN pens ON pages.pen = pens.id ORDER BY packages.id");
   std::vector<std::string> packages;
+  for (const auto& row : rows) {
+    std::string start = "?";
+    try {
+      start = std::to_string(StrokesOf(row[2]).at(0).start_time_ms);
+    } catch (const std::exception&) {
+      // what is not ink
+    }
+    packages.push_back(row[0] + " " + row[1] + " " + start);
+  }
+  return packages;
+}
+
+std::size_t ForwardWorld::PartsThatWait() const {
+  return Select("SELECT part FROM parts").size();
+}
+
+std::vector<std::vector<std::string>> ForwardWorld::Select(const char* sql) const {
+  const std::string file = (root_.home() / ".local/share/quillpost/inbox.db").string();
+  std::vector<std::vector<std::string>> rows;
   sqlite3* database = nullptr;
   sqlite3_stmt* query = nullptr;
   ::sqlite3_open_v2(file.c_str(), &database, SQLITE_OPEN_READONLY, nullptr);
   ::sqlite3_busy_timeout(database, 5000);
-  const char* sql =
-      "SELECT serial, address, bytes FROM packages JOIN pages ON packages.page = pages.id"
-      " JOIN pens ON pages.pen = pens.id ORDER BY packages.id";
   if (::sqlite3_prepare_v2(database, sql, -1, &query, nullptr) == SQLITE_OK) {
     while (::sqlite3_step(query) == SQLITE_ROW) {
-      const auto text = [&](int column) {
-        return std::string(static_cast<const char*>(::sqlite3_column_blob(query, column)),
-                           static_cast<std::size_t>(::sqlite3_column_bytes(query, column)));
-      };
-      std::string start = "?";
-      try {
-        start = std::to_string(StrokesOf(text(2)).at(0).start_time_ms);
-      } catch (const std::exception&) {
-        // what is not ink
+      rows.emplace_back();
+      for (int i = 0; i < ::sqlite3_column_count(query); ++i) {
+        const void* const bytes = ::sqlite3_column_blob(query, i);
+        rows.back().emplace_back(static_cast<const char*>(bytes),
+                                 static_cast<std::size_t>(::sqlite3_column_bytes(query, i)));
       }
-      packages.push_back(text(0) + " " + text(1) + " " + start);
     }
   }
   ::sqlite3_finalize(query);
   ::sqlite3_close(database);
-  return packages;
+  return rows;
 }
 
 bool ForwardWorld::WaitUntilKept(std::size_t count) const {
@@ -170,9 +183,19 @@ void StreamPeer::Purge() {
   ::js_PurgeStream(connection_->stream(), "INK", nullptr, nullptr);
 }
 
-bool StreamPeer::Put(const Stream::OutgoingInk& ink, std::uint32_t part) {
+std::int64_t StreamPeer::MakingOf(const std::string& consumer) {
+  jsConsumerInfo* info = nullptr;
+  if (::js_GetConsumerInfo(&info, connection_->stream(), "INK", consumer.c_str(), nullptr,
+                           nullptr) != NATS_OK) {
+    return 0;
+  }
+  const std::int64_t made = info->Created;
+  ::jsConsumerInfo_Destroy(info);
+  return made;
+}
+
+bool StreamPeer::Put(const Stream::OutgoingInk& ink, std::uint32_t part, const std::string& id) {
   const Stream::MessagePtr message = ink.Make(part);
-  const std::string id = ink.MessageIdOf(part);
   jsPubOptions options;
   ::jsPubOptions_Init(&options);
   options.MsgId = id.c_str();

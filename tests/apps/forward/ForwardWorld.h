@@ -62,7 +62,12 @@ class ForwardWorld {
   std::vector<std::string> Kept() const;
   bool WaitUntilKept(std::size_t count) const;
 
+  // What the inbox holds of packages whose rest has not come.
+  std::size_t PartsThatWait() const;
+
  private:
+  std::vector<std::vector<std::string>> Select(const char* sql) const;  // in the inbox
+
   TestRoot root_;
   std::unique_ptr<Process> service_;
   int imports_ = 0;
@@ -85,8 +90,14 @@ class StreamPeer : private Stream::Watcher {
   bool HasTakenAll(const std::string& consumer);
   void Purge();
 
+  // When the consumer was made; 0 if it is not there.
+  std::int64_t MakingOf(const std::string& consumer);
+
   // Puts one part of ink there; false if the stream has dropped it as known.
-  bool Put(const Stream::OutgoingInk& ink, std::uint32_t part = 1);
+  bool Put(const Stream::OutgoingInk& ink, std::uint32_t part = 1) {
+    return Put(ink, part, ink.MessageIdOf(part));
+  }
+  bool Put(const Stream::OutgoingInk& ink, std::uint32_t part, const std::string& id);
   bool Put(const std::string& page, std::uint64_t start_ms);  // of one stroke
 
   Stream::Connection& connection() { return *connection_; }

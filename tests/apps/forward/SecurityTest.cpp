@@ -45,6 +45,8 @@ class Authority {
   }
 
   const std::string& ca() const { return ca_; }
+  const std::string& certificate() const { return certificate_; }
+  const std::string& key() const { return key_; }
   std::string ServerSettings() const {
     return "tls { cert_file: \"" + certificate_ + "\", key_file: \"" + key_ + "\", timeout: 10 }\n";
   }
@@ -54,8 +56,9 @@ class Authority {
 };
 
 std::string LoginFile(ForwardWorld& world, const std::string& login) {
-  WriteFile(world.path("login"), login + "\n");
-  return world.path("login").string();
+  const auto file = world.path("login-" + login.substr(0, login.find(':')));
+  WriteFile(file, login + "\n");
+  return file.string();
 }
 
 }  // namespace
@@ -129,4 +132,37 @@ TEST(ForwardSecurity, AServerOfAnotherNameGetsNoInk) {
   forward.Start();
   EXPECT_TRUE(forward.WaitForLog("stays with the service: can't connect to ")) << forward.log();
   EXPECT_THAT(forward.log(), HasSubstr("hostname mismatch"));
+}
+
+TEST(ForwardSecurity, TheExampleConfigurationLetsEachDoItsPartAlone) {
+  ForwardWorld world;
+  const Authority authority(world, "ours");
+  NatsServer server(world.path("server"), "INK_STORE: \"" + world.path("store").string() +
+                                              "\"\nINK_CERT: \"" + authority.certificate() +
+                                              "\"\nINK_KEY: \"" + authority.key() +
+                                              "\"\nDESKTOP_PASSWORD: \"one\"\n"
+                                              "LIBRARY_PASSWORD: \"two\"\n"
+                                              "KEEPER_PASSWORD: \"three\"\n" +
+                                              ReadFile(EXAMPLES "/ink-stream.conf"));
+  const std::string url = server.url("tls://", "localhost");
+  const auto as = [&](const std::string& login) {
+    return std::vector<std::string>{"--tls-ca", authority.ca(), "--login", LoginFile(world, login)};
+  };
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  auto desktop = world.Forward(url, as("desktop:one"));
+  auto maker = as("keeper:three");
+  maker.insert(maker.end(), {"--create-stream", "--application", "Nobody"});
+  auto keeper = world.Forward(url, maker);
+  keeper.Start();
+  ASSERT_TRUE(keeper.WaitForLog("The stream INK is there."));
+  keeper.Stop();
+  auto reader = world.Inbox(url, as("desktop:one"));
+  reader.Start();
+  EXPECT_TRUE(reader.WaitForLog("Permissions Violation"));
+  reader.Stop();
+  desktop.Start();
+  auto inbox = world.Inbox(url, as("library:two"));
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(1)) << desktop.log() << inbox.log();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
 }

@@ -80,6 +80,33 @@ TEST(StreamEnd, WhatComesAgainChangesNothing) {
   EXPECT_EQ(again.log().find("is not whole"), std::string::npos);
 }
 
+TEST(StreamEnd, APartThatComesAgainAloneIsNotWaitedFor) {
+  World world;
+  const InParts parts;
+  for (std::uint32_t part = 1; part <= 5; ++part) world.peer.Put(parts.ink, part);
+  world.peer.Put(parts.ink, 3, "another identity");
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000)));
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+}
+
+TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
+  World world;
+  world.peer.Put("1.2.3.4", 5000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  inbox.Stop();
+  const std::int64_t made = world.peer.MakingOf("library");
+  EXPECT_GT(made, 0);
+  inbox.Start();
+  world.peer.Put("1.2.3.5", 6000);
+  EXPECT_TRUE(world.WaitUntilKept(2));
+  EXPECT_EQ(world.peer.MakingOf("library"), made);
+}
+
 // The server would hand out the third message first, and the other two half a minute later.
 TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
   World world;
