@@ -26,7 +26,7 @@ namespace {
 
 constexpr int kPoints = 60;              // 10 KB
 constexpr std::size_t kMostAtATime = 8;  // packages that quillpost-forward has on their way
-constexpr double kMiB = 1 << 20;
+constexpr double kKiB = 1 << 10;
 
 std::string Beside(const std::string& program) {
   return (fs::read_symlink("/proc/self/exe").parent_path() / program).string();
@@ -183,8 +183,8 @@ void ConnectDesktops(const Sizes& sizes, const Disk& disk, Report& report) {
     std::vector<std::unique_ptr<Stream::Connection>> connections;
     for (std::size_t i = 0; i < desktops; ++i) connections.push_back(stream.Connect());
     const std::string of = "forward: " + std::to_string(desktops) + " desktops, ";
-    report.AddFigure(of + "server's memory for each connection, in MiB",
-                     static_cast<double>(stream.server().ResidentBytes() - before) / kMiB /
+    report.AddFigure(of + "server's memory for each connection, in KiB",
+                     static_cast<double>(stream.server().ResidentBytes() - before) / kKiB /
                          static_cast<double>(desktops));
     const std::size_t each = std::max<std::size_t>(sizes.forward_packages / desktops, 1);
     const double processor = stream.server().CpuSeconds();
@@ -197,8 +197,8 @@ void ConnectDesktops(const Sizes& sizes, const Disk& disk, Report& report) {
     });
     const auto packages = static_cast<double>(each * desktops);
     report.AddFigure(of + "packages a second", packages / time);
-    report.AddFigure(of + "server's processor time for a package, in seconds",
-                     (stream.server().CpuSeconds() - processor) / packages);
+    report.AddFigure(of + "server's processor time for a package, in microseconds",
+                     (stream.server().CpuSeconds() - processor) * 1e6 / packages);
   }
 }
 

@@ -23,6 +23,7 @@ class LoggingProgram {
                  std::vector<std::string> arguments);
 
   void Start();
+  void Signal(int signal) { process_->Signal(signal); }
   void Kill();  // as a crash would
   int Stop();   // by SIGTERM; its exit status
 

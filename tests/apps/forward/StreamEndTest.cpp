@@ -1,6 +1,7 @@
 // The inbox at the end of a stream.
 
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include "ForwardWorld.h"
 
@@ -25,6 +26,34 @@ struct World : ForwardWorld {
 
   NatsServer server;
   StreamPeer peer;
+};
+
+// Somebody who takes messages of the consumer "library" and never acknowledges them.
+class OtherReader {
+ public:
+  explicit OtherReader(StreamPeer& peer) {
+    jsSubOptions options;
+    ::jsSubOptions_Init(&options);
+    options.Stream = "INK";
+    options.Consumer = "library";
+    ::js_PullSubscribe(&reader_, peer.connection().stream(), "ink.>", "library", nullptr, &options,
+                       nullptr);
+  }
+  ~OtherReader() { ::natsSubscription_Destroy(reader_); }
+  OtherReader(const OtherReader&) = delete;
+  OtherReader& operator=(const OtherReader&) = delete;
+
+  // How many it has got, after a while.
+  int Take(int most) {
+    natsMsgList held{};
+    ::natsSubscription_Fetch(&held, reader_, most, 250, nullptr);
+    const int count = held.Count;
+    ::natsMsgList_Destroy(&held);
+    return count;
+  }
+
+ private:
+  natsSubscription* reader_ = nullptr;
 };
 
 std::string Line(const std::string& page, std::uint64_t start_ms) {
@@ -116,23 +145,36 @@ TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
   config.Durable = "library";
   config.AckPolicy = js_AckExplicit;
   config.FilterSubject = "ink.>";
-  jsCtx* const stream = world.peer.connection().stream();
-  ASSERT_EQ(::js_AddConsumer(nullptr, stream, "INK", &config, nullptr, nullptr), NATS_OK);
-  jsSubOptions options;
-  ::jsSubOptions_Init(&options);
-  options.Stream = "INK";
-  options.Consumer = "library";
-  natsSubscription* reader = nullptr;
-  ASSERT_EQ(::js_PullSubscribe(&reader, stream, "ink.>", "library", nullptr, &options, nullptr),
-            NATS_OK);
-  natsMsgList held{};
-  ASSERT_EQ(::natsSubscription_Fetch(&held, reader, 2, 5000, nullptr), NATS_OK);
-  ASSERT_EQ(held.Count, 2);
-  ::natsMsgList_Destroy(&held);
-  ::natsSubscription_Destroy(reader);
+  ASSERT_EQ(
+      ::js_AddConsumer(nullptr, world.peer.connection().stream(), "INK", &config, nullptr, nullptr),
+      NATS_OK);
+  OtherReader reader(world.peer);
+  ASSERT_EQ(reader.Take(2), 2);
   auto inbox = world.Inbox(world.server.url());
   inbox.Start();
   EXPECT_TRUE(world.WaitUntilKept(3));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+// As when a network is cut: what the server has handed out does not arrive, and what follows does.
+TEST(StreamEnd, ADeliveryThatIsLostIsNoticed) {
+  World world;
+  int count = 0;
+  const auto put = [&] { world.peer.Put("1.2.3." + std::to_string(++count), 1000); };
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  put();
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  inbox.Signal(SIGSTOP);
+  OtherReader reader(world.peer);
+  // Until the inbox's own question is too old, the answers to it wait in its socket.
+  ASSERT_TRUE(Eventually([&] {
+    put();
+    return reader.Take(1) == 1;
+  }));
+  put();
+  inbox.Signal(SIGCONT);
+  EXPECT_TRUE(world.WaitUntilKept(static_cast<std::size_t>(count)));
   EXPECT_EQ(world.Kept(), world.peer.Ink());
 }
 
@@ -152,7 +194,6 @@ TEST(StreamEnd, AKilledInboxTakesEachOnceAndInOrder) {
   }
   inbox.Start();
   EXPECT_TRUE(world.WaitUntilKept(static_cast<std::size_t>(count)));
-  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
   EXPECT_EQ(world.Kept(), world.peer.Ink());
 }
 
