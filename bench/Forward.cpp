@@ -33,7 +33,7 @@ std::string Beside(const std::string& program) {
 }
 
 // A stream in a server of its own, and its administrator.
-class MeasuredStream : private Stream::Watcher {
+class MeasuredStream final : private Stream::Watcher {
  public:
   explicit MeasuredStream(const fs::path& directory)
       : port_(FreePort()),

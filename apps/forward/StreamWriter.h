@@ -29,7 +29,7 @@
 
 namespace Forward {
 
-class StreamWriter : private Stream::Watcher {
+class StreamWriter final : private Stream::Watcher {
  public:
   using Done = Application::ServiceLink::Done;
 

@@ -31,7 +31,7 @@ struct StreamSource {
   std::string filter;  // empty: all ink
 };
 
-class StreamLink : private Stream::Watcher {
+class StreamLink final : private Stream::Watcher {
  public:
   StreamLink(const StreamSource& source, Writer& writer);
 

@@ -75,7 +75,7 @@ class ForwardWorld {
 };
 
 // The stream as its administrator sees it.
-class StreamPeer : private Stream::Watcher {
+class StreamPeer final : private Stream::Watcher {
  public:
   explicit StreamPeer(const std::string& url);
 
