@@ -114,7 +114,8 @@ int ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(kDescription, "quillpost-inbox");
   app.formatter(MakeHelpFormatter());
   app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION, "Print the version and exit");
+  app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION,
+                       "Print the version and exit");
   DeclareServe(app, options);
   std::string servers;
   DeclareSource(app, options, servers);
