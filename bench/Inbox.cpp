@@ -9,6 +9,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "Backlog.h"
 #include "BenchRoot.h"
 #include "Clients.h"
 #include "Disk.h"
@@ -16,7 +17,6 @@
 #include "Workloads.h"
 #include "database/Database.h"
 #include "database/Keeper.h"
-#include "ink/Stf2File.h"
 
 namespace fs = std::filesystem;
 
@@ -87,26 +87,6 @@ void SubscribeInbox(const BenchRoot& root) {
       << R"({"Path":"/nonexistent","Title":"Inbox","PageAddresses":["*.*.*.*.*"]})";
 }
 
-// Ten strokes of so many points each on one page, as a line of handwriting has them.
-std::string MakeInk(std::uint64_t pen, std::size_t page, std::uint64_t start_ms, int points) {
-  TalvoInk::Ink ink;
-  ink.pen = pen;
-  for (int i = 0; i < 10; ++i) {
-    TalvoInk::Stroke stroke;
-    stroke.page = PageAddress(page);
-    stroke.start_time_ms = start_ms + static_cast<std::uint64_t>(i) * 1000;
-    std::vector<Stf2Sample> line;
-    for (int k = 0; k < points; ++k) {
-      line.push_back({static_cast<std::uint32_t>(k) * 13, 20000 + i * 9000 + k * 200,
-                      40000 + (k * k % 11) * 300, 30000, STF2_SAMPLE_COORDINATE,
-                      STF2_SAMPLE_HAS_TIME});
-    }
-    stroke.samples = TalvoInk::DrawThrough(line);
-    ink.items.emplace_back(std::move(stroke));
-  }
-  return TalvoInk::WriteStf2(ink);
-}
-
 // What no keeper of packages can do without, one after the other: each written and synced.
 double FloorOf(const BenchRoot& root, std::size_t packages, std::size_t bytes) {
   const std::string package(bytes, 'x');
@@ -123,18 +103,6 @@ double FloorOf(const BenchRoot& root, std::size_t packages, std::size_t bytes) {
   return time / static_cast<double>(packages);
 }
 
-// Strokes that wait, each with ink of its own: the inbox takes the same bytes only once.
-void FillStore(const BenchRoot& root, std::uint64_t pen, std::size_t strokes) {
-  constexpr std::size_t kPages = 10;
-  constexpr int kPoints = 60;  // 10 KB
-  std::size_t number = 0;
-  for (const fs::path& file : root.FillStore(pen, strokes, kPages, 0)) {
-    std::ofstream(file, std::ios::binary)
-        << MakeInk(pen, number % kPages, kImportTimeMs + number * 60000, kPoints);
-    ++number;
-  }
-}
-
 // A backlog of strokes of as many pens, taken by an inbox that starts. The service offers one
 // package of each pen at a time.
 void TakeBacklog(const Sizes& sizes, const Disk& disk, std::size_t pens, Report& report) {
@@ -145,7 +113,7 @@ void TakeBacklog(const Sizes& sizes, const Disk& disk, std::size_t pens, Report&
     result.floor.seconds.push_back(FloorOf(root, 200, sizes.stroke_bytes));
     SubscribeInbox(root);
     for (std::size_t pen = 1; pen <= pens; ++pen) {
-      FillStore(root, pen, sizes.inbox_packages / pens);
+      FillWithHandwriting(root, pen, sizes.inbox_packages / pens);
     }
     ::sync();
     const MeasuredService service(root);
@@ -199,8 +167,9 @@ void FillInbox(std::size_t pages) {
   for (std::size_t page = 0; page < pages;) {
     ::Inbox::Transaction transaction(*connection);
     for (std::size_t i = 0; i < kTogether && page < pages; ++i, ++page) {
-      keeper.Keep({MakeInk(1 + page % 3, page, kImportTimeMs + page * 60000, kPoints), "", ""},
-                  static_cast<std::int64_t>(1000 + page));
+      keeper.Keep(
+          {MakeHandwriting(1 + page % 3, page, kImportTimeMs + page * 60000, kPoints), "", ""},
+          static_cast<std::int64_t>(1000 + page));
     }
     transaction.Commit();
   }

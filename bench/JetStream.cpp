@@ -16,10 +16,6 @@ namespace fs = std::filesystem;
 
 namespace bench {
 
-namespace {
-
-constexpr std::size_t kBatch = 100;  // puts on their way together
-
 int FreePort() {
   const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address = {};
@@ -32,6 +28,10 @@ int FreePort() {
   if (!is_bound) throw std::runtime_error("there is no free port");
   return ntohs(address.sin_port);
 }
+
+namespace {
+
+constexpr std::size_t kBatch = 100;  // puts on their way together
 
 // A connection with an inbox of its own, to which all answers and messages are sent.
 class NatsSocket {

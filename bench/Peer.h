@@ -77,6 +77,9 @@ Peers StartPeers(const Sizes& sizes, const std::filesystem::path& parent, std::s
 // Tells which of them are not installed.
 void NoteMissingPeers(Report& report);
 
+// A port on 127.0.0.1 that nobody has at the moment.
+int FreePort();
+
 // Where the program lies; empty if it is not installed.
 std::string FindProgram(const std::string& name);
 

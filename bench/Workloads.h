@@ -47,11 +47,15 @@ struct Sizes {
   std::size_t inbox_pages = 10000;    // of ten strokes
   std::size_t ink_bytes = 50u << 20;  // of a file that is converted, drawn and replayed
 
+  std::size_t forward_packages = 2000;
+  std::size_t desktops = 200;  // connected to one stream
+
   bool peers = false;  // measure other servers, too
 
   std::size_t repetitions = 5;
 };
 
+void RunForward(const Sizes& sizes, Report& report);
 void RunImport(const Sizes& sizes, Report& report);
 void RunRoute(const Sizes& sizes, Report& report);
 void RunDeliver(const Sizes& sizes, Report& report);

@@ -23,10 +23,10 @@ constexpr struct {
   const char* name;
   Workload run;
 } kWorkloads[] = {
-    {"import", bench::RunImport},   {"route", bench::RunRoute}, {"deliver", bench::RunDeliver},
-    {"sync", bench::RunSync},       {"mixed", bench::RunMixed}, {"durable", bench::RunDurable},
-    {"restart", bench::RunRestart}, {"idle", bench::RunIdle},   {"inbox", bench::RunInbox},
-    {"ink", bench::RunInk},
+    {"import", bench::RunImport},   {"route", bench::RunRoute},     {"deliver", bench::RunDeliver},
+    {"sync", bench::RunSync},       {"mixed", bench::RunMixed},     {"durable", bench::RunDurable},
+    {"restart", bench::RunRestart}, {"idle", bench::RunIdle},       {"inbox", bench::RunInbox},
+    {"ink", bench::RunInk},         {"forward", bench::RunForward},
 };
 
 struct Options {
@@ -39,12 +39,12 @@ struct Options {
 
 void AddOptions(CLI::App& app, Options& options) {
   bench::Sizes& sizes = options.sizes;
-  app.add_option(
-         "workload", options.workloads,
-         "import, route, deliver, sync, mixed, durable, restart, idle, inbox, ink; all if none is "
-         "named")
+  app.add_option("workload", options.workloads,
+                 "import, route, deliver, sync, mixed, durable, restart, idle, inbox, ink, "
+                 "forward; all if none is "
+                 "named")
       ->check(CLI::IsMember({"import", "route", "deliver", "sync", "mixed", "durable", "restart",
-                             "idle", "inbox", "ink"}));
+                             "idle", "inbox", "ink", "forward"}));
   app.add_flag("--full", options.full,
                "The large sizes, too: 10000 pages, a backlog and a store of 100000 strokes, "
                "an inbox of 100000 pages");
@@ -83,6 +83,8 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--stores", sizes.stores, "Strokes, for restart and idle")->capture_default_str();
   app.add_option("--store-pages", sizes.store_pages)->capture_default_str();
   app.add_option("--inbox-packages", sizes.inbox_packages)->capture_default_str();
+  app.add_option("--forward-packages", sizes.forward_packages)->capture_default_str();
+  app.add_option("--desktops", sizes.desktops)->capture_default_str();
   app.add_option("--inbox-pages", sizes.inbox_pages)->capture_default_str();
   app.add_option("--ink-bytes", sizes.ink_bytes, "Of the files of ink")->capture_default_str();
   app.add_option("--idle-seconds", sizes.idle_seconds)->capture_default_str();

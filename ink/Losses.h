@@ -19,8 +19,8 @@ class Losses {
   // Something lost `times` times, told once with the sum: "points without a position left out: 3".
   void Count(const std::string& what, std::size_t times);
 
-  // Something that the ink lacks, told like a loss: nothing is lost or made up, so it is not a reason
-  // to refuse the ink. "strokes without a time: 3".
+  // Something that the ink lacks, told like a loss: nothing is lost or made up, so it is not a
+  // reason to refuse the ink. "strokes without a time: 3".
   void Note(const std::string& what, std::size_t times = 0);
 
   // The ink names no pen, so that pen 0 was taken. It loses nothing and is not a reason to refuse.

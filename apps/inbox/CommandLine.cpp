@@ -20,6 +20,8 @@ Examples:
       put ink into the inbox, without the ink service
   quillpost-inbox export --page 1.2.3.4 -o letter.pdf
   quillpost-inbox backup ~/inbox-backup.db
+  quillpost-inbox --from nats://ink.example.org --consumer library
+      take the ink that others have handed on with quillpost-forward, too
 )";
 
 constexpr char kImport[] = R"(Put ink files into the inbox
@@ -85,6 +87,28 @@ void DeclareTaking(CLI::App& command, Options& options, Options::Command which) 
   command.callback([&options, which] { options.command = which; });
 }
 
+void DeclareSource(CLI::App& app, Options& options, std::string& servers) {
+  CLI::Option* from =
+      app.add_option("--from", servers, "Take ink of a stream, too: nats://HOST[,HOST...]")
+          ->type_name("URL");
+  CLI::Option* consumer =
+      app.add_option("--consumer", options.source.consumer,
+                     "The name under which the stream knows how far this inbox has come")
+          ->check([](const std::string& name) {
+            return Stream::IsStreamName(name)
+                       ? std::string()
+                       : "'" + name + "' has more than letters, digits, '-' and '_'";
+          })
+          ->needs(from)
+          ->type_name("NAME");
+  from->needs(consumer);
+  app.add_option("--filter", options.source.filter,
+                 "Subjects to take, for instance 'ink.*.1.2.*.*'")
+      ->needs(from)
+      ->type_name("FILTER");
+  Stream::DeclareStreamOptions(app, options.source.stream);
+}
+
 void DeclareExport(CLI::App& app, Options& options) {
   CLI::App* command = app.add_subcommand("export", kExport);
   command
@@ -107,8 +131,11 @@ int ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(kDescription, "quillpost-inbox");
   app.formatter(MakeHelpFormatter());
   app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION, "Print the version and exit");
+  app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION,
+                       "Print the version and exit");
   DeclareServe(app, options);
+  std::string servers;
+  DeclareSource(app, options, servers);
   DeclareTaking(*app.add_subcommand("show", kShow), options, Options::Command::kShow);
   DeclareTaking(*app.add_subcommand("import", kImport), options, Options::Command::kImport);
   DeclareExport(app, options);
@@ -119,6 +146,7 @@ int ParseOptions(int argc, char** argv, Options& options) {
   backup->callback([&options] { options.command = Options::Command::kBackup; });
   try {
     app.parse(argc, argv);
+    if (!servers.empty()) options.source.stream.servers = Stream::ParseServers(servers);
   } catch (const CLI::ParseError& error) {
     return FinishParsing(app, error);
   }

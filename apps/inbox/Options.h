@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "stream/StreamLink.h"
+
 namespace Inbox {
 
 enum ExitStatus {
@@ -24,6 +26,7 @@ struct Options {
   bool is_key_forgotten = false;
   int log_level = 3;
   std::string log_file;  // empty: standard error
+  StreamSource source;
 
   std::vector<std::string> files;  // kShow, kImport; one for kBackup
 

@@ -4,10 +4,11 @@
 //   questions  two that ask the database                       } api/Api.h
 //   drawing    two that draw, convert and export               }
 //   writer     the only one that changes the database            database/Writer.h
-//   link       the connection to the ink service                 service/ServiceLink.h
+//   link       the connection to the ink service                 application/ServiceLink.h
+//   stream     with --from: the connection to a stream           stream/StreamLink.h
 //
 // questions and drawing may wait for the writer; the writer and main wait for nobody; link waits
-// for the service alone.
+// for the service alone; stream for the writer and its servers.
 
 #include <Talvo/Logger.h>
 
@@ -23,6 +24,7 @@
 #include <stdexcept>
 
 #include "DatabaseWatch.h"
+#include "Files.h"
 #include "Instance.h"
 #include "Options.h"
 #include "api/Api.h"
@@ -33,7 +35,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const char kApplicationId[] = "Inbox";
 const char kPortSetting[] = "port";
+
+std::string ReasonOf(std::exception_ptr failure) {
+  if (!failure) return {};
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
 
 void OpenLog(const Options& options) {
   const auto sink = options.log_file.empty() ? Talvo::LogSink::Stderr()
@@ -44,6 +56,9 @@ void OpenLog(const Options& options) {
 // Another process runs the inbox.
 int ShowRunning(const Options& options, const std::string& directory) {
   const std::string address = WaitForAddress(directory);
+  if (!options.source.stream.servers.empty()) {
+    throw std::runtime_error("another inbox runs; end it to start one that takes ink of a stream");
+  }
   if (address.empty()) throw std::runtime_error("another inbox runs, and does not say where");
   std::printf("%s\n", address.c_str());
   std::fflush(stdout);
@@ -125,10 +140,9 @@ class RunningInbox {
     RememberKey(options_, writer_);
     writer_.Run([](Keeper& keeper) { keeper.OwnPen(); });
     Listen();
-    link_.emplace(writer_, [this](const ServiceLink::State& state) {
-      api_.events().SetService(state.is_connected);
-    });
+    link_.emplace(LinkOptions());
     api_.SetLink(&*link_);
+    if (!options_.source.stream.servers.empty()) stream_.emplace(options_.source, writer_);
     std::printf("%s\n", sessions_.Address().c_str());
     std::fflush(stdout);
     if (options_.is_to_open) ShowInBrowser(sessions_.Address());
@@ -146,6 +160,29 @@ class RunningInbox {
     sessions_.Begin(port);
     guard_.emplace(sessions_, port);
     server_.Serve(*guard_);
+  }
+
+  ServiceLink::Options LinkOptions() {
+    ServiceLink::Options options;
+    options.application_id = kApplicationId;
+    options.name = "the inbox";
+    options.log_tag = "Inbox";
+    options.keep = [this](const Application::Offer& offer, const ServiceLink::Done& done) {
+      Keep(offer, done);
+    };
+    options.on_state = [this](const ServiceLink::State& state) {
+      api_.events().SetService(state.is_connected);
+    };
+    return options;
+  }
+
+  // The bytes are read when their turn has come: what waits takes no memory.
+  void Keep(const Application::Offer& offer, const ServiceLink::Done& done) {
+    writer_.Post(
+        [offer](Keeper& keeper) {
+          keeper.Keep({InkTool::ReadInput(offer.file), offer.pen, offer.page}, NowMs());
+        },
+        [done](std::exception_ptr failure) { done(ReasonOf(failure)); });
   }
 
   // On the writer's thread, which may be there before the other parts: only the queue is touched.
@@ -171,6 +208,7 @@ class RunningInbox {
   HttpServer server_;
   DatabaseWatch watch_;
   std::optional<ServiceLink> link_;
+  std::optional<StreamLink> stream_;
 };
 
 }  // namespace

@@ -23,8 +23,8 @@ std::string ReadInput(const std::string& path);
 // All that comes out of a stream, with the same limit. Throws Refusal.
 std::string ReadStream(std::istream& in);
 
-// The files that the arguments name: one that holds *, ? or [ and is not a file itself stands for all
-// that match, in the order of their names; one that matches none is kept as it is.
+// The files that the arguments name: one that holds *, ? or [ and is not a file itself stands for
+// all that match, in the order of their names; one that matches none is kept as it is.
 std::vector<std::string> ExpandGlobs(const std::vector<std::string>& arguments);
 
 // The name without folders and extension: "note" of "ink/note.stf2" and of "ink/note.inkml.gz",

@@ -3,8 +3,8 @@
 // by attributes and by style="", inherited as SVG says; curves and arcs become points that lie
 // within 10 micrometres of them. Lengths without a unit are pixels of 1/96 inch.
 //
-// What is not a line is lost, and reported: fills (a shape without a line altogether), text, pictures,
-// clones, style sheets, gradients, dashes, clip paths. There are no times and no force.
+// What is not a line is lost, and reported: fills (a shape without a line altogether), text,
+// pictures, clones, style sheets, gradients, dashes, clip paths. There are no times and no force.
 
 #pragma once
 

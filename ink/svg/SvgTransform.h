@@ -14,7 +14,8 @@ namespace TalvoInk {
 // one.
 std::optional<Affine> ParseSvgTransform(const std::string& text);
 
-// A length in micrometres: "12", "12px", "1.5e1mm". None for percentages and for what is not a length.
+// A length in micrometres: "12", "12px", "1.5e1mm". None for percentages and for what is not a
+// length.
 std::optional<double> ParseSvgLength(const std::string& text);
 
 struct SvgCanvas {

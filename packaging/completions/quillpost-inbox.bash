@@ -12,8 +12,9 @@ _quillpost_inbox() {
   case "$previous" in
     --to) mapfile -t COMPREPLY < <(compgen -W "pdf png svg inkml xopp stf2" -- "$current"); return ;;
     --log-level) mapfile -t COMPREPLY < <(compgen -W "1 2 3 4" -- "$current"); return ;;
-    --port | --page) return ;;
-    --key | --log-file | -o | --output)
+    --from) mapfile -t COMPREPLY < <(compgen -W "nats:// tls://" -- "$current"); return ;;
+    --port | --page | --consumer | --filter | --stream | --tls-name) return ;;
+    --key | --creds | --login | --tls-ca | --tls-cert | --tls-key | --log-file | -o | --output)
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       return ;;
   esac

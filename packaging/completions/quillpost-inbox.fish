@@ -27,5 +27,8 @@ complete -c quillpost-inbox -n "__quillpost_inbox_is show; or __quillpost_inbox_
 complete -c quillpost-inbox -n "__quillpost_inbox_is export" -l output -s o -r -F
 complete -c quillpost-inbox -n "__quillpost_inbox_is export" -l to -x -a "pdf png svg inkml xopp stf2"
 complete -c quillpost-inbox -n __quillpost_inbox_needs_command -l key -r -F
-complete -c quillpost-inbox -n __quillpost_inbox_needs_command -l log-file -r -F
+complete -c quillpost-inbox -n __quillpost_inbox_needs_command -l from -x -a "nats:// tls://"
+for option in creds login tls-ca tls-cert tls-key log-file
+    complete -c quillpost-inbox -n __quillpost_inbox_needs_command -l $option -r -F
+end
 complete -c quillpost-inbox -n __quillpost_inbox_needs_command -l log-level -x -a "1 2 3 4"

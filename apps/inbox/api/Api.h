@@ -17,13 +17,15 @@
 #include <string>
 
 #include "api/Events.h"
+#include "application/ServiceLink.h"
 #include "content/Library.h"
 #include "database/Writer.h"
 #include "http/Handler.h"
 #include "http/Sessions.h"
-#include "service/ServiceLink.h"
 
 namespace Inbox {
+
+using Application::ServiceLink;
 
 // The beginning of the names of files on their way to the service.
 inline constexpr char kTransitName[] = "import-";

@@ -66,6 +66,14 @@ bool Keeper::Keep(const Package& package, std::int64_t now_ms) {
   return true;
 }
 
+bool Keeper::IsKept(const std::string& hex_digest) {
+  std::string digest(crypto_hash_sha256_BYTES, '\0');
+  ::sodium_hex2bin(reinterpret_cast<unsigned char*>(&digest[0]), digest.size(), hex_digest.data(),
+                   hex_digest.size(), nullptr, nullptr, nullptr);
+  Query query(connection_, "SELECT 1 FROM digests WHERE sha256 = ?", Query::Bytes{digest});
+  return query.Step();
+}
+
 void Keeper::KeepInk(const Ink& ink, const std::string& bytes, std::int64_t digest,
                      std::int64_t now_ms) {
   const std::string pen = Serial(ink.pen);

@@ -35,10 +35,16 @@ class Keeper {
  public:
   explicit Keeper(Connection& connection) : connection_(connection) {}
 
+  // For others that change the inbox in the same transaction.
+  Connection& connection() { return connection_; }
+
   // Keeps the package: ink page by page, sealed ink as it is, and what can't be read as such. A
   // page that new ink arrives for leaves the trash. False, with nothing changed, for bytes that are
   // in the inbox already. Throws SqliteError, and nothing for whatever the bytes hold.
   bool Keep(const Package& package, std::int64_t now_ms);
+
+  // Whether bytes of that SHA-256, 64 hexadecimal digits, are in the inbox already.
+  bool IsKept(const std::string& hex_digest);
 
   // Each returns the pages that it changed: those that exist and are (or are not) in the trash.
   std::vector<std::int64_t> Trash(const std::vector<std::int64_t>& pages, std::int64_t now_ms);

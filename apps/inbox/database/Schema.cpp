@@ -77,9 +77,22 @@ CREATE TABLE sessions (
 );
 )";
 
+// Ink that a stream brings in several messages, until all of them are here.
+constexpr char kVersion2[] = R"(
+CREATE TABLE parts (
+  whole TEXT NOT NULL,                 -- its identity; the same ink cut in another way is another set
+  parts INTEGER NOT NULL,
+  part INTEGER NOT NULL,               -- from 1
+  pen TEXT NOT NULL,
+  page TEXT NOT NULL,
+  bytes BLOB NOT NULL,
+  PRIMARY KEY (whole, parts, part)
+);
+)";
+
 }  // namespace
 
-const std::vector<const char*> kMigrations = {kVersion1};
+const std::vector<const char*> kMigrations = {kVersion1, kVersion2};
 
 void Migrate(Connection& connection, const std::vector<const char*>& migrations) {
   Transaction transaction(connection);

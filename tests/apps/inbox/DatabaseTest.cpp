@@ -75,6 +75,20 @@ TEST_F(DatabaseTest, AnOlderVersionIsBroughtUpWithItsInk) {
   EXPECT_EQ(pens.Text(0), "unnamed");
 }
 
+TEST_F(DatabaseTest, TheFirstVersionIsBroughtUpToThisOne) {
+  const std::string old = (root_.path() / "old").string();
+  MakeDataDirectory(old);
+  {
+    Connection connection(old + "/inbox.db", Connection::Mode::kWrite);
+    Migrate(connection, {kMigrations.front()});
+    connection.Execute("INSERT INTO pens(serial) VALUES('0123-4567-89AB-CDEF')");
+  }
+  const auto connection = Database(old).OpenWriter();
+  EXPECT_EQ(connection->Number("PRAGMA user_version"), std::int64_t(kMigrations.size()));
+  EXPECT_EQ(connection->Number("SELECT count(*) FROM pens"), 1);
+  EXPECT_EQ(connection->Number("SELECT count(*) FROM parts"), 0);
+}
+
 TEST_F(DatabaseTest, AMigrationThatFailsChangesNothing) {
   Keep(InkOf("1.2.3.4"));
   std::vector<const char*> later = kMigrations;
@@ -88,7 +102,7 @@ TEST_F(DatabaseTest, ANewerVersionIsRefusedAndLeftAlone) {
   connection_->Execute("PRAGMA user_version = 1000");
   EXPECT_EQ(WhyNot(directory_), directory_ +
                                     "/inbox.db was made by a newer quillpost-inbox (version 1000, "
-                                    "this one knows 1); install that one again");
+                                    "this one knows 2); install that one again");
   EXPECT_EQ(connection_->Number("PRAGMA user_version"), 1000);
 }
 

@@ -1,4 +1,4 @@
-#include "service/ServiceLink.h"
+#include "ServiceLink.h"
 
 #include <Talvo/Logger.h>
 #include <TalvoQuillpost/Protocol.h>
@@ -7,9 +7,7 @@
 #include <boost/asio/post.hpp>
 #include <utility>
 
-#include "Files.h"
-
-namespace Inbox {
+namespace Application {
 
 using namespace IPC::Protocol;
 using std::chrono::milliseconds;
@@ -20,14 +18,8 @@ namespace {
 constexpr milliseconds kFirstPatience(100);
 constexpr milliseconds kLongestPatience(5000);
 
-// Before ink that could not be kept, or a refused application, is tried again.
-constexpr seconds kRetryPatience(5);
-
-void Log(int level, const std::string& message) {
-  if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Inbox")) {
-    logger->Log(level, "%s", message.c_str());
-  }
-}
+// Before a refused application asks again.
+constexpr seconds kEnablePatience(5);
 
 std::string ReadString(const Json::Value& params, const char* key) {
   return params.isObject() && params[key].isString() ? params[key].asString() : std::string();
@@ -38,36 +30,31 @@ std::string ReadFirst(const Json::Value& params, const char* key) {
   return is_list && params[key][0].isString() ? params[key][0].asString() : std::string();
 }
 
-std::string ReasonOf(std::exception_ptr failure) {
-  if (!failure) return {};
-  try {
-    std::rethrow_exception(failure);
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-}
-
 }  // namespace
 
-ServiceLink::ServiceLink(Writer& writer, std::function<void(const State&)> on_state)
-    : writer_(writer),
-      on_state_(std::move(on_state)),
-      work_(queue_.get_executor()),
+ServiceLink::ServiceLink(Options options)
+    : options_(std::move(options)),
+      queue_(std::make_shared<boost::asio::io_context>()),
+      work_(queue_->get_executor()),
       patience_(kFirstPatience),
       thread_([this] {
         Connect();
-        queue_.run();
+        queue_->run();
       }) {}
 
 ServiceLink::~ServiceLink() {
-  boost::asio::post(queue_, [this] {
+  boost::asio::post(*queue_, [this] {
     ++number_;
     client_.reset();
-    queue_.stop();
+    queue_->stop();
   });
   thread_.join();
-  // What the writer still has of ours reports to the queue: nothing of it is left after this.
-  writer_.Run([](Keeper&) {});
+}
+
+void ServiceLink::Log(int level, const std::string& message) const {
+  if (Talvo::Logger* logger = Talvo::Logger::GetLogger(options_.log_tag.c_str())) {
+    logger->Log(level, "%s", message.c_str());
+  }
 }
 
 ServiceLink::State ServiceLink::state() const {
@@ -81,12 +68,11 @@ void ServiceLink::SetState(bool is_connected, const std::string& hindrance) {
     if (state_.is_connected == is_connected && state_.hindrance == hindrance) return;
     state_ = {is_connected, hindrance};
   }
-  if (!hindrance.empty()) Log(Talvo::kLogWarning, hindrance);
-  on_state_({is_connected, hindrance});
+  options_.on_state({is_connected, hindrance});
 }
 
 void ServiceLink::After(milliseconds time, std::function<void()> job) {
-  const auto timer = std::make_shared<boost::asio::steady_timer>(queue_, time);
+  const auto timer = std::make_shared<boost::asio::steady_timer>(*queue_, time);
   timer->async_wait([this, timer, number = number_,
                      job = std::move(job)](const boost::system::error_code& error) {
     if (!error && number == number_) job();
@@ -96,8 +82,8 @@ void ServiceLink::After(milliseconds time, std::function<void()> job) {
 void ServiceLink::Connect() {
   ++number_;
   IPC::Client::Options options;
-  options.callback_queue = &queue_;
-  options.log_tag = "Inbox";
+  options.callback_queue = queue_.get();
+  options.log_tag = options_.log_tag;
   options.on_notification = [this, number = number_](const std::string& name,
                                                      const Json::Value& params) {
     if (number == number_ && name == Quillpost::Notification::NewInkPackage) OnPackage(params);
@@ -116,6 +102,7 @@ void ServiceLink::Lose(const std::string& reason) {
   if (state().is_connected) Log(Talvo::kLogInformation, "The service has gone: " + reason);
   client_.reset();
   ++number_;
+  waiting_.clear();
   SetState(false, "");
   After(patience_, [this] { Connect(); });
   patience_ = std::min(patience_ * 2, kLongestPatience);
@@ -129,7 +116,7 @@ void ServiceLink::OnConnected() {
 
 void ServiceLink::Enable() {
   Json::Value params;
-  params[Quillpost::Argument::ApplicationID] = kApplicationId;
+  params[Quillpost::Argument::ApplicationID] = options_.application_id;
   client_->RequestAsync(Quillpost::Command::EnableNotifications, params,
                         [this, number = number_](const IPC::Client::Reply& reply) {
                           if (number == number_) OnEnabled(reply);
@@ -139,48 +126,78 @@ void ServiceLink::Enable() {
 void ServiceLink::OnEnabled(const IPC::Client::Reply& reply) {
   if (!reply) return Lose(reply.message);
   if (reply.status == Core::Status::Success) return SetState(true, "");
+  std::string hindrance = options_.name + " gets no ink: ";
   if (reply.status == Quillpost::Status::NotRegistered) {
-    SetState(true,
-             "the inbox gets no ink: it has no subscription; 'quillpost subscriptions add Inbox' "
-             "makes one");
+    hindrance += "it has no subscription; 'quillpost subscriptions add " + options_.application_id +
+                 "' makes one";
   } else if (reply.status == Quillpost::Status::AlreadyConnected) {
-    SetState(true, "the inbox gets no ink: another program receives it");
+    hindrance += "another program receives it";
   } else {
-    SetState(true, "the inbox gets no ink: the service answered " + reply.status);
+    hindrance += "the service answered " + reply.status;
   }
-  After(kRetryPatience, [this] { Enable(); });
+  if (state().hindrance != hindrance) Log(Talvo::kLogWarning, hindrance);
+  SetState(true, hindrance);
+  After(kEnablePatience, [this] { Enable(); });
 }
 
 void ServiceLink::OnPackage(const Json::Value& params) {
-  Package envelope;
-  envelope.pen = ReadString(params, Quillpost::Argument::InkPackagePen);
-  envelope.page = ReadFirst(params, Quillpost::Argument::InkPackagePages);
-  Keep(ReadString(params, Quillpost::Argument::InkPackagePath), envelope);
+  Offer offer;
+  offer.file = ReadString(params, Quillpost::Argument::InkPackagePath);
+  offer.pen = ReadString(params, Quillpost::Argument::InkPackagePen);
+  offer.page = ReadFirst(params, Quillpost::Argument::InkPackagePages);
+  offer.type = ReadString(params, Quillpost::Argument::InkPackageType);
+  Keep(offer);
 }
 
-// The bytes are read when their turn has come: what waits takes no memory.
-void ServiceLink::Keep(const std::string& file, const Package& envelope) {
-  writer_.Post(
-      [file, envelope](Keeper& keeper) {
-        Package package = envelope;
-        package.bytes = InkTool::ReadInput(file);
-        keeper.Keep(package, NowMs());
-      },
-      [this, file, envelope, number = number_](std::exception_ptr failure) {
-        boost::asio::post(queue_, [this, file, envelope, number, reason = ReasonOf(failure)] {
-          if (number == number_) OnKept(file, envelope, reason);
-        });
-      });
+void ServiceLink::Keep(const Offer& offer) {
+  options_.keep(offer, [this, queue = queue_, offer, number = number_](const std::string& failure) {
+    // After the link's end the queue has stopped: the job, which names the link, never runs.
+    boost::asio::post(*queue, [this, offer, number, failure] {
+      if (number == number_) OnKept(offer, failure);
+    });
+  });
 }
 
-void ServiceLink::OnKept(const std::string& file, const Package& envelope,
-                         const std::string& failure) {
+void ServiceLink::OnKept(const Offer& offer, const std::string& failure) {
   if (failure.empty()) {
-    SetState(true, "");
-    return Confirm(envelope.pen);
+    waiting_.erase(offer.pen);
+    TellWaiting();
+    return Confirm(offer.pen);
   }
-  SetState(true, "ink stays with the service: " + failure);
-  After(kRetryPatience, [this, file, envelope] { Keep(file, envelope); });
+  Waiting& waiting = waiting_[offer.pen];
+  if (waiting.reason != failure) {
+    Log(Talvo::kLogWarning, "ink of pen " + offer.pen + " stays with the service: " + failure);
+  }
+  waiting.offer = offer;
+  waiting.reason = failure;
+  waiting.patience = waiting.patience.count() == 0
+                         ? options_.first_retry
+                         : std::min(waiting.patience * 2, options_.longest_retry);
+  waiting.is_due = false;
+  After(waiting.patience, [this, pen = offer.pen, attempt = ++waiting.attempt] {
+    const auto due = waiting_.find(pen);
+    if (due == waiting_.end() || due->second.is_due || due->second.attempt != attempt) return;
+    due->second.is_due = true;
+    Keep(due->second.offer);
+  });
+  TellWaiting();
+}
+
+void ServiceLink::TellWaiting() {
+  SetState(true, waiting_.empty()
+                     ? ""
+                     : "ink stays with the service: " + waiting_.begin()->second.reason);
+}
+
+void ServiceLink::RetryNow() {
+  boost::asio::post(*queue_, [this] {
+    for (auto& [pen, waiting] : waiting_) {
+      if (waiting.is_due) continue;
+      waiting.is_due = true;
+      waiting.patience = milliseconds(0);
+      Keep(waiting.offer);
+    }
+  });
 }
 
 void ServiceLink::Confirm(const std::string& pen) {
@@ -192,7 +209,7 @@ void ServiceLink::Confirm(const std::string& pen) {
 }
 
 void ServiceLink::Import(const std::string& file, std::function<void(ImportResult)> done) {
-  boost::asio::post(queue_, [this, file, done = std::move(done)] {
+  boost::asio::post(*queue_, [this, file, done = std::move(done)] {
     if (!client_) return done(ImportResult::kAway);
     Json::Value params;
     params[Quillpost::Argument::InkPackagePath] = file;
@@ -208,4 +225,4 @@ void ServiceLink::Import(const std::string& file, std::function<void(ImportResul
   });
 }
 
-}  // namespace Inbox
+}  // namespace Application

@@ -1,0 +1,79 @@
+// Puts packages into the stream. A package counts as handed on when the stream has acknowledged all
+// of its messages; whatever else happens, its owner hears why, and may try again.
+//
+// Sent twice. The server drops a message whose identity it has taken within its window. Beyond the
+// window the writer looks for itself: before the first package of a pen, and before one whose last
+// attempt failed, it asks for the last message of the subject. A pen's packages come one after the
+// other, so an acknowledgement that got lost (with a connection, or with this program) is found
+// there.
+//
+// Threads: one that connects and reconnects, and a few that wait for acknowledgements, each with
+// one package. So a distant server, for which each acknowledgement takes its time, gets the ink of
+// several pens at the same time. The owner's calls never wait.
+
+#pragma once
+
+#include <boost/asio/thread_pool.hpp>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "Options.h"
+#include "application/ServiceLink.h"
+#include "stream/Connection.h"
+#include "stream/InkMessage.h"
+
+namespace Forward {
+
+class StreamWriter final : private Stream::Watcher {
+ public:
+  using Done = Application::ServiceLink::Done;
+
+  // `on_ready` is called on a thread of the writer's or of the library's whenever the stream is
+  // there again.
+  StreamWriter(const Options& options, std::function<void()> on_ready);
+
+  // Does not wait for acknowledgements: packages that are under way fail.
+  ~StreamWriter();
+
+  // `done` is called once, on a thread of the writer's, when the stream has acknowledged the
+  // package, or with the reason why not. A pen has one package at a time.
+  void Put(const Application::Offer& offer, Done done);
+
+ private:
+  void OnChange() override;
+  void OnServerError(const std::string& reason) override;
+
+  void Maintain();
+  void Connect();
+  bool PauseUnlessEnding(std::chrono::milliseconds time);
+  std::string PutNow(const Application::Offer& offer);
+  void PutParts(Stream::Connection& connection, const Stream::OutgoingInk& ink,
+                std::uint32_t first);
+  std::uint32_t PartsInStream(Stream::Connection& connection, const Stream::OutgoingInk& ink);
+  std::shared_ptr<Stream::Connection> connection();
+  std::string WithServerError(const std::string& reason);
+
+  const Options& options_;
+  const std::function<void()> on_ready_;
+  const std::string user_;
+  const std::string host_;
+  std::mutex mutex_;  // of the following
+  std::condition_variable news_;
+  std::size_t limit_bytes_ = 0;    // of a message
+  std::string hindrance_;          // why not; empty before the first attempt is over, too
+  std::string server_error_;       // the last one
+  std::set<std::string> certain_;  // pens whose last package was acknowledged to this process
+  bool is_ending_ = false;
+  // Ends after the connection, and before all that the library's callbacks touch.
+  Stream::Library library_;
+  std::shared_ptr<Stream::Connection> connection_;  // null while there is no usable stream
+  boost::asio::thread_pool pool_;
+  std::thread thread_;  // connects
+};
+
+}  // namespace Forward

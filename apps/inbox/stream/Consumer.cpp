@@ -1,0 +1,135 @@
+#include "stream/Consumer.h"
+
+#include <utility>
+
+namespace Inbox {
+
+using Stream::StreamError;
+
+namespace {
+
+constexpr int kMostTogether = 64;  // with the default limit of a message at most 64 MiB
+constexpr std::int64_t kFetchMs = 1000;
+
+// Much longer than keeping takes; what takes longer (a full disk) asks for more time.
+constexpr std::int64_t kAckWaitNs = 30LL * 1000000000;
+
+struct Deleter {
+  void operator()(jsStreamInfo* info) const { ::jsStreamInfo_Destroy(info); }
+  void operator()(jsConsumerInfo* info) const { ::jsConsumerInfo_Destroy(info); }
+  void operator()(jsMsgMetaData* data) const { ::jsMsgMetaData_Destroy(data); }
+};
+using ConsumerInfo = std::unique_ptr<jsConsumerInfo, Deleter>;
+
+struct MessageList {
+  natsMsgList list{};
+  ~MessageList() { ::natsMsgList_Destroy(&list); }
+};
+
+}  // namespace
+
+Consumer::Consumer(Stream::Connection& connection, const std::string& stream,
+                   const std::string& name, const std::string& filter)
+    : connection_(connection), stream_(stream), name_(name), filter_(filter) {
+  jsStreamInfo* found = nullptr;
+  jsErrCode code{};
+  const natsStatus status =
+      ::js_GetStreamInfo(&found, connection.stream(), stream.c_str(), nullptr, &code);
+  const std::unique_ptr<jsStreamInfo, Deleter> info(found);
+  if (status == NATS_NOT_FOUND) throw StreamError("there is no stream " + stream);
+  if (status == NATS_NO_RESPONDERS) {
+    throw StreamError("the server has no streams: JetStream is not enabled there");
+  }
+  if (status != NATS_OK) throw StreamError("can't find the stream " + stream, status);
+  created_ = info->Created;
+}
+
+std::uint64_t Consumer::Create(std::uint64_t last) {
+  jsConsumerConfig config;
+  ::jsConsumerConfig_Init(&config);
+  config.Durable = name_.c_str();
+  config.Description = "Ink for an inbox";
+  config.AckPolicy = js_AckExplicit;
+  config.AckWait = kAckWaitNs;
+  config.FilterSubject = filter_.c_str();
+  if (last > 0) {
+    config.DeliverPolicy = js_DeliverByStartSequence;
+    config.OptStartSeq = last + 1;
+  }
+  jsConsumerInfo* made = nullptr;
+  jsErrCode code{};
+  const natsStatus status =
+      ::js_AddConsumer(&made, connection_.stream(), stream_.c_str(), &config, nullptr, &code);
+  const ConsumerInfo info(made);
+  if (status != NATS_OK) throw StreamError("can't make the consumer " + name_, status);
+  return info->Delivered.Consumer;
+}
+
+void Consumer::Resume(std::uint64_t last) {
+  subscription_.reset();
+  jsConsumerInfo* found = nullptr;
+  jsErrCode code{};
+  natsStatus status = ::js_GetConsumerInfo(&found, connection_.stream(), stream_.c_str(),
+                                           name_.c_str(), nullptr, &code);
+  ConsumerInfo info(found);
+  if (status != NATS_OK && status != NATS_NOT_FOUND) {
+    throw StreamError("can't find the consumer " + name_, status);
+  }
+  if (info) {
+    const char* const had = info->Config->FilterSubject;
+    if (filter_.empty()) filter_ = had == nullptr ? "" : had;
+    if (filter_ != (had == nullptr ? "" : had)) {
+      throw StreamError("the consumer " + name_ + " has another filter, '" +
+                        (had == nullptr ? "" : had) + "'; give this one another name");
+    }
+    if (info->Delivered.Stream > last) {
+      status =
+          ::js_DeleteConsumer(connection_.stream(), stream_.c_str(), name_.c_str(), nullptr, &code);
+      if (status != NATS_OK && status != NATS_NOT_FOUND) {
+        throw StreamError("can't make the consumer " + name_ + " anew", status);
+      }
+      info.reset();
+    }
+  }
+  if (filter_.empty()) filter_ = Stream::kAllInk;
+  last_delivery_ = info ? info->Delivered.Consumer : Create(last);
+  Subscribe();
+}
+
+void Consumer::Subscribe() {
+  jsSubOptions options;
+  ::jsSubOptions_Init(&options);
+  options.Stream = stream_.c_str();
+  options.Consumer = name_.c_str();
+  natsSubscription* made = nullptr;
+  jsErrCode code{};
+  const natsStatus status = ::js_PullSubscribe(&made, connection_.stream(), filter_.c_str(),
+                                               name_.c_str(), nullptr, &options, &code);
+  if (status != NATS_OK) throw StreamError("can't use the consumer " + name_, status);
+  subscription_.reset(made);
+}
+
+std::vector<Consumer::Message> Consumer::Fetch(bool& is_broken) {
+  is_broken = false;
+  MessageList fetched;
+  jsErrCode code{};
+  const natsStatus status =
+      ::natsSubscription_Fetch(&fetched.list, subscription_.get(), kMostTogether, kFetchMs, &code);
+  if (status != NATS_OK && status != NATS_TIMEOUT) {
+    throw StreamError("can't read from the stream " + stream_, status);
+  }
+  std::vector<Message> messages;
+  for (int i = 0; i < fetched.list.Count && !is_broken; ++i) {
+    jsMsgMetaData* data = nullptr;
+    if (::natsMsg_GetMetaData(&data, fetched.list.Msgs[i]) != NATS_OK) continue;
+    const std::unique_ptr<jsMsgMetaData, Deleter> owned(data);
+    is_broken = data->Sequence.Consumer != last_delivery_ + 1;
+    if (is_broken) break;
+    ++last_delivery_;
+    messages.push_back(
+        {Stream::MessagePtr(std::exchange(fetched.list.Msgs[i], nullptr)), data->Sequence.Stream});
+  }
+  return messages;
+}
+
+}  // namespace Inbox

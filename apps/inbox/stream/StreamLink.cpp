@@ -1,0 +1,182 @@
+#include "stream/StreamLink.h"
+
+#include <Talvo/Logger.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "stream/PartSets.h"
+
+namespace Inbox {
+
+using std::chrono::milliseconds;
+using Stream::StreamError;
+
+namespace {
+
+constexpr milliseconds kFirstPatience(250);
+constexpr milliseconds kLongestPatience(30000);
+
+// Before ink that could not be kept is tried again; well within the time after which the server
+// would hand it out again.
+constexpr milliseconds kRetryPatience(5000);
+
+void Log(int level, const std::string& message) {
+  if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Inbox")) {
+    logger->Log(level, "%s", message.c_str());
+  }
+}
+
+}  // namespace
+
+StreamLink::StreamLink(const StreamSource& source, Writer& writer)
+    : source_(source), writer_(writer), thread_([this] { Work(); }) {}
+
+StreamLink::~StreamLink() {
+  std::shared_ptr<Stream::Connection> connection;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    is_ending_ = true;
+    connection = connection_;
+  }
+  if (connection) connection->Close();
+  news_.notify_all();
+  thread_.join();
+}
+
+void StreamLink::OnServerError(const std::string& reason) {
+  Log(Talvo::kLogWarning, "The server: " + reason);
+}
+
+bool StreamLink::is_ending() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return is_ending_;
+}
+
+bool StreamLink::PauseUnlessEnding(milliseconds time) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return !news_.wait_for(lock, time, [this] { return is_ending_; });
+}
+
+void StreamLink::Tell(const std::string& hindrance) {
+  if (hindrance_ == hindrance) return;
+  hindrance_ = hindrance;
+  if (!hindrance.empty()) Log(Talvo::kLogWarning, "No ink comes from the stream: " + hindrance);
+}
+
+void StreamLink::Work() {
+  milliseconds patience = kFirstPatience;
+  do {
+    try {
+      Stream::Watcher& watcher = *this;
+      const auto connection = std::make_shared<Stream::Connection>(
+          source_.stream, "quillpost-inbox " + source_.consumer, watcher);
+      {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (is_ending_) return;
+        connection_ = connection;
+      }
+      patience = kFirstPatience;
+      Follow(connection);
+    } catch (const std::exception& error) {
+      if (!is_ending()) Tell(error.what());
+    }
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      connection_.reset();
+    }
+    patience = std::min(patience * 2, kLongestPatience);
+  } while (PauseUnlessEnding(patience));
+}
+
+// Until something fails. Then everything is looked at anew: the stream may be another one, or its
+// consumer gone.
+void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
+  Consumer consumer(*connection, source_.stream.stream, source_.consumer, source_.filter);
+  const std::string key = "stream " + source_.stream.stream + " " + source_.consumer + " " +
+                          std::to_string(consumer.created());
+  std::uint64_t last = Position(key);
+  consumer.Resume(last);
+  Log(Talvo::kLogInformation, "The stream " + source_.stream.stream + " is there.");
+  Tell("");
+  while (!is_ending() && !connection->is_closed()) {
+    bool is_broken = false;
+    const auto messages = consumer.Fetch(is_broken);
+    if (messages.empty() && !is_broken) TellIncomplete();
+    if (!messages.empty()) {
+      if (!KeepAll(messages, key)) return;
+      for (const auto& message : messages) last = std::max(last, message.sequence);
+    }
+    if (is_broken) consumer.Resume(last);
+  }
+}
+
+std::uint64_t StreamLink::Position(const std::string& key) {
+  std::string text;
+  writer_.Run([&](Keeper& keeper) { text = keeper.Setting(key); });
+  return std::strtoull(text.c_str(), nullptr, 10);
+}
+
+// All or none of them. False if the inbox ends before they could be kept.
+bool StreamLink::KeepAll(const std::vector<Consumer::Message>& messages, const std::string& key) {
+  for (;;) {
+    try {
+      writer_.Run([&](Keeper& keeper) {
+        std::uint64_t last = std::strtoull(keeper.Setting(key).c_str(), nullptr, 10);
+        for (const auto& message : messages) {
+          KeepOne(keeper, message);
+          last = std::max(last, message.sequence);
+        }
+        keeper.Set(key, std::to_string(last));
+      });
+      break;
+    } catch (const std::exception& error) {
+      Tell(error.what());
+    }
+    if (!PauseUnlessEnding(kRetryPatience)) return false;
+    for (const auto& message : messages) ::natsMsg_InProgress(message.message.get(), nullptr);
+  }
+  Tell("");
+  // An acknowledgement that gets lost brings the message again, which is known then.
+  for (const auto& message : messages) ::natsMsg_Ack(message.message.get(), nullptr);
+  return true;
+}
+
+void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
+  Stream::IncomingInk ink;
+  std::string reason;
+  if (!Stream::ReadMessage(message.message.get(), ink, reason)) {
+    Log(Talvo::kLogWarning,
+        "Message " + std::to_string(message.sequence) + " of the stream is passed over: " + reason);
+    return;
+  }
+  if (ink.whole.empty()) {
+    keeper.Keep({std::string(ink.bytes), ink.pen, ink.page}, NowMs());
+    return;
+  }
+  if (!ink.digest.empty() && keeper.IsKept(ink.digest)) return;
+  const auto whole = PartSets(keeper.connection()).Add(ink);
+  if (!whole) {
+    has_news_of_parts_ = true;
+    return;
+  }
+  if (Stream::IdentityOf(ink.pen, ink.page, *whole) != ink.whole) {
+    Log(Talvo::kLogWarning,
+        "Ink of pen " + ink.pen + ", page " + ink.page + ", is not what its parts say it is.");
+  }
+  keeper.Keep({*whole, ink.pen, ink.page}, NowMs());
+}
+
+void StreamLink::TellIncomplete() {
+  if (!has_news_of_parts_) return;
+  std::vector<PartSets::Incomplete> sets;
+  writer_.Run([&](Keeper& keeper) { sets = PartSets(keeper.connection()).FindIncomplete(); });
+  has_news_of_parts_ = false;
+  for (const auto& set : sets) {
+    Log(Talvo::kLogWarning, "Ink of pen " + set.pen + ", page " + set.page +
+                                ", is not whole: " + std::to_string(set.here) + " of " +
+                                std::to_string(set.parts) + " parts have come.");
+  }
+}
+
+}  // namespace Inbox

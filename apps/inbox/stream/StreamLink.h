@@ -1,0 +1,68 @@
+// The inbox as the end of a stream: it keeps the ink that others put there (docs/scale.md).
+// Messages are committed before they are acknowledged, and how far the stream was read is committed
+// with them; so whatever dies, ink comes again rather than not at all, and what comes again is
+// known by its bytes.
+//
+// While the stream is away, or the database takes nothing, it waits and tries again.
+//
+// Threads: one of its own, which waits for the writer and for the servers.
+
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "database/Writer.h"
+#include "stream/Connection.h"
+#include "stream/Consumer.h"
+#include "stream/StreamOptions.h"
+
+namespace Inbox {
+
+// Where ink comes from.
+struct StreamSource {
+  Stream::StreamOptions stream;  // without servers there is none
+  std::string consumer;
+  std::string filter;  // empty: all ink
+};
+
+class StreamLink final : private Stream::Watcher {
+ public:
+  StreamLink(const StreamSource& source, Writer& writer);
+
+  // Ends after the commit under way.
+  ~StreamLink();
+
+ private:
+  void OnChange() override {}
+  void OnServerError(const std::string& reason) override;
+
+  void Work();
+  void Follow(const std::shared_ptr<Stream::Connection>& connection);
+  std::uint64_t Position(const std::string& key);
+  bool KeepAll(const std::vector<Consumer::Message>& messages, const std::string& key);
+  void KeepOne(Keeper& keeper, const Consumer::Message& message);
+  void TellIncomplete();
+  bool PauseUnlessEnding(std::chrono::milliseconds time);
+  void Tell(const std::string& hindrance);
+  bool is_ending();
+
+  const StreamSource source_;
+  Writer& writer_;
+  std::string hindrance_;          // the link's thread
+  bool has_news_of_parts_ = true;  // since they were last told of; used while the writer is ours
+  std::mutex mutex_;               // of the following
+  std::condition_variable news_;
+  bool is_ending_ = false;
+  // Ends after the connection, and before all that the library's callbacks touch.
+  Stream::Library library_;
+  std::shared_ptr<Stream::Connection> connection_;
+  std::thread thread_;
+};
+
+}  // namespace Inbox

@@ -1,0 +1,78 @@
+// One connection to the servers of a stream: TLS, credentials and reconnecting are those of the
+// NATS client library, which this wraps. It knows nothing of ink.
+//
+// A process that makes connections holds one Library until the last of them is gone.
+//
+// Threads: the library has its own, on which a Watcher is called. All functions may be called from
+// any thread.
+
+#pragma once
+
+#include <nats/nats.h>
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+
+#include "stream/StreamOptions.h"
+
+namespace Stream {
+
+// Why something did not work, for people: "MESSAGE: the library's or the server's reason".
+class StreamError : public std::runtime_error {
+ public:
+  explicit StreamError(const std::string& message);
+  StreamError(const std::string& message, natsStatus status);
+};
+
+// The client library's own threads and memory. Messages and connections live within it; its end
+// waits until no callback runs any more. One at a time in a process.
+class Library {
+ public:
+  Library();  // throws StreamError
+  ~Library();
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+};
+
+// Called on the library's threads; must not wait, and must outlive the Library.
+class Watcher {
+ public:
+  // The connection is back, or has gone, or is gone for good.
+  virtual void OnChange() = 0;
+
+  // The server found fault with something that it does not answer, for instance a permission.
+  virtual void OnServerError(const std::string& reason) = 0;
+
+ protected:
+  ~Watcher() = default;
+};
+
+class Connection {
+ public:
+  // Connects, waiting a few seconds for each server. Once it stands it is made again whenever it is
+  // lost, for as long as it takes, unless the servers refuse the credentials. Throws StreamError.
+  // `name` is what the servers' reports call this client.
+  Connection(const StreamOptions& options, const std::string& name, Watcher& watcher);
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  // Ends it: whatever waits for it in another thread fails soon.
+  void Close();
+
+  bool is_connected() const;
+  bool is_closed() const;  // for good
+
+  // The largest message that the server takes, headers included.
+  std::size_t limit_bytes() const;
+
+  natsConnection* get() const { return connection_; }
+  jsCtx* stream() const { return stream_; }
+
+ private:
+  natsConnection* connection_ = nullptr;
+  jsCtx* stream_ = nullptr;
+};
+
+}  // namespace Stream

@@ -1,0 +1,167 @@
+// Ink on its way from a desktop through a stream to an inbox.
+
+#include <gmock/gmock.h>
+
+#include "ForwardWorld.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+// Ink of many points: its package is of about `size_bytes`.
+std::string LongInk(std::size_t size_bytes) {
+  std::vector<Stf2Sample> samples(size_bytes / sizeof(Stf2Sample));
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    samples[i].type = STF2_SAMPLE_COORDINATE;
+    samples[i].x_um = static_cast<std::int32_t>(i);
+    samples[i].time_offset_ms = static_cast<std::uint32_t>(i);
+    samples[i].flags = STF2_SAMPLE_HAS_TIME;
+  }
+  samples.front().type = STF2_SAMPLE_PEN_DOWN;
+  samples.back().type = STF2_SAMPLE_PEN_UP;
+  return InkFile().AddStroke("1.2.3.4", 5000, samples).bytes();
+}
+
+}  // namespace
+
+TEST(ForwardRoad, InkReachesAnInboxOnAnotherMachine) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  auto forward = world.Forward(server.url(), {"--create-stream"});
+  auto inbox = world.Inbox(server.url());
+  forward.Start();
+  inbox.Start();
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.5", 6000, 7)));
+  EXPECT_TRUE(world.WaitUntilKept(2));
+  EXPECT_THAT(world.Kept(), UnorderedElementsAre("0123-4567-89AB-CDEF 1.2.3.4 5000",
+                                                 "0000-0000-0000-0007 1.2.3.5 6000"));
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty()) << "it was confirmed";
+  EXPECT_TRUE(Eventually([&] { return StreamPeer(server.url()).HasTakenAll("library"); }));
+  EXPECT_EQ(inbox.Stop(), 0);
+  EXPECT_EQ(forward.Stop(), 0);
+  EXPECT_THAT(forward.log(), Not(HasSubstr(" W Forward: ")));
+}
+
+TEST(ForwardRoad, WithoutAStreamInkStaysAndTheLogSaysWhatIsMissing) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  auto forward = world.Forward(server.url());
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  forward.Start();
+  EXPECT_TRUE(
+      forward.WaitForLog("ink of pen 0123-4567-89AB-CDEF stays with the service: there is "
+                         "no stream INK on the server; --create-stream makes it"));
+  EXPECT_FALSE(world.is_store_empty());
+  StreamPeer(server.url()).Create();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
+}
+
+TEST(ForwardRoad, TheStreamIsMadeAsWanted) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  auto forward = world.Forward(server.url(), {"--create-stream", "--max-age", "30d", "--max-size",
+                                              "1GiB", "--duplicate-window", "5m"});
+  forward.Start();
+  ASSERT_TRUE(forward.WaitForLog("The stream INK is there."));
+  StreamPeer peer(server.url());
+  jsStreamInfo* info = nullptr;
+  ASSERT_EQ(::js_GetStreamInfo(&info, peer.connection().stream(), "INK", nullptr, nullptr),
+            NATS_OK);
+  const std::int64_t second = 1000000000;
+  EXPECT_EQ(info->Config->MaxAge, 30 * 24 * 3600 * second);
+  EXPECT_EQ(info->Config->MaxBytes, 1 << 30);
+  EXPECT_EQ(info->Config->Duplicates, 300 * second);
+  EXPECT_EQ(info->Config->Replicas, 1);
+  EXPECT_EQ(info->Config->Discard, js_DiscardNew);
+  EXPECT_EQ(info->Config->Storage, js_FileStorage);
+  ::jsStreamInfo_Destroy(info);
+}
+
+TEST(ForwardRoad, APackageBeyondTheMessageSizeTravelsInParts) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"), "max_payload: 64KB\n");
+  auto forward = world.Forward(server.url(), {"--create-stream"});
+  auto inbox = world.Inbox(server.url());
+  const std::string bytes = LongInk(1 << 20);
+  ASSERT_TRUE(world.Import(bytes));
+  forward.Start();
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
+  EXPECT_GE(StreamPeer(server.url()).Count(), 16u);
+  inbox.Stop();
+  const std::string copy = world.path("copy.stf2").string();
+  const Finished exported =
+      RunToEnd({QUILLPOST_INBOX, "export", "-o", copy}, {{"XDG_DATA_HOME", ""}});
+  ASSERT_EQ(exported.status, 0) << exported.error;
+  EXPECT_EQ(StrokesOf(ReadFile(copy)), StrokesOf(bytes));
+  EXPECT_GE(ReadFile(copy).size(), std::size_t{1} << 20);
+}
+
+TEST(ForwardRoad, ADryRunShowsSubjectsAndTakesNothing) {
+  ForwardWorld world;
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  Process forward({QUILLPOST_FORWARD, "--to", "nats://nobody.invalid", "--dry-run"});
+  EXPECT_TRUE(forward.WaitForOutput("\n"));
+  EXPECT_THAT(forward.output(), StartsWith("ink.0123-4567-89AB-CDEF.1.2.3.4 "));
+  forward.Signal(SIGTERM);
+  EXPECT_EQ(forward.Wait(), 0);
+  EXPECT_FALSE(world.is_store_empty());
+}
+
+// The stream acknowledged a package, and forward died before the service heard of it. Long after
+// the stream has forgotten the message's identity the package is handed on again.
+TEST(ForwardRoad, WhatTheStreamHasIsConfirmedAndNotSentAgain) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  StreamPeer peer(server.url());
+  peer.Create(100);
+  auto forward = world.Forward(server.url());
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  forward.Start();
+  ASSERT_TRUE(world.WaitUntilStoreIsEmpty());
+  ASSERT_EQ(peer.Count(), 1u);
+  EXPECT_EQ(forward.Stop(), 0);
+  // A message of another page tells when the window is over for what came before it.
+  ASSERT_TRUE(peer.Put("9.9.9.9", 1));
+  ASSERT_TRUE(Eventually([&] { return peer.Put("9.9.9.9", 1); }));
+  const std::uint64_t count = peer.Count();
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  forward.Start();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
+  EXPECT_EQ(peer.Count(), count);
+}
+
+TEST(ForwardRoad, TheExampleDrawsEachPage) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"), "max_payload: 64KB\n");
+  auto forward = world.Forward(server.url(), {"--create-stream"});
+  forward.Start();
+  ASSERT_TRUE(world.Import(LongInk(200000)));
+  ASSERT_TRUE(world.WaitUntilStoreIsEmpty());
+  const std::string tool = STF2_TOOL;
+  const std::string path = tool.substr(0, tool.rfind('/')) + ":/usr/bin:/bin";
+  Process example({"/usr/bin/python3", std::string(EXAMPLES) + "/stream_to_pdf.py",
+                   "127.0.0.1:" + std::to_string(server.port()), world.path("pages").string()},
+                  {{"PATH", path}});
+  const std::string page = (world.path("pages") / "0123-4567-89AB-CDEF.1.2.3.4.pdf").string();
+  EXPECT_TRUE(example.WaitForOutput(page)) << example.error();
+  EXPECT_THAT(ReadFile(page), StartsWith("%PDF"));
+  EXPECT_TRUE(Eventually([&] { return StreamPeer(server.url()).HasTakenAll("pdf"); }));
+}
+
+TEST(ForwardRoad, WithoutASubscriptionItSaysSo) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  auto forward = world.Forward(server.url(), {"--application", "Nobody"});
+  forward.Start();
+  EXPECT_TRUE(
+      forward.WaitForLog("the application Nobody gets no ink: it has no subscription; "
+                         "'quillpost subscriptions add Nobody' makes one"));
+}

@@ -1,0 +1,245 @@
+// The inbox at the end of a stream.
+
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include "ForwardWorld.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+const Stream::InkEnvelope kEnvelope = {kTestPenSerial, "1.2.3.4", "STF2", "ada", "desk"};
+
+// Ink that needs five messages, and its outgoing form.
+struct InParts {
+  std::string bytes = InkFile()
+                          .AddProperty("note", std::string(4000, 'x').c_str())
+                          .AddStroke("1.2.3.4", 5000)
+                          .bytes();
+  Stream::OutgoingInk ink{kEnvelope, bytes, 2048 + bytes.size() / 5 + 1};
+};
+
+struct World : ForwardWorld {
+  World() : server(path("server")), peer(server.url()) { peer.Create(); }
+
+  NatsServer server;
+  StreamPeer peer;
+};
+
+// Somebody who takes messages of the consumer "library" and never acknowledges them.
+class OtherReader {
+ public:
+  explicit OtherReader(StreamPeer& peer) {
+    jsSubOptions options;
+    ::jsSubOptions_Init(&options);
+    options.Stream = "INK";
+    options.Consumer = "library";
+    ::js_PullSubscribe(&reader_, peer.connection().stream(), "ink.>", "library", nullptr, &options,
+                       nullptr);
+  }
+  ~OtherReader() { ::natsSubscription_Destroy(reader_); }
+  OtherReader(const OtherReader&) = delete;
+  OtherReader& operator=(const OtherReader&) = delete;
+
+  // How many it has got, after a while.
+  int Take(int most) {
+    natsMsgList held{};
+    ::natsSubscription_Fetch(&held, reader_, most, 250, nullptr);
+    const int count = held.Count;
+    ::natsMsgList_Destroy(&held);
+    return count;
+  }
+
+ private:
+  natsSubscription* reader_ = nullptr;
+};
+
+std::string Line(const std::string& page, std::uint64_t start_ms) {
+  return std::string(kTestPenSerial) + " " + page + " " + std::to_string(start_ms);
+}
+
+}  // namespace
+
+TEST(StreamEnd, PartsInAnyOrderMakeOneWhole) {
+  World world;
+  const InParts parts;
+  ASSERT_EQ(parts.ink.parts(), 5u);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {4u, 1u, 5u, 3u, 2u})
+    EXPECT_TRUE(world.peer.Put(parts.ink, part));
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000)));
+}
+
+TEST(StreamEnd, AnIncompleteSetIsToldOfAndSurvivesTheInbox) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 5u}) world.peer.Put(parts.ink, part);
+  const std::string told =
+      "Ink of pen 0123-4567-89AB-CDEF, page 1.2.3.4, is not whole: 2 of 5 parts have come.";
+  EXPECT_TRUE(inbox.WaitForLog(told));
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }))
+      << "it holds nothing up";
+  inbox.Kill();
+  inbox.Start();
+  for (const std::uint32_t part : {2u, 3u, 4u}) world.peer.Put(parts.ink, part);
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000)));
+}
+
+TEST(StreamEnd, WhatComesAgainChangesNothing) {
+  World world;
+  const InParts parts;
+  for (std::uint32_t part = 1; part <= 5; ++part) world.peer.Put(parts.ink, part);
+  world.peer.Put("1.2.3.5", 6000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  ASSERT_TRUE(world.WaitUntilKept(2));
+  inbox.Stop();
+  // Another consumer begins with the first message.
+  auto again = world.Inbox(world.server.url(), {}, "again");
+  again.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("again"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000), Line("1.2.3.5", 6000)));
+  EXPECT_EQ(again.log().find("is not whole"), std::string::npos);
+}
+
+TEST(StreamEnd, APartThatComesAgainAloneIsNotWaitedFor) {
+  World world;
+  const InParts parts;
+  for (std::uint32_t part = 1; part <= 5; ++part) world.peer.Put(parts.ink, part);
+  world.peer.Put(parts.ink, 3, "another identity");
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.4", 5000)));
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+}
+
+TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
+  World world;
+  world.peer.Put("1.2.3.4", 5000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  inbox.Stop();
+  const std::int64_t made = world.peer.MakingOf("library");
+  EXPECT_GT(made, 0);
+  inbox.Start();
+  world.peer.Put("1.2.3.5", 6000);
+  EXPECT_TRUE(world.WaitUntilKept(2));
+  EXPECT_EQ(world.peer.MakingOf("library"), made);
+}
+
+// The server would hand out the third message first, and the other two half a minute later.
+TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
+  World world;
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  jsConsumerConfig config;
+  ::jsConsumerConfig_Init(&config);
+  config.Durable = "library";
+  config.AckPolicy = js_AckExplicit;
+  config.FilterSubject = "ink.>";
+  ASSERT_EQ(
+      ::js_AddConsumer(nullptr, world.peer.connection().stream(), "INK", &config, nullptr, nullptr),
+      NATS_OK);
+  OtherReader reader(world.peer);
+  ASSERT_EQ(reader.Take(2), 2);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(3));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+// As when a network is cut: what the server has handed out does not arrive, and what follows does.
+TEST(StreamEnd, ADeliveryThatIsLostIsNoticed) {
+  World world;
+  int count = 0;
+  const auto put = [&] { world.peer.Put("1.2.3." + std::to_string(++count), 1000); };
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  put();
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  inbox.Signal(SIGSTOP);
+  OtherReader reader(world.peer);
+  // Until the inbox's own question is too old, the answers to it wait in its socket.
+  ASSERT_TRUE(Eventually([&] {
+    put();
+    return reader.Take(1) == 1;
+  }));
+  put();
+  inbox.Signal(SIGCONT);
+  EXPECT_TRUE(world.WaitUntilKept(static_cast<std::size_t>(count)));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+TEST(StreamEnd, AKilledInboxTakesEachOnceAndInOrder) {
+  World world;
+  auto inbox = world.Inbox(world.server.url());
+  int count = 0;
+  for (int round = 0; round < 6; ++round) {
+    inbox.Start();
+    for (int i = 0; i < 40; ++i) {
+      ++count;
+      world.peer.Put("1.2.3." + std::to_string(count), 1000);
+      // In the middle of the round's ink, wherever the inbox is with it.
+      if (i == 25 && !world.WaitUntilKept(static_cast<std::size_t>(count) - 20)) break;
+    }
+    inbox.Kill();
+  }
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(static_cast<std::size_t>(count)));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+TEST(StreamEnd, AFilterTakesItsPagesAlone) {
+  World world;
+  auto inbox = world.Inbox(world.server.url(), {"--filter", "ink.*.1.2.*.*"});
+  inbox.Start();
+  world.peer.Put("1.3.3.3", 1000);
+  world.peer.Put("1.2.3.3", 2000);
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 2000)));
+  inbox.Stop();
+  auto other = world.Inbox(world.server.url(), {"--filter", "ink.>"});
+  other.Start();
+  EXPECT_TRUE(other.WaitForLog("the consumer library has another filter, 'ink.*.1.2.*.*'"));
+}
+
+TEST(StreamEnd, WhatIsNotInkHoldsNothingUp) {
+  World world;
+  natsMsg* made = nullptr;
+  for (const char* subject : {"ink.nonsense", "ink.0123-4567-89AB-CDEF.1.2.3.4"}) {
+    ASSERT_EQ(::natsMsg_Create(&made, subject, nullptr, "junk", 4), NATS_OK);
+    const Stream::MessagePtr message(made);
+    ASSERT_EQ(::js_PublishMsg(nullptr, world.peer.connection().stream(), made, nullptr, nullptr),
+              NATS_OK);
+  }
+  world.peer.Put("1.2.3.5", 6000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(inbox.WaitForLog(
+      "Message 1 of the stream is passed over: the subject 'ink.nonsense' is not ink.PEN.PAGE"));
+  EXPECT_TRUE(world.WaitUntilKept(2));
+  EXPECT_THAT(world.Kept(), ElementsAre("0123-4567-89AB-CDEF 1.2.3.4 ?", Line("1.2.3.5", 6000)));
+}
+
+TEST(StreamEnd, AStreamThatIsAnotherOneIsReadFromItsBeginning) {
+  World world;
+  auto inbox = world.Inbox(world.server.url());
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  inbox.Start();
+  ASSERT_TRUE(world.WaitUntilKept(3));
+  inbox.Stop();
+  ASSERT_EQ(::js_DeleteStream(world.peer.connection().stream(), "INK", nullptr, nullptr), NATS_OK);
+  world.peer.Create();
+  for (int i = 4; i <= 5; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(5));
+}
