@@ -195,18 +195,19 @@ TEST(Quillpostd, ASighupThatItsCallerIgnoresStaysIgnored) {
 TEST(Quillpostd, SystemdFindsNoFaultWithTheUnits) {
   TestRoot root;
   std::vector<std::string> verify = {"/usr/bin/systemd-analyze", "--user", "--man=no", "verify"};
-  for (const auto& entry : fs::directory_iterator(UNITS)) {
-    const std::string extension = entry.path().extension().string();
-    if (extension != ".service" && extension != ".path") continue;
+  const std::string bindir = "@BINDIR@";
+  for (const auto& entry : fs::directory_iterator(PACKAGING)) {
+    const fs::path name = entry.path().filename().stem();  // without ".in"
+    if (name.extension() != ".service" && name.extension() != ".path") continue;
     std::string unit = ReadFile(entry.path());
-    for (std::size_t at; (at = unit.find(INSTALLED_PROGRAMS "/")) != std::string::npos;) {
-      unit.replace(at, std::string(INSTALLED_PROGRAMS).size(), PROGRAMS);
+    for (std::size_t at; (at = unit.find(bindir)) != std::string::npos;) {
+      unit.replace(at, bindir.size(), PROGRAMS);
     }
-    const fs::path copy = root.path() / entry.path().filename();
+    const fs::path copy = root.path() / name;
     WriteFile(copy, unit);
     verify.push_back(copy.string());
   }
-  ASSERT_EQ(7u, verify.size()) << "three units";
+  ASSERT_EQ(8u, verify.size()) << "four units";
   const Finished systemd = RunToEnd(verify, {{"XDG_RUNTIME_DIR", root.path().string()}});
   EXPECT_EQ(0, systemd.status);
   EXPECT_EQ("", systemd.error + systemd.output);
