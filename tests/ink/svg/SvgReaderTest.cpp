@@ -91,7 +91,8 @@ TEST(SvgReader, ARectanglesCornersMayBeRound) {
         "<rect stroke='red' fill='none' x='10' y='10' width='40' height='20' " + radii + "/>");
     EXPECT_EQ(reading.refusal, "");
     double nearest = 1e9;  // to the rectangle's corner
-    for (const Stf2Sample& point : reading.Strokes().at(0).samples)
+    const auto strokes = reading.Strokes();
+    for (const Stf2Sample& point : strokes.at(0).samples)
       nearest = std::min(nearest, std::hypot(point.x_um - 50000.0, point.y_um - 30000.0));
     return nearest;
   };
