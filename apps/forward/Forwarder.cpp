@@ -19,6 +19,7 @@
 
 #include "Files.h"
 #include "StreamWriter.h"
+#include "Temporaries.h"
 #include "stream/InkMessage.h"
 
 namespace Forward {
@@ -50,9 +51,11 @@ void Show(const Offer& offer) {
   }
 }
 
-void WaitForSignal() {
+// `held` has kept signals off the threads that began since; they are the main thread's.
+void WaitForSignal(std::optional<InkTool::SignalsHeld>& held) {
   boost::asio::io_context queue;
   boost::asio::signal_set signals(queue, SIGTERM, SIGINT);
+  held.reset();
   signals.async_wait([&queue](const boost::system::error_code&, int) { queue.stop(); });
   queue.run();
 }
@@ -98,15 +101,16 @@ int Run(const Options& options) {
   const auto sink = options.log_file.empty() ? Talvo::LogSink::Stderr()
                                              : Talvo::LogSink::RotatingFile(options.log_file);
   Talvo::Logger::Open("Forward", options.log_level, sink);
+  std::optional<InkTool::SignalsHeld> held(std::in_place);
   if (options.is_dry_run) {
     ServiceLink::Options link = LinkOptions(options);
     link.keep = [](const Offer& offer, const ServiceLink::Done&) { Show(offer); };
     const ServiceLink shown(std::move(link));
-    WaitForSignal();
+    WaitForSignal(held);
     return kDone;
   }
   const Forwarder forwarder(options);
-  WaitForSignal();
+  WaitForSignal(held);
   return kDone;
 }
 

@@ -27,6 +27,7 @@
 #include "Files.h"
 #include "Instance.h"
 #include "Options.h"
+#include "Temporaries.h"
 #include "api/Api.h"
 #include "http/Server.h"
 
@@ -143,6 +144,7 @@ class RunningInbox {
     link_.emplace(LinkOptions());
     api_.SetLink(&*link_);
     if (!options_.source.stream.servers.empty()) stream_.emplace(options_.source, writer_);
+    signals_held_.reset();
     std::printf("%s\n", sessions_.Address().c_str());
     std::fflush(stdout);
     if (options_.is_to_open) ShowInBrowser(sessions_.Address());
@@ -197,6 +199,8 @@ class RunningInbox {
 
   const Options& options_;
   const Database database_;
+  // Until all threads have begun: signals are the main thread's.
+  std::optional<InkTool::SignalsHeld> signals_held_{std::in_place};
   boost::asio::io_context queue_;
   boost::asio::signal_set signals_;
   Writer writer_;

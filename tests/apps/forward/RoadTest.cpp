@@ -95,7 +95,7 @@ TEST(ForwardRoad, APackageBeyondTheMessageSizeTravelsInParts) {
   EXPECT_TRUE(world.WaitUntilKept(1));
   EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
   EXPECT_GE(StreamPeer(server.url()).Count(), 16u);
-  inbox.Stop();
+  EXPECT_EQ(inbox.Stop(), 0);
   const std::string copy = world.path("copy.stf2").string();
   const Finished exported =
       RunToEnd({QUILLPOST_INBOX, "export", "-o", copy}, {{"XDG_DATA_HOME", ""}});

@@ -155,11 +155,11 @@ TEST(ForwardSecurity, TheExampleConfigurationLetsEachDoItsPartAlone) {
   auto keeper = world.Forward(url, maker);
   keeper.Start();
   ASSERT_TRUE(keeper.WaitForLog("The stream INK is there."));
-  keeper.Stop();
+  EXPECT_EQ(keeper.Stop(), 0);
   auto reader = world.Inbox(url, as("desktop:one"));
   reader.Start();
   EXPECT_TRUE(reader.WaitForLog("Permissions Violation"));
-  reader.Stop();
+  EXPECT_EQ(reader.Stop(), 0);
   desktop.Start();
   auto inbox = world.Inbox(url, as("library:two"));
   inbox.Start();

@@ -100,7 +100,7 @@ TEST(StreamEnd, WhatComesAgainChangesNothing) {
   auto inbox = world.Inbox(world.server.url());
   inbox.Start();
   ASSERT_TRUE(world.WaitUntilKept(2));
-  inbox.Stop();
+  EXPECT_EQ(inbox.Stop(), 0);
   // Another consumer begins with the first message.
   auto again = world.Inbox(world.server.url(), {}, "again");
   again.Start();
@@ -127,7 +127,7 @@ TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
   auto inbox = world.Inbox(world.server.url());
   inbox.Start();
   EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
-  inbox.Stop();
+  EXPECT_EQ(inbox.Stop(), 0);
   const std::int64_t made = world.peer.MakingOf("library");
   EXPECT_GT(made, 0);
   inbox.Start();
@@ -206,7 +206,7 @@ TEST(StreamEnd, AFilterTakesItsPagesAlone) {
   EXPECT_TRUE(world.WaitUntilKept(1));
   EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
   EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 2000)));
-  inbox.Stop();
+  EXPECT_EQ(inbox.Stop(), 0);
   auto other = world.Inbox(world.server.url(), {"--filter", "ink.>"});
   other.Start();
   EXPECT_TRUE(other.WaitForLog("the consumer library has another filter, 'ink.*.1.2.*.*'"));
@@ -236,7 +236,7 @@ TEST(StreamEnd, AStreamThatIsAnotherOneIsReadFromItsBeginning) {
   for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
   inbox.Start();
   ASSERT_TRUE(world.WaitUntilKept(3));
-  inbox.Stop();
+  EXPECT_EQ(inbox.Stop(), 0);
   ASSERT_EQ(::js_DeleteStream(world.peer.connection().stream(), "INK", nullptr, nullptr), NATS_OK);
   world.peer.Create();
   for (int i = 4; i <= 5; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);

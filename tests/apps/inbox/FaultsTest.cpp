@@ -89,7 +89,7 @@ TEST(InboxFaults, WhatIsConfirmedIsThereWhenItIsKilled) {
     {
       InboxProgram again;
       EXPECT_EQ(StartsIn(again).count(1000 + static_cast<std::uint64_t>(number) * 1000), 1u);
-      again.Stop();
+      EXPECT_EQ(again.Stop(), 0);
     }
     world.StartService();
   }

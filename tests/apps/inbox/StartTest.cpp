@@ -181,7 +181,7 @@ TEST(InboxStart, IsThereAgainAfterAKill) {
 
 TEST(InboxStart, RefusesADamagedDatabaseAndLeavesItAlone) {
   TestRoot root;
-  { InboxProgram(std::vector<std::string>{}).Stop(); }
+  EXPECT_EQ(InboxProgram(std::vector<std::string>{}).Stop(), 0);
   const std::string file = (Folder(root) / "inbox.db").string();
   std::string bytes = ReadFile(file);
   bytes.replace(2 * 4096, 8192, std::string(8192, '\xA5'));
@@ -194,7 +194,7 @@ TEST(InboxStart, RefusesADamagedDatabaseAndLeavesItAlone) {
 
 TEST(InboxStart, RefusesANewerDatabase) {
   TestRoot root;
-  { InboxProgram(std::vector<std::string>{}).Stop(); }
+  EXPECT_EQ(InboxProgram(std::vector<std::string>{}).Stop(), 0);
   sqlite3* database = nullptr;
   ASSERT_EQ(::sqlite3_open((Folder(root) / "inbox.db").c_str(), &database), SQLITE_OK);
   ::sqlite3_exec(database, "PRAGMA user_version = 1000", nullptr, nullptr, nullptr);
