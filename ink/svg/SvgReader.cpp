@@ -78,15 +78,25 @@ class Reader : public DrawingReader {
       if (!Inherit(child, style)) continue;  // not shown
       if (name == "g" || name == "a" || name == "svg" || name == "switch") {
         Walk(child, style, depth + 1);
+      } else if (name == "namedview") {
+        TellPages(child);
       } else if (!ReadShape(name, child, style)) {
         LeaveOut(name);
       }
     }
   }
 
+  // An editor's own description of the drawing: it may cut it into pages.
+  void TellPages(pugi::xml_node view) {
+    std::size_t pages = 0;
+    for (const pugi::xml_node& child : view.children()) {
+      if (LocalName(child.name()) == "page") ++pages;
+    }
+    if (pages > 1) losses_.Count("pages of the drawing read as one", pages);
+  }
+
   void LeaveOut(const std::string& name) {
-    for (const char* silent : {"defs", "title", "desc", "metadata", "namedview",
-                               "sodipodi:namedview", "script", "RDF"}) {
+    for (const char* silent : {"defs", "title", "desc", "metadata", "script", "RDF"}) {
       if (name == silent) return;
     }
     losses_.Count("elements <" + name + "> left out", 1);

@@ -153,6 +153,9 @@ class Reader : public DrawingReader {
     if (!AttributeOf(node, "fill").empty()) losses_.Count("fills of shapes left out", 1);
     const std::string style = AttributeOf(node, "style");
     if (!style.empty() && style != "plain") losses_.Count("dashed lines drawn solid", 1);
+    const std::string ends = AttributeOf(node, "capStyle");
+    if (!ends.empty() && ends != "round") losses_.Count("ends of lines drawn round", 1);
+    if (tool == "eraser") losses_.Count("strokes of an eraser kept as ink", 1);
     stroke.samples = DrawThrough(points);
     items.emplace_back(std::move(stroke));
     Count(node);

@@ -137,6 +137,17 @@ TEST(SvgReader, WhatIsNoLineIsTold) {
                                    "shapes that are filled only left out: 1"));
 }
 
+TEST(SvgReader, PagesOfADrawingAreReadAsOneAndTold) {
+  const std::string line = "<path stroke='red' d='M0 0h1'/>";
+  const auto view = [&](const std::string& pages) {
+    return ReadDrawing("<sodipodi:namedview xmlns:sodipodi='s' xmlns:inkscape='i'>" + pages +
+                       "</sodipodi:namedview>" + line);
+  };
+  EXPECT_THAT(view("<inkscape:page/>").losses, testing::IsEmpty());
+  EXPECT_THAT(view("<inkscape:page/><inkscape:page/><inkscape:grid/>").losses,
+              UnorderedElementsAre("pages of the drawing read as one: 2"));
+}
+
 TEST(SvgReader, ADrawingWithoutALineIsRefused) {
   EXPECT_EQ(ReadDrawing("<path d='M0 0h1v1z'/>").refusal,
             "line 1, column 2: no line is left; shapes that are filled only: 1");

@@ -91,13 +91,15 @@ TEST(XoppReader, APagesSizeAndRulingAreAMarker) {
 
 TEST(XoppReader, WhatInkCantHoldIsTold) {
   const Reading reading = ReadNotebook(
-      "<page><background type='pdf'/><layer>" + Line("width='1' fill='9' style='dash'") +
+      "<page><background type='pdf'/><layer>" +
+      Line("width='1' fill='9' style='dash' capStyle='butt' tool='eraser'") +
       "</layer><layer><text>hello</text><image>AA</image><stroke width='1'/></layer></page>");
   EXPECT_THAT(
       reading.losses,
       testing::UnorderedElementsAre(
-          "fills of shapes left out: 1", "dashed lines drawn solid: 1", "texts left out: 1",
-          "pictures left out: 1", "strokes without points left out: 1",
+          "fills of shapes left out: 1", "dashed lines drawn solid: 1",
+          "ends of lines drawn round: 1", "strokes of an eraser kept as ink: 1",
+          "texts left out: 1", "pictures left out: 1", "strokes without points left out: 1",
           "layers merged into the first of their page: 1", "backgrounds of pages left out: 1"));
 }
 
