@@ -179,9 +179,16 @@ TEST(InboxStart, IsThereAgainAfterAKill) {
   EXPECT_FALSE(fs::exists(Folder(root) / "import-abcdef"));
 }
 
+// By an inbox that runs until it has answered somebody.
+void MakeDatabase() {
+  InboxProgram inbox(std::vector<std::string>{});
+  EXPECT_EQ(inbox.Get("/api/status").status, 200);
+  EXPECT_EQ(inbox.Stop(), 0);
+}
+
 TEST(InboxStart, RefusesADamagedDatabaseAndLeavesItAlone) {
   TestRoot root;
-  EXPECT_EQ(InboxProgram(std::vector<std::string>{}).Stop(), 0);
+  MakeDatabase();
   const std::string file = (Folder(root) / "inbox.db").string();
   std::string bytes = ReadFile(file);
   bytes.replace(2 * 4096, 8192, std::string(8192, '\xA5'));
@@ -194,7 +201,7 @@ TEST(InboxStart, RefusesADamagedDatabaseAndLeavesItAlone) {
 
 TEST(InboxStart, RefusesANewerDatabase) {
   TestRoot root;
-  EXPECT_EQ(InboxProgram(std::vector<std::string>{}).Stop(), 0);
+  MakeDatabase();
   sqlite3* database = nullptr;
   ASSERT_EQ(::sqlite3_open((Folder(root) / "inbox.db").c_str(), &database), SQLITE_OK);
   ::sqlite3_exec(database, "PRAGMA user_version = 1000", nullptr, nullptr, nullptr);
