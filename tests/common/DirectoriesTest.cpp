@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/FolderFixture.h"
 #include "support/LogCapture.h"
 #include "support/Machine.h"
 #include "support/TestRoot.h"
@@ -28,28 +29,12 @@ namespace {
 
 typedef std::vector<LogCapture::Line> Lines;
 
-std::string NotADirectory(const fs::path& path) {
-  return "'" + path.string() + "' not a directory (as it should): Success (0)";
-}
-
 std::string NotCreated(const fs::path& path, const std::string& reason) {
   return "Failed to create directory '" + path.string() + "': " + reason;
 }
 
-class DirectoriesTest : public testing::Test {
- protected:
-  const fs::path Path(const std::string& name) const { return root_.path() / "d" / name; }
-
-  void SetUp() override {
-    fs::create_directory(root_.path() / "d");
-    fs::permissions(root_.path(), fs::perms(0755));  // for a user without rights, too
-  }
-
-  const TestRoot root_;
-};
-
-class PrepareDirectoryTest : public DirectoriesTest {};
-class ListingTest : public DirectoriesTest {};
+class PrepareDirectoryTest : public FolderFixture {};
+class ListingTest : public FolderFixture {};
 
 }  // namespace
 

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/FolderFixture.h"
 #include "support/LogCapture.h"
 #include "support/Machine.h"
 #include "support/TestRoot.h"
@@ -27,10 +28,6 @@ namespace {
 
 typedef std::vector<LogCapture::Line> Lines;
 
-std::string NotADirectory(const fs::path& path) {
-  return "'" + path.string() + "' not a directory (as it should): Success (0)";
-}
-
 std::size_t OpenDescriptors() {
   std::size_t count = 0;
   for (int descriptor = 0; descriptor < 256; ++descriptor) {
@@ -43,26 +40,15 @@ std::set<fs::path> Content(const fs::path& directory) {
   return std::set<fs::path>(fs::directory_iterator(directory), fs::directory_iterator());
 }
 
-class ScratchFilesTest : public testing::Test {
- protected:
-  const fs::path Path(const std::string& name) const { return root_.path() / "d" / name; }
-
-  void SetUp() override {
-    fs::create_directory(root_.path() / "d");
-    fs::permissions(root_.path(), fs::perms(0755));  // for a user without rights, too
-  }
-
-  const TestRoot root_;
-};
-
-class CreateTempSTF2FileTest : public ScratchFilesTest {};
-class LeftoversTest : public ScratchFilesTest {};
+class SetPermissionsTest : public FolderFixture {};
+class CreateTempSTF2FileTest : public FolderFixture {};
+class LeftoversTest : public FolderFixture {};
 
 }  // namespace
 
 // ---- SetPermissions --------------------------------------------------------------------------
 
-TEST_F(ScratchFilesTest, SetPermissionsIsTrueAndChangesNothing) {
+TEST_F(SetPermissionsTest, SetPermissionsIsTrueAndChangesNothing) {
   WriteFile(Path("file"), "ink");
   fs::permissions(Path("file"), fs::perms(0640));
   EXPECT_TRUE(SetPermissions(Path("file")));
