@@ -40,7 +40,7 @@ Instance::Instance(const std::string& directory) {
     throw std::runtime_error("can't open " + path + ": " + std::generic_category().message(errno));
   }
   is_ours_ = ::flock(fd_, LOCK_EX | LOCK_NB) == 0;
-  // What is there is of a process that was killed: whoever waits for ours must not take it.
+  // A killed process may have left its address. Nobody who waits for ours must read that one.
   if (is_ours_) ::unlink(AddressFile(directory).c_str());
 }
 
@@ -71,8 +71,8 @@ std::string WaitForAddress(const std::string& directory) {
 }
 
 bool ShowInBrowser(const std::string& address) {
-  // xdg-open ends when the browser has the address, or stays as the browser itself; a shell in
-  // between lets go of it, so that it is nobody's child to wait for.
+  // xdg-open ends when the browser has the address, or becomes the browser itself. It is started by
+  // a shell that ends first, so that we do not have to wait for it.
   const char* const command =
       "command -v xdg-open >/dev/null || exit 127; xdg-open \"$1\" "
       "</dev/null >/dev/null 2>&1 &";

@@ -30,8 +30,8 @@ std::string AddressFile(const std::string& directory);
 // not.
 std::string WaitForAddress(const std::string& directory);
 
-// Shows the address in the user's browser. False, after a line on standard error, if there is none.
-// Does not wait for the browser.
+// Shows the address in the user's browser. Without a browser it says so on standard error and
+// returns false. Does not wait for the browser.
 bool ShowInBrowser(const std::string& address);
 
 }  // namespace Inbox

@@ -32,8 +32,8 @@ inline constexpr char kTransitName[] = "import-";
 
 class Api : public Handler {
  public:
-  // What it stands on, all of which must outlive it. `directory` is where files that are imported
-  // lie meanwhile.
+  // What it stands on, all of which must outlive it. `directory` is where a file
+  // lies while it is imported.
   struct Parts {
     boost::asio::io_context& queue;
     Library& library;

@@ -63,7 +63,7 @@ void Events::Send(const std::string& text) {
   }
 }
 
-// One look at the database at a time; commits meanwhile ask for one more.
+// Reads the database once at a time. A commit during a reading asks for one more.
 void Events::Pump() {
   if (streams_.empty() || told_ < 0) return;
   is_more_ = true;

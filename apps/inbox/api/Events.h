@@ -1,6 +1,6 @@
-// What browsers are told of changes, as they happen. The table "changes" is the source: whoever
-// commits there, this process or another, a browser gets it; and one that comes back after a while
-// gets what it has missed, by the number of the last change that it saw.
+// Tells browsers of changes as they happen. The table "changes" is the source, whichever process
+// has written to it. A browser that comes back after a while sends the number of the last change
+// that it saw, and gets what it has missed.
 //
 // A browser that is told of a page gets the page as it is then, so that two changes may become one
 // event, and one that comes twice does no harm.
@@ -42,7 +42,7 @@ class Events {
     std::int64_t last = 0;
   };
 
-  // What a stream has missed is looked up first; what happens meanwhile waits here.
+  // What a stream has missed is looked up first. Changes that happen during that wait here.
   struct Listener {
     bool is_ready = false;
     std::string waiting;

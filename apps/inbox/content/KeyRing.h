@@ -16,8 +16,8 @@ namespace Inbox {
 // Any thread.
 class KeyRing {
  public:
-  // The key of the file, or null if there is none at the path or it can't be read; `reason` says
-  // why then. An empty path is no key.
+  // The key in the file. Null, with the reason in `reason`, if the file is missing or can't be
+  // read. An empty path means that there is no key.
   std::shared_ptr<const TalvoInk::KeyPair> Find(const std::string& file, std::string& reason);
 
  private:

@@ -46,8 +46,8 @@ struct Counts {
   std::int64_t pages = 0, trash = 0;
 };
 
-// The ink of a page, with the id of each of its strokes in their order. For sealed and unreadable
-// pages there is none, and `closed` has the bytes as they came.
+// The ink of a page, with the id of each of its strokes in their order. A sealed or
+// unreadable page has no ink; `closed` then has its bytes as they came.
 struct StoredInk {
   PageRow row;
   TalvoInk::Ink ink;
