@@ -65,7 +65,7 @@ class Completions : public testing::Test {
       Line line = command;
       if (command.back() == "add" || command.back() == "listen") line.push_back("App");
       line.push_back("--");
-      EXPECT_THAT(complete(line), IsSupersetOf(OptionsInHelp(command))) << Join(command);
+      EXPECT_THAT(complete(line), IsSupersetOf(OptionsOf(command))) << Join(command);
     }
   }
 
@@ -104,7 +104,7 @@ TEST_F(Completions, OfZshAreReadWithoutFaultAndNameEveryOption) {
   const std::string file = std::string(COMPLETIONS) + "/_quillpost";
   const std::string text = ReadFile(file);
   for (const Line& command : kCommands) {
-    for (const std::string& option : OptionsInHelp(command)) {
+    for (const std::string& option : OptionsOf(command)) {
       EXPECT_NE(std::string::npos, text.find(option)) << Join(command) << " " << option;
     }
   }

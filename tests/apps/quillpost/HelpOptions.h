@@ -2,14 +2,10 @@
 
 #pragma once
 
-#include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "support/Process.h"
-
-typedef std::set<std::string> Words;
+#include "support/Completions.h"
 
 // A command line up to the cursor, as words.
 typedef std::vector<std::string> Line;
@@ -33,17 +29,8 @@ inline std::string Join(const Line& line) {
   return joined;
 }
 
-// The long options that the help of a command lists, at the beginnings of lines.
-inline Words OptionsInHelp(Line command) {
+// The long options that the help of a command lists.
+inline Words OptionsOf(Line command) {
   command[0] = command[0] == "quillpost" ? QUILLPOST : QUILLPOSTD;
-  command.push_back("--help");
-  std::istringstream help(RunToEnd(command).output);
-  Words options;
-  for (std::string line; std::getline(help, line);) {
-    const std::size_t begin = line.find("--");
-    if (line.compare(0, 3, "  -") != 0 || begin == std::string::npos) continue;
-    const std::size_t end = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", begin);
-    options.insert(line.substr(begin, end - begin));
-  }
-  return options;
+  return OptionsInHelp(command);
 }

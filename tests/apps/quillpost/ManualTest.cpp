@@ -81,7 +81,7 @@ TEST(Manual, TellsEveryOptionOfEveryCommand) {
     const std::string page = ReadPage(command[0]);
     std::string text = page;
     if (command[0] == "quillpost" && command.size() > 1) text = Section(page, ".SS " + command[1]);
-    for (const std::string& option : OptionsInHelp(command)) {
+    for (const std::string& option : OptionsOf(command)) {
       const bool is_of_all = option == "--help" || option == "--json";
       if ((is_of_all ? page : text).find(option) == std::string::npos) {
         missing.push_back(Join(command) + " " + option);
