@@ -36,7 +36,8 @@ Examples:
 
 constexpr char kShow[] = R"(Put ink files into the inbox and show it in the browser
 
-What a double click on a file of ink does: 'import' and '--open' in one.
+What a double click on a file of ink does: 'import' and '--open' in one. Without a
+file it shows the inbox.
 
 Examples:
   quillpost-inbox show letter.inkml
@@ -54,8 +55,9 @@ Examples:
 
 constexpr char kBackup[] = R"(Copy the whole inbox to a new file
 
-Works while the inbox is shown. To go back to the copy, end the inbox and put the
-file in the place of ~/.local/share/quillpost/inbox.db.
+Works while the inbox is shown. To go back to the copy, end the inbox with
+'quillpost-inbox --quit', put the file in the place of
+~/.local/share/quillpost/inbox.db, and remove inbox.db-wal and inbox.db-shm.
 
 Examples:
   quillpost-inbox backup ~/inbox-backup.db
@@ -64,6 +66,9 @@ Examples:
 void DeclareServe(CLI::App& app, Options& options) {
   app.add_flag("--open", options.is_to_open,
                "Show the inbox in the browser; start it if it is not running");
+  app.add_flag_callback(
+      "--quit", [&options] { options.command = Options::Command::kQuit; },
+      "End the inbox that runs; the service starts it again when there is ink");
   app.add_option("--port", options.port, "Port on 127.0.0.1 and ::1, instead of the last one")
       ->check(CLI::Range(1, 65535))
       ->type_name("N");
@@ -81,10 +86,10 @@ void DeclareServe(CLI::App& app, Options& options) {
 }
 
 // A command that takes ink files in.
-void DeclareTaking(CLI::App& command, Options& options, Options::Command which) {
-  command.add_option("FILE", options.files, "Ink: STF2, plain or sealed, InkML, .xopp or SVG")
-      ->required();
+CLI::Option* DeclareTaking(CLI::App& command, Options& options, Options::Command which) {
   command.callback([&options, which] { options.command = which; });
+  return command.add_option("FILE", options.files,
+                            "Ink: STF2, plain or sealed, InkML, .xopp or SVG");
 }
 
 void DeclareSource(CLI::App& app, Options& options, std::string& servers) {
@@ -137,7 +142,8 @@ int ParseOptions(int argc, char** argv, Options& options) {
   std::string servers;
   DeclareSource(app, options, servers);
   DeclareTaking(*app.add_subcommand("show", kShow), options, Options::Command::kShow);
-  DeclareTaking(*app.add_subcommand("import", kImport), options, Options::Command::kImport);
+  DeclareTaking(*app.add_subcommand("import", kImport), options, Options::Command::kImport)
+      ->required();
   DeclareExport(app, options);
   CLI::App* backup = app.add_subcommand("backup", kBackup);
   backup->add_option("FILE", options.files, "A file that is not there yet")

@@ -1,10 +1,13 @@
 #include "Instance.h"
 
+#include <TalvoCppUtils/Descriptor.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +17,7 @@
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
 namespace Inbox {
@@ -23,6 +27,12 @@ using std::chrono::steady_clock;
 
 // A large database takes seconds to be checked before there is an address.
 constexpr std::chrono::seconds kStartPatience(60);
+
+constexpr std::chrono::milliseconds kEndPatience(30000);
+
+std::string LockFile(const std::string& directory) {
+  return directory + "/inbox.lock";
+}
 
 std::string ReadAddress(const std::string& directory) {
   std::ifstream file(AddressFile(directory));
@@ -34,18 +44,44 @@ std::string ReadAddress(const std::string& directory) {
 }  // namespace
 
 Instance::Instance(const std::string& directory) {
-  const std::string path = directory + "/inbox.lock";
+  const std::string path = LockFile(directory);
   fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (fd_ < 0) {
     throw std::runtime_error("can't open " + path + ": " + std::generic_category().message(errno));
   }
   is_ours_ = ::flock(fd_, LOCK_EX | LOCK_NB) == 0;
+  if (!is_ours_) return;
   // A killed process may have left its address. Nobody who waits for ours must read that one.
-  if (is_ours_) ::unlink(AddressFile(directory).c_str());
+  ::unlink(AddressFile(directory).c_str());
+  const std::string process = std::to_string(::getpid()) + "\n";
+  const auto size = static_cast<ssize_t>(process.size());
+  if (::ftruncate(fd_, 0) != 0 || ::write(fd_, process.data(), process.size()) != size) {
+    throw std::runtime_error("can't write " + path + ": " + std::generic_category().message(errno));
+  }
 }
 
 Instance::~Instance() {
   ::close(fd_);
+}
+
+bool EndRunning(const std::string& directory) {
+  const std::string path = LockFile(directory);
+  const TalvoCppUtils::Descriptor lock(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  if (!lock.is_open() || ::flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return false;
+  pid_t process = 0;
+  std::ifstream(path) >> process;
+  const TalvoCppUtils::Descriptor end(
+      process > 0 ? static_cast<int>(::syscall(SYS_pidfd_open, process, 0)) : -1);
+  // The lock is still held: the process is the one that we have open, and not one that got its
+  // number after its end.
+  const bool has_ended = ::flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
+  if (has_ended) return true;
+  if (!end.is_open() || ::kill(process, SIGTERM) != 0) {
+    throw std::runtime_error("can't tell which process is the inbox");
+  }
+  pollfd ended = {end.get(), POLLIN, 0};
+  if (::poll(&ended, 1, static_cast<int>(kEndPatience.count())) == 1) return true;
+  throw std::runtime_error("the inbox, process " + std::to_string(process) + ", does not end");
 }
 
 std::string AddressFile(const std::string& directory) {

@@ -23,6 +23,10 @@ class Instance {
   bool is_ours_ = false;
 };
 
+// Ends the inbox that runs in the folder, and waits until it has ended. False if none runs there.
+// Throws std::runtime_error if it does not end.
+bool EndRunning(const std::string& directory);
+
 // The file with the address that opens the running inbox.
 std::string AddressFile(const std::string& directory);
 

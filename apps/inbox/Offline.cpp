@@ -8,6 +8,7 @@
 #include "Files.h"
 #include "Options.h"
 #include "api/Export.h"
+#include "api/Title.h"
 #include "content/Intake.h"
 #include "content/Library.h"
 #include "database/Database.h"
@@ -24,7 +25,8 @@ Database OpenDatabase() {
   return Database(directory);
 }
 
-void ImportFile(Connection& connection, const std::string& file) {
+// Returns the pages that the file's ink is on.
+std::vector<std::int64_t> ImportFile(Connection& connection, const std::string& file) {
   Transaction transaction(connection);
   Keeper keeper(connection);
   Origin origin;
@@ -32,12 +34,15 @@ void ImportFile(Connection& connection, const std::string& file) {
   origin.pen = [&keeper] { return keeper.OwnPen(); };
   origin.page = [&keeper] { return keeper.NextOwnPage(); };
   const Intake intake = TakeIn(InkTool::ReadInput(file), origin);
+  if (!intake.own_page.empty()) keeper.NameDocument(intake.own_page, TitleOf(file));
   const bool is_new = keeper.Keep({intake.bytes, "", ""}, origin.now_ms);
+  const std::vector<std::int64_t> pages = keeper.ShowAgain(intake.pen, intake.pages);
   transaction.Commit();
   std::printf("%s %s\n", is_new ? "Success" : "Known", file.c_str());
   for (const std::string& line : intake.told) {
     std::fprintf(stderr, "quillpost-inbox: %s: %s\n", file.c_str(), line.c_str());
   }
+  return pages;
 }
 
 std::int64_t ParseNumber(const std::string& name) {
@@ -78,7 +83,7 @@ std::string ExtensionOf(const std::string& file) {
 
 }  // namespace
 
-int ImportFiles(const Options& options) {
+int ImportFiles(const Options& options, std::vector<std::int64_t>& pages) {
   const std::string directory = DataDirectory();
   MakeDataDirectory(directory);
   const Database database(directory);
@@ -86,7 +91,7 @@ int ImportFiles(const Options& options) {
   int status = kDone;
   for (const std::string& file : options.files) {
     try {
-      ImportFile(*connection, file);
+      for (const std::int64_t page : ImportFile(*connection, file)) pages.push_back(page);
     } catch (const std::exception& error) {
       status = kRefused;
       std::printf("Failed %s\n", file.c_str());

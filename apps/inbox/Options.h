@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,19 +17,20 @@ enum ExitStatus {
 };
 
 struct Options {
-  enum class Command { kServe, kShow, kImport, kExport, kBackup };
+  enum class Command { kServe, kQuit, kShow, kImport, kExport, kBackup };
   Command command = Command::kServe;
 
   // kServe
-  bool is_to_open = false;  // show it in the browser
-  unsigned short port = 0;  // 0: the one of the last time, or else any
-  std::string key_file;     // remembered from now on; empty: as it was
+  bool is_to_open = false;      // show it in the browser
+  std::int64_t shown_page = 0;  // the page to show; 0: all
+  unsigned short port = 0;      // 0: the one of the last time, or else any
+  std::string key_file;         // remembered from now on; empty: as it was
   bool is_key_forgotten = false;
   int log_level = 3;
   std::string log_file;  // empty: standard error
   StreamSource source;
 
-  std::vector<std::string> files;  // kShow, kImport; one for kBackup
+  std::vector<std::string> files;  // kShow (may be none), kImport; one for kBackup
 
   // kExport
   std::vector<std::string> pages;  // ids or addresses; none: all that are not in the trash
@@ -40,8 +42,9 @@ struct Options {
 // Each does its work, prints what it has to say and returns the exit status. They throw
 // std::exception for what they can't go on with.
 int Serve(const Options& options);
+int Quit();                             // ends the inbox that runs
 int ShowFiles(const Options& options);  // kShow: imports, then serves
-int ImportFiles(const Options& options);
+int ImportFiles(const Options& options, std::vector<std::int64_t>& pages);  // that hold the ink
 int ExportFile(const Options& options);
 int BackUp(const Options& options);
 

@@ -54,16 +54,39 @@ void OpenLog(const Options& options) {
   Talvo::Logger::Open("Inbox", options.log_level, sink);
 }
 
-// Another process runs the inbox.
+void RememberKey(const Options& options, Keeper& keeper) {
+  if (options.key_file.empty() && !options.is_key_forgotten) return;
+  std::string file;
+  if (!options.is_key_forgotten) {
+    TalvoInk::KeyPair key;
+    ReadKeyFile(options.key_file, key);
+    file = fs::absolute(options.key_file).string();
+  }
+  keeper.SetKeyFile(file);
+}
+
+bool Show(const Options& options, const std::string& address) {
+  const std::string page = std::to_string(options.shown_page);
+  return ShowInBrowser(options.shown_page == 0 ? address : address + "#/page/" + page);
+}
+
+// Another process runs the inbox. It learns of a key from the database.
 int ShowRunning(const Options& options, const std::string& directory) {
   const std::string address = WaitForAddress(directory);
-  if (!options.source.stream.servers.empty()) {
-    throw std::runtime_error("another inbox runs; end it to start one that takes ink of a stream");
+  if (!options.source.stream.servers.empty() || options.port != 0) {
+    throw std::runtime_error(
+        "another inbox runs; 'quillpost-inbox --quit' ends it, so that one can start with another "
+        "port or a stream");
   }
+  const auto connection = Database(directory).OpenWriter();
+  Transaction transaction(*connection);
+  Keeper keeper(*connection);
+  RememberKey(options, keeper);
+  transaction.Commit();
   if (address.empty()) throw std::runtime_error("another inbox runs, and does not say where");
   std::printf("%s\n", address.c_str());
   std::fflush(stdout);
-  return !options.is_to_open || ShowInBrowser(address) ? kDone : kRefused;
+  return !options.is_to_open || Show(options, address) ? kDone : kRefused;
 }
 
 void RefuseDamage(const Database& database) {
@@ -72,17 +95,6 @@ void RefuseDamage(const Database& database) {
   throw std::runtime_error("the database " + database.path() + " is damaged (" + damage +
                            "); it was left as it is. Put a backup in its place, or move it away; "
                            "ink that was not confirmed comes again");
-}
-
-void RememberKey(const Options& options, Writer& writer) {
-  if (options.key_file.empty() && !options.is_key_forgotten) return;
-  std::string file;
-  if (!options.is_key_forgotten) {
-    TalvoInk::KeyPair key;
-    ReadKeyFile(options.key_file, key);
-    file = fs::absolute(options.key_file).string();
-  }
-  writer.Run([&](Keeper& keeper) { keeper.Set(kKeyFileSetting, file); });
 }
 
 std::map<std::string, std::int64_t> KnownSessions(const Database& database) {
@@ -138,8 +150,10 @@ class RunningInbox {
   }
 
   int Run() {
-    RememberKey(options_, writer_);
-    writer_.Run([](Keeper& keeper) { keeper.OwnPen(); });
+    writer_.Run([this](Keeper& keeper) {
+      RememberKey(options_, keeper);
+      keeper.OwnPen();
+    });
     Listen();
     link_.emplace(LinkOptions());
     api_.SetLink(&*link_);
@@ -147,7 +161,7 @@ class RunningInbox {
     signals_held_.reset();
     std::printf("%s\n", sessions_.Address().c_str());
     std::fflush(stdout);
-    if (options_.is_to_open) ShowInBrowser(sessions_.Address());
+    if (options_.is_to_open) Show(options_, sessions_.Address());
     signals_.async_wait([this](const boost::system::error_code&, int) { queue_.stop(); });
     queue_.run();
     return kDone;
@@ -172,9 +186,7 @@ class RunningInbox {
     options.keep = [this](const Application::Offer& offer, const ServiceLink::Done& done) {
       Keep(offer, done);
     };
-    options.on_state = [this](const ServiceLink::State& state) {
-      api_.events().SetService(state.is_connected);
-    };
+    options.on_state = [this](const ServiceLink::State& state) { api_.events().SetService(state); };
     return options;
   }
 
@@ -228,10 +240,18 @@ int Serve(const Options& options) {
   return RunningInbox(directory, options).Run();
 }
 
+int Quit() {
+  const std::string directory = DataDirectory();
+  if (!EndRunning(directory)) std::fprintf(stderr, "quillpost-inbox: no inbox runs\n");
+  return kDone;
+}
+
 int ShowFiles(const Options& options) {
-  const int imported = ImportFiles(options);
+  std::vector<std::int64_t> pages;
+  const int imported = ImportFiles(options, pages);
   Options shown = options;
   shown.is_to_open = true;
+  if (pages.size() == 1) shown.shown_page = pages.front();
   return std::max(imported, Serve(shown));
 }
 

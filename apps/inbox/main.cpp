@@ -22,10 +22,14 @@ int main(int argc, char** argv) {
   if (status >= 0) return status;
   try {
     switch (options.command) {
+      case Inbox::Options::Command::kQuit:
+        return Inbox::Quit();
       case Inbox::Options::Command::kShow:
         return Inbox::ShowFiles(options);
-      case Inbox::Options::Command::kImport:
-        return Inbox::ImportFiles(options);
+      case Inbox::Options::Command::kImport: {
+        std::vector<std::int64_t> pages;
+        return Inbox::ImportFiles(options, pages);
+      }
       case Inbox::Options::Command::kExport:
         return Inbox::ExportFile(options);
       case Inbox::Options::Command::kBackup:

@@ -12,6 +12,7 @@
 #include "api/PageJson.h"
 #include "api/Refusal.h"
 #include "api/Resources.h"
+#include "api/Title.h"
 #include "http/Guard.h"
 #include "http/Target.h"
 #include "ink/InkError.h"
@@ -23,7 +24,6 @@ namespace {
 
 constexpr int kMostPagesOfList = 500;
 constexpr std::size_t kMostPagesOfRequest = 1000;
-constexpr std::size_t kMostTitle = 200;  // characters
 constexpr int kUsualPictureSize = 1200, kLeastPictureSize = 16, kMostPictureSize = 4096;
 
 const char kPagesPath[] = "/api/pages/";
@@ -87,12 +87,6 @@ std::vector<std::int64_t> ReadPages(const std::string& list) {
     throw Refusal(400, "at most " + std::to_string(kMostPagesOfRequest) + " pages at a time");
   }
   return pages;
-}
-
-std::size_t CountCharacters(const std::string& utf8) {
-  return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-  }));
 }
 
 // "1700000000000-12", the place behind the last page of a list.
@@ -366,11 +360,9 @@ Response Api::ChangePages(const Request& request, const std::string& what) {
 Response Api::ChangeTitle(const Request& request, std::int64_t page) {
   const Json::Value body = ParseBody(request);
   const Json::Value& title = body["title"];
-  if (!title.isString() || !IsPlainText(title.asString())) {
-    throw Refusal(400, "'title' is not a line of text");
-  }
-  if (CountCharacters(title.asString()) > kMostTitle) {
-    throw Refusal(400, "a title has at most " + std::to_string(kMostTitle) + " characters");
+  if (!title.isString() || !IsTitle(title.asString())) {
+    throw Refusal(400,
+                  "'title' is not a line of at most " + std::to_string(kMostTitle) + " characters");
   }
   bool is_there = false;
   writer_.Run([&](Keeper& keeper) { is_there = keeper.SetTitle(page, title.asString()); });

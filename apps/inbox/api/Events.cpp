@@ -19,9 +19,10 @@ std::string EventText(const char* name, const Json::Value& data, std::int64_t id
   return text + "\n";
 }
 
-std::string ServiceText(bool is_connected) {
+std::string ServiceText(const Application::ServiceLink::State& state) {
   Json::Value data;
-  data["service"] = is_connected ? "connected" : "away";
+  data["service"] = state.is_connected ? "connected" : "away";
+  if (!state.hindrance.empty()) data["hindrance"] = state.hindrance;
   return EventText("service", data);
 }
 
@@ -45,11 +46,10 @@ void Events::OnCommit() {
   boost::asio::post(queue_, [this] { Pump(); });
 }
 
-void Events::SetService(bool is_connected) {
-  boost::asio::post(queue_, [this, is_connected] {
-    if (is_connected_ == is_connected) return;
-    is_connected_ = is_connected;
-    Send(ServiceText(is_connected));
+void Events::SetService(const Application::ServiceLink::State& state) {
+  boost::asio::post(queue_, [this, state] {
+    service_ = state;
+    Send(ServiceText(state));
   });
 }
 
@@ -89,8 +89,7 @@ void Events::Add(const std::shared_ptr<EventStream>& stream, std::int64_t last_s
       const auto found = streams_.find(stream);
       if (found == streams_.end()) return;
       if (told_ < 0 || streams_.size() == 1) told_ = news.last;
-      stream->Send(ServiceText(is_connected_) + IdText(news.last) + news.text +
-                   found->second.waiting);
+      stream->Send(ServiceText(service_) + IdText(news.last) + news.text + found->second.waiting);
       found->second = {true, {}};
       Pump();
     });

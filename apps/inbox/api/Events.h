@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 
+#include "application/ServiceLink.h"
 #include "content/Library.h"
 #include "http/Handler.h"
 
@@ -29,7 +30,7 @@ class Events {
 
   // The state of the connection to the service; told to all browsers, and to each new one. Any
   // thread.
-  void SetService(bool is_connected);
+  void SetService(const Application::ServiceLink::State& state);
 
   // A browser that has seen the change `last_seen`, or none yet (-1). On the queue's thread.
   void Add(const std::shared_ptr<EventStream>& stream, std::int64_t last_seen);
@@ -62,7 +63,7 @@ class Events {
   std::int64_t told_ = -1;  // the last change that all streams know; -1: there was no stream yet
   bool is_pumping_ = false;
   bool is_more_ = false;
-  bool is_connected_ = false;
+  Application::ServiceLink::State service_;
 };
 
 }  // namespace Inbox

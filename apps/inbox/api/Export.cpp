@@ -97,6 +97,9 @@ ExportedFile Export(std::vector<StoredInk> pages, const std::string& format) {
   }
   if (file.type.empty()) throw ExportError("there is no format '" + format + "'");
   if (pages.empty()) throw ExportError("there is no page to export");
+  std::stable_sort(pages.begin(), pages.end(), [](const StoredInk& page, const StoredInk& other) {
+    return ComesBefore(page.row, other.row);
+  });
   file.name = NameOf(pages, format);
   if (format == "stf2" && pages.size() == 1 && pages.front().row.kind != PageKind::kInk) {
     file.bytes = std::move(pages.front().closed);

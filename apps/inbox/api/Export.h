@@ -22,9 +22,10 @@ struct ExportedFile {
   std::string name;  // a name without folders, of letters, digits and "-._" alone
 };
 
-// The pages, in their order, as one file: "pdf", "png", "svg", "inkml", "xopp" or "stf2". A PNG or
-// an SVG shows one page, STF2 and InkML are the ink of one pen. A page that can't be read leaves
-// only alone, as the bytes that came ("stf2"). Throws ExportError and TalvoInk::InkError.
+// The pages, in the order of a notebook, as one file: "pdf", "png", "svg", "inkml", "xopp" or
+// "stf2". A PNG or an SVG shows one page, STF2 and InkML are the ink of one pen. A page that can't
+// be read leaves only alone, as the bytes that came ("stf2"). Throws ExportError and
+// TalvoInk::InkError.
 ExportedFile Export(std::vector<StoredInk> pages, const std::string& format);
 
 // A picture of one page, "svg" or "png", whose longer side has `size` pixels (of a PNG). Throws

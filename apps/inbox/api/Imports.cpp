@@ -16,6 +16,7 @@
 #include "api/Api.h"
 #include "api/PageJson.h"
 #include "api/Refusal.h"
+#include "api/Title.h"
 #include "content/Intake.h"
 #include "http/Guard.h"
 
@@ -88,6 +89,11 @@ void Api::Import(Request request, const Reply& reply) {
   };
   if (request.body.empty()) throw Refusal(422, "the file is empty");
   const Intake intake = TakeIn(std::move(request.body), origin);
+  const std::string title = TitleOf(request.Argument("name"));
+  writer_.Run([&](Keeper& keeper) {
+    if (!intake.own_page.empty()) keeper.NameDocument(intake.own_page, title);
+    keeper.ShowAgain(intake.pen, intake.pages);
+  });
   Json::Value answer;
   answer["result"] = "Success";
   answer["told"] = Json::Value(Json::arrayValue);

@@ -29,15 +29,18 @@ std::uint64_t NumberOf(const std::string& serial) {
   return pen.number();
 }
 
-// What the service would not store the ink without.
-InkMLOptions WhatIsMissing(const Ink& ink, const Origin& origin, std::vector<std::string>& told) {
+bool HasAddress(const std::optional<std::string>& page) {
+  return page && IsPageAddress(*page);
+}
+
+// What the service would not store the ink without; not pages, if only some strokes lack them.
+InkMLOptions WhatIsMissing(const Ink& ink, const Origin& origin, Intake& intake) {
   InkMLOptions missing;
+  std::vector<std::string>& told = intake.told;
   const Summary summary = Summarize(ink);
-  const bool has_addresses =
-      std::all_of(summary.pages.begin(), summary.pages.end(),
-                  [](const PageSummary& page) { return page.page && IsPageAddress(*page.page); });
-  if (!has_addresses) {
-    missing.page = origin.page();
+  if (std::none_of(summary.pages.begin(), summary.pages.end(),
+                   [](const PageSummary& page) { return HasAddress(page.page); })) {
+    missing.page = intake.own_page = origin.page();
     told.push_back("the ink names no page; it is on page " + *missing.page + " now");
   }
   if (!std::all_of(summary.pages.begin(), summary.pages.end(),
@@ -50,6 +53,21 @@ InkMLOptions WhatIsMissing(const Ink& ink, const Origin& origin, std::vector<std
     told.push_back("the ink names no pen; it has the inbox's own now");
   }
   return missing;
+}
+
+// Puts strokes without an address on a page of their own.
+void PlaceStrays(Ink& ink, const Origin& origin, Intake& intake) {
+  std::size_t strays = 0;
+  for (Item& item : ink.items) {
+    auto* stroke = std::get_if<Stroke>(&item);
+    if (stroke == nullptr || HasAddress(stroke->page)) continue;
+    if (++strays == 1) intake.own_page = origin.page();
+    stroke->page = intake.own_page;
+  }
+  if (strays == 0) return;
+  intake.told.push_back(std::to_string(strays) + (strays == 1 ? " stroke names" : " strokes name") +
+                        " no page, and " + (strays == 1 ? "is" : "are") + " on page " +
+                        intake.own_page + " now");
 }
 
 double Number(const Json::Value& value, double least, double most, const char* name) {
@@ -118,12 +136,15 @@ Intake TakeIn(std::string file, const Origin& origin) {
   Losses losses;
   Ink ink = ReadInk(bytes, {}, losses);
   if (PagesOf(ink).empty()) throw InkError("it has no strokes");
-  const InkMLOptions missing = WhatIsMissing(ink, origin, intake.told);
+  const InkMLOptions missing = WhatIsMissing(ink, origin, intake);
   if (!intake.told.empty()) {
     losses = Losses();
     ink = ReadInk(bytes, missing, losses);
   }
+  PlaceStrays(ink, origin, intake);
   for (const std::string& line : losses.Lines()) intake.told.push_back(line);
+  intake.pen = TalvoCppUtils::PenId(ink.pen).string();
+  for (const auto& page : PagesOf(ink)) intake.pages.push_back(page.value_or(""));
   const bool is_whole = bytes.format == InkFormat::kStf2 && intake.told.empty();
   intake.bytes = is_whole ? bytes.bytes : WriteStf2(ink);
   return intake;

@@ -20,8 +20,11 @@ struct Origin {
 };
 
 struct Intake {
-  std::string bytes;              // STF2, or sealed STF2 as it came
-  std::vector<std::string> told;  // what was lost or assumed, a sentence each
+  std::string bytes;               // STF2, or sealed STF2 as it came
+  std::vector<std::string> told;   // what was lost or assumed, a sentence each
+  std::string pen;                 // a serial; empty for sealed ink
+  std::vector<std::string> pages;  // their addresses
+  std::string own_page;            // what Origin::page said; empty if it was not asked
 };
 
 // Any file of ink that ink/InkFile.h reads. Ink that has all that it needs keeps its bytes. Throws

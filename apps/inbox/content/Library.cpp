@@ -1,5 +1,6 @@
 #include "content/Library.h"
 
+#include "database/Keeper.h"
 #include "ink/InkError.h"
 
 namespace Inbox {

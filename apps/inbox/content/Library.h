@@ -13,9 +13,6 @@
 
 namespace Inbox {
 
-// The setting that holds the key file's path.
-inline constexpr char kKeyFileSetting[] = "key file";
-
 class Library {
  public:
   explicit Library(Readers& readers) : readers_(readers) {}

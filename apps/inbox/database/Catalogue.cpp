@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
+#include <sstream>
+#include <utility>
 
 #include "ink/Stf2File.h"
 
@@ -59,6 +61,21 @@ std::string GlobPattern(const std::string& address) {
 }
 
 }  // namespace
+
+bool ComesBefore(const PageRow& page, const PageRow& other) {
+  if (page.pen != other.pen) return page.pen < other.pen;
+  // A number of more digits is larger, without a limit to how many there are.
+  const auto numbers = [](const std::string& address) {
+    std::vector<std::pair<std::size_t, std::string>> fields;
+    std::istringstream text(address);
+    for (std::string field; std::getline(text, field, '.');) {
+      field.erase(0, field.find_first_not_of('0'));
+      fields.emplace_back(field.size(), field);
+    }
+    return fields;
+  };
+  return numbers(page.address) < numbers(other.address);
+}
 
 std::vector<PageRow> Catalogue::Find(const PageQuery& asked, bool& has_more) {
   std::string sql = std::string(kPageColumns) + " WHERE is_trashed = ?1";

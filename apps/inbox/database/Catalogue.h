@@ -26,6 +26,9 @@ struct PageRow {
   PageSummary summary;
 };
 
+// The order of a notebook: by pen, and by the numbers of the address.
+bool ComesBefore(const PageRow& page, const PageRow& other);
+
 struct PageQuery {
   std::string text;     // in title, address or pen; letters of ASCII match in either case
   std::string pen;      // its serial

@@ -80,12 +80,11 @@ Database::Database(const std::string& directory)
     : path_((fs::path(directory) / "inbox.db").string()) {
   Connection connection(path_, Connection::Mode::kWrite);
   SetUp(connection);
-  // WAL: one sync a commit, and readers that never wait for the writer. It stays with the file.
-  if (connection.Number("PRAGMA application_id") == 0 &&
-      connection.Number("SELECT count(*) FROM sqlite_schema") == 0) {
-    connection.Execute("PRAGMA journal_mode = WAL");
-  }
   Migrate(connection);
+  // WAL: one sync a commit, and readers that never wait for the writer. It stays with the file, but
+  // a backup has none: there SQLite would remove a journal after each commit without syncing its
+  // folder, and a power cut could bring it back and take confirmed ink away.
+  connection.Execute("PRAGMA journal_mode = WAL");
 }
 
 bool Database::Exists(const std::string& directory) {

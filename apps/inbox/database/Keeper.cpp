@@ -113,6 +113,10 @@ void Keeper::KeepPart(const std::string& pen, const std::string& address, const 
           address, now_ms)
         .Run();
     page = connection_.last_id();
+    const std::string title = DocumentTitle(address);
+    if (!title.empty()) {
+      Query(connection_, "INSERT INTO titles(page, title) VALUES(?, ?)", page, title).Run();
+    }
   }
   Query(connection_,
         "UPDATE pages SET revision = revision + 1, arrived = ?, strokes = strokes + ?,"
@@ -207,6 +211,20 @@ std::vector<std::int64_t> Keeper::Restore(const std::vector<std::int64_t>& pages
   return changed;
 }
 
+std::vector<std::int64_t> Keeper::ShowAgain(const std::string& pen,
+                                            const std::vector<std::string>& addresses) {
+  std::vector<std::int64_t> pages;
+  for (const std::string& address : addresses) {
+    Query query(connection_,
+                "SELECT pages.id FROM pages JOIN pens ON pens.id = pages.pen"
+                " WHERE serial = ? AND address = ? AND kind = 0",
+                pen, address);
+    while (query.Step()) pages.push_back(query.Number(0));
+  }
+  Restore(pages);
+  return pages;
+}
+
 std::vector<std::int64_t> Keeper::Purge(const std::vector<std::int64_t>& pages) {
   std::vector<std::int64_t> changed;
   for (const std::int64_t page : pages) {
@@ -263,6 +281,20 @@ void Keeper::Set(const std::string& name, const std::string& value) {
       .Run();
 }
 
+void Keeper::SetKeyFile(const std::string& file) {
+  Set(kKeyFileSetting, file);
+  std::vector<std::int64_t> sealed;
+  {
+    Query pages(connection_, "SELECT id FROM pages WHERE kind = ?",
+                static_cast<int>(PageKind::kSealed));
+    while (pages.Step()) sealed.push_back(pages.Number(0));
+  }
+  for (const std::int64_t page : sealed) {
+    Query(connection_, "UPDATE pages SET revision = revision + 1 WHERE id = ?", page).Run();
+    Note(ChangeKind::kChanged, page);
+  }
+}
+
 void Keeper::AddSession(const std::string& digest, std::int64_t until_ms) {
   Query(connection_, "DELETE FROM sessions WHERE until <= ?", NowMs()).Run();
   Query(connection_, "INSERT OR REPLACE INTO sessions(digest, until) VALUES(?, ?)",
@@ -284,6 +316,18 @@ std::string Keeper::OwnPen() {
 bool Keeper::IsOwnPage(const std::string& address) {
   const std::string begin = std::string(kOwnSegment) + "." + Setting("own pages") + ".";
   return IsOnePageAddress(address) && address.compare(0, begin.size(), begin) == 0;
+}
+
+void Keeper::NameDocument(const std::string& first, const std::string& title) {
+  Set("title of " + first.substr(0, first.rfind('.')), title);
+}
+
+std::string Keeper::DocumentTitle(const std::string& address) {
+  if (!IsOwnPage(address)) return {};
+  const std::size_t dot = address.rfind('.');
+  const std::string title = Setting("title of " + address.substr(0, dot));
+  const std::string number = address.substr(dot + 1);
+  return title.empty() || number == "1" ? title : title + ", page " + number;
 }
 
 std::string Keeper::NextOwnPage() {

@@ -28,8 +28,9 @@ std::int64_t NowMs();
 
 std::string Sha256(const std::string& bytes);
 
-// The setting with the serial of the inbox's own pen.
+// The settings with the serial of the inbox's own pen, and with the file of the key.
 inline constexpr char kOwnPenSetting[] = "own pen";
+inline constexpr char kKeyFileSetting[] = "key file";
 
 class Keeper {
  public:
@@ -51,12 +52,20 @@ class Keeper {
   std::vector<std::int64_t> Restore(const std::vector<std::int64_t>& pages);
   std::vector<std::int64_t> Purge(const std::vector<std::int64_t>& pages);  // for good
 
+  // Takes those pages out of the trash that are in it. Returns the numbers of all that there are.
+  std::vector<std::int64_t> ShowAgain(const std::string& pen,
+                                      const std::vector<std::string>& addresses);
+
   // False if there is no such page.
   bool SetTitle(std::int64_t page, const std::string& title);
 
   // Empty if it was never set.
   std::string Setting(const std::string& name);
   void Set(const std::string& name, const std::string& value);
+
+  // Names the file with the key that opens sealed ink; empty: there is none. Sealed pages count as
+  // changed, so that browsers draw them anew.
+  void SetKeyFile(const std::string& file);
 
   // A browser that is let in until then; those whose time is over are forgotten.
   void AddSession(const std::string& digest, std::int64_t until_ms);
@@ -67,6 +76,10 @@ class Keeper {
   // The address of a page that neither paper nor this inbox ever had: 2147483647.R.N.1, where R is
   // this inbox's own number and N counts. Further pages of one document count the last field up.
   std::string NextOwnPage();
+
+  // What the pages of a document are to be called when their ink arrives. `first` is the address
+  // that NextOwnPage gave it.
+  void NameDocument(const std::string& first, const std::string& title);
 
   // Whether the address is one that NextOwnPage gave.
   bool IsOwnPage(const std::string& address);
@@ -83,6 +96,7 @@ class Keeper {
   std::int64_t AddPackage(std::int64_t digest, std::int64_t page, const std::string& bytes,
                           std::int64_t now_ms);
   void LeaveTrash(std::int64_t page);
+  std::string DocumentTitle(const std::string& address);
   void Note(ChangeKind kind, std::int64_t page, std::int64_t stroke = 0);
 
   Connection& connection_;

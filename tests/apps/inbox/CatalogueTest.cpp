@@ -125,6 +125,21 @@ TEST_F(CatalogueTest, PensAreListedWithTheirPages) {
   EXPECT_THAT(Ids(query), ElementsAre(3, 2));
 }
 
+TEST_F(CatalogueTest, ANotebookIsOrderedByPenAndByTheNumbersOfItsPages) {
+  const auto page = [](const char* pen, const char* address) {
+    PageRow row;
+    row.pen = pen;
+    row.address = address;
+    return row;
+  };
+  EXPECT_TRUE(ComesBefore(page("A", "9.9.9.9"), page("B", "1.1.1.1")));
+  EXPECT_TRUE(ComesBefore(page("A", "1.2.3.9"), page("A", "1.2.3.10")));
+  EXPECT_FALSE(ComesBefore(page("A", "1.2.3.10"), page("A", "1.2.3.9")));
+  EXPECT_TRUE(ComesBefore(page("A", "1.2.3.009"), page("A", "1.2.3.10")));
+  EXPECT_TRUE(ComesBefore(page("A", "1.2.3.10"), page("A", "1.2.3.99999999999999999999")));
+  EXPECT_FALSE(ComesBefore(page("A", "1.2.3.4"), page("A", "1.2.3.4")));
+}
+
 TEST_F(CatalogueTest, ChangesThatAreNotKeptAnyMoreAreTold) {
   Fill(3);
   EXPECT_EQ(catalogue().ChangesAfter(1, 100)->size(), 2u);

@@ -147,6 +147,16 @@ TEST_F(DatabaseTest, ABackupHoldsEverythingAndIsPrivate) {
   EXPECT_TRUE(Catalogue(*connection).LoadInk(1));
 }
 
+TEST_F(DatabaseTest, ABackupThatIsPutBackSyncsEachCommitToALog) {
+  const std::string other = (root_.path() / "other").string();
+  MakeDataDirectory(other);
+  database_.BackUp(other + "/inbox.db");
+  const auto connection = Database(other).OpenWriter();
+  Query mode(*connection, "PRAGMA journal_mode");
+  ASSERT_TRUE(mode.Step());
+  EXPECT_EQ(mode.Text(0), "wal");
+}
+
 TEST_F(DatabaseTest, ABackupReplacesNoFile) {
   const std::string there = root_.path().string() + "/there";
   WriteFile(there, "mine");

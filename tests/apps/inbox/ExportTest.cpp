@@ -7,6 +7,8 @@
 #include "ink/Stf2File.h"
 
 using namespace Inbox;
+using TalvoInk::Ink;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -59,6 +61,16 @@ TEST_F(ExportTest, SeveralPagesAreOnePdf) {
   EXPECT_EQ(file.name, "ink-3-pages.pdf");
 }
 
+TEST_F(ExportTest, PagesAreInTheOrderOfTheirNotebook) {
+  Keep(InkOf("1.2.3.10"));
+  Keep(InkOf("1.2.3.9"));
+  Keep(InkOf("1.2.3.2"));
+  const Ink ink = TalvoInk::ReadStf2(Export(Load({1, 2, 3}), "stf2").bytes);
+  std::vector<std::string> pages;
+  for (const auto& page : TalvoInk::PagesOf(ink)) pages.push_back(page.value_or(""));
+  EXPECT_THAT(pages, ElementsAre("1.2.3.2", "1.2.3.9", "1.2.3.10"));
+}
+
 TEST_F(ExportTest, APictureShowsOnePage) {
   Keep(InkOf("1.2.3.4"));
   Keep(InkOf("1.2.3.5"));
@@ -72,8 +84,8 @@ TEST_F(ExportTest, InkOfOnePenIsOneFile) {
   Keep(InkOf("1.2.3.6", 5000, 77));
   EXPECT_EQ(TalvoInk::PagesOf(TalvoInk::ReadStf2(Export(Load({1, 2}), "stf2").bytes)).size(), 2u);
   EXPECT_EQ(WhyNot({1, 3}, "stf2"),
-            "a file of stf2 holds the ink of one pen; export the pages of 0000-0000-0000-004D by "
-            "themselves");
+            std::string("a file of stf2 holds the ink of one pen; export the pages of ") +
+                kTestPenSerial + " by themselves");
   EXPECT_EQ(WhyNot({1, 3}, "xopp"), "") << "which holds no pens";
 }
 

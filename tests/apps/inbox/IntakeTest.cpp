@@ -14,6 +14,7 @@
 using namespace Inbox;
 using namespace TalvoInk;
 using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -62,6 +63,20 @@ TEST(Intake, InkThatHasAllKeepsItsBytes) {
 TEST(Intake, SealedInkKeepsItsBytes) {
   const std::string sealed = Seal(InkFile().AddStroke("1.2.3.4", 5000).bytes());
   EXPECT_EQ(TakeIn(sealed, MakeOrigin()).bytes, sealed);
+}
+
+TEST(Intake, StrokesWithoutAPageGetOneAndTheOthersKeepTheirs) {
+  const Intake intake = TakeIn(InkFile()
+                                   .AddStroke("1.2.3.4", 5000)
+                                   .AddStroke(nullptr, 6000)
+                                   .AddStroke("no address", 7000)
+                                   .AddStroke("1.2.3.5", 8000)
+                                   .bytes(),
+                               MakeOrigin());
+  EXPECT_THAT(intake.pages, ElementsAre("1.2.3.4", kOwnPage, "1.2.3.5"));
+  EXPECT_EQ(intake.own_page, kOwnPage);
+  EXPECT_THAT(intake.told,
+              ElementsAre("2 strokes name no page, and are on page 2147483647.5.1.1 now"));
 }
 
 TEST(Intake, InkMLBecomesInkOnItsOwnPages) {

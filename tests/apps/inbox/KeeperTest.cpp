@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Inks.h"
+#include "ink/PageAddress.h"
 
 using namespace Inbox;
 using testing::ElementsAre;
@@ -147,6 +148,40 @@ TEST_F(KeeperTest, TheTrashGivesBackWhatItTook) {
   EXPECT_THAT(keeper().Restore({1, 2}), ElementsAre(1));
   EXPECT_THAT(Ids(trash), IsEmpty());
   EXPECT_EQ(List().size(), 2u);
+}
+
+TEST_F(KeeperTest, PagesThatAreToBeShownAgainLeaveTheTrash) {
+  Keep(InkOf("1.2.3.4"));
+  Keep(InkOf("1.2.3.5"));
+  keeper().Trash({1}, 2000);
+  EXPECT_THAT(keeper().ShowAgain(kTestPenSerial, {"1.2.3.4", "1.2.3.5", "1.2.3.6"}),
+              ElementsAre(1, 2));
+  EXPECT_EQ(Count("trash"), 0);
+  EXPECT_THAT(keeper().ShowAgain("0000-0000-0000-0001", {"1.2.3.4"}), ElementsAre());
+}
+
+TEST_F(KeeperTest, APageOfItsOwnGetsTheTitleOfItsDocument) {
+  const std::string first = keeper().NextOwnPage(), other = keeper().NextOwnPage();
+  keeper().NameDocument(first, "Notebook");
+  const std::string third = TalvoInk::PageAfter(first, 2);
+  Keep(InkOf(first.c_str()));
+  Keep(InkOf(third.c_str()));
+  Keep(InkOf(other.c_str()));
+  EXPECT_EQ(catalogue().FindPage(1)->title, "Notebook");
+  EXPECT_EQ(catalogue().FindPage(2)->title, "Notebook, page 3");
+  EXPECT_EQ(catalogue().FindPage(3)->title, "");
+}
+
+TEST_F(KeeperTest, AnotherKeyChangesSealedPagesAlone) {
+  Keep(InkOf("1.2.3.4"));
+  Keep(Seal(InkOf("1.2.3.5")));
+  const std::int64_t before = catalogue().LastChange();
+  keeper().SetKeyFile("/home/ada/key");
+  EXPECT_EQ(keeper().Setting("key file"), "/home/ada/key");
+  const auto changes = catalogue().ChangesAfter(before, 10);
+  ASSERT_EQ(changes->size(), 1u);
+  EXPECT_EQ(changes->front().page, 2);
+  EXPECT_EQ(catalogue().FindPage(2)->revision, 2);
 }
 
 TEST_F(KeeperTest, OnlyTheTrashIsPurged) {

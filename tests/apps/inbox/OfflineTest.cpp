@@ -61,6 +61,23 @@ TEST_F(InboxOffline, ExportsPagesByAddressAndNumber) {
             path("two.pdf") + " (2 pages)\n");
 }
 
+TEST_F(InboxOffline, InkWithoutAPageIsCalledAsItsFile) {
+  WriteFile(path("My letter.inkml"), "<ink><trace>1 1, 2 2</trace></ink>");
+  RunInbox({"import", path("My letter.inkml")});
+  InboxProgram inbox;
+  EXPECT_EQ(inbox.Pages()[0]["title"].asString(), "My letter");
+}
+
+TEST_F(InboxOffline, AnImportTakesItsPageOutOfTheTrash) {
+  const std::string ink = MakeInk("a", "1.2.3.4");
+  RunInbox({"import", ink});
+  InboxProgram inbox;
+  inbox.Post("/api/pages/trash", "{\"pages\":[1]}");
+  EXPECT_EQ(inbox.Pages().size(), 0u);
+  EXPECT_EQ(RunInbox({"import", ink}).output, "Known " + ink + "\n");
+  EXPECT_EQ(inbox.Pages().size(), 1u);
+}
+
 TEST_F(InboxOffline, ExportRefusesWhatItCantDo) {
   EXPECT_THAT(RunInbox({"export", "-o", path("x.pdf")}).error,
               HasSubstr("there is no inbox yet at"));

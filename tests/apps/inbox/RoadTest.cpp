@@ -33,6 +33,15 @@ pid_t HolderOf(const fs::path& file) {
   return 0;
 }
 
+// Ink for the key, and a subscription to it.
+void MakeSealedInk(InboxWorld& world, const std::string& key, const std::string& sealed) {
+  world.root().Subscribe("Inbox", "encrypted-stf2");
+  const std::string plain = world.path("note.stf2");
+  WriteFile(plain, InkOf("1.2.3.4"));
+  ASSERT_EQ(RunToEnd({STF2_TOOL, "keygen", "-o", key}).status, 0);
+  ASSERT_EQ(RunToEnd({STF2_TOOL, "seal", "--key", key + ".pub", plain, "-o", sealed}).status, 0);
+}
+
 std::string OpenEvents(HttpPeer& peer, InboxProgram& inbox, const std::string& last = "") {
   std::string request = "GET /api/events HTTP/1.1\r\n";
   for (const auto& [name, value] : inbox.Ours()) request += name + ": " + value + "\r\n";
@@ -116,12 +125,8 @@ TEST(InboxRoad, InkThatCantBeReadIsKeptConfirmedAndShownAsSuch) {
 
 TEST(InboxRoad, SealedInkIsOpenedByTheKeyThatTheUserNames) {
   InboxWorld world;
-  world.root().Subscribe("Inbox", "encrypted-stf2");
-  const std::string key = world.path("diary");
-  ASSERT_EQ(RunToEnd({STF2_TOOL, "keygen", "-o", key}).status, 0);
-  const std::string plain = world.path("note.stf2"), sealed = world.path("note.sealed.stf2");
-  WriteFile(plain, InkOf("1.2.3.4"));
-  ASSERT_EQ(RunToEnd({STF2_TOOL, "seal", "--key", key + ".pub", plain, "-o", sealed}).status, 0);
+  const std::string key = world.path("diary"), sealed = world.path("note.sealed.stf2");
+  MakeSealedInk(world, key, sealed);
   auto inbox = std::make_unique<InboxProgram>();
   ASSERT_TRUE(world.Import(ReadFile(sealed)));
   ASSERT_TRUE(inbox->WaitForPages(1));
@@ -138,6 +143,28 @@ TEST(InboxRoad, SealedInkIsOpenedByTheKeyThatTheUserNames) {
   inbox->Stop();
   inbox = std::make_unique<InboxProgram>(std::vector<std::string>{"--forget-key"});
   EXPECT_EQ(inbox->Pages()[0]["kind"].asString(), "sealed");
+}
+
+TEST(InboxRoad, ARunningInboxIsGivenAKeyAndLosesIt) {
+  InboxWorld world;
+  const std::string key = world.path("diary"), sealed = world.path("note.sealed.stf2");
+  MakeSealedInk(world, key, sealed);
+  InboxProgram inbox;
+  ASSERT_TRUE(world.Import(ReadFile(sealed)));
+  ASSERT_TRUE(inbox.WaitForPages(1));
+  HttpPeer events(inbox.port());
+  OpenEvents(events, inbox);
+  const auto run = [](const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = {QUILLPOST_INBOX};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return RunToEnd(command, {{"XDG_DATA_HOME", ""}});
+  };
+  EXPECT_EQ(run({"--key", world.path("no such key")}).status, 1);
+  EXPECT_EQ(run({"--key", key}).status, 0);
+  EXPECT_THAT(events.ReadUntil("event: page"), HasSubstr("\"kind\":\"ink\""));
+  EXPECT_EQ(inbox.Pages()[0]["kind"].asString(), "ink");
+  EXPECT_EQ(run({"--forget-key"}).status, 0);
+  EXPECT_EQ(inbox.Pages()[0]["kind"].asString(), "sealed");
 }
 
 TEST(InboxRoad, ADroppedFileTakesTheWholeRoad) {
@@ -209,6 +236,15 @@ TEST(InboxRoad, BrowsersAreToldOfWhatHappens) {
   events.ReadUntil("event: back\ndata: {\"pages\":[1]}");
   world.StopService();
   events.ReadUntil("event: service\ndata: {\"service\":\"away\"}");
+}
+
+TEST(InboxRoad, BrowsersAreToldWhatHindersInk) {
+  TestRoot root;
+  Process service({QUILLPOSTD, "--log-file", (root.path() / "log").string()});
+  InboxProgram inbox;
+  HttpPeer events(inbox.port());
+  OpenEvents(events, inbox);
+  EXPECT_THAT(events.ReadUntil("has no subscription"), HasSubstr("\"hindrance\":\"the inbox"));
 }
 
 TEST(InboxRoad, BrowsersAreToldOfEachPageOfABurst) {

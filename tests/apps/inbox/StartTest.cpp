@@ -9,6 +9,7 @@
 
 #include "InboxProgram.h"
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
@@ -120,8 +121,38 @@ TEST(InboxStart, ShowPutsFilesInAndOpensIt) {
                desktop.environment());
   EXPECT_EQ(show.status, 1);
   EXPECT_THAT(show.error, HasSubstr("bad: neither STF2"));
-  EXPECT_THAT(show.output, HasSubstr(desktop.WaitForShown()));
+  EXPECT_THAT(desktop.WaitForShown(), EndsWith("#/page/1\n")) << "the one page of ink";
   EXPECT_EQ(inbox.Pages()[0]["address"].asString(), "1.2.3.4");
+}
+
+// What the menu of applications starts.
+TEST(InboxStart, ShowWithoutFilesOpensIt) {
+  TestRoot root;
+  FakeDesktop desktop(root);
+  InboxProgram inbox({"show"}, desktop.environment());
+  EXPECT_EQ(desktop.WaitForShown(), inbox.address() + "\n");
+}
+
+TEST(InboxStart, QuitEndsTheOneThatRuns) {
+  TestRoot root;
+  InboxProgram inbox;
+  EXPECT_EQ(inbox.Get("/api/status").status, 200);
+  EXPECT_EQ(RunInbox({"--quit"}).status, 0);
+  EXPECT_EQ(inbox.process().Wait(), 0);
+  const Finished again = RunInbox({"--quit"});
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.error, "quillpost-inbox: no inbox runs\n");
+}
+
+TEST(InboxStart, ARunningOneCantChangeItsPortOrStream) {
+  TestRoot root;
+  InboxProgram inbox;
+  const Finished port = RunInbox({"--port", "50000"});
+  EXPECT_EQ(port.status, 1);
+  EXPECT_THAT(port.error, HasSubstr("'quillpost-inbox --quit' ends it"));
+  const Finished stream = RunInbox({"--from", "nats://127.0.0.1:1", "--consumer", "library"});
+  EXPECT_EQ(stream.status, 1);
+  EXPECT_THAT(stream.error, HasSubstr("'quillpost-inbox --quit' ends it"));
 }
 
 TEST(InboxStart, WithoutABrowserTheAddressIsThereAllTheSame) {
