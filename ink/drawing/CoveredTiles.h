@@ -14,7 +14,7 @@
 #include <optional>
 #include <vector>
 
-#include "ink/drawing/Outline.h"
+#include "ink/drawing/Polygon.h"
 
 namespace TalvoInk {
 

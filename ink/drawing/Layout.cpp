@@ -7,6 +7,7 @@
 
 #include "ink/InkError.h"
 #include "ink/PagePaper.h"
+#include "ink/drawing/Outline.h"
 
 namespace TalvoInk {
 namespace {

@@ -11,8 +11,9 @@
 #include <vector>
 
 #include "ink/Ink.h"
-#include "ink/drawing/Outline.h"
+#include "ink/Tips.h"
 #include "ink/drawing/Paper.h"
+#include "ink/drawing/Polygon.h"
 
 namespace TalvoInk {
 

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "ink/drawing/TipPrint.h"
+
 namespace TalvoInk {
 namespace {
 
@@ -246,12 +248,8 @@ void AppendCurve(std::vector<Knot>& curve, const std::vector<Knot>& knots, std::
   if (end == knots.size()) AppendApart(curve, knots.back());
 }
 
-Corner Rounded(double x, double y) {
-  return {std::llround(x), std::llround(y)};
-}
-
 void Append(Polygon& polygon, double x, double y) {
-  const Corner corner = Rounded(x, y);
+  const Corner corner = RoundedCorner(x, y);
   const bool same =
       !polygon.empty() && polygon.back().x == corner.x && polygon.back().y == corner.y;
   if (!same) polygon.push_back(corner);
@@ -342,58 +340,16 @@ Polygon Band(const std::vector<Knot>& curve, std::size_t first, std::size_t last
   return polygon;
 }
 
-// The tip's edge around its middle, for a knot whose radius is half of the tip's width.
-std::vector<Knot> EdgeOf(const Tip& tip, const Knot& knot, double width) {
-  const double half_x = knot.radius;
-  const double half_y = tip.height_um / 2.0 * (2 * knot.radius / width);
-  if (tip.shape == Tip::Shape::kRectangle) {
-    return {{-half_x, -half_y, 0}, {half_x, -half_y, 0}, {half_x, half_y, 0}, {-half_x, half_y, 0}};
-  }
-  const double step = 2 * std::acos(1 - std::min(kFine.tolerance / std::max(half_x, half_y), 1.0));
-  const int corners = std::clamp(static_cast<int>(std::ceil(2 * kPi / step)), 8, 90);
-  std::vector<Knot> edge;
-  for (int i = 0; i < corners; ++i) {
-    const double angle = 2 * kPi * i / corners;
-    edge.push_back({half_x * std::cos(angle), half_y * std::sin(angle), 0});
-  }
-  return edge;
+// The tip at a knot, whose radius is half of the tip's width there. Force makes the tip higher as
+// it makes it wider.
+TipPrint PrintAt(const Knot& knot, const Tip& tip, double width) {
+  const double half_height = tip.height_um / 2.0 * (2 * knot.radius / width);
+  return {knot.x, knot.y, knot.radius, half_height};
 }
 
-// The convex hull of some corners, turning as they do on a page whose y grows downward (Andrew's
-// monotone chain).
-Polygon HullOf(std::vector<Corner> corners) {
-  const auto before = [](const Corner& a, const Corner& b) {
-    return a.x != b.x ? a.x < b.x : a.y < b.y;
-  };
-  std::sort(corners.begin(), corners.end(), before);
-  const auto turns_left = [](const Corner& a, const Corner& b, const Corner& c) {
-    return double(b.x - a.x) * double(c.y - a.y) - double(b.y - a.y) * double(c.x - a.x) > 0;
-  };
-  Polygon hull;
-  for (int side = 0; side < 2; ++side) {
-    const std::size_t begin = hull.size();
-    for (const Corner& corner : corners) {
-      while (hull.size() >= begin + 2 && !turns_left(hull[hull.size() - 2], hull.back(), corner)) {
-        hull.pop_back();
-      }
-      hull.push_back(corner);
-    }
-    hull.pop_back();  // the other side begins with it
-    std::reverse(corners.begin(), corners.end());
-  }
-  return hull.empty() ? Polygon{corners.front()} : hull;
-}
-
-// What a tip that is not round leaves between two places of the pen: everything that it slides
-// over, which is the hull of its prints at both.
+// What a tip that is not round leaves between two knots.
 Polygon Sweep(const Knot& a, const Knot& b, const Tip& tip, double width) {
-  std::vector<Corner> corners;
-  for (const Knot* knot : {&a, &b}) {
-    for (const Knot& corner : EdgeOf(tip, *knot, width)) {
-      corners.push_back(Rounded(knot->x + corner.x, knot->y + corner.y));
-    }
-  }
-  return HullOf(std::move(corners));
+  return SweepOf(tip.shape, PrintAt(a, tip, width), PrintAt(b, tip, width), kFine.tolerance);
 }
 
 // The smooth curve's knots that the tip's middle follows.
@@ -442,23 +398,15 @@ std::vector<Polygon> PolygonsOf(const std::vector<Knot>& curve, const Tip& tip, 
 
 }  // namespace
 
-void Box::Take(const Box& other) {
-  if (other.is_empty) return;
-  left = is_empty ? other.left : std::min(left, other.left);
-  top = is_empty ? other.top : std::min(top, other.top);
-  right = is_empty ? other.right : std::max(right, other.right);
-  bottom = is_empty ? other.bottom : std::max(bottom, other.bottom);
-  is_empty = false;
-}
-
 Box BoxOf(const Stroke& stroke, const Tip& tip) {
   Box box;
   const double width = WidthOf(stroke);
   for (const Knot& knot : KnotsOf(stroke, tip.is_constant)) {
-    const bool is_round = tip.shape == Tip::Shape::kRound;
-    const double half_y = is_round ? knot.radius : knot.radius * tip.height_um / width;
-    box.Take({std::llround(knot.x - knot.radius), std::llround(knot.y - half_y),
-              std::llround(knot.x + knot.radius), std::llround(knot.y + half_y), false});
+    TipPrint print = PrintAt(knot, tip, width);
+    if (tip.shape == Tip::Shape::kRound) print.half_height = knot.radius;
+    const Corner first = RoundedCorner(print.x - print.half_width, print.y - print.half_height);
+    const Corner last = RoundedCorner(print.x + print.half_width, print.y + print.half_height);
+    box.Take({first.x, first.y, last.x, last.y, false});
   }
   return box;
 }

@@ -10,24 +10,12 @@
 
 #include "ink/Ink.h"
 #include "ink/Tips.h"
+#include "ink/drawing/Polygon.h"
 
 namespace TalvoInk {
 
-// A corner of a polygon in micrometres, on the page.
-struct Corner {
-  std::int64_t x, y;
-};
-using Polygon = std::vector<Corner>;
-
 // No stroke is drawn finer than this, which an eye still sees.
 constexpr std::uint32_t kFinestWidthUm = 250;
-
-// The room that something takes on a page, in micrometres. Empty as it is made.
-struct Box {
-  std::int64_t left = 0, top = 0, right = 0, bottom = 0;
-  bool is_empty = true;
-  void Take(const Box& other);
-};
 
 // The room that the tip's prints at a stroke's points take. Much cheaper than its outline, which
 // may swing out beyond it between points that are far apart, by a tenth of their distance.

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "ink/drawing/Outline.h"
+
 namespace TalvoInk {
 namespace {
 

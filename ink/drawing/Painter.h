@@ -10,8 +10,8 @@
 
 #include "ink/Sink.h"
 #include "ink/drawing/Backdrop.h"
-#include "ink/drawing/Outline.h"
 #include "ink/drawing/Picture.h"
+#include "ink/drawing/Polygon.h"
 
 namespace TalvoInk {
 

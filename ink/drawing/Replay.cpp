@@ -8,6 +8,7 @@
 #include "ink/InkError.h"
 #include "ink/Units.h"
 #include "ink/drawing/Canvas.h"
+#include "ink/drawing/Outline.h"
 #include "ink/drawing/Picture.h"
 #include "ink/drawing/ReplayTimes.h"
 #include "ink/drawing/SvgText.h"

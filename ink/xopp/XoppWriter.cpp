@@ -10,6 +10,7 @@
 #include "ink/PagePaper.h"
 #include "ink/Units.h"
 #include "ink/drawing/Layout.h"
+#include "ink/drawing/Outline.h"
 
 namespace TalvoInk {
 namespace {

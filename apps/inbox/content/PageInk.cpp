@@ -13,6 +13,7 @@
 #include "ink/Summary.h"
 #include "ink/Time.h"
 #include "ink/Tips.h"
+#include "ink/drawing/Outline.h"
 
 namespace Inbox {
 

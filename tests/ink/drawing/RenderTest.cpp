@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "ink/InkSupport.h"
+#include "ink/drawing/Outline.h"
 #include "support/TestRoot.h"
 
 namespace TalvoInk {
