@@ -18,28 +18,8 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-std::vector<char> Bytes(const std::string& text) {
-  return std::vector<char>(text.begin(), text.end());
-}
-
 class StrokeFilesTest : public StoreTest {
  protected:
-  static bool Import(const StrokeID& id, const std::string& data = "ink") {
-    return ImportStroke(kPen, id, Bytes(data));
-  }
-
-  // The lines of an import or export that fails with `message`.
-  void ExpectImportFails(const std::string& pen, const StrokeID& id, const std::string& data,
-                         const std::string& message) const {
-    const LogCapture log;
-    EXPECT_FALSE(ImportStroke(pen, id, Bytes(data)));
-    EXPECT_EQ(Lines({{3, "Importing " + std::to_string(data.size()) + " bytes of Ink from Pen '" +
-                             pen + "' and Page Address '" + id.page_address + "'..."},
-                     {1, message}}),
-              log.lines());
-    EXPECT_FALSE(fs::exists(root_.storage())) << "a directory was made for nothing";
-  }
-
   void ExpectExportFails(const std::string& pen, const StrokeID& id,
                          const std::string& message) const {
     const LogCapture log;
@@ -63,7 +43,6 @@ class StrokeFilesTest : public StoreTest {
 
 class ListStrokesTest : public StrokeFilesTest {};
 class MakePathUniqueTest : public StrokeFilesTest {};
-class ImportStrokeTest : public StrokeFilesTest {};
 class ExportStrokeTest : public StrokeFilesTest {};
 
 }  // namespace
@@ -203,130 +182,11 @@ TEST_F(MakePathUniqueTest, ANameThatCantBeAskedForRaises) {
   EXPECT_THROW(Unique(std::string(300, 'x')), fs::filesystem_error);
 }
 
-// ---- ImportStroke ----------------------------------------------------------------------------
-
-TEST_F(ImportStrokeTest, FilesTheBytesAsTheyAre) {
-  const std::string data("ink\r\n\0\xFF\x1A ink", 12);
-  const LogCapture log;
-  EXPECT_TRUE(Import(Stroke("100_200"), data));
-  const fs::path file = root_.storage() / "AJ3-000-1X/1.2.3.4/100_200.stf2";
-  EXPECT_EQ(data, ReadFile(file));
-  EXPECT_EQ(
-      Lines({{3, "Importing 12 bytes of Ink from Pen 'AJ3-000-1X' and Page Address '1.2.3.4'..."},
-             {3, "Ink was imported to: '" + file.string() + "'"}}),
-      log.lines());
-}
-
-TEST_F(ImportStrokeTest, TheNameOfTheFileFollowsFromTheID) {
-  EXPECT_TRUE(Import({kPage, "a", ""}));
-  EXPECT_TRUE(Import({kPage, "x.y", "stf2"}));
-  EXPECT_TRUE(Import({"encrypted-stf2", "..", "stf2"}));
-  EXPECT_TRUE(Import({"1.*.3.4.5", "two words", "s t"}));
-  for (const char* file :
-       {"1.2.3.4/a", "1.2.3.4/x.y.stf2", "encrypted-stf2/...stf2", "1.*.3.4.5/two words.s t"}) {
-    EXPECT_EQ("ink", ReadFile(PenPath(file))) << file;
-  }
-}
-
-TEST_F(ImportStrokeTest, TheSameNameAgainIsNumberedAndReplacesNothing) {
-  const StrokeID id = {"encrypted-stf2", "1700000000", "stf2"};
-  const LogCapture log;
-  for (const char* data : {"first", "second", "third"}) EXPECT_TRUE(Import(id, data));
-  EXPECT_EQ("first", ReadFile(PenPath("encrypted-stf2/1700000000.stf2")));
-  EXPECT_EQ("second", ReadFile(PenPath("encrypted-stf2/1700000000-1.stf2")));
-  EXPECT_EQ("third", ReadFile(PenPath("encrypted-stf2/1700000000-2.stf2")));
-  EXPECT_TRUE(log.Has(
-      3, "Ink was imported to: '" + PenPath("encrypted-stf2/1700000000-2.stf2").string() + "'"));
-  // It is the numbered name by which routing knows the stroke.
-  ASSERT_TRUE(Sync({kApp}, "encrypted-stf2"));
-  EXPECT_THAT(Undelivered(), ElementsAre(StrokeID{"encrypted-stf2", "1700000000", "stf2"},
-                                         StrokeID{"encrypted-stf2", "1700000000-1", "stf2"},
-                                         StrokeID{"encrypted-stf2", "1700000000-2", "stf2"}));
-}
-
-TEST_F(ImportStrokeTest, DoesNotTouchTheRoutingInfo) {
-  EXPECT_TRUE(Import(Stroke("a")));
-  EXPECT_FALSE(fs::exists(RoutingInfoPath()));
-  EXPECT_FALSE(SaveRoutingInfo(kPen));
-}
-
-TEST_F(ImportStrokeTest, EachCheckNamesItsReasonAndMakesNothing) {
-  const std::string id_reason = "Ink Import failed: invalid stroke id.";
-  ExpectImportFails("pen 1", Stroke("a"), "ink",
-                    "Ink Import failed: invalid Pen Serial - 'pen 1'.");
-  ExpectImportFails("", Stroke("a"), "ink", "Ink Import failed: invalid Pen Serial - ''.");
-  ExpectImportFails("..", Stroke("a"), "ink", "Ink Import failed: invalid Pen Serial - '..'.");
-  ExpectImportFails(kPen, Stroke("a", "1.2.3"), "ink",
-                    "Ink Import failed: invalid Page Address - '1.2.3'.");
-  ExpectImportFails(kPen, Stroke("a", ".."), "ink",
-                    "Ink Import failed: invalid Page Address - '..'.");
-  ExpectImportFails(kPen, Stroke(""), "ink", "Ink Import failed: empty name.");
-  ExpectImportFails(kPen, Stroke("a"), "", "Ink Import failed: no data.");
-  ExpectImportFails(kPen, Stroke("../a"), "ink", id_reason);
-  ExpectImportFails(kPen, Stroke(std::string("a\0b", 3)), "ink", id_reason);
-  ExpectImportFails(kPen, {kPage, "a", "/stf2"}, "ink", id_reason);
-  ExpectImportFails(kPen, {kPage, "..", ""}, "ink", id_reason);
-}
-
-TEST_F(ImportStrokeTest, TheFirstReasonIsTheOneThatIsNamed) {
-  ExpectImportFails("", {"", "", ""}, "", "Ink Import failed: invalid Pen Serial - ''.");
-  ExpectImportFails(kPen, {"", "", ""}, "", "Ink Import failed: invalid Page Address - ''.");
-  ExpectImportFails(kPen, {kPage, "", ""}, "", "Ink Import failed: empty name.");
-}
-
-TEST_F(ImportStrokeTest, NamesADirectoryThatCantBeMade) {
-  WriteFile(PenPath(kPage), "in its place");
-  const LogCapture log;
-  EXPECT_FALSE(Import(Stroke("a")));
-  const std::string directory = PenPath(kPage).string();
-  ASSERT_EQ(3u, log.lines().size());
-  EXPECT_EQ(LogCapture::Line(1, "'" + directory + "' not a directory (as it should): Success (0)"),
-            log.lines()[1]);
-  EXPECT_EQ(LogCapture::Line(1, "Ink Import failed: can't create directory '" + directory + "'."),
-            log.lines()[2]);
-}
-
-TEST_F(ImportStrokeTest, NamesAFileThatCantBeMade) {
-  fs::create_directories(PenPath(kPage));
-  fs::permissions(PenPath(kPage), fs::perms(0555));
-  const LogCapture log;
-  {
-    const PlainUser user;
-    EXPECT_FALSE(Import(Stroke("a")));
-  }
-  fs::permissions(PenPath(kPage), fs::perms(0755));
-  ASSERT_EQ(2u, log.lines().size());
-  EXPECT_EQ(LogCapture::Line(1, "Ink Import failed: can't create file '" +
-                                    PenPath("1.2.3.4/a.stf2").string() + "'"),
-            log.lines()[1]);
-}
-
-TEST_F(ImportStrokeTest, ANameThatIsTooLongIsRefused) {
-  const LogCapture log(1);
-  EXPECT_FALSE(Import(Stroke(std::string(300, 'x'))));
-  ASSERT_EQ(1u, log.lines().size());
-  EXPECT_EQ(0u, log.lines()[0].second.find("Ink Import failed: can't create file '"));
-  EXPECT_TRUE(Import(Stroke(std::string(250, 'x'))));
-}
-
-// A link in the store never has ink written to where it leads.
-TEST_F(ImportStrokeTest, NeverGoesThroughALink) {
-  fs::create_directories(PenPath(kPage));
-  fs::create_symlink(root_.path() / "elsewhere", PenPath("1.2.3.4/a.stf2"));
-  fs::create_symlink("a-1.stf2", PenPath("1.2.3.4/a-1.stf2"));
-  WriteFile(root_.path() / "letter", "not ink");
-  fs::create_symlink(root_.path() / "letter", PenPath("1.2.3.4/a-2.stf2"));
-  EXPECT_TRUE(Import(Stroke("a")));
-  EXPECT_EQ("ink", ReadFile(PenPath("1.2.3.4/a-3.stf2")));
-  EXPECT_FALSE(fs::exists(root_.path() / "elsewhere"));
-  EXPECT_EQ("not ink", ReadFile(root_.path() / "letter"));
-}
-
 // ---- ExportStroke ----------------------------------------------------------------------------
 
 TEST_F(ExportStrokeTest, GivesAPrivateCopy) {
   const std::string data("ink\r\n\0\xFF\x1A ink", 12);
-  ASSERT_TRUE(Import(Stroke("a"), data));
+  ASSERT_TRUE(ImportStroke(kPen, Stroke("a"), {data.begin(), data.end()}));
   const LogCapture log;
   fs::path first;
   fs::path second;
@@ -400,7 +260,7 @@ TEST_F(ExportStrokeTest, NamesTheLackOfAScratchFile) {
 }
 
 TEST_F(ExportStrokeTest, ACopyThatNobodyWantsAnyMoreLeavesNothing) {
-  ASSERT_TRUE(Import(Stroke("a"), std::string(200000, 'x')));
+  ASSERT_TRUE(ImportStroke(kPen, Stroke("a"), std::vector<char>(200000, 'x')));
   const LogCapture log;
   fs::path out = "/stale";
   int asked = 0;
