@@ -59,8 +59,8 @@ Ink Handwriting(std::size_t bytes) {
     TalvoInk::Stroke stroke;
     stroke.page = PageAddress(i / kStrokesOfPage);
     stroke.start_time_ms = 1700000000000 + i * 800;
-    const std::size_t at = i % kStrokesOfPage;
-    stroke.samples = Loops(10000 + 6000 * double(at % 31), 15000 + 5500 * double(at / 31), i);
+    const std::size_t column = i % kStrokesOfPage % 31, row = i % kStrokesOfPage / 31;
+    stroke.samples = Loops(10000 + 6000 * double(column), 15000 + 5500 * double(row), i);
     ink.items.emplace_back(std::move(stroke));
   }
   return ink;
