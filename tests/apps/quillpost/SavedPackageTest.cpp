@@ -2,17 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 
 #include <boost/filesystem.hpp>
 #include <cerrno>
-#include <cstddef>
-#include <cstdint>
 #include <future>
 
+#include "support/RefusedCalls.h"
 #include "support/TestRoot.h"
 
 namespace fs = boost::filesystem;
@@ -26,45 +22,6 @@ std::vector<std::string> NamesIn(const fs::path& directory) {
     names.push_back(entry.path().filename().string());
   }
   return names;
-}
-
-// Lets a filter decide about all further system calls of this process.
-bool Install(const sock_fprog& filter) {
-  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-         ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
-
-// From now on the kernel makes no hard links for this process, and refuses the flags of renameat2.
-bool RefuseLinks() {
-  constexpr auto kNumber = static_cast<std::uint32_t>(offsetof(seccomp_data, nr));
-  constexpr auto kFlags = static_cast<std::uint32_t>(offsetof(seccomp_data, args) + 4 * 8);
-  sock_filter code[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kNumber),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_linkat, 5, 0),
-#ifdef SYS_link
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_link, 4, 0),
-#else
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_linkat, 4, 0),
-#endif
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 2),
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kFlags),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0, 0, 2),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
-  };
-  return Install({sizeof code / sizeof *code, code});
-}
-
-// From now on there is no watcher left for this process.
-bool RefuseWatchers() {
-  sock_filter code[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(offsetof(seccomp_data, nr))),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_inotify_init1, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EMFILE),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  return Install({sizeof code / sizeof *code, code});
 }
 
 }  // namespace
@@ -90,10 +47,16 @@ TEST(SavePackage, NeedsNeitherHardLinksNorTheirReplacement) {
   const fs::path directory = root.path() / "ink";
   WriteFile(root.path() / "package", "one");
   WriteFile(directory / "x.stf2", "somebody's");
-  ASSERT_TRUE(RefuseLinks());
-  fs::path saved;
-  std::string reason;
-  EXPECT_TRUE(SavePackage(root.path() / "package", directory, "x", saved, reason)) << reason;
+  std::vector<RefusedCall> calls = {{SYS_linkat, EPERM}, {SYS_renameat2, EINVAL, 4, UINT32_MAX}};
+#ifdef SYS_link
+  calls.push_back({SYS_link, EPERM});
+#endif
+  const bool has_run = RunWithRefused(calls, [&] {
+    fs::path saved;
+    std::string reason;
+    EXPECT_TRUE(SavePackage(root.path() / "package", directory, "x", saved, reason)) << reason;
+  });
+  ASSERT_TRUE(has_run);
   EXPECT_EQ("one", ReadFile(directory / "x-1.stf2"));
   EXPECT_EQ("somebody's", ReadFile(directory / "x.stf2"));
   EXPECT_THAT(NamesIn(directory), UnorderedElementsAre("x.stf2", "x-1.stf2"));
@@ -147,13 +110,15 @@ TEST(WaitUntilGone, WaitsWithoutAWatcherToo) {
   TestRoot root;
   const fs::path file = root.path() / "file";
   WriteFile(file, "1");
-  ASSERT_TRUE(RefuseWatchers());
-  auto waiting = std::async(std::launch::async, [&] {
-    WaitUntilGone({file}, std::chrono::hours(1));
-    return fs::exists(file);
+  const bool has_run = RunWithRefused({{SYS_inotify_init1, EMFILE}}, [&] {
+    auto waiting = std::async(std::launch::async, [&] {
+      WaitUntilGone({file}, std::chrono::hours(1));
+      return fs::exists(file);
+    });
+    EXPECT_EQ(std::future_status::timeout, waiting.wait_for(std::chrono::milliseconds(50)))
+        << "the file is still there";
+    fs::remove(file);
+    EXPECT_FALSE(waiting.get());
   });
-  EXPECT_EQ(std::future_status::timeout, waiting.wait_for(std::chrono::milliseconds(50)))
-      << "the file is still there";
-  fs::remove(file);
-  EXPECT_FALSE(waiting.get());
+  ASSERT_TRUE(has_run);
 }
