@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <thread>
 
 #include "support/Machine.h"
+#include "support/RefusedCalls.h"
 #include "support/TestRoot.h"
 
 using TalvoCppUtils::Descriptor;
@@ -62,7 +64,9 @@ class FileTest : public testing::Test {
 
 class OpenRegularFileTest : public FileTest {};
 class ReadRegularFileTest : public FileTest {};
+class ReadAtTest : public FileTest {};
 class WriteTest : public FileTest {};
+class SyncTest : public FileTest {};
 class CopyFileTest : public FileTest {};
 
 boost::system::error_code Copy(const fs::path& source, const fs::path& target) {
@@ -122,6 +126,14 @@ TEST_F(OpenRegularFileTest, TellsTheLackOfRights) {
   EXPECT_EQ(EACCES, OpenError("file", O_RDONLY));
 }
 
+// As on a file server that has gone.
+TEST_F(OpenRegularFileTest, TellsThatItCanNotAskWhatItHasOpened) {
+  WriteFile(Path("file"), "ink");
+  const bool has_run = RunWithRefused({{SYS_newfstatat, ESTALE}, {SYS_fstat, ESTALE}},
+                                      [&] { EXPECT_EQ(ESTALE, OpenError("file", O_RDONLY)); });
+  if (!has_run) GTEST_SKIP() << "this system can't refuse calls";
+}
+
 TEST_F(ReadRegularFileTest, GivesTheBytes) {
   FileBytes bytes;
   // The second is read into large pages.
@@ -168,6 +180,7 @@ TEST_F(ReadRegularFileTest, AFileThatHoldsLessThanItSaysGivesWhatThereIs) {
   const std::string content = ReadFile(file);
   if (content.empty() || fs::file_size(file) <= content.size()) GTEST_SKIP() << "no such file";
   FileBytes bytes;
+  errno = EINTR;  // of an earlier call: it says nothing of one that succeeds
   EXPECT_FALSE(ReadRegularFile(file, UINT64_MAX, bytes));
   EXPECT_EQ(content, Text(bytes));
 }
@@ -216,6 +229,56 @@ TEST_F(WriteTest, TellsTheErrorOfCuttingAndOfClosing) {
   ::close(closed.get());
   EXPECT_EQ(EBADF, Close(closed).value());
   EXPECT_FALSE(Close(closed)) << "it holds nothing any more";
+}
+
+TEST_F(ReadAtTest, GivesTheBytesAtAPlace) {
+  WriteFile(Path("file"), "0123456789");
+  Descriptor file;
+  ASSERT_FALSE(OpenRegularFile(Path("file"), O_RDONLY, file));
+  std::string bytes = "stale";
+  EXPECT_FALSE(ReadAt(file.get(), 3, 4, bytes));
+  EXPECT_EQ("3456", bytes);
+  EXPECT_FALSE(ReadAt(file.get(), 10, 0, bytes));
+  EXPECT_EQ("", bytes);
+}
+
+TEST_F(ReadAtTest, AFileThatIsTooShortIsAnError) {
+  WriteFile(Path("file"), "0123456789");
+  Descriptor file;
+  ASSERT_FALSE(OpenRegularFile(Path("file"), O_RDONLY, file));
+  std::string bytes;
+  errno = 0;
+  EXPECT_EQ(EIO, ReadAt(file.get(), 8, 4, bytes).value());
+  EXPECT_EQ(EIO, ReadAt(file.get(), 10, 1, bytes).value());
+  EXPECT_EQ(EBADF, ReadAt(-1, 0, 1, bytes).value());
+}
+
+TEST_F(SyncTest, SyncsFilesDirectoriesAndFileSystems) {
+  WriteFile(Path("file"), "ink");
+  Descriptor file;
+  ASSERT_FALSE(OpenRegularFile(Path("file"), O_WRONLY, file));
+  EXPECT_FALSE(Sync(file.get()));
+  EXPECT_FALSE(SyncFileSystem(file.get()));
+  EXPECT_FALSE(SyncDirectory(root_.path()));
+}
+
+TEST_F(SyncTest, TellsWhatCanNotBeSynced) {
+  WriteFile(Path("file"), "ink");
+  EXPECT_EQ(EBADF, Sync(-1).value());
+  EXPECT_EQ(EBADF, SyncFileSystem(-1).value());
+  EXPECT_EQ(ENOENT, SyncDirectory(Path("missing")).value());
+  EXPECT_EQ(ENOTDIR, SyncDirectory(Path("file")).value());
+}
+
+// Some file systems don't sync directories: what is in them is as safe as it gets. Errors of the
+// disk are another matter.
+TEST_F(SyncTest, ADirectoryThatTheFileSystemNeverSyncsCountsAsSynced) {
+  for (const int error : {EINVAL, ENOTSUP, EIO}) {
+    const bool has_run = RunWithRefused({{SYS_fsync, error}}, [&] {
+      EXPECT_EQ(error == EIO ? EIO : 0, SyncDirectory(root_.path()).value());
+    });
+    if (!has_run) GTEST_SKIP() << "this system can't refuse calls";
+  }
 }
 
 TEST_F(WriteTest, CutsAndExtendsAFile) {
