@@ -53,6 +53,14 @@ TEST_F(HeldNamesTest, NoSaveReleasesNamesWhileARemovalRuns) {
   EXPECT_FALSE(IsHeld(a_));
 }
 
+TEST_F(HeldNamesTest, ANameIsFreeOnceItsRemovalIsSaved) {
+  Put("a.stf2");
+  Put("b.stf2");
+  ASSERT_TRUE(Sync({kApp}));
+  EXPECT_TRUE(RemoveStrokes(kPen, {a_}));
+  EXPECT_FALSE(IsHeld(a_));
+}
+
 // The table on the disk still calls the stroke processed: after the next start it would be removed,
 // and new ink under its name with it.
 TEST_F(HeldNamesTest, ARemovalThatCanNotBeSavedKeepsTheNames) {

@@ -4,11 +4,13 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <boost/filesystem.hpp>
 
 #include "storage/StoreTest.h"
+#include "support/RefusedCalls.h"
 
 using namespace TalvoQuillpost::Storage;
 using testing::ElementsAre;
@@ -21,12 +23,12 @@ std::vector<char> Bytes(const std::string& text) {
   return std::vector<char>(text.begin(), text.end());
 }
 
+bool Import(const StrokeID& id, const std::string& data = "ink") {
+  return ImportStroke(kPen, id, Bytes(data));
+}
+
 class ImportStrokeTest : public StoreTest {
  protected:
-  static bool Import(const StrokeID& id, const std::string& data = "ink") {
-    return ImportStroke(kPen, id, Bytes(data));
-  }
-
   // The lines of an import that fails with `message`.
   void ExpectImportFails(const std::string& pen, const StrokeID& id, const std::string& data,
                          const std::string& message) const {
@@ -130,16 +132,47 @@ TEST_F(NewStrokesTest, OfSeveralImportsAreCommittedTogetherAndFailAlone) {
   EXPECT_EQ("other", ReadFile(PenPath("1.2.3.4/a-1.stf2")));
 }
 
-// What is committed together may lie on so many pages that the disk is synced as a whole.
-TEST_F(NewStrokesTest, OfManyPagesAreCommittedTogether) {
-  for (int page = 1; page <= 20; ++page) {
-    ASSERT_TRUE(Add(Stroke("a", "1.2.3." + std::to_string(page))));
+// Strokes on so many pages that one sync of the disk is cheaper than theirs.
+class ManyPagesTest : public NewStrokesTest {
+ protected:
+  static constexpr int kPages = 20;
+
+  // Commits a stroke on each page while these calls fail. Whether all have been stored.
+  bool Commit(int pages, const std::vector<RefusedCall>& refused) {
+    for (int page = 1; page <= pages; ++page) {
+      EXPECT_TRUE(Add(Stroke("a", "1.2.3." + std::to_string(page))));
+    }
+    EXPECT_TRUE(RunWithRefused(refused, [this] { CommitStrokes({&strokes_}); }));
+    return strokes_.all_stored();
   }
-  CommitStrokes({&strokes_});
-  EXPECT_TRUE(strokes_.all_stored());
-  for (int page = 1; page <= 20; ++page) {
+
+  const Disk disk_{root_.storage(), "size=1m"};  // of a kind that syncs its own files
+};
+
+TEST_F(ManyPagesTest, AreSyncedWithTheirFileSystem) {
+  if (!disk_.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  EXPECT_TRUE(Commit(kPages, {{SYS_fdatasync, EIO}, {SYS_fsync, EIO}}));
+  for (int page = 1; page <= kPages; ++page) {
     EXPECT_EQ("ink", ReadFile(PenPath("1.2.3." + std::to_string(page) + "/a.stf2")));
   }
+}
+
+// The error may be that of another program's file.
+TEST_F(ManyPagesTest, AreSyncedOneByOneIfTheFileSystemAsAWholeFails) {
+  if (!disk_.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  EXPECT_TRUE(Commit(kPages, {{SYS_syncfs, EIO}}));
+}
+
+TEST_F(ManyPagesTest, AFewAreSyncedByThemselves) {
+  if (!disk_.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  EXPECT_FALSE(Commit(3, {{SYS_fdatasync, EIO}}));
+  EXPECT_TRUE(HoldsNothing(PenPath("1.2.3.1")));
+}
+
+TEST_F(ManyPagesTest, AStrokeWhoseNameCanNotBeSyncedIsTakenBack) {
+  if (!disk_.is_mounted()) GTEST_SKIP() << "this user can't mount";
+  EXPECT_FALSE(Commit(3, {{SYS_fsync, EIO}}));
+  EXPECT_TRUE(HoldsNothing(PenPath("1.2.3.1")));
 }
 
 // The tidying of the store may take an empty page away between both.
@@ -174,6 +207,53 @@ TEST_F(NewStrokesTest, APageThatVanishesAgainAndAgainBeforeTheCommitIsGivenUp) {
   EXPECT_FALSE(strokes_.all_stored());
   EXPECT_EQ(Lines({{1, "Ink Import failed: can't create file '" +
                            PenPath("1.2.3.4/a.stf2").string() + "': No such file or directory"}}),
+            log.lines());
+}
+
+// A file system that can't make files without a name.
+const RefusedCall kNoUnnamedFiles = {SYS_openat, EOPNOTSUPP, 2, O_TMPFILE & ~O_DIRECTORY};
+
+TEST_F(NewStrokesTest, HaveAHiddenNameIfTheFileSystemKnowsNoFilesWithoutOne) {
+  const bool has_run = RunWithRefused({kNoUnnamedFiles}, [this] {
+    ASSERT_TRUE(Add(Stroke("a")));
+    const fs::path hidden = fs::directory_iterator(PenPath(kPage))->path();
+    EXPECT_TRUE(IsNewStroke(hidden.filename().native()));
+    // A process of another machine, or of another container, may have this one's number.
+    char own[40];
+    std::snprintf(own, sizeof own, ".import-%016x-", static_cast<unsigned int>(::getpid()));
+    EXPECT_NE(0u, hidden.filename().native().find(own));
+    ASSERT_TRUE(Sync({kApp}));
+    EXPECT_THAT(Undelivered(), testing::IsEmpty());
+    CommitStrokes({&strokes_});
+    EXPECT_TRUE(strokes_.all_stored());
+    EXPECT_FALSE(fs::exists(hidden));
+    EXPECT_EQ("ink", ReadFile(PenPath("1.2.3.4/a.stf2")));
+  });
+  if (!has_run) GTEST_SKIP() << "this system can't refuse calls";
+}
+
+TEST_F(NewStrokesTest, AHiddenOneReplacesNothing) {
+  Put("a.stf2");
+  for (const int error : {0, EINVAL, ENOSYS}) {  // those of a file system that only knows links
+    std::vector<RefusedCall> calls = {kNoUnnamedFiles};
+    if (error != 0) calls.push_back({SYS_renameat2, error});
+    const std::string ink = "ink " + std::to_string(error);
+    const bool has_run = RunWithRefused(calls, [&] { EXPECT_TRUE(Import(Stroke("a"), ink)); });
+    if (!has_run) GTEST_SKIP() << "this system can't refuse calls";
+  }
+  EXPECT_EQ("ink", ReadFile(PenPath("1.2.3.4/a.stf2")));
+  EXPECT_EQ("ink 0", ReadFile(PenPath("1.2.3.4/a-1.stf2")));
+  EXPECT_EQ(4, std::distance(fs::directory_iterator(PenPath(kPage)), {}));
+}
+
+TEST_F(NewStrokesTest, AHiddenOneThatCanNotBeNamedIsNamedAndRemoved) {
+  const LogCapture log(1);
+  const bool has_run = RunWithRefused({kNoUnnamedFiles, {SYS_renameat2, EIO}},
+                                      [this] { EXPECT_FALSE(Import(Stroke("a"))); });
+  if (!has_run) GTEST_SKIP() << "this system can't refuse calls";
+  EXPECT_TRUE(HoldsNothing(PenPath(kPage)));
+  EXPECT_EQ(Lines({{1, "Ink Import failed: can't create file '" +
+                           PenPath("1.2.3.4/a.stf2").string() + "': Input/output error"}}),
             log.lines());
 }
 
