@@ -1,5 +1,7 @@
 // What becomes of the ink of an imported file: which stroke files, under which names.
 
+#include "import/InkImporter.h"
+
 #include <TalvoCppUtils/PenId.h>
 #include <time.h>
 
@@ -357,6 +359,26 @@ TEST_F(ImportSealedInk, ADamagedBoxIsStoredAsItIs) {
   EXPECT_TRUE(Import(sealed));
   ASSERT_EQ(Stored().size(), 1u);
   EXPECT_EQ(Stored().begin()->second, sealed);
+}
+
+// One sync of the disk serves all imports that wait: none is named before the last was read.
+TEST_F(ImportInk, ImportsThatAreQueuedTogetherAreCommittedTogether) {
+  TalvoQuillpost::EventQueue queue;
+  Names said;
+  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
+  for (const char* name : {"one", "two"}) {
+    const fs::path file = root.path() / name;
+    WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
+    queue.Post("import", [&, file] {
+      importer.Import(file, [&, file](bool is_stored) {
+        said.push_back(file.filename().string() + (is_stored ? " stored" : " failed"));
+      });
+      EXPECT_TRUE(StoredNames().empty());
+    });
+  }
+  queue.io_service().poll();
+  EXPECT_EQ(said, (Names{"stored", "one stored", "two stored"}));
+  EXPECT_EQ(StoredNames(), (Names{Stroke("1.2.3.4/100_100-1"), Stroke("1.2.3.4/100_100")}));
 }
 
 }  // namespace
