@@ -49,6 +49,14 @@ TEST_F(Delivery, RecordsThePackageBeforeItIsSent) {
   EXPECT_EQ(package.path.string(), LastPath());
 }
 
+TEST_F(Delivery, AnOfferToAClientThatHasSentNothingIsConfirmedByItsFirstRequest) {
+  AddRoutedStrokes(1);
+  EXPECT_FALSE(client->IsForPackage("PEN", 0));
+  Deliver();
+  EXPECT_TRUE(client->IsForPackage("PEN", 0));
+  EXPECT_FALSE(client->IsForPackage("OTHER", 0));
+}
+
 TEST_F(Delivery, TheFirstStrokeIsTheLowestByNameAndNotByPage) {
   AddStroke("1.1.1.1", "b");
   AddStroke("9.9.9.9", "a");
@@ -157,7 +165,7 @@ TEST_F(Delivery, APackageWithoutStrokesIsNotOffered) {
   OnDeliveryThread([&] { service->DeliverInk(client, "PEN", InkType::kSTF2, Strokes()); });
   EXPECT_EQ(CountNotifications(), 0u);
   EXPECT_TRUE(log.lines().empty());
-  EXPECT_EQ(CountScratchFiles(), 0u);
+  EXPECT_FALSE(fs::exists(root.scratch())) << "there is nothing to put there";
 }
 
 TEST_F(Delivery, AFileForAPenWhosePackageIsNotConfirmedIsDeleted) {
