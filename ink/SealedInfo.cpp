@@ -23,4 +23,23 @@ std::optional<SealedInfo> ReadSealedInfo(const std::string& bytes) {
   return info;
 }
 
+const char* SealingFault(int status) {
+  switch (status) {
+    case TALVO_ENCRYPTION_MALFORMED:
+      return "no well-formed ink";
+    case TALVO_ENCRYPTION_WRONG_KEY:
+      return "sealed to another key";
+    case TALVO_ENCRYPTION_DAMAGED:
+      return "changed since it was sealed";
+    case TALVO_ENCRYPTION_WRONG_PEN:
+      return "the pen on the envelope is not the pen of the ink inside";
+    case TALVO_ENCRYPTION_UNSUPPORTED:
+      return "sealed by a method that is not known here";
+    case TALVO_ENCRYPTION_OUT_OF_MEMORY:
+      return "out of memory";
+    default:
+      return "not accepted by the encryption library";
+  }
+}
+
 }  // namespace TalvoInk

@@ -1,5 +1,5 @@
-// What the envelope of sealed ink says to everybody, without a key. None of it is proven: only
-// opening the ink tells whether the envelope is true.
+// What the envelope of sealed ink says to everybody, without a key, and why it can't be opened with
+// one. Nothing of the envelope is proven: only opening the ink tells whether it is true.
 
 #pragma once
 
@@ -17,5 +17,9 @@ struct SealedInfo {
 
 // None for bytes that are not sealed ink, or damaged sealed ink whose envelope can't be read.
 std::optional<SealedInfo> ReadSealedInfo(const std::string& bytes);
+
+// Why ink could not be sealed or opened, for people: a status of the encryption library in words,
+// such as "sealed to another key".
+const char* SealingFault(int status);
 
 }  // namespace TalvoInk

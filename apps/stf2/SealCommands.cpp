@@ -18,25 +18,6 @@ using namespace TalvoInk;
 
 namespace {
 
-std::string StatusText(int status) {
-  switch (status) {
-    case TALVO_ENCRYPTION_MALFORMED:
-      return "no well-formed ink";
-    case TALVO_ENCRYPTION_WRONG_KEY:
-      return "sealed to another key than this one";
-    case TALVO_ENCRYPTION_DAMAGED:
-      return "changed since it was sealed";
-    case TALVO_ENCRYPTION_WRONG_PEN:
-      return "the pen on the envelope is not the pen of the ink inside";
-    case TALVO_ENCRYPTION_UNSUPPORTED:
-      return "sealed by a method that is not known here";
-    case TALVO_ENCRYPTION_OUT_OF_MEMORY:
-      return "out of memory";
-    default:
-      return "not accepted by the encryption library";
-  }
-}
-
 // A buffer of the encryption library, which wipes it.
 struct SecretBuffer {
   SecretBuffer() = default;
@@ -49,7 +30,7 @@ struct SecretBuffer {
 };
 
 void Check(int status) {
-  if (status != TALVO_ENCRYPTION_SUCCESS) throw Refusal(StatusText(status));
+  if (status != TALVO_ENCRYPTION_SUCCESS) throw Refusal(SealingFault(status));
 }
 
 // Runs `read` on the key's file; a refusal names that file.

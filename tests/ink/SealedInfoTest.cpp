@@ -38,6 +38,18 @@ TEST(SealedInfo, TellsThePenAndTheReceiver) {
   EXPECT_THROW(ReadStf2(sealed), SealedInkError);
 }
 
+TEST(SealedInfo, EachReasonWhyInkStaysSealedHasItsWords) {
+  EXPECT_STREQ(SealingFault(TALVO_ENCRYPTION_MALFORMED), "no well-formed ink");
+  EXPECT_STREQ(SealingFault(TALVO_ENCRYPTION_WRONG_KEY), "sealed to another key");
+  EXPECT_STREQ(SealingFault(TALVO_ENCRYPTION_DAMAGED), "changed since it was sealed");
+  EXPECT_STREQ(SealingFault(TALVO_ENCRYPTION_WRONG_PEN),
+               "the pen on the envelope is not the pen of the ink inside");
+  EXPECT_STREQ(SealingFault(TALVO_ENCRYPTION_UNSUPPORTED),
+               "sealed by a method that is not known here");
+  EXPECT_STREQ(SealingFault(TALVO_ENCRYPTION_OUT_OF_MEMORY), "out of memory");
+  EXPECT_STREQ(SealingFault(-1), "not accepted by the encryption library");
+}
+
 TEST(SealedInfo, PlainInkAndDamageHaveNone) {
   Ink ink;
   ink.items = {StrokeOn("1.2.3.4")};

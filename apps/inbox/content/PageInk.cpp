@@ -9,6 +9,7 @@
 
 #include "ink/InkError.h"
 #include "ink/PagePaper.h"
+#include "ink/SealedInfo.h"
 #include "ink/Stf2File.h"
 #include "ink/Summary.h"
 #include "ink/Time.h"
@@ -88,23 +89,6 @@ Ink Stack(const Ink& ink) {
   return stacked;
 }
 
-const char* ReasonOf(int status) {
-  switch (status) {
-    case TALVO_ENCRYPTION_WRONG_KEY:
-      return "sealed to another key";
-    case TALVO_ENCRYPTION_DAMAGED:
-      return "changed since it was sealed";
-    case TALVO_ENCRYPTION_WRONG_PEN:
-      return "the pen on the envelope is not the pen of the ink inside";
-    case TALVO_ENCRYPTION_UNSUPPORTED:
-      return "sealed by a method that is not known here";
-    case TALVO_ENCRYPTION_OUT_OF_MEMORY:
-      return "out of memory";
-    default:
-      return "no well-formed ink";
-  }
-}
-
 }  // namespace
 
 const char* NameOf(PageKind kind) {
@@ -141,7 +125,7 @@ Ink OpenSealed(const std::string& sealed, const KeyPair& key) {
   std::uint32_t size = 0;
   const int status = OpenInkData(sealed.data(), static_cast<std::uint32_t>(sealed.size()),
                                  key.public_key.data(), key.secret_key.data(), &bytes, &size);
-  if (status != TALVO_ENCRYPTION_SUCCESS) throw InkError(ReasonOf(status));
+  if (status != TALVO_ENCRYPTION_SUCCESS) throw InkError(SealingFault(status));
   std::string plain(reinterpret_cast<const char*>(bytes), size);
   FreeBuffer(&bytes);
   try {

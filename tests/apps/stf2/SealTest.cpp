@@ -76,7 +76,7 @@ TEST(Seal, EveryRefusalHasItsReason) {
     return folder.Run({"open", "--key", key, file, "-o", "@x.stf2"}).err;
   };
   EXPECT_EQ(open("@other", "@note.sealed.stf2"),
-            "@note.sealed.stf2: Failed, sealed to another key than this one\n");
+            "@note.sealed.stf2: Failed, sealed to another key\n");
   EXPECT_EQ(open("@key", "@damaged.stf2"), "@damaged.stf2: Failed, changed since it was sealed\n");
   EXPECT_EQ(open("@key", "@note.stf2"), "@note.stf2: Failed, is STF2 that is not sealed\n");
   EXPECT_EQ(open("@key", "@note.inkml"), "@note.inkml: Failed, is InkML, which can't be sealed\n");
