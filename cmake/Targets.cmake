@@ -18,10 +18,9 @@ function(quillpost_schema target schema)
   target_include_directories(${target} SYSTEM PRIVATE ${directory} ${FLATBUFFERS_INCLUDE_DIR})
 endfunction()
 
-# quillpost_program(NAME SOURCES...): a program of apps/. QUILLPOST_VERSION is what --version prints.
+# quillpost_program(NAME SOURCES...): a program of apps/.
 function(quillpost_program name)
   add_executable(${name} ${ARGN})
-  target_compile_definitions(${name} PRIVATE QUILLPOST_VERSION="${PROJECT_VERSION}")
   target_link_libraries(${name} PRIVATE quillpost_options)
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <numeric>
 #include <sstream>
 
@@ -129,8 +130,11 @@ std::string FindSimilar(const std::string& word, const std::vector<std::string>&
   return similar;
 }
 
-std::shared_ptr<CLI::FormatterBase> MakeHelpFormatter() {
-  return std::make_shared<HelpFormatter>();
+void DeclareHelpAndVersion(CLI::App& app) {
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.set_version_flag("--version", app.get_name() + " " QUILLPOST_VERSION,
+                       "Print the version and exit");
 }
 
 int FinishParsing(const CLI::App& app, const CLI::ParseError& error) {

@@ -4,16 +4,16 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <memory>
 #include <string>
 #include <vector>
 
 // The widest line of a help, in columns.
 inline constexpr std::size_t kHelpColumns = 80;
 
-// Prints help whose lines fit: descriptions of options are wrapped. What stands before the options
-// is printed as it is. In the list of commands each has the first line of its description.
-std::shared_ptr<CLI::FormatterBase> MakeHelpFormatter();
+// Gives a program, which has its name by now, the options --help and --version. The lines of the
+// help fit: descriptions of options are wrapped. What stands before the options is printed as it
+// is. In the list of commands each has the first line of its description.
+void DeclareHelpAndVersion(CLI::App& app);
 
 // What there is to say after parsing threw: prints the help or the version that was asked for and
 // returns 0, or one line on standard error that begins with the program's name, tells what is

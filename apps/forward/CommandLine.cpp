@@ -93,10 +93,7 @@ void Declare(CLI::App& app, Options& options, std::string& to) {
 
 int ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(kDescription, "quillpost-forward");
-  app.formatter(MakeHelpFormatter());
-  app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", "quillpost-forward " QUILLPOST_VERSION,
-                       "Print the version and exit");
+  DeclareHelpAndVersion(app);
   std::string to;
   Declare(app, options, to);
   try {

@@ -134,10 +134,7 @@ void DeclareExport(CLI::App& app, Options& options) {
 
 int ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(kDescription, "quillpost-inbox");
-  app.formatter(MakeHelpFormatter());
-  app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", "quillpost-inbox " QUILLPOST_VERSION,
-                       "Print the version and exit");
+  DeclareHelpAndVersion(app);
   DeclareServe(app, options);
   std::string servers;
   DeclareSource(app, options, servers);

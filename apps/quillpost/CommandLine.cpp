@@ -285,9 +285,7 @@ void DeclareSubscriptions(CLI::App& app, CommandLine& line) {
 void DeclareCommands(CLI::App& app, CommandLine& line) {
   app.name("quillpost");
   app.description(kDescription);
-  app.formatter(MakeHelpFormatter());
-  app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", "quillpost " QUILLPOST_VERSION, "Print the version and exit");
+  DeclareHelpAndVersion(app);
   DeclareHelloAndStatus(app, line);
   DeclareImport(app, line);
   DeclareWatch(app, line);

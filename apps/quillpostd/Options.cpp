@@ -41,8 +41,7 @@ std::string CheckLevel(const std::string& text) {
 
 int ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(kDescription, "quillpostd");
-  app.formatter(MakeHelpFormatter());
-  app.set_help_flag("-h,--help", "Print this help and exit");
+  DeclareHelpAndVersion(app);
   std::string level = std::to_string(options.log_level);
   app.add_option(
          "--log-level", level,
@@ -57,7 +56,6 @@ int ParseOptions(int argc, char** argv, Options& options) {
         return file.empty() ? std::string("the name is empty") : std::string();
       })
       ->type_name("FILE");
-  app.set_version_flag("--version", "quillpostd " QUILLPOST_VERSION, "Print the version and exit");
   try {
     app.parse(argc, argv);
     options.log_level = LevelOf(level);
