@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <new>
 
 #include "Refusal.h"
 #include "Report.h"
@@ -46,7 +47,9 @@ void Session::Attempt(const std::string& name, const std::function<std::string()
     std::ostream& out = wrote_to_standard_output_ ? streams_.err : streams_.out;
     out << TalvoCppUtils::Printable(name) << ": Success, " << TalvoCppUtils::Printable(line)
         << '\n';
-  } catch (const std::exception& reason) {  // Refusal, InkError, and memory running out
+  } catch (const std::bad_alloc&) {
+    Fail(name, "out of memory");
+  } catch (const std::exception& reason) {  // Refusal and InkError
     Fail(name, reason.what());
   }
 }

@@ -1,6 +1,7 @@
 #include "ink/xml/XmlDocument.h"
 
 #include <algorithm>
+#include <new>
 
 #include "ink/InkError.h"
 #include "ink/Stf2File.h"
@@ -26,6 +27,7 @@ void ParseXml(const std::string& text, pugi::xml_document& document) {
       pugi::parse_cdata | pugi::parse_escapes | pugi::parse_doctype | pugi::parse_fragment;
   const pugi::xml_parse_result result =
       document.load_buffer(text.data(), text.size(), flags, pugi::encoding_utf8);
+  if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
   const std::string malformed = "not well-formed XML: ";
   if (!result) RefuseXml(text, result.offset, malformed + result.description());
   for (const pugi::xml_node& node : document.children()) {

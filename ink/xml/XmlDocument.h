@@ -17,7 +17,8 @@ std::string RootNameOf(const std::string& bytes);
 
 // Parses a document in UTF-8 (see XmlEncoding.h) into `document`. Text and CDATA keep their white
 // space, so that offset_debug() of a node is its place in `text`. Throws InkError, with line and
-// column, if the document is not well-formed or declares entities, which are never expanded.
+// column, if the document is not well-formed or declares entities, which are never expanded, and
+// std::bad_alloc if memory runs out.
 void ParseXml(const std::string& text, pugi::xml_document& document);
 
 }  // namespace TalvoInk

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "ink/FailingXmlMemory.h"
+
 namespace InkTool {
 namespace {
 
@@ -53,6 +55,14 @@ TEST(Info, InfoInJsonTellsFailuresInJson) {
   const Json::Value json = ParseJson(outcome.out);
   EXPECT_THAT(json["failed"].asString(), HasSubstr("not well-formed XML"));
   EXPECT_THAT(json["file"].asString(), HasSubstr("bad.inkml"));
+}
+
+TEST(Info, MemoryThatRunsOutIsToldAsSuch) {
+  const ToolFolder folder;
+  const FailingXmlMemory memory(1);
+  const Outcome outcome = folder.Run({"info", "@note.inkml"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "@note.inkml: Failed, out of memory\n");
 }
 
 TEST(Info, StatsAreATableJsonOrCsv) {

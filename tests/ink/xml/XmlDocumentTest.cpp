@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
+#include "ink/FailingXmlMemory.h"
 #include "ink/InkError.h"
 #include "ink/xml/XmlNodes.h"
 
@@ -45,6 +48,18 @@ TEST(XmlDocument, WhatIsNotWellFormedIsRefusedWithItsPlace) {
 TEST(XmlDocument, EntitiesAreRefused) {
   EXPECT_EQ(RefusalOf("<!DOCTYPE a [<!ENTITY b SYSTEM '/etc/passwd'>]><a>&b;</a>"),
             "line 1, column 14: declares entities; they are not read");
+}
+
+// The document itself is sound, so nothing is said of a place in it.
+TEST(XmlDocument, MemoryThatRunsOutIsNoFaultOfTheDocument) {
+  std::string text = "<ink>";
+  for (int i = 0; i < 10000; ++i) text += "<trace>1 2</trace>";
+  text += "</ink>";
+  for (int pieces = 0; pieces < 3; ++pieces) {
+    pugi::xml_document document;
+    const FailingXmlMemory memory(pieces);
+    EXPECT_THROW(ParseXml(text, document), std::bad_alloc) << pieces;
+  }
 }
 
 }  // namespace
