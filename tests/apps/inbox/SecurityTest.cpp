@@ -38,6 +38,11 @@ class InboxSecurity : public testing::Test {
     return headers;
   }
 
+  // The answer to moving the only page to the trash.
+  int StatusOfTrash(const HttpHeaders& headers) {
+    return StatusOf("POST", "/api/pages/trash", headers, "{\"pages\":[1]}");
+  }
+
   // Our own page still has the page that it had.
   void ExpectUnharmed() { EXPECT_EQ(inbox_->Pages().size(), 1u); }
 
@@ -112,11 +117,11 @@ TEST_F(InboxSecurity, AFormOfAnotherPageChangesNothing) {
   for (const char* type : {"application/x-www-form-urlencoded", "multipart/form-data; boundary=x",
                            "text/plain", "application/json"}) {
     form["Content-Type"] = type;
-    EXPECT_EQ(StatusOf("POST", "/api/pages/trash", form, "{\"pages\":[1]}"), 403) << type;
+    EXPECT_EQ(StatusOfTrash(form), 403) << type;
   }
   HttpHeaders sandboxed = With("Content-Type", "application/json");
   sandboxed["Origin"] = "null";
-  EXPECT_EQ(StatusOf("POST", "/api/pages/trash", sandboxed, "{\"pages\":[1]}"), 403);
+  EXPECT_EQ(StatusOfTrash(sandboxed), 403);
   ExpectUnharmed();
 }
 
@@ -124,7 +129,7 @@ TEST_F(InboxSecurity, AnotherServerOfThisMachineChangesNothing) {
   HttpHeaders headers = With("Content-Type", "application/json");
   headers["Origin"] = "http://127.0.0.1:1";
   headers["Sec-Fetch-Site"] = "same-site";
-  EXPECT_EQ(StatusOf("POST", "/api/pages/trash", headers, "{\"pages\":[1]}"), 403);
+  EXPECT_EQ(StatusOfTrash(headers), 403);
   ExpectUnharmed();
 }
 
