@@ -28,6 +28,7 @@ struct CommandLine {
 // Declares everything, to be filled into `line`, which must outlive the parsing and the run.
 void DeclareCommands(CLI::App& app, CommandLine& line);
 
-// "help COMMAND..." for "COMMAND... --help": the parser would carry out the command that is named.
-// False if the command line is another. Throws CLI::ParseError if there is no such command.
+// Does for "help COMMAND..." what the parser does for "COMMAND... --help": the parser itself would
+// carry the command out. False for any other command line. Throws CLI::ParseError if there is no
+// such command.
 bool ParseHelp(const CLI::App& app, CommandLine& line);

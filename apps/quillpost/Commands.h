@@ -57,8 +57,8 @@ int Listen(const ListenOptions& options);
 // Tells how the store and the service are. Changes nothing; needs no service.
 int Status(bool json);
 
-// Shows the store as it is and what happens in it, until q or a signal: on a terminal a picture
-// that is drawn anew, elsewhere and with `json` one JSON document for each thing, on a line.
+// Shows the store as it is and what happens in it, until q or a signal: on a terminal as a picture
+// that is drawn anew; elsewhere, and with `json`, as one line of JSON for each event.
 int WatchStatus(bool json);
 
 // The subscription files of the machine.

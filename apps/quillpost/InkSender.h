@@ -25,8 +25,8 @@ const char* ToText(SendResult result);
 
 class InkSender {
  public:
-  // If no service listens, or the connection is lost, it waits for one, at most `wait` each time; a
-  // file that was on its way is sent again then. Without `converter` nothing is converted.
+  // If no service listens, or the connection is lost, it waits for a service, at most `wait` each
+  // time; a file that was on its way is then sent again. Without `converter` nothing is converted.
   explicit InkSender(std::chrono::milliseconds wait, const InkConverter* converter = nullptr)
       : wait_(wait), converter_(converter) {}
 
@@ -34,8 +34,8 @@ class InkSender {
   int Connect();
 
   // Sends one file and waits for the answer as long as it takes. `reason` says why it was not
-  // imported, `on_loss` is called before a complaint about a lost connection. kUnsent, without a
-  // reason, also for every file after the service has gone.
+  // imported, `on_loss` is called before a complaint about a lost connection. Once the service has
+  // gone, every file is kUnsent, without a reason.
   SendResult Send(const boost::filesystem::path& file, std::string& reason,
                   const std::function<void()>& on_loss = nullptr);
 

@@ -20,8 +20,8 @@ bool PrintLine(const std::string& line);
 // Text of several lines that are ended already.
 bool PrintText(const std::string& text);
 
-// How far the reader of a pipe is with what was printed. Of other things than pipes it has read
-// all.
+// Whether the reader of a pipe has read what was printed. What does not go to a pipe counts as
+// read.
 enum class ReaderState { kHasRead, kHasNotRead, kGone };
 ReaderState LookAtReader();
 

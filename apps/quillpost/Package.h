@@ -33,5 +33,5 @@ Json::Value ToJson(const std::vector<std::string>& texts);
 // (several are separated by blanks), _TYPE, and _SAVED if a copy was kept.
 std::map<std::string, std::string> ToVariables(const Package& package);
 
-// Why the file is nothing that an application could use; empty for ink.
+// Why no application could use the file; empty for ink.
 std::string FaultOf(const Package& package);

@@ -29,8 +29,8 @@ struct StoreReport {
   std::map<std::string, std::map<std::string, Page>> pens;  // by pen serial and page address
   std::map<std::string, Application> applications;          // by application ID
   std::uint64_t unclaimed = 0;        // stroke files of pages that no application wants
-  std::uint64_t unrouted = 0;         // stroke files of wanted pages that the service has not taken
-                                      // up: it is about to, or will when it starts
+  std::uint64_t unrouted = 0;         // stroke files of wanted pages that the service has not
+                                      // routed yet: it is about to, or will when it starts
   std::vector<std::string> problems;  // one sentence each, without a full stop
 
   // Sums.

@@ -33,7 +33,7 @@ StoreWatch::StoreWatch() : events_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
   }
 }
 
-// Null if it can't be watched; one that is not there is no fault.
+// Null if it can't be watched. A directory that is missing is not a fault.
 StoreWatch::Role* StoreWatch::Watch(const fs::path& directory) {
   const int watch = ::inotify_add_watch(events_.get(), directory.c_str(),
                                         IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |

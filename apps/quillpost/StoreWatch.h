@@ -36,7 +36,7 @@ class StoreWatch {
   };
   News Take();
 
-  // Why a directory could not be watched, which is then told of no more; empty if all are.
+  // Why a directory can't be watched: nothing is told of it any more. Empty if all are watched.
   const std::string& fault() const { return fault_; }
 
  private:

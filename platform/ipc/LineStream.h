@@ -4,8 +4,8 @@
 // any thread: it hands the system what the system takes immediately, and puts the rest into the
 // outbox.
 //
-// The stream is shared by the one who made it and by its own jobs on the queue. Once it has ended
-// it touches neither socket nor queue any more, even if something still refers to it.
+// The stream is shared by its maker and by its own jobs on the queue. Once it has ended it touches
+// neither socket nor queue any more, even if something still refers to it.
 
 #pragma once
 

@@ -161,8 +161,8 @@ void Session::Answer(const Json::Value& id, const std::string& status, const Jso
   Send(line);
 }
 
-// The line is in the outbox before the count says so. Whoever sets peer_finished_ looks at the
-// count afterwards, and this looks at peer_finished_ after the count: one of them sees the other.
+// The line is in the outbox before the count says so. OnPeerFinished sets peer_finished_ and then
+// looks at the count; this changes the count and then looks at peer_finished_: one sees the other.
 void Session::NoteAnswered() {
   const int unanswered = --unanswered_;
   if (unanswered == kMaxUnanswered - 1 || (unanswered == 0 && peer_finished_))

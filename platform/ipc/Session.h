@@ -1,7 +1,7 @@
-// One connection of the server: reads its requests, answers those that are none, hands the others
-// to the server, and carries the replies back. The owner of the server knows it as a
-// Server::Connection, an object of its own that refers to the session weakly: so the count of
-// references to that object changes by the owner's doing alone, and keeping it keeps no socket.
+// One connection of the server: reads lines, hands requests to the server, answers every other line
+// itself, and carries the replies back. The owner of the server knows it as a Server::Connection,
+// an object of its own that refers to the session weakly: so only the owner changes the count of
+// references to that object, and keeping it keeps no socket.
 
 #pragma once
 

@@ -1,5 +1,5 @@
-// Reading and writing whole regular files, with every error told. Nothing here follows the ways of
-// special files: a FIFO, a device or a directory in a file's place is refused and never waited for.
+// Reading and writing whole regular files, with every error told. A FIFO, a device or a directory
+// in a file's place is refused and never waited for.
 
 #pragma once
 
@@ -52,8 +52,8 @@ boost::system::error_code Sync(int descriptor);
 // file, unless others have left much to be written.
 boost::system::error_code SyncFileSystem(int descriptor);
 
-// The same for the entries of a directory: names that were given or taken in it. That a file system
-// can't sync directories is not an error: nothing more can be done there.
+// The same for the entries of a directory: names that were given or taken in it. No error if the
+// file system can't sync directories: nothing more can be done there.
 boost::system::error_code SyncDirectory(const boost::filesystem::path& directory);
 
 // Removes a file. One that is already gone is not an error; throws

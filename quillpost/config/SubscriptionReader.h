@@ -1,6 +1,6 @@
 // The subscriptions of all applications, read afresh each time they are asked for. One object that
 // is asked again and again, as a routing pass does for each page, parses a file only when its bytes
-// have changed; and it knows what a subscription said that can't be read for the moment.
+// have changed; and while a file can't be read, it remembers what it said.
 //
 // Belongs to one thread. Reads files, and keeps none open.
 

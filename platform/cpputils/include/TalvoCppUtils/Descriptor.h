@@ -14,7 +14,8 @@ class Descriptor {
  public:
   Descriptor() = default;
 
-  // Takes over `fd`; a negative one is none, as the system's calls return on failure.
+  // Takes over `fd`. A negative number, which the system's calls return on failure, stands for no
+  // descriptor.
   explicit Descriptor(int fd) : fd_(fd) {}
   Descriptor(Descriptor&& other) noexcept : fd_(other.Release()) {}
   Descriptor& operator=(Descriptor&& other) noexcept {

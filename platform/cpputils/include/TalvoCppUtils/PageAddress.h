@@ -1,5 +1,5 @@
 // The address of a page: numbers joined by dots that a pen reads off the paper, such as 1.2.3.4.
-// The pen identity's sibling: one syntax in the whole system.
+// One syntax in the whole system, as for the identities of pens.
 
 #pragma once
 
