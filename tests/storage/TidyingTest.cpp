@@ -200,3 +200,16 @@ TEST_F(TidyingTest, WhatCantBeRemovedRaises) {
   }
   fs::permissions(root_.storage(), fs::perms(0755));
 }
+
+TEST_F(TidyingTest, AnEntryOfAPageThatCantBeRemovedRaises) {
+  const fs::path stuck = PenPath("1.2.3.4/.stuck");
+  WriteFile(stuck / "file", "not ink");
+  fs::permissions(stuck, fs::perms(0555));
+  for (const fs::path& path : {PenPath(), PenPath(kPage)}) fs::permissions(path, fs::perms(0777));
+  {
+    const PlainUser user;
+    EXPECT_THROW(Cleanup(kPen), fs::filesystem_error);
+  }
+  EXPECT_TRUE(fs::exists(stuck / "file"));
+  fs::permissions(stuck, fs::perms(0755));
+}
