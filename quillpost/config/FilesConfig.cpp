@@ -97,9 +97,7 @@ bool ParseJson(std::string text, Json::Value& out) {
 
 bool IsSubscription(const Json::Value& root) {
   if (!root.isObject()) return false;
-  if (!root.isMember(kPath) || !root.isMember(kTitle) || !root.isMember(kPageAddresses)) {
-    return false;
-  }
+  // A missing member reads as null.
   const Json::Value& ranges = root[kPageAddresses];
   if (!root[kPath].isString() || !root[kTitle].isString() || !ranges.isArray()) return false;
   if (root[kPath].asString().empty()) return false;
