@@ -293,15 +293,16 @@ void CommitStrokes(const std::vector<NewStrokes*>& imports) {
     if (error) LogFailure(stroke.path, error);
     return !error;
   });
-  std::map<fs::path, error_code> synced;  // by directory
-  std::set<fs::path> directories;
+  // By texts: comparing paths allocates, and ends the process if memory runs out.
+  std::map<std::string, error_code> synced;
+  std::set<std::string> directories;
   for_each([&directories](Stroke& stroke) {
-    directories.insert(stroke.directory);
+    directories.insert(stroke.directory.native());
     return true;
   });
   WholeSync names(directories.size());
   for_each([&names, &synced](Stroke& stroke) {
-    const auto directory = synced.try_emplace(stroke.directory);
+    const auto directory = synced.try_emplace(stroke.directory.native());
     error_code& error = directory.first->second;
     if (directory.second && names.Covers(stroke.file.get())) {
       NoteSynced(stroke.directory);

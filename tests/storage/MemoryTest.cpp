@@ -1,10 +1,11 @@
-// Memory that runs out while the routing info changes or is saved: whatever of the change is in the
-// table by then, all questions about it are answered from that, and the next save brings the file
-// in line with it.
+// Memory that runs out while new ink is committed: the next commit files what was written. And
+// while the routing info changes or is saved: whatever of the change is in the table by then, all
+// questions about it are answered from that, and the next save brings the file in line with it.
 
 #include <new>
 
 #include "stf2/AllocationControl.h"
+#include "storage/NewStrokes.h"
 #include "storage/StoreTest.h"
 
 namespace TalvoQuillpost {
@@ -120,6 +121,25 @@ TEST_F(MemoryTest, EndsOfClaimsThatRanOutOfItAreWrittenByTheNextSave) {
 
 TEST_F(MemoryTest, RemovalsThatRanOutOfItAreWrittenByTheNextSave) {
   ExpectTheNextSaveToBeWhole([&] { RemoveStrokes(kPen, received_); });
+}
+
+// A commit that ran out of memory is tried again: what has its name by then gets no second one.
+TEST_F(MemoryTest, ACommitThatRanOutOfItIsCompletedByTheNext) {
+  std::size_t allowed = 0;
+  for (bool ran_out = true; ran_out; ++allowed) {
+    ASSERT_LT(allowed, kMaxAllocations);
+    boost::filesystem::remove_all(PenPath());
+    NewStrokes strokes;
+    for (const char* name : {"a", "b"}) ASSERT_TRUE(strokes.Add(kPen, Stroke(name), "ink", 3));
+    ran_out = RunsOut(allowed, [&] { CommitStrokes({&strokes}); });
+    CommitStrokes({&strokes});
+    ASSERT_TRUE(strokes.all_stored()) << allowed << " allocations passed";
+    const auto page = PenPath(kPage);
+    ASSERT_EQ(2, std::distance(boost::filesystem::directory_iterator(page), {}))
+        << allowed << " allocations passed";
+    ASSERT_EQ("ink", ReadFile(page / "b.stf2"));
+  }
+  EXPECT_GT(allowed, 2u);
 }
 
 }  // namespace
