@@ -75,6 +75,8 @@ export class InkGrid extends HTMLElement {
    * @param {number | null} [id]
    */
   focusPage(id = this.active) {
+    // While the grid was hidden it had no width to lay anything out in.
+    this.#relayout();
     const index = Math.max(0, this.pages.findIndex((page) => page.id === id));
     if (this.pages.length) this.#focusIndex(index);
   }
@@ -186,14 +188,16 @@ export class InkGrid extends HTMLElement {
     card.element.tabIndex = page.id === this.active ? 0 : -1;
   }
 
-  // Screen readers and tests read elements in their order in the document.
+  // Screen readers and tests read elements in their order in the document. An element that is moved
+  // loses the focus, so the one that has it stays and the others go around it.
   #keepOrder() {
-    /** @type {Element | null} */
-    let before = null;
-    for (const page of this.#drawnPages()) {
-      const { element } = /** @type {Card} */ (this.cards.get(page.id));
-      if (before && before.nextElementSibling !== element) before.after(element);
-      before = element;
+    const order = this.#drawnPages().map((page) => /** @type {Card} */ (this.cards.get(page.id)).element);
+    const still = Math.max(0, order.findIndex((element) => element === document.activeElement));
+    for (let at = still + 1; at < order.length; at++) {
+      if (order[at - 1].nextElementSibling !== order[at]) order[at - 1].after(order[at]);
+    }
+    for (let at = still - 1; at >= 0; at--) {
+      if (order[at + 1].previousElementSibling !== order[at]) order[at + 1].before(order[at]);
     }
   }
 

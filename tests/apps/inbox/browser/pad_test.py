@@ -174,6 +174,25 @@ class PadTest(PadStory):
         wait_for("a page more", lambda: len(self.api("/api/pages")["pages"]) == before + 1)
 
 
+class FirstSheetTest(PadStory):
+    """An inbox that has no page yet."""
+
+    def setUp(self):
+        super().setUp()
+        self.open("#/")
+        self.one(".welcome")
+        self.keys("n")
+        self.one(".pad-sheet")
+
+    def test_the_first_page_of_all_has_the_keyboard_when_one_leaves_the_pad(self):
+        self.write((0.2, 0.2), (0.3, 0.4))
+        wait_for("the page behind the pad", lambda: self.js("return document.querySelector('ink-grid').pages.length") == 1)
+        self.keys(Keys.ESCAPE)
+        wait_for("the focus on the card", lambda: self.js("return document.activeElement.className") == "card")
+        self.keys(Keys.ENTER)
+        wait_for("the page's ink", lambda: self.ink_in(".stage-ink") > 0)
+
+
 class PadWithoutServiceTest(PadStory):
     """The service goes away while somebody writes."""
 
