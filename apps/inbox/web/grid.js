@@ -217,6 +217,7 @@ export class InkGrid extends HTMLElement {
   #focusIndex(index) {
     this.active = this.pages[index].id;
     const row = this.layout.rows[this.layout.rowOfCard[index]];
+    if (!row) return;
     const margin = 70;
     if (row.top - margin < this.scrollTop) this.scrollTop = row.top - margin;
     else if (row.top + row.height + margin > this.scrollTop + this.clientHeight) {

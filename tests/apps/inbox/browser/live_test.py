@@ -44,6 +44,18 @@ class ArrivalTest(Story):
         wait_for("the page to be first", lambda: self.titles()[0] == f"Page {last['address']}")
         wait_for("its strokes", lambda: f"{last['strokes'] + 39} strokes" in self.all(".card-note")[0].text)
 
+    def test_the_card_with_the_focus_keeps_it_while_ink_arrives(self):
+        self.js("document.querySelectorAll('.card')[1].focus()")
+        held = self.focused().get_attribute("id")
+        self.world.import_pages(400, 1)
+        wait_for("the new page", lambda: self.titles()[0] == "Page 2.0.0.400")
+        self.assertEqual(self.focused().get_attribute("id"), held)
+        # It moves to the front itself.
+        address = next(page["address"] for page in self.api("/api/pages")["pages"] if f"card-{page['id']}" == held)
+        self.world.import_ink("note.inkml", "--page", address)
+        wait_for("the page to be first", lambda: self.titles()[0] == f"Page {address}")
+        self.assertEqual(self.focused().get_attribute("id"), held)
+
     def test_many_arrivals_are_heard_as_one(self):
         self.js("window.heard.length = 0")
         self.world.import_pages(100, 40)
