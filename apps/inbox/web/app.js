@@ -8,8 +8,8 @@ import { plural } from './format.js';
 import { acceptDrops, chooseFiles } from './imports.js';
 import { Library } from './library.js';
 import { Live } from './live.js';
-import { addNotices, notify, say } from './notices.js';
-import { sendLeftInk } from './outbox.js';
+import { addNotices, ask, notify, say } from './notices.js';
+import { dropLeftInk, sendLeftInk } from './outbox.js';
 import { InkPad } from './padview.js';
 import { InkPage } from './pageview.js';
 import { addressOf, addressOfPage, parseRoute } from './router.js';
@@ -32,6 +32,11 @@ class App {
    * @type {number[]}
    */
   trashed = [];
+  /**
+   * Sheets of which people know that they were refused.
+   * @type {Set<string>}
+   */
+  toldRefusals = new Set();
   editsTitle = false;
   service = 'connected';
   /** Why ink can't be kept at the moment. */
@@ -51,9 +56,26 @@ class App {
     this.#route();
     this.live.start();
     this.#askStatus();
-    sendLeftInk().then((sent) => {
-      if (sent) notify(`${plural(sent, 'stroke')} that you wrote on the pad earlier are sent.`);
-    });
+    this.#sendLeftInk();
+  }
+
+  /** Sends what earlier windows, or sheets of this one, could not send. */
+  async #sendLeftInk() {
+    const { sent, refused } = await sendLeftInk();
+    if (sent) notify(`${plural(sent, 'stroke')} that you wrote on the pad earlier ${sent === 1 ? 'is' : 'are'} sent.`);
+    for (const { key, error } of refused) {
+      if (this.toldRefusals.has(key)) continue;
+      this.toldRefusals.add(key);
+      notify(`Ink that you wrote on the pad earlier was not taken. ${error} It is still kept in this browser.`, {
+        isError: true, stays: true, action: { name: 'Delete it', run: () => this.#dropLeftInk(key) },
+      });
+    }
+  }
+
+  /** @param {string} key */
+  async #dropLeftInk(key) {
+    const yes = await ask({ title: 'Delete the ink that was not taken?', text: 'It is deleted and can’t be brought back.', yes: 'Delete' });
+    if (yes) dropLeftInk(key);
   }
 
   #listenToLive() {
@@ -108,6 +130,7 @@ class App {
   /** @param {string} service */
   #setService(service) {
     if (service === 'connected') this.pad?.retry();
+    if (service === 'connected' && this.service !== 'connected') this.#sendLeftInk();
     this.service = service;
     this.#showBanner();
   }

@@ -7,7 +7,7 @@ import { button, el, setAttributes } from './dom.js';
 import { drawLine } from './inkdraw.js';
 import { plural } from './format.js';
 import { say } from './notices.js';
-import { Outbox } from './outbox.js';
+import { fullStorage, Outbox } from './outbox.js';
 import { PadInk } from './padink.js';
 import { actionFor } from './shortcuts.js';
 import { onThemeChange } from './theme.js';
@@ -103,7 +103,7 @@ export class InkPad extends HTMLElement {
   }
 
   #showState() {
-    const { state, page, unsent, error } = this.outbox;
+    const { state, page, unsent, error, isKept } = this.outbox;
     const waiting = plural(unsent.length, 'stroke');
     const words = {
       empty: 'Write with mouse, finger or stylus.',
@@ -112,7 +112,7 @@ export class InkPad extends HTMLElement {
       sent: `Kept as page ${page}.`,
       waiting: `The ink service is away. Your ink is kept here (${waiting}) and goes when it is back.`,
       refused: `Not taken (${waiting}): ${error}`,
-    }[state];
+    }[state] + (isKept ? '' : ` ${fullStorage}`);
     if (this.words.textContent !== words && state !== 'unsent' && state !== 'sending' && state !== 'empty') say(words);
     this.words.textContent = words;
     this.dataset.state = state;

@@ -174,6 +174,70 @@ class PadTest(PadStory):
         wait_for("a page more", lambda: len(self.api("/api/pages")["pages"]) == before + 1)
 
 
+class KeptInkTest(PadStory):
+    """Ink that waits in the browser's storage."""
+
+    def leave(self, strokes, page=""):
+        """What a window left that is gone."""
+        self.js("localStorage.setItem('unsent-ink-left', JSON.stringify("
+                "{ page: arguments[0], width: 210000, height: 148000, strokes: arguments[1] }))", page, strokes)
+        self.driver.refresh()
+
+    def left(self):
+        return self.js("return localStorage.getItem('unsent-ink-left')")
+
+    def pages(self):
+        return len(self.api("/api/pages")["pages"])
+
+    STROKE = {"color": "#1f1b16", "width": 700, "start": 1700000000000, "points": [[0, 1000, 2000, 0.5], [13, 9100, 2010, 0.6]]}
+
+    def test_left_ink_of_a_page_that_the_inbox_does_not_know_gets_a_page(self):
+        self.may_complain = ["422"]
+        before = self.pages()
+        self.leave([self.STROKE], page="2147483647.5.2.1")
+        self.notice("1 stroke that you wrote on the pad earlier is sent.")
+        wait_for("a page more", lambda: self.pages() == before + 1)
+        self.assertIsNone(self.left())
+
+    def test_left_ink_that_is_refused_is_kept_until_its_owner_deletes_it(self):
+        self.may_complain = ["422"]
+        self.leave([{**self.STROKE, "color": "no color"}])
+        notice = self.notice("Ink that you wrote on the pad earlier was not taken.")
+        self.assertIn("It is still kept in this browser.", notice.text)
+        self.assertIsNotNone(self.left())
+        self.named("Delete it").click()
+        self.named("Delete", "dialog button").click()
+        wait_for("the ink to be deleted", lambda: self.left() is None)
+
+    def test_ink_is_not_lost_if_the_browsers_storage_is_full(self):
+        self.may_complain = ["ERR_BLOCKED"]
+        before = self.pages()
+        self.js("for (let size = 1 << 20, n = 0; size; n++) {"
+                "try { localStorage.setItem(`full-${n}`, 'x'.repeat(size)); } catch { size >>= 1; } }")
+        with blocked(self.driver, "*/api/pad"):
+            self.write((0.2, 0.2), (0.3, 0.4))
+            wait_for("the pad to say so", lambda: "storage is full" in self.one(".pad-words").text)
+            self.keys(Keys.ESCAPE)
+            self.notice("Not sent from the pad: 1 stroke.")
+            self.assertFalse(self.js("return dispatchEvent(new Event('beforeunload', { cancelable: true }))"))
+        wait_for("a page more", lambda: self.pages() == before + 1)
+        wait_for("the window to be free to go", lambda: self.js(
+            "return dispatchEvent(new Event('beforeunload', { cancelable: true }))"))
+        self.js("localStorage.clear()")
+
+    def test_ink_of_a_closed_sheet_is_sent_when_the_service_is_back(self):
+        self.may_complain = ["503", "504"]
+        before = self.pages()
+        self.world.stop_service()
+        self.write((0.2, 0.2), (0.3, 0.4))
+        wait_for("the pad to say that ink waits", lambda: "is kept here" in self.one(".pad-words").text)
+        self.keys(Keys.ESCAPE)
+        self.notice("Kept in this browser.")
+        self.world.start_service()
+        wait_for("a page more", lambda: self.pages() == before + 1)
+        self.notice("1 stroke that you wrote on the pad earlier is sent.")
+
+
 class FirstSheetTest(PadStory):
     """An inbox that has no page yet."""
 
