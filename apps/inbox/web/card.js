@@ -11,6 +11,7 @@ import { sheetSize } from './gridlayout.js';
 // Cards that only rush by while one scrolls ask for no picture.
 const pictureDelayMs = 60;
 const freshMs = 4000;
+const checkInset = 6;
 
 export class Card {
   /** @param {Page} page */
@@ -36,6 +37,9 @@ export class Card {
     this.sheet.parentElement?.style.setProperty('height', `${height}px`);
     this.sheet.style.width = `${size.width}px`;
     this.sheet.style.height = `${size.height}px`;
+    // In the sheet's corner. Not in the sheet: that shows nothing beyond its edge, and may be tiny.
+    this.check.style.top = `${height - size.height + checkInset}px`;
+    this.check.style.right = `${Math.floor((width - size.width) / 2) + checkInset}px`;
     if (!isNew) return;
     this.title.textContent = pageName(page);
     this.note.textContent = noteOf(page);

@@ -171,6 +171,24 @@ class DeskTest(Story):
         ActionChains(self.driver).move_to_element(self.one(".brand")).perform()
         self.gone(".card-writing")
 
+    def test_the_circle_of_a_card_is_in_the_corner_of_its_sheet(self):
+        self.select("1.2.7.1")
+        corners = self.module("card.js", """
+            const page = { id: 1, address: '1.2.3.4', title: '', pen: '', strokes: 1, arrived: 1, kind: 'sealed', reason: '', revision: 1 };
+            const corners = [];
+            for (const [width, height] of [[210, 297], [297, 210], [100, 297], [400, 100]]) {
+              const card = new m.Card({ ...page, width, height });
+              document.querySelector('.grid-space').append(card.element);
+              card.show(card.page, 200, 283);
+              const [check, sheet] = [card.check, card.sheet].map((part) => part.getBoundingClientRect());
+              corners.push([sheet.right - check.right, check.top - sheet.top]);
+              card.remove();
+            }
+            return corners;""")
+        for corner in corners:
+            for distance in corner:
+                self.assertAlmostEqual(distance, 6, delta=1.5)
+
     def test_a_card_stays_still_for_those_who_want_less_motion(self):
         self.media(**{"prefers-reduced-motion": "reduce"})
         self.module("cardwriter.js", """
