@@ -90,6 +90,7 @@ class App {
     });
     live.addEventListener('reset', () => {
       this.library.reload();
+      this.desk.grid.retryPictures();
       if (this.page?.page) this.page.open(this.page.page.id);
     });
     live.addEventListener('state', () => {

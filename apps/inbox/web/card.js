@@ -24,6 +24,7 @@ export class Card {
     this.element = el('div', { class: 'card', role: 'option', tabindex: '-1', id: `card-${page.id}` },
       el('div', { class: 'card-room' }, this.sheet), this.title, this.note, this.check);
     this.pictureTimer = 0;
+    this.lacksPicture = false;
     /** @type {HTMLImageElement | null} */
     this.picture = null;
   }
@@ -54,6 +55,11 @@ export class Card {
       'aria-selected': String(selected), 'aria-posinset': position, 'aria-setsize': size,
     });
     this.element.style.transform = `translate(${x}px, ${y}px)`;
+  }
+
+  /** Asks once more for a picture that did not come. */
+  retryPicture() {
+    if (this.lacksPicture) this.#showPicture();
   }
 
   /** Ink has just arrived. */
@@ -87,6 +93,11 @@ export class Card {
         this.picture = picture;
         picture.classList.add('is-there');
       });
+      picture.addEventListener('error', () => {
+        picture.remove();
+        this.lacksPicture = true;
+      });
+      this.lacksPicture = false;
       this.sheet.append(picture);
     }, pictureDelayMs);
   }

@@ -91,6 +91,11 @@ export class InkGrid extends HTMLElement {
     if (card) this.writer.writeNews(card, news[0].strokes_from);
   }
 
+  /** The inbox is there again: cards that could not get their pictures ask for them. */
+  retryPictures() {
+    for (const card of this.cards.values()) card.retryPicture();
+  }
+
   /**
    * The ids that an action means: all selected pages, or the one with the focus.
    * @returns {number[]}

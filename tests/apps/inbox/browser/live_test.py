@@ -2,7 +2,7 @@
 
 import re
 
-from world import Story, unittest, wait_for
+from world import Story, blocked, unittest, wait_for
 
 
 class FirstStartTest(Story):
@@ -119,6 +119,17 @@ class AwayTest(Story):
         self.world.start_inbox()
         self.gone(".banner")
         self.wait_cards(before + 1)
+
+    def test_pictures_that_could_not_be_loaded_come_when_the_inbox_is_back(self):
+        self.may_complain = ["ERR_"]
+        with blocked(self.driver, "*picture.png*"):
+            self.driver.refresh()
+            wait_for("the cards without pictures", lambda: self.all(".card") and not self.all(".card-picture"))
+            self.world.stop_inbox()
+            self.banner("The inbox is not running.")
+        self.world.start_inbox()
+        self.gone(".banner")
+        wait_for("the pictures", lambda: len(self.all(".card-picture.is-there")) == len(self.all(".card")))
 
     def test_a_window_that_is_no_longer_known_says_how_to_come_in(self):
         self.may_complain = ["401", "ERR_"]
