@@ -4,7 +4,7 @@ import { fetchStatus, findPage, messageOf, restorePages, trashPages } from './ap
 import { Arrivals } from './arrivals.js';
 import { InkDesk } from './desk.js';
 import { button, el } from './dom.js';
-import { plural } from './format.js';
+import { asSentence, plural } from './format.js';
 import { acceptDrops, chooseFiles } from './imports.js';
 import { Library } from './library.js';
 import { Live } from './live.js';
@@ -55,7 +55,6 @@ class App {
     addEventListener('keydown', (event) => this.#onKey(event));
     this.#route();
     this.live.start();
-    this.#askStatus();
     this.#sendLeftInk();
   }
 
@@ -85,17 +84,17 @@ class App {
     live.addEventListener('gone', (event) => this.#onGone(detail(event).pages));
     live.addEventListener('back', (event) => this.library.refresh(detail(event).pages));
     live.addEventListener('service', (event) => {
-      this.#setService(detail(event).service);
-      this.#askStatus();
+      const { service, hindrance = '' } = detail(event);
+      this.#setService(service, hindrance);
     });
     live.addEventListener('reset', () => {
       this.library.reload();
       this.desk.grid.retryPictures();
       if (this.page?.page) this.page.open(this.page.page.id);
     });
+    // A connection that is there begins with the service's state.
     live.addEventListener('state', () => {
-      if (live.state === 'open') this.#askStatus();
-      else this.#showBanner();
+      if (live.state !== 'open') this.#showBanner();
     });
   }
 
@@ -118,21 +117,12 @@ class App {
     on('from-trash', (ids) => this.#restore(ids));
   }
 
-  async #askStatus() {
-    try {
-      const { service, hindrance } = await fetchStatus();
-      this.hindrance = hindrance;
-      this.#setService(service);
-    } catch {
-      this.#showBanner();
-    }
-  }
-
-  /** @param {string} service */
-  #setService(service) {
+  /** @param {string} service @param {string} hindrance */
+  #setService(service, hindrance) {
     if (service === 'connected') this.pad?.retry();
     if (service === 'connected' && this.service !== 'connected') this.#sendLeftInk();
     this.service = service;
+    this.hindrance = hindrance;
     this.#showBanner();
   }
 
@@ -141,7 +131,7 @@ class App {
     const words = live.state === 'locked' ? 'This window is no longer known to the inbox. Open it again with: quillpost-inbox --open'
       : live.state === 'away' ? 'The inbox is not running. Everything shows again when it is back.'
         : service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.'
-          : hindrance ? `New ink waits with the service: ${hindrance}` : '';
+          : hindrance ? asSentence(hindrance) : '';
     const before = this.banner.dataset.words ?? '';
     if (words === before) return;
     this.banner.dataset.words = words;

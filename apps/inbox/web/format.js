@@ -14,6 +14,14 @@ export function plural(count, one, many = `${one}s`) {
 }
 
 /**
+ * With a capital and a full stop.
+ * @param {string} text
+ */
+export function asSentence(text) {
+  return text.charAt(0).toUpperCase() + text.slice(1) + (/[.!?]$/.test(text) ? '' : '.');
+}
+
+/**
  * Midnight before this moment, here.
  * @param {number} ms @returns {number}
  */

@@ -1,6 +1,7 @@
 """The desk while things happen: ink arrives, the service or the inbox goes away and comes back."""
 
 import re
+import resource
 
 from world import Story, blocked, unittest, wait_for
 
@@ -130,6 +131,18 @@ class AwayTest(Story):
         self.world.start_inbox()
         self.gone(".banner")
         wait_for("the pictures", lambda: len(self.all(".card-picture.is-there")) == len(self.all(".card")))
+
+    def test_ink_that_cannot_be_kept_is_told_until_it_can(self):
+        before = len(self.all(".card"))
+        # No file of the inbox may become longer than it is, as on a full disk.
+        _, hard = resource.prlimit(self.world.inbox.pid, resource.RLIMIT_FSIZE)
+        resource.prlimit(self.world.inbox.pid, resource.RLIMIT_FSIZE, (4096, hard))
+        self.world.import_pages(300, 1)
+        self.banner("Ink stays with the service: ")
+        self.assertEqual(self.one(".banner").text.count("with the service"), 1)
+        resource.prlimit(self.world.inbox.pid, resource.RLIMIT_FSIZE, (hard, hard))
+        self.gone(".banner")
+        self.wait_cards(before + 1)
 
     def test_a_window_that_is_no_longer_known_says_how_to_come_in(self):
         self.may_complain = ["401", "ERR_"]
