@@ -5,7 +5,7 @@
 
 import { button, el, setAttributes } from './dom.js';
 import { drawLine } from './inkdraw.js';
-import { plural } from './format.js';
+import { addressName, plural } from './format.js';
 import { say } from './notices.js';
 import { fullStorage, Outbox } from './outbox.js';
 import { PadInk } from './padink.js';
@@ -109,7 +109,7 @@ export class InkPad extends HTMLElement {
       empty: 'Write with mouse, finger or stylus.',
       unsent: 'Sent when your hand rests.',
       sending: 'Sending …',
-      sent: `Kept as page ${page}.`,
+      sent: `Kept as ${addressName(page)}.`,
       waiting: `The ink service is away. Your ink is kept here (${waiting}) and goes when it is back.`,
       refused: `Not taken (${waiting}): ${error}`,
     }[state] + (isKept ? '' : ` ${fullStorage}`);

@@ -280,7 +280,7 @@ function factsOf(page) {
   const facts = [];
   if (page.kind === 'ink') facts.push(plural(page.strokes, 'stroke'));
   facts.push(`${dayName(whenOf(page))} ${timeOfDay(whenOf(page))}`);
-  if (page.title) facts.push(`page ${page.address}`);
+  if (page.address && !pageName(page).includes(page.address)) facts.push(`page ${page.address}`);
   facts.push(`pen ${page.pen}`);
   return facts.join(' · ');
 }

@@ -207,7 +207,9 @@ class ModuleTest(Story):
         self.module("format.js", STROKE + """
             const page = { title: '', address: '1.2.3.4', kind: 'ink' };
             same([m.pageName(page), m.pageName({ ...page, title: 'T' }), m.pageName({ ...page, kind: 'sealed' }), m.pageName({ ...page, address: '' })],
-              ['Page 1.2.3.4', 'T', 'Sealed ink', 'Ink without a page']);""")
+              ['Page 1.2.3.4', 'T', 'Sealed ink', 'Ink without a page']);
+            same([m.addressName('2147483647.5.12.1'), m.addressName('2147483647.5.12.3'), m.addressName('1.2147483647.5.12')],
+              ['Pad, sheet 12', 'Pad, sheet 12, page 3', 'Page 1.2147483647.5.12']);""")
 
 
 if __name__ == "__main__":

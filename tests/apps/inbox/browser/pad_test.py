@@ -37,9 +37,8 @@ class PadStory(Story):
 
     def kept_page(self):
         """The address of the page that the sheet became."""
-        words = wait_for("the ink to be accepted", lambda: next(
-            (e.text for e in self.all(".pad-words") if e.text.startswith("Kept as page")), None))
-        return words[len("Kept as page "):-1]
+        wait_for("the ink to be accepted", lambda: self.one(".pad-words").text.startswith("Kept as Pad, sheet "))
+        return self.js("return document.querySelector('ink-pad').outbox.page")
 
     def arrived(self, address, strokes):
         return wait_for(f"{strokes} strokes on page {address}", lambda: next(
@@ -61,7 +60,11 @@ class PadTest(PadStory):
         for (_, x, _, _), share in zip((first[0], first[-1]), (0.2, 0.4)):
             self.assertAlmostEqual(x / width, share, delta=0.01)
         self.assertGreater(page["start"], 1577836800000, "the ink has no time of ours")
-        self.said(f"Kept as page {address}.")
+        name = f"Pad, sheet {address.split('.')[2]}"
+        self.said(f"Kept as {name}.")
+        self.said(f"Ink arrived on a new page: {name}, 2 strokes.")
+        self.open("#/")
+        self.assertIn(name, self.titles())
 
     def test_what_is_written_later_joins_the_page(self):
         self.write((0.2, 0.2), (0.3, 0.4))
@@ -71,7 +74,8 @@ class PadTest(PadStory):
         self.arrived(address, 2)
         self.named("Show the page").click()
         wait_for("the page's ink", lambda: self.ink_in(".stage-ink") > 0)
-        self.assertIn(address, self.one(".title-field").get_attribute("placeholder"))
+        self.assertEqual(self.one(".title-field").get_attribute("placeholder"), f"Pad, sheet {address.split('.')[2]}")
+        self.assertIn(f"page {address}", self.one(".page-facts").text)
 
     def test_a_new_sheet_is_another_page(self):
         self.write((0.2, 0.2), (0.3, 0.4))
