@@ -13,7 +13,8 @@ import { notify } from './notices.js';
 
 export const fullStorage = 'The browser’s storage is full: keep this window open until your ink is sent.';
 const keyPrefix = 'unsent-ink-';
-const restMs = 1200;
+// Long enough to take back a stroke that went wrong: what was sent stays.
+const restMs = 3000;
 const retryMs = 5000;
 
 /**

@@ -3,7 +3,7 @@
 //
 // Events: 'close'; 'open' with {pen, address} as detail.
 
-import { button, el, setAttributes } from './dom.js';
+import { button, el, rename, setAttributes } from './dom.js';
 import { drawLine } from './inkdraw.js';
 import { addressName, plural } from './format.js';
 import { say } from './notices.js';
@@ -117,7 +117,9 @@ export class InkPad extends HTMLElement {
     this.words.textContent = words;
     this.dataset.state = state;
     this.opener.hidden = !page;
-    this.undoButton.toggleAttribute('disabled', unsent.length <= this.outbox.flying);
+    const canUndo = unsent.length > this.outbox.flying;
+    this.undoButton.toggleAttribute('disabled', !canUndo);
+    rename(this.undoButton, canUndo || !this.strokes.length ? 'Take back' : 'Take back: what was sent stays');
   }
 
   #openPage() {

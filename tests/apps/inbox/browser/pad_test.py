@@ -165,6 +165,12 @@ class PadTest(PadStory):
             self.assertEqual(len(self.strokes()), 1)
         self.arrived(self.kept_page(), 1)
 
+    def test_a_stroke_that_was_sent_stays_and_the_pad_says_so(self):
+        self.write((0.2, 0.2), (0.3, 0.4))
+        self.assertTrue(self.named("Take back").is_enabled())
+        self.kept_page()
+        self.assertFalse(self.named("Take back: what was sent stays").is_enabled())
+
     def test_ctrl_enter_sends_without_waiting(self):
         self.write((0.2, 0.2), (0.3, 0.4))
         self.js("clearTimeout(document.querySelector('ink-pad').outbox.timer)")
