@@ -82,7 +82,7 @@ class App {
     const detail = (/** @type {Event} */ event) => /** @type {CustomEvent} */ (event).detail;
     live.addEventListener('page', (event) => this.arrivals.add(detail(event)));
     live.addEventListener('gone', (event) => this.#onGone(detail(event).pages));
-    live.addEventListener('back', (event) => this.library.refresh(detail(event).pages));
+    live.addEventListener('back', (event) => this.#refresh(detail(event).pages));
     live.addEventListener('service', (event) => {
       const { service, hindrance = '' } = detail(event);
       this.#setService(service, hindrance);
@@ -176,6 +176,7 @@ class App {
         this.#trash(/** @type {CustomEvent} */ (event).detail);
         this.#toDesk();
       });
+      page.addEventListener('restore', (event) => this.#restore(/** @type {CustomEvent} */ (event).detail));
       document.body.insertBefore(page, this.desk);
       this.page = page;
     }
@@ -234,6 +235,14 @@ class App {
     else this.library.remove(ids);
   }
 
+  /**
+   * Pages came out of the trash; one of them may be open.
+   * @param {number[]} ids
+   */
+  async #refresh(ids) {
+    for (const page of await this.library.refresh(ids)) this.page?.update(page);
+  }
+
   /** @param {number[]} ids */
   async #trash(ids) {
     try {
@@ -252,7 +261,7 @@ class App {
     try {
       await restorePages(ids);
       this.trashed = [];
-      await this.library.refresh(ids);
+      await this.#refresh(ids);
       notify(ids.length === 1 ? 'The page is back.' : `${plural(ids.length, 'page')} are back.`);
     } catch (error) {
       notify(`Nothing came back. ${messageOf(error)}`, { isError: true });

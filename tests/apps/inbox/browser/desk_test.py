@@ -118,6 +118,28 @@ class DeskTest(Story):
         self.wait_cards(3)
         self.assertIn(gone, self.cards())
 
+    def test_a_page_that_is_opened_from_the_trash_can_be_restored(self):
+        address = "1.2.7.1"
+        self.js("arguments[0].focus()", self.card(address))
+        self.keys(Keys.DELETE)
+        self.wait_cards(2)
+        self.open("#/trash")
+        self.wait_cards(1)
+        self.js("document.querySelector('.card').focus()")
+        self.keys(Keys.ENTER)
+        wait_for("the page's ink", lambda: self.ink_in(".stage-ink") > 0)
+        tools = [e.accessible_name for e in self.all(".page-tools button") if e.is_displayed()]
+        self.assertNotIn("Move to the trash", tools)
+        self.keys(Keys.DELETE)
+        self.said("The page is in the trash.")
+        self.named("Restore").click()
+        self.named("Move to the trash")
+        self.keys(Keys.ESCAPE)
+        self.one(".nothing")
+        self.open("#/")
+        self.wait_cards(3)
+        self.card(address)
+
     def test_deleting_for_ever_asks_first(self):
         self.world.import_pages(0, 1)
         self.wait_cards(4)
