@@ -17,7 +17,7 @@ import { Selection } from './selection.js';
 import { actionFor, showShortcuts } from './shortcuts.js';
 import { setTheme, theme } from './theme.js';
 import { nothing, welcome } from './welcome.js';
-import { messageOf, purgePages } from './api.js';
+import { fetchStatus, messageOf, purgePages } from './api.js';
 
 /** @typedef {import('./api.js').Page} Page */
 /** @typedef {import('./library.js').Library} Library */
@@ -106,7 +106,18 @@ export class InkDesk extends HTMLElement {
       return nothing('Nothing found', 'No page has such a title, address, pen or day.', button({ name: 'Show all pages' }, () => this.search.clear()));
     }
     if (library.filter.trash) return nothing('The trash is empty', 'Pages that you move to the trash wait here.');
-    return welcome(() => this.#send('pad'));
+    return this.#nothingYet();
+  }
+
+  /** The first start, unless all pages are in the trash. */
+  #nothingYet() {
+    const holder = el('div');
+    const inTrash = fetchStatus().then(({ trash }) => trash, () => 0);
+    inTrash.then((count) => holder.replaceWith(count
+      ? nothing('All pages are in the trash', 'Ink that arrives appears here.',
+        button({ icon: 'trash', name: 'Show the trash' }, () => this.#send('filter', { ...noFilter, trash: true })))
+      : welcome(() => this.#send('pad'))));
+    return holder;
   }
 
   #showSelection() {

@@ -140,6 +140,22 @@ class DeskTest(Story):
         self.wait_cards(3)
         self.card(address)
 
+    def test_an_inbox_whose_pages_are_all_in_the_trash_says_so(self):
+        self.select("1.2.3.4", "1.2.3.5", "1.2.7.1")
+        self.named("Trash").click()
+        wait_for("the words", lambda: "All pages are in the trash" in self.one(".nothing").text)
+        self.assertEqual(self.all(".welcome-ways"), [])
+        self.named("Show the trash").click()
+        self.wait_cards(3)
+        self.open("#/")
+        self.driver.refresh()
+        wait_for("the words", lambda: "All pages are in the trash" in self.one(".nothing").text)
+        self.open("#/trash")
+        self.wait_cards(3)
+        self.select("1.2.3.4", "1.2.3.5", "1.2.7.1")
+        self.named("Restore").click()
+        self.wait_cards(0)
+
     def test_deleting_for_ever_asks_first(self):
         self.world.import_pages(0, 1)
         self.wait_cards(4)
