@@ -4,7 +4,7 @@
 // Events: 'open' with the page as detail and 'rename' with it when its title is to be edited;
 // 'pad'; 'filter' with a filter; 'to-trash' with ids, 'from-trash' with ids.
 
-import { button, el } from './dom.js';
+import { button, el, isTyping } from './dom.js';
 import { exportButton } from './exports.js';
 import { plural } from './format.js';
 import { InkGrid } from './grid.js';
@@ -186,6 +186,7 @@ export class InkDesk extends HTMLElement {
     if (this.hidden || document.querySelector('dialog[open]')) return;
     const action = actionFor(event, 'grid');
     if (action === 'clear' && this.selection.size) this.#clearSelection();
+    else if (action === 'trash' && this.selection.size && !isTyping(event)) this.#remove([...this.selection.ids]);
     else if (action === 'export' && this.selection.size) this.selected.querySelector('button')?.click();
     else return;
     event.preventDefault();

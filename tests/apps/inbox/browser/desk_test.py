@@ -156,6 +156,20 @@ class DeskTest(Story):
         self.named("Restore").click()
         self.wait_cards(0)
 
+    def test_delete_means_the_selection_wherever_the_focus_is_but_in_a_field(self):
+        self.select("1.2.3.4")
+        self.keys("/")
+        self.keys(Keys.DELETE)
+        self.js("document.querySelector('.card').focus()")
+        self.keys("e")
+        self.one(".menu")
+        self.keys(Keys.ESCAPE)
+        self.assertEqual(self.focused().accessible_name, "Export")
+        self.keys(Keys.DELETE)
+        self.wait_cards(2)
+        self.named("Undo").click()
+        self.wait_cards(3)
+
     def test_deleting_for_ever_asks_first(self):
         self.world.import_pages(0, 1)
         self.wait_cards(4)
