@@ -248,6 +248,22 @@ class DeskTest(Story):
             writer.over({ page: { kind: 'ink', strokes: 1, points: 10 } }, { pointerType: 'mouse' });
             if (writer.card) throw new Error('it writes');""")
 
+    def test_formats_that_hold_one_pens_ink_are_not_offered_for_two_pens(self):
+        self.world.import_ink("note.inkml", "--pen", "0123-4567-89AB-CD00", "--page", "4.4.4.4")
+        self.select("1.2.3.4", "4.4.4.4")
+        self.named("Export").click()
+        items = {item.text.split("\n")[0]: item for item in self.all(".selection [role=menuitem]")}
+        closed = [name for name, item in items.items() if item.get_attribute("aria-disabled")]
+        self.assertEqual(closed, ["InkML", "STF2"])
+        self.assertIn("for pages of one pen", items["InkML"].text)
+        items["InkML"].click()
+        self.assertEqual(self.all(".notice"), [])
+        self.keys(Keys.ESCAPE)
+        self.keys(Keys.ESCAPE)
+        self.select("4.4.4.4")
+        self.keys(Keys.DELETE)
+        self.wait_cards(3)
+
     def test_several_pages_become_one_pdf(self):
         self.select("1.2.3.4", "1.2.3.5", "1.2.7.1")
         self.named("Export").click()
