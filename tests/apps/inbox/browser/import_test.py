@@ -74,6 +74,15 @@ class ImportTest(Story):
         self.named("Close", "dialog button").click()
         self.gone("dialog")
 
+    def test_markup_in_a_files_name_is_text(self):
+        name = "<b title=\"&lt;\">bold<img src=x>"
+        path = self.file(name + ".inkml", '<ink xmlns="http://www.w3.org/2003/InkML"><trace>1 1, 5 77</trace></ink>')
+        self.drop(path)
+        self.notice(name + ".inkml is imported.")
+        wait_for("the page that is called so", lambda: name in self.titles())
+        self.said(name)
+        self.assertEqual(self.all("b, img[src=x]"), [])
+
     def test_what_is_no_ink_is_refused_with_the_reason(self):
         self.may_complain = ["422"]
         self.drop(self.file("letter.inkml", "Dear Ada"))
