@@ -1,4 +1,4 @@
-// The notebooks: every listed page as a card, under the day on which its ink came. Only cards in
+// The pages: each listed one as a card, under the day on which its ink came. Only cards in
 // sight are elements. For screen readers a list box of several choices: arrows move, Space selects,
 // Enter opens.
 //
