@@ -203,6 +203,21 @@ class ModuleTest(Story):
             same([m.about(1000), m.about(120000), m.about(7200000), m.about(172800000)], ['1 second', '2 minutes', '2 hours', '2 days']);
             same(m.plural(1, 'stroke'), '1 stroke');""")
 
+    def test_a_page_that_cannot_be_shown_leaves_alone(self):
+        self.module("exports.js", STROKE + """
+            const open = (...pages) => {
+              const holder = m.exportButton(() => pages);
+              document.body.append(holder);
+              holder.querySelector('button').click();
+              const items = [...holder.querySelectorAll('.menu-item')].map((item) => item.firstChild.textContent + (item.hasAttribute('aria-disabled') ? ' closed' : ''));
+              holder.remove();
+              return items;
+            };
+            const ink = { id: 1, pen: 'A', kind: 'ink' };
+            same(open({ ...ink, kind: 'sealed' }), ['STF2']);
+            same(open(ink, { ...ink, id: 2, kind: 'sealed' }), ['PDF closed', 'InkML closed', '.xopp closed', 'STF2 closed']);
+            same(open(ink, { ...ink, id: 2 }), ['PDF', 'InkML', '.xopp', 'STF2']);""")
+
     def test_markup_in_an_address_a_pen_or_a_reason_is_text(self):
         shown = self.module("card.js", """
             const { InkPage } = await import('/web/pageview.js');
