@@ -1,6 +1,8 @@
 // The inbox's interface over HTTP, as functions. Every refusal is an ApiError whose message is a
 // sentence for people.
 
+import { asSentence } from './format.js';
+
 /**
  * @typedef {object} Page
  * @property {number} id
@@ -80,11 +82,6 @@ async function request(path, options = {}) {
     // Whatever it was, it was not for us to read.
   }
   throw new ApiError(response.status, asSentence(message));
-}
-
-/** @param {string} text */
-function asSentence(text) {
-  return text.charAt(0).toUpperCase() + text.slice(1) + (/[.!?]$/.test(text) ? '' : '.');
 }
 
 /** @param {string} path @param {AbortSignal} [signal] @returns {Promise<any>} */

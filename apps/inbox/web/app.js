@@ -4,12 +4,12 @@ import { fetchStatus, findPage, messageOf, restorePages, trashPages } from './ap
 import { Arrivals } from './arrivals.js';
 import { InkDesk } from './desk.js';
 import { button, el } from './dom.js';
-import { plural } from './format.js';
+import { asSentence, plural } from './format.js';
 import { acceptDrops, chooseFiles } from './imports.js';
 import { Library } from './library.js';
 import { Live } from './live.js';
-import { addNotices, notify, say } from './notices.js';
-import { sendLeftInk } from './outbox.js';
+import { addNotices, ask, notify, say } from './notices.js';
+import { dropLeftInk, sendLeftInk } from './outbox.js';
 import { InkPad } from './padview.js';
 import { InkPage } from './pageview.js';
 import { addressOf, addressOfPage, parseRoute } from './router.js';
@@ -32,6 +32,11 @@ class App {
    * @type {number[]}
    */
   trashed = [];
+  /**
+   * Sheets of which people know that they were refused.
+   * @type {Set<string>}
+   */
+  toldRefusals = new Set();
   editsTitle = false;
   service = 'connected';
   /** Why ink can't be kept at the moment. */
@@ -50,10 +55,26 @@ class App {
     addEventListener('keydown', (event) => this.#onKey(event));
     this.#route();
     this.live.start();
-    this.#askStatus();
-    sendLeftInk().then((sent) => {
-      if (sent) notify(`${plural(sent, 'stroke')} that you wrote on the pad earlier are sent.`);
-    });
+    this.#sendLeftInk();
+  }
+
+  /** Sends what earlier windows, or sheets of this one, could not send. */
+  async #sendLeftInk() {
+    const { sent, refused } = await sendLeftInk();
+    if (sent) notify(`${plural(sent, 'stroke')} that you wrote on the pad earlier ${sent === 1 ? 'is' : 'are'} sent.`);
+    for (const { key, error } of refused) {
+      if (this.toldRefusals.has(key)) continue;
+      this.toldRefusals.add(key);
+      notify(`Ink that you wrote on the pad earlier was not taken. ${error} It is still kept in this browser.`, {
+        isError: true, stays: true, action: { name: 'Delete it', run: () => this.#dropLeftInk(key) },
+      });
+    }
+  }
+
+  /** @param {string} key */
+  async #dropLeftInk(key) {
+    const yes = await ask({ title: 'Delete the ink that was not taken?', text: 'It is deleted and can’t be brought back.', yes: 'Delete' });
+    if (yes) dropLeftInk(key);
   }
 
   #listenToLive() {
@@ -61,18 +82,19 @@ class App {
     const detail = (/** @type {Event} */ event) => /** @type {CustomEvent} */ (event).detail;
     live.addEventListener('page', (event) => this.arrivals.add(detail(event)));
     live.addEventListener('gone', (event) => this.#onGone(detail(event).pages));
-    live.addEventListener('back', (event) => this.library.refresh(detail(event).pages));
+    live.addEventListener('back', (event) => this.#refresh(detail(event).pages));
     live.addEventListener('service', (event) => {
-      this.#setService(detail(event).service);
-      this.#askStatus();
+      const { service, hindrance = '' } = detail(event);
+      this.#setService(service, hindrance);
     });
     live.addEventListener('reset', () => {
       this.library.reload();
+      this.desk.grid.retryPictures();
       if (this.page?.page) this.page.open(this.page.page.id);
     });
+    // A connection that is there begins with the service's state.
     live.addEventListener('state', () => {
-      if (live.state === 'open') this.#askStatus();
-      else this.#showBanner();
+      if (live.state !== 'open') this.#showBanner();
     });
   }
 
@@ -95,20 +117,12 @@ class App {
     on('from-trash', (ids) => this.#restore(ids));
   }
 
-  async #askStatus() {
-    try {
-      const { service, hindrance } = await fetchStatus();
-      this.hindrance = hindrance;
-      this.#setService(service);
-    } catch {
-      this.#showBanner();
-    }
-  }
-
-  /** @param {string} service */
-  #setService(service) {
+  /** @param {string} service @param {string} hindrance */
+  #setService(service, hindrance) {
     if (service === 'connected') this.pad?.retry();
+    if (service === 'connected' && this.service !== 'connected') this.#sendLeftInk();
     this.service = service;
+    this.hindrance = hindrance;
     this.#showBanner();
   }
 
@@ -117,7 +131,7 @@ class App {
     const words = live.state === 'locked' ? 'This window is no longer known to the inbox. Open it again with: quillpost-inbox --open'
       : live.state === 'away' ? 'The inbox is not running. Everything shows again when it is back.'
         : service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.'
-          : hindrance ? `New ink waits with the service: ${hindrance}` : '';
+          : hindrance ? asSentence(hindrance) : '';
     const before = this.banner.dataset.words ?? '';
     if (words === before) return;
     this.banner.dataset.words = words;
@@ -162,6 +176,7 @@ class App {
         this.#trash(/** @type {CustomEvent} */ (event).detail);
         this.#toDesk();
       });
+      page.addEventListener('restore', (event) => this.#restore(/** @type {CustomEvent} */ (event).detail));
       document.body.insertBefore(page, this.desk);
       this.page = page;
     }
@@ -220,6 +235,14 @@ class App {
     else this.library.remove(ids);
   }
 
+  /**
+   * Pages came out of the trash; one of them may be open.
+   * @param {number[]} ids
+   */
+  async #refresh(ids) {
+    for (const page of await this.library.refresh(ids)) this.page?.update(page);
+  }
+
   /** @param {number[]} ids */
   async #trash(ids) {
     try {
@@ -238,7 +261,7 @@ class App {
     try {
       await restorePages(ids);
       this.trashed = [];
-      await this.library.refresh(ids);
+      await this.#refresh(ids);
       notify(ids.length === 1 ? 'The page is back.' : `${plural(ids.length, 'page')} are back.`);
     } catch (error) {
       notify(`Nothing came back. ${messageOf(error)}`, { isError: true });

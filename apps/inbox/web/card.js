@@ -11,6 +11,7 @@ import { sheetSize } from './gridlayout.js';
 // Cards that only rush by while one scrolls ask for no picture.
 const pictureDelayMs = 60;
 const freshMs = 4000;
+const checkInset = 6;
 
 export class Card {
   /** @param {Page} page */
@@ -23,6 +24,7 @@ export class Card {
     this.element = el('div', { class: 'card', role: 'option', tabindex: '-1', id: `card-${page.id}` },
       el('div', { class: 'card-room' }, this.sheet), this.title, this.note, this.check);
     this.pictureTimer = 0;
+    this.lacksPicture = false;
     /** @type {HTMLImageElement | null} */
     this.picture = null;
   }
@@ -36,6 +38,9 @@ export class Card {
     this.sheet.parentElement?.style.setProperty('height', `${height}px`);
     this.sheet.style.width = `${size.width}px`;
     this.sheet.style.height = `${size.height}px`;
+    // In the sheet's corner. Not in the sheet: that shows nothing beyond its edge, and may be tiny.
+    this.check.style.top = `${height - size.height + checkInset}px`;
+    this.check.style.right = `${Math.floor((width - size.width) / 2) + checkInset}px`;
     if (!isNew) return;
     this.title.textContent = pageName(page);
     this.note.textContent = noteOf(page);
@@ -50,6 +55,11 @@ export class Card {
       'aria-selected': String(selected), 'aria-posinset': position, 'aria-setsize': size,
     });
     this.element.style.transform = `translate(${x}px, ${y}px)`;
+  }
+
+  /** Asks once more for a picture that did not come. */
+  retryPicture() {
+    if (this.lacksPicture) this.#showPicture();
   }
 
   /** Ink has just arrived. */
@@ -83,6 +93,11 @@ export class Card {
         this.picture = picture;
         picture.classList.add('is-there');
       });
+      picture.addEventListener('error', () => {
+        picture.remove();
+        this.lacksPicture = true;
+      });
+      this.lacksPicture = false;
       this.sheet.append(picture);
     }, pictureDelayMs);
   }

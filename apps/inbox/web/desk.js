@@ -4,7 +4,7 @@
 // Events: 'open' with the page as detail and 'rename' with it when its title is to be edited;
 // 'pad'; 'filter' with a filter; 'to-trash' with ids, 'from-trash' with ids.
 
-import { button, el } from './dom.js';
+import { button, el, isTyping } from './dom.js';
 import { exportButton } from './exports.js';
 import { plural } from './format.js';
 import { InkGrid } from './grid.js';
@@ -17,7 +17,7 @@ import { Selection } from './selection.js';
 import { actionFor, showShortcuts } from './shortcuts.js';
 import { setTheme, theme } from './theme.js';
 import { nothing, welcome } from './welcome.js';
-import { messageOf, purgePages } from './api.js';
+import { fetchStatus, messageOf, purgePages } from './api.js';
 
 /** @typedef {import('./api.js').Page} Page */
 /** @typedef {import('./library.js').Library} Library */
@@ -106,7 +106,18 @@ export class InkDesk extends HTMLElement {
       return nothing('Nothing found', 'No page has such a title, address, pen or day.', button({ name: 'Show all pages' }, () => this.search.clear()));
     }
     if (library.filter.trash) return nothing('The trash is empty', 'Pages that you move to the trash wait here.');
-    return welcome(() => this.#send('pad'));
+    return this.#nothingYet();
+  }
+
+  /** The first start, unless all pages are in the trash. */
+  #nothingYet() {
+    const holder = el('div');
+    const inTrash = fetchStatus().then(({ trash }) => trash, () => 0);
+    inTrash.then((count) => holder.replaceWith(count
+      ? nothing('All pages are in the trash', 'Ink that arrives appears here.',
+        button({ icon: 'trash', name: 'Show the trash' }, () => this.#send('filter', { ...noFilter, trash: true })))
+      : welcome(() => this.#send('pad'))));
+    return holder;
   }
 
   #showSelection() {
@@ -175,6 +186,7 @@ export class InkDesk extends HTMLElement {
     if (this.hidden || document.querySelector('dialog[open]')) return;
     const action = actionFor(event, 'grid');
     if (action === 'clear' && this.selection.size) this.#clearSelection();
+    else if (action === 'trash' && this.selection.size && !isTyping(event)) this.#remove([...this.selection.ids]);
     else if (action === 'export' && this.selection.size) this.selected.querySelector('button')?.click();
     else return;
     event.preventDefault();

@@ -9,14 +9,14 @@ import { notify } from './notices.js';
 /** @typedef {import('./api.js').Format} Format */
 /** @typedef {import('./api.js').Page} Page */
 
-/** @type {{format: Format, name: string, note: string, severalPages: boolean}[]} */
+/** @type {{format: Format, name: string, note: string, severalPages: boolean, onePen?: boolean}[]} */
 const formats = [
   { format: 'pdf', name: 'PDF', note: 'to print and to send', severalPages: true },
   { format: 'png', name: 'PNG', note: 'a picture', severalPages: false },
   { format: 'svg', name: 'SVG', note: 'a drawing', severalPages: false },
-  { format: 'inkml', name: 'InkML', note: 'ink for other programs', severalPages: true },
+  { format: 'inkml', name: 'InkML', note: 'ink for other programs', severalPages: true, onePen: true },
   { format: 'xopp', name: '.xopp', note: 'a notebook', severalPages: true },
-  { format: 'stf2', name: 'STF2', note: 'ink as the pen sent it', severalPages: true },
+  { format: 'stf2', name: 'STF2', note: 'ink as the pen sent it', severalPages: true, onePen: true },
 ];
 
 /**
@@ -28,9 +28,10 @@ export function exportButton(pages, look = { icon: 'export', name: 'Export', qui
   return menuButton(look, () => {
     const chosen = pages();
     const ids = chosen.map((page) => page.id);
-    return formats.filter((entry) => canBe(chosen, entry)).map((entry) => ({
-      name: entry.name, note: entry.note, run: () => download(ids, entry.format),
-    }));
+    return formats.filter((entry) => canBe(chosen, entry)).map((entry) => {
+      const reason = whyNot(chosen, entry);
+      return { name: entry.name, note: reason || entry.note, disabled: Boolean(reason), run: () => download(ids, entry.format) };
+    });
   });
 }
 
@@ -41,6 +42,16 @@ export function exportButton(pages, look = { icon: 'export', name: 'Export', qui
 function canBe(pages, entry) {
   if (pages.length > 1) return entry.severalPages;
   return pages[0]?.kind === 'ink' || entry.format === 'stf2';
+}
+
+/**
+ * Why a selection can't have this format although several pages could; empty if it can.
+ * @param {Page[]} pages @param {typeof formats[0]} entry
+ */
+function whyNot(pages, entry) {
+  if (pages.length > 1 && pages.some((page) => page.kind !== 'ink')) return 'a page that can’t be shown leaves alone';
+  if (entry.onePen && pages.some((page) => page.pen !== pages[0].pen)) return 'for pages of one pen';
+  return '';
 }
 
 /**

@@ -14,6 +14,14 @@ export function plural(count, one, many = `${one}s`) {
 }
 
 /**
+ * With a capital and a full stop.
+ * @param {string} text
+ */
+export function asSentence(text) {
+  return text.charAt(0).toUpperCase() + text.slice(1) + (/[.!?]$/.test(text) ? '' : '.');
+}
+
+/**
  * Midnight before this moment, here.
  * @param {number} ms @returns {number}
  */
@@ -63,6 +71,9 @@ export function about(ms) {
   return plural(Math.round(seconds / 86400), 'day');
 }
 
+// Pages that no paper has: the inbox's own number, the sheet, and the page of a document.
+const ownAddress = /^2147483647\.\d+\.(\d+)\.(\d+)$/;
+
 /**
  * What a page is called when nobody gave it a title.
  * @param {Page} page
@@ -70,7 +81,17 @@ export function about(ms) {
 export function pageName(page) {
   if (page.title) return page.title;
   if (page.kind === 'sealed') return 'Sealed ink';
-  return page.address ? `Page ${page.address}` : 'Ink without a page';
+  return page.address ? addressName(page.address) : 'Ink without a page';
+}
+
+/**
+ * "Page 1.2.3.4"; "Pad, sheet 3" for an address that the inbox gave.
+ * @param {string} address
+ */
+export function addressName(address) {
+  const [, sheet, page] = ownAddress.exec(address) ?? [];
+  if (!sheet) return `Page ${address}`;
+  return page === '1' ? `Pad, sheet ${sheet}` : `Pad, sheet ${sheet}, page ${page}`;
 }
 
 /**
@@ -87,7 +108,7 @@ export function whenOf(page) {
  */
 export function describePage(page) {
   const parts = [pageName(page)];
-  if (page.title) parts.push(`page ${page.address}`);
+  if (page.title && page.address) parts.push(addressName(page.address));
   if (page.kind === 'sealed') parts.push('sealed');
   else if (page.kind === 'unreadable') parts.push('can’t be shown');
   else parts.push(plural(page.strokes, 'stroke'));

@@ -1,4 +1,4 @@
-// The notebooks: every listed page as a card, under the day on which its ink came. Only cards in
+// The pages: each listed one as a card, under the day on which its ink came. Only cards in
 // sight are elements. For screen readers a list box of several choices: arrows move, Space selects,
 // Enter opens.
 //
@@ -75,6 +75,8 @@ export class InkGrid extends HTMLElement {
    * @param {number | null} [id]
    */
   focusPage(id = this.active) {
+    // While the grid was hidden it had no width to lay anything out in.
+    this.#relayout();
     const index = Math.max(0, this.pages.findIndex((page) => page.id === id));
     if (this.pages.length) this.#focusIndex(index);
   }
@@ -87,6 +89,11 @@ export class InkGrid extends HTMLElement {
     for (const { id } of news) this.cards.get(id)?.markFresh();
     const card = news.length === 1 && !this.hidden ? this.cards.get(news[0].id) : undefined;
     if (card) this.writer.writeNews(card, news[0].strokes_from);
+  }
+
+  /** The inbox is there again: cards that could not get their pictures ask for them. */
+  retryPictures() {
+    for (const card of this.cards.values()) card.retryPicture();
   }
 
   /**
@@ -186,14 +193,16 @@ export class InkGrid extends HTMLElement {
     card.element.tabIndex = page.id === this.active ? 0 : -1;
   }
 
-  // Screen readers and tests read elements in their order in the document.
+  // Screen readers and tests read elements in their order in the document. An element that is moved
+  // loses the focus, so the one that has it stays and the others go around it.
   #keepOrder() {
-    /** @type {Element | null} */
-    let before = null;
-    for (const page of this.#drawnPages()) {
-      const { element } = /** @type {Card} */ (this.cards.get(page.id));
-      if (before && before.nextElementSibling !== element) before.after(element);
-      before = element;
+    const order = this.#drawnPages().map((page) => /** @type {Card} */ (this.cards.get(page.id)).element);
+    const still = Math.max(0, order.findIndex((element) => element === document.activeElement));
+    for (let at = still + 1; at < order.length; at++) {
+      if (order[at - 1].nextElementSibling !== order[at]) order[at - 1].after(order[at]);
+    }
+    for (let at = still - 1; at >= 0; at--) {
+      if (order[at + 1].previousElementSibling !== order[at]) order[at + 1].before(order[at]);
     }
   }
 
@@ -213,6 +222,7 @@ export class InkGrid extends HTMLElement {
   #focusIndex(index) {
     this.active = this.pages[index].id;
     const row = this.layout.rows[this.layout.rowOfCard[index]];
+    if (!row) return;
     const margin = 70;
     if (row.top - margin < this.scrollTop) this.scrollTop = row.top - margin;
     else if (row.top + row.height + margin > this.scrollTop + this.clientHeight) {

@@ -4,7 +4,9 @@
 import { importFile, messageOf } from './api.js';
 import { el } from './dom.js';
 import { plural } from './format.js';
-import { notify } from './notices.js';
+import { notify, showList } from './notices.js';
+
+const mostSentences = 2;
 
 /** Lets files be dropped anywhere. */
 export function acceptDrops() {
@@ -44,20 +46,44 @@ export function chooseFiles() {
   field.click();
 }
 
-/** @param {File[]} files */
+/**
+ * Imports them one after the other, and tells of all in one notice.
+ * @param {File[]} files
+ */
 export async function importFiles(files) {
+  if (!files.length) return;
   let done = 0;
-  for (const file of files) {
-    const notice = notify(`Importing ${file.name} …`, { stays: true });
+  const refused = [];
+  const assumed = [];
+  const progress = notify(`Importing ${files[0].name} …`, { stays: true });
+  for (const [index, file] of files.entries()) {
+    if (index) progress.update(`Importing ${file.name} (${index + 1} of ${files.length}) …`);
     try {
       const { told = [] } = await importFile(file);
       done++;
-      if (told.length) notify(`${file.name}: ${told.join('; ')}.`);
+      if (told.length) assumed.push(`${file.name}: ${told.join('; ')}.`);
     } catch (error) {
-      notify(`${file.name} was not imported. ${messageOf(error)}`, { isError: true });
-    } finally {
-      notice.close();
+      refused.push(`${file.name} was not imported. ${messageOf(error)}`);
     }
   }
-  if (done) notify(done === 1 ? `${files.length === 1 ? files[0].name : '1 file'} is imported.` : `${plural(done, 'file')} are imported.`);
+  progress.close();
+  tellOutcome(files, done, refused, assumed);
+}
+
+/**
+ * A sentence for each, or a list to open where that would be many.
+ * @param {File[]} files @param {number} done @param {string[]} refused @param {string[]} assumed
+ */
+function tellOutcome(files, done, refused, assumed) {
+  const what = files.length === 1 ? files[0].name : plural(done, 'file');
+  const summary = done ? `${what} ${done === 1 ? 'is' : 'are'} imported.` : '';
+  const isError = refused.length > 0;
+  if (refused.length + assumed.length <= mostSentences) {
+    notify([...refused, summary, ...assumed].filter(Boolean).join('\n'), { isError });
+    return;
+  }
+  const bad = refused.length <= mostSentences ? refused : [`${plural(refused.length, 'file')} were not imported.`];
+  notify([...bad, summary].filter(Boolean).join('\n'), {
+    isError, action: { name: 'Details', run: () => showList('Imported files', [...refused, ...assumed]) },
+  });
 }

@@ -109,11 +109,13 @@ export class Library extends EventTarget {
 
   /**
    * Reads pages anew that came back from the trash or went there.
-   * @param {number[]} ids
+   * @param {number[]} ids @returns {Promise<Page[]>} those that are still there
    */
   async refresh(ids) {
-    const pages = await Promise.all(ids.map((id) => fetchPage(id).catch(() => null)));
-    this.update(/** @type {Page[]} */ (pages.filter(Boolean)));
+    const found = await Promise.all(ids.map((id) => fetchPage(id).catch(() => null)));
+    const pages = /** @type {Page[]} */ (found.filter(Boolean));
+    this.update(pages);
+    return pages;
   }
 
   /** @param {string | null} after @param {number} limit */

@@ -2,7 +2,7 @@
 
 import { button, el, icon } from './dom.js';
 
-/** @typedef {{name: string, note?: string, icon?: string, checked?: boolean, run: () => void}} MenuItem */
+/** @typedef {{name: string, note?: string, icon?: string, checked?: boolean, disabled?: boolean, run: () => void}} MenuItem */
 
 /**
  * @param {{icon?: string, name: string, quiet?: boolean, kind?: string}} look
@@ -46,9 +46,10 @@ function menuItem(item, close) {
   const isChoice = item.checked !== undefined;
   const made = el('button', {
     type: 'button', class: 'menu-item', role: isChoice ? 'menuitemradio' : 'menuitem', tabindex: '-1',
-    'aria-checked': isChoice && String(item.checked),
+    'aria-checked': isChoice && String(item.checked), 'aria-disabled': item.disabled && 'true',
   }, item.icon && icon(item.icon), el('span', {}, item.name), item.note && el('span', { class: 'menu-note' }, item.note));
   made.addEventListener('click', () => {
+    if (item.disabled) return;  // Arrows still lead to it, and its note says why.
     close();
     item.run();
   });

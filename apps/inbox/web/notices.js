@@ -4,10 +4,14 @@
 import { button, el } from './dom.js';
 
 const noticeMs = 8000;
+// More would cover what they speak of.
+const mostNotices = 3;
 const speechPauseMs = 300;
 
 const speech = el('div', { class: 'for-ears', role: 'status', 'aria-live': 'polite', id: 'speech' });
 const notices = el('div', { class: 'notices', role: 'region', 'aria-label': 'Notices' });
+/** @type {{close: () => void, isLasting: boolean}[]} */
+const shown = [];
 /** @type {string[]} */
 let unsaid = [];
 let speechTimer = 0;
@@ -31,8 +35,13 @@ export function say(text) {
   }, speechPauseMs);
 }
 
+/** The oldest makes way; errors and what stays only if there is nothing else. */
+function makeRoom() {
+  while (shown.length >= mostNotices) (shown.find(({ isLasting }) => !isLasting) ?? shown[0]).close();
+}
+
 /**
- * Shows a notice and says it.
+ * Shows a notice and says it. Each line of the text is one of the notice.
  * @param {string} text
  * @param {{action?: {name: string, run: () => void}, isError?: boolean, stays?: boolean}} [options]
  * @returns {{update: (text: string) => void, close: () => void}}
@@ -45,7 +54,10 @@ export function notify(text, options = {}) {
   const close = () => {
     clearTimeout(timer);
     box.remove();
+    const at = shown.indexOf(entry);
+    if (at >= 0) shown.splice(at, 1);
   };
+  const entry = { close, isLasting: isError || stays };
   const start = () => {
     clearTimeout(timer);
     if (!stays) timer = setTimeout(close, isError ? 2 * noticeMs : noticeMs);
@@ -60,7 +72,10 @@ export function notify(text, options = {}) {
   // Nobody has to hurry who is reading it or about to press its button.
   for (const event of ['pointerenter', 'focusin']) box.addEventListener(event, () => clearTimeout(timer));
   for (const event of ['pointerleave', 'focusout']) box.addEventListener(event, start);
+  makeRoom();
+  shown.push(entry);
   notices.append(box);
+  notices.scrollTop = notices.scrollHeight;
   say(text);
   start();
   return { update: (next) => { words.textContent = next; say(next); }, close };
@@ -88,4 +103,19 @@ export function ask({ title, text, yes }) {
     document.body.append(dialog);
     dialog.showModal();
   });
+}
+
+/**
+ * Shows sentences that are too many for a notice.
+ * @param {string} title @param {string[]} lines
+ */
+export function showList(title, lines) {
+  const dialog = el('dialog', { class: 'dialog', 'aria-labelledby': 'list-title' });
+  dialog.append(
+    el('header', { class: 'dialog-head' }, el('h2', { id: 'list-title' }, title),
+      button({ icon: 'close', name: 'Close', quiet: true }, () => dialog.close())),
+    el('ul', { class: 'dialog-list' }, ...lines.map((line) => el('li', {}, line))));
+  dialog.addEventListener('close', () => dialog.remove());
+  document.body.append(dialog);
+  dialog.showModal();
 }

@@ -1,15 +1,20 @@
 // Ink of the pad on its way to the service. Until the inbox has said that a stroke is accepted it
 // stands in the browser's storage too: a window that is closed, or a service that is away, loses
-// none. 'change' is dispatched when `state`, `page` or `unsent` is another.
+// none. If the storage is full, the window keeps the ink, goes on trying, and asks before it is
+// closed. 'change' is dispatched when `state`, `page`, `unsent` or `isKept` is another.
 
 import { ApiError, messageOf, sendPad } from './api.js';
+import { plural } from './format.js';
+import { notify } from './notices.js';
 
 /** @typedef {import('./api.js').PadStroke} PadStroke */
 /** @typedef {import('./api.js').PadSheet} PadSheet */
 /** @typedef {'empty' | 'unsent' | 'sending' | 'sent' | 'waiting' | 'refused'} OutboxState waiting: for the service */
 
+export const fullStorage = 'The browser’s storage is full: keep this window open until your ink is sent.';
 const keyPrefix = 'unsent-ink-';
-const restMs = 1200;
+// Long enough to take back a stroke that went wrong: what was sent stays.
+const restMs = 3000;
 const retryMs = 5000;
 
 /**
@@ -18,6 +23,20 @@ const retryMs = 5000;
  */
 function willPass(error) {
   return error instanceof ApiError && (error.status === 0 || error.status === 401 || error.status >= 500);
+}
+
+/**
+ * Sends the sheet. A page that the inbox does not know (it was begun in another inbox, or before the
+ * database was replaced) becomes a new one.
+ * @param {PadSheet} sheet @returns {Promise<string>} the page that it is on
+ */
+async function deliver(sheet) {
+  try {
+    return (await sendPad(sheet)).page;
+  } catch (error) {
+    if (!sheet.page || !(error instanceof ApiError) || error.status !== 422) throw error;
+    return (await sendPad({ ...sheet, page: '' })).page;
+  }
 }
 
 export class Outbox extends EventTarget {
@@ -31,6 +50,9 @@ export class Outbox extends EventTarget {
   flying = 0;
   error = '';
   timer = 0;
+  /** Whether all of `unsent` is in the browser's storage too. */
+  isKept = true;
+  isClosed = false;
 
   /** @param {number} width of the sheet, in micrometres @param {number} height */
   constructor(width, height) {
@@ -40,7 +62,12 @@ export class Outbox extends EventTarget {
     this.key = `${keyPrefix}${crypto.randomUUID()}`;
     // Held as long as this window lives: so sendLeftInk() knows whose ink it finds.
     navigator.locks.request(this.key, () => new Promise((release) => { this.release = release; }));
+    addEventListener('beforeunload', (event) => {
+      if (!this.isKept) event.preventDefault();
+    }, { signal: this.leaving.signal });
   }
+
+  leaving = new AbortController();
 
   /** @type {((value?: unknown) => void) | undefined} */
   release;
@@ -73,25 +100,46 @@ export class Outbox extends EventTarget {
     this.flying = strokes.length;
     this.#become('sending');
     try {
-      const { page } = await sendPad({ page: this.page, width: this.width, height: this.height, strokes });
-      this.page = page;
+      this.page = await deliver({ page: this.page, width: this.width, height: this.height, strokes });
       this.unsent.splice(0, strokes.length);
       this.flying = 0;
       this.#keep();
       this.#become(this.unsent.length ? 'unsent' : 'sent');
-      if (this.unsent.length) this.#sendLater(restMs);
+      if (this.unsent.length) this.#sendLater(this.isClosed ? 0 : restMs);
     } catch (error) {
       this.flying = 0;
       this.error = messageOf(error);
       this.#become(willPass(error) ? 'waiting' : 'refused');
       if (willPass(error)) this.#sendLater(retryMs);
+      this.#leaveBehind();
     }
+    if (this.isClosed && !this.unsent.length) this.#end();
   }
 
-  /** Sends the rest and is no longer needed. What can't be sent now stays in storage. */
-  async close() {
-    await this.send();
+  /**
+   * Sends the rest and is no longer needed. What can't be sent now stays in storage, for
+   * sendLeftInk().
+   */
+  close() {
+    this.isClosed = true;
+    if (this.unsent.length) this.send();
+    else this.#end();
+  }
+
+  /** Says once that a closed sheet has ink that could not be sent, and where it is. */
+  #leaveBehind() {
+    if (!this.isClosed) return;
+    const where = this.isKept ? 'Kept in this browser.' : fullStorage;
+    if (!this.hasToldLeft) notify(`Not sent from the pad: ${plural(this.unsent.length, 'stroke')}. ${this.error} ${where}`, { isError: true });
+    this.hasToldLeft = true;
+    if (this.isKept) this.#end();
+  }
+
+  hasToldLeft = false;
+
+  #end() {
     clearTimeout(this.timer);
+    this.leaving.abort();
     this.release?.();
   }
 
@@ -102,12 +150,14 @@ export class Outbox extends EventTarget {
   }
 
   #keep() {
-    if (!this.unsent.length) {
-      localStorage.removeItem(this.key);
-      return;
-    }
     const { page, width, height, unsent: strokes } = this;
-    localStorage.setItem(this.key, JSON.stringify({ page, width, height, strokes }));
+    try {
+      if (strokes.length) localStorage.setItem(this.key, JSON.stringify({ page, width, height, strokes }));
+      else localStorage.removeItem(this.key);
+      this.isKept = true;
+    } catch {
+      this.isKept = false;  // The storage is full.
+    }
   }
 
   /** @param {OutboxState} state */
@@ -118,11 +168,13 @@ export class Outbox extends EventTarget {
 }
 
 /**
- * Sends ink that windows left which are gone.
- * @returns {Promise<number>} strokes that were sent
+ * Sends ink that windows left which are gone. What is refused stays where it is.
+ * @returns {Promise<{sent: number, refused: {key: string, error: string}[]}>} strokes that were sent, and sheets that were not
  */
 export async function sendLeftInk() {
   let sent = 0;
+  /** @type {{key: string, error: string}[]} */
+  const refused = [];
   for (const key of Object.keys(localStorage).filter((name) => name.startsWith(keyPrefix))) {
     await navigator.locks.request(key, { ifAvailable: true }, async (lock) => {
       const kept = localStorage.getItem(key);
@@ -130,13 +182,21 @@ export async function sendLeftInk() {
       try {
         /** @type {PadSheet} */
         const sheet = JSON.parse(kept);
-        await sendPad(sheet);
+        await deliver(sheet);
         sent += sheet.strokes.length;
+        localStorage.removeItem(key);
       } catch (error) {
-        if (willPass(error)) return;
+        if (!willPass(error)) refused.push({ key, error: messageOf(error) });
       }
-      localStorage.removeItem(key);
     });
   }
-  return sent;
+  return { sent, refused };
+}
+
+/**
+ * Deletes ink that was refused.
+ * @param {string} key
+ */
+export function dropLeftInk(key) {
+  localStorage.removeItem(key);
 }

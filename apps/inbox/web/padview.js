@@ -3,11 +3,11 @@
 //
 // Events: 'close'; 'open' with {pen, address} as detail.
 
-import { button, el, setAttributes } from './dom.js';
+import { button, el, rename, setAttributes } from './dom.js';
 import { drawLine } from './inkdraw.js';
-import { plural } from './format.js';
+import { addressName, plural } from './format.js';
 import { say } from './notices.js';
-import { Outbox } from './outbox.js';
+import { fullStorage, Outbox } from './outbox.js';
 import { PadInk } from './padink.js';
 import { actionFor } from './shortcuts.js';
 import { onThemeChange } from './theme.js';
@@ -103,21 +103,23 @@ export class InkPad extends HTMLElement {
   }
 
   #showState() {
-    const { state, page, unsent, error } = this.outbox;
+    const { state, page, unsent, error, isKept } = this.outbox;
     const waiting = plural(unsent.length, 'stroke');
     const words = {
       empty: 'Write with mouse, finger or stylus.',
       unsent: 'Sent when your hand rests.',
       sending: 'Sending …',
-      sent: `Kept as page ${page}.`,
+      sent: `Kept as ${addressName(page)}.`,
       waiting: `The ink service is away. Your ink is kept here (${waiting}) and goes when it is back.`,
       refused: `Not taken (${waiting}): ${error}`,
-    }[state];
+    }[state] + (isKept ? '' : ` ${fullStorage}`);
     if (this.words.textContent !== words && state !== 'unsent' && state !== 'sending' && state !== 'empty') say(words);
     this.words.textContent = words;
     this.dataset.state = state;
     this.opener.hidden = !page;
-    this.undoButton.toggleAttribute('disabled', unsent.length <= this.outbox.flying);
+    const canUndo = unsent.length > this.outbox.flying;
+    this.undoButton.toggleAttribute('disabled', !canUndo);
+    rename(this.undoButton, canUndo || !this.strokes.length ? 'Take back' : 'Take back: what was sent stays');
   }
 
   #openPage() {

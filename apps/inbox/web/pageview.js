@@ -1,7 +1,8 @@
 // One page: its ink on a stage that fills the window, its title, the replay, and what one can do
 // with it.
 //
-// Events: 'close'; 'turn' with 1 (older) or -1 (newer) as detail; 'trash' with the ids as detail.
+// Events: 'close'; 'turn' with 1 (older) or -1 (newer) as detail; 'trash' and 'restore' with the ids as
+// detail.
 
 import { fetchInk, fetchPage, isAbort, messageOf, saveTitle } from './api.js';
 import { button, el, rename, setIcon } from './dom.js';
@@ -47,6 +48,8 @@ export class InkPage extends HTMLElement {
     this.speedButton = button({ name: '1×', kind: 'button speed' }, () => this.#nextSpeed(), { 'aria-label': 'Speed 1' });
     this.skipButton = button({ icon: 'skip', name: 'Skip pauses', quiet: true },
       () => this.player.setSkipsPauses(!this.player.skipsPauses), { 'aria-pressed': 'true' });
+    this.trashButton = button({ icon: 'trash', name: 'Move to the trash', quiet: true }, () => this.#move('trash'));
+    this.restoreButton = button({ icon: 'restore', name: 'Restore', quiet: true }, () => this.#move('restore'), { hidden: true });
     this.zoomText = button({ name: '100 %', kind: 'button zoom-text' }, () => this.stage.zoomTo(1), { title: 'As large as on paper' });
     this.replay = el('div', { class: 'replay', role: 'group', 'aria-label': 'Replay' },
       this.playButton, this.timeline, this.clockText, this.speedButton, this.skipButton);
@@ -76,7 +79,7 @@ export class InkPage extends HTMLElement {
         button({ icon: 'newer', name: 'Newer page', quiet: true }, () => this.#turn(-1)),
         button({ icon: 'older', name: 'Older page', quiet: true }, () => this.#turn(1)),
         this.exporter = exportButton(() => (this.page ? [this.page] : [])),
-        button({ icon: 'trash', name: 'Move to the trash', quiet: true }, () => this.#trash())));
+        this.trashButton, this.restoreButton));
   }
 
   #makeZoomBar() {
@@ -174,6 +177,8 @@ export class InkPage extends HTMLElement {
     document.title = `${pageName(page)} – Ink inbox`;
     const isInk = page.kind === 'ink';
     this.classList.toggle('has-no-ink', !isInk);
+    this.trashButton.hidden = Boolean(page.trashed);
+    this.restoreButton.hidden = !page.trashed;
     this.replay.hidden = !isInk || !page.strokes;
     this.window.querySelector('.page-reason')?.remove();
     if (!isInk) this.window.append(el('p', { class: 'page-reason' }, page.reason || 'This ink can’t be shown.'));
@@ -216,8 +221,9 @@ export class InkPage extends HTMLElement {
     this.dispatchEvent(new CustomEvent('turn', { detail: direction }));
   }
 
-  #trash() {
-    if (this.page) this.dispatchEvent(new CustomEvent('trash', { detail: [this.page.id] }));
+  /** @param {'trash' | 'restore'} where */
+  #move(where) {
+    if (this.page) this.dispatchEvent(new CustomEvent(where, { detail: [this.page.id] }));
   }
 
   /** @param {string} title */
@@ -264,7 +270,10 @@ export class InkPage extends HTMLElement {
       case 'pan-down': stage.panBy(0, -panStep); break;
       case 'rename': this.title_.edit(); break;
       case 'export': this.exporter?.querySelector('button')?.click(); break;
-      case 'trash': this.#trash(); break;
+      case 'trash':
+        if (this.page?.trashed) say('The page is in the trash.');
+        else this.#move('trash');
+        break;
     }
   }
 
@@ -280,7 +289,7 @@ function factsOf(page) {
   const facts = [];
   if (page.kind === 'ink') facts.push(plural(page.strokes, 'stroke'));
   facts.push(`${dayName(whenOf(page))} ${timeOfDay(whenOf(page))}`);
-  if (page.title) facts.push(`page ${page.address}`);
+  if (page.address && !pageName(page).includes(page.address)) facts.push(`page ${page.address}`);
   facts.push(`pen ${page.pen}`);
   return facts.join(' · ');
 }

@@ -14,7 +14,7 @@ import { onThemeChange } from './theme.js';
 
 const umPerPixel = 25400 / 96;  // CSS pixels are 1/96 inch
 const mostZoom = 40;  // times the size on paper
-const margin = 24;
+const widestMargin = 24;
 // A page whose ink takes longer than this to draw is moved as a picture, and drawn when it rests.
 const slowMs = 12;
 const restMs = 120;
@@ -92,6 +92,7 @@ export class InkStage extends HTMLElement {
   fit() {
     const { clientWidth: width, clientHeight: height } = this;
     if (!width || !height) return;
+    const margin = Math.min(widestMargin, 0.04 * Math.min(width, height));
     const scale = Math.min((width - 2 * margin) / this.paper.width, (height - 2 * margin) / this.paper.height);
     this.isFitted = true;
     this.#setView({

@@ -193,7 +193,7 @@ class LayoutTest(Story):
         cls.world.import_ink("handwriting.inkml")
         cls.world.import_ink("note.inkml")
 
-    SIZES = {"desktop": (1280, 860), "small": (760, 560), "phone": (360, 700)}
+    SIZES = {"desktop": (1280, 860), "small": (760, 560), "phone": (360, 700), "phone on its side": (740, 360)}
 
     def assert_in_window(self, width, height, selector):
         elements = [e for e in self.all(selector) if e.is_displayed()]
@@ -219,9 +219,24 @@ class LayoutTest(Story):
     def sized(self, name):
         width, height = self.SIZES[name]
         with self.subTest(size=name):
-            self.resize(width, height, touch=name == "phone")
+            self.resize(width, height, touch=name.startswith("phone"))
             yield width, height
             self.assertEqual(self.js("return document.documentElement.scrollWidth"), width)
+
+    def pile_up_notices(self):
+        """More notices than there is room for, with more to say than they have room for."""
+        self.module("notices.js", "for (let n = 0; n < 9; n++) m.notify(`${n} ` + 'much to say '.repeat(40), { isError: n % 2 === 0 });")
+
+    def assert_notices_leave_room(self, width, height, selector):
+        """They are in the window, apart from what one presses, and can be closed."""
+        self.pile_up_notices()
+        self.assertEqual(len(self.all(".notice")), 3)
+        self.assert_in_window(width, height, ".notices")
+        self.assert_apart(f".notices, {selector}")
+        for _ in range(3):
+            self.js("document.querySelector('.notices').scrollTop = 0")
+            self.all(".notice [aria-label=Close]")[0].click()
+        self.assertEqual(self.all(".notice"), [])
 
     def test_the_desk(self):
         for name in self.SIZES:
@@ -243,6 +258,8 @@ class LayoutTest(Story):
                 self.keys(Keys.SPACE)
                 self.assert_in_window(width, height, ".selection, .selection button")
                 self.assert_apart(".selection button, .selection-count")
+                self.assert_notices_leave_room(width, height, ".selection button, .bar button, .bar input")
+                self.js("document.querySelector('.card').focus()")
                 self.named("Export").click()
                 self.assert_in_window(width, height, ".menu")
                 self.keys(Keys.ESCAPE, Keys.ESCAPE)
@@ -257,10 +274,12 @@ class LayoutTest(Story):
                 stage = box(self.one("ink-stage"))
                 self.assertEqual((stage[0], stage[2]), (0, width))
                 self.assertGreater(stage[3] - stage[1], height * 0.45)
+                self.assert_notices_leave_room(width, height, ".page button, .title-field, ink-timeline")
                 wait_for("the sheet to fit", lambda: self.js(
                     "const s = document.querySelector('.stage-sheet').getBoundingClientRect();"
                     "const w = document.querySelector('ink-stage').getBoundingClientRect();"
-                    "return s.left >= w.left && s.right <= w.right && s.top >= w.top && s.bottom <= w.bottom"))
+                    "return s.left >= w.left && s.right <= w.right && s.top >= w.top && s.bottom <= w.bottom"
+                    "  && s.height > innerHeight * 0.4"))
                 self.named("Export").click()
                 self.assert_in_window(width, height, ".menu")
                 self.keys(Keys.ESCAPE)
@@ -273,6 +292,7 @@ class LayoutTest(Story):
                 self.assert_apart(".pad-sheet, .pad button, .choice")
                 sheet = box(self.one(".pad-sheet"))
                 self.assertGreater(sheet[2] - sheet[0], width * 0.4)
+                self.assertGreater(sheet[3] - sheet[1], height * 0.3)
 
 
 if __name__ == "__main__":

@@ -118,6 +118,58 @@ class DeskTest(Story):
         self.wait_cards(3)
         self.assertIn(gone, self.cards())
 
+    def test_a_page_that_is_opened_from_the_trash_can_be_restored(self):
+        address = "1.2.7.1"
+        self.js("arguments[0].focus()", self.card(address))
+        self.keys(Keys.DELETE)
+        self.wait_cards(2)
+        self.open("#/trash")
+        self.wait_cards(1)
+        self.js("document.querySelector('.card').focus()")
+        self.keys(Keys.ENTER)
+        wait_for("the page's ink", lambda: self.ink_in(".stage-ink") > 0)
+        tools = [e.accessible_name for e in self.all(".page-tools button") if e.is_displayed()]
+        self.assertNotIn("Move to the trash", tools)
+        self.keys(Keys.DELETE)
+        self.said("The page is in the trash.")
+        self.named("Restore").click()
+        self.named("Move to the trash")
+        self.keys(Keys.ESCAPE)
+        self.one(".nothing")
+        self.open("#/")
+        self.wait_cards(3)
+        self.card(address)
+
+    def test_an_inbox_whose_pages_are_all_in_the_trash_says_so(self):
+        self.select("1.2.3.4", "1.2.3.5", "1.2.7.1")
+        self.named("Trash").click()
+        wait_for("the words", lambda: "All pages are in the trash" in self.one(".nothing").text)
+        self.assertEqual(self.all(".welcome-ways"), [])
+        self.named("Show the trash").click()
+        self.wait_cards(3)
+        self.open("#/")
+        self.driver.refresh()
+        wait_for("the words", lambda: "All pages are in the trash" in self.one(".nothing").text)
+        self.open("#/trash")
+        self.wait_cards(3)
+        self.select("1.2.3.4", "1.2.3.5", "1.2.7.1")
+        self.named("Restore").click()
+        self.wait_cards(0)
+
+    def test_delete_means_the_selection_wherever_the_focus_is_but_in_a_field(self):
+        self.select("1.2.3.4")
+        self.keys("/")
+        self.keys(Keys.DELETE)
+        self.js("document.querySelector('.card').focus()")
+        self.keys("e")
+        self.one(".menu")
+        self.keys(Keys.ESCAPE)
+        self.assertEqual(self.focused().accessible_name, "Export")
+        self.keys(Keys.DELETE)
+        self.wait_cards(2)
+        self.named("Undo").click()
+        self.wait_cards(3)
+
     def test_deleting_for_ever_asks_first(self):
         self.world.import_pages(0, 1)
         self.wait_cards(4)
@@ -171,12 +223,46 @@ class DeskTest(Story):
         ActionChains(self.driver).move_to_element(self.one(".brand")).perform()
         self.gone(".card-writing")
 
+    def test_the_circle_of_a_card_is_in_the_corner_of_its_sheet(self):
+        self.select("1.2.7.1")
+        corners = self.module("card.js", """
+            const page = { id: 1, address: '1.2.3.4', title: '', pen: '', strokes: 1, arrived: 1, kind: 'sealed', reason: '', revision: 1 };
+            const corners = [];
+            for (const [width, height] of [[210, 297], [297, 210], [100, 297], [400, 100]]) {
+              const card = new m.Card({ ...page, width, height });
+              document.querySelector('.grid-space').append(card.element);
+              card.show(card.page, 200, 283);
+              const [check, sheet] = [card.check, card.sheet].map((part) => part.getBoundingClientRect());
+              corners.push([sheet.right - check.right, check.top - sheet.top]);
+              card.remove();
+            }
+            return corners;""")
+        for corner in corners:
+            for distance in corner:
+                self.assertAlmostEqual(distance, 6, delta=1.5)
+
     def test_a_card_stays_still_for_those_who_want_less_motion(self):
         self.media(**{"prefers-reduced-motion": "reduce"})
         self.module("cardwriter.js", """
             const writer = new m.CardWriter();
             writer.over({ page: { kind: 'ink', strokes: 1, points: 10 } }, { pointerType: 'mouse' });
             if (writer.card) throw new Error('it writes');""")
+
+    def test_formats_that_hold_one_pens_ink_are_not_offered_for_two_pens(self):
+        self.world.import_ink("note.inkml", "--pen", "0123-4567-89AB-CD00", "--page", "4.4.4.4")
+        self.select("1.2.3.4", "4.4.4.4")
+        self.named("Export").click()
+        items = {item.text.split("\n")[0]: item for item in self.all(".selection [role=menuitem]")}
+        closed = [name for name, item in items.items() if item.get_attribute("aria-disabled")]
+        self.assertEqual(closed, ["InkML", "STF2"])
+        self.assertIn("for pages of one pen", items["InkML"].text)
+        items["InkML"].click()
+        self.assertEqual(self.all(".notice"), [])
+        self.keys(Keys.ESCAPE)
+        self.keys(Keys.ESCAPE)
+        self.select("4.4.4.4")
+        self.keys(Keys.DELETE)
+        self.wait_cards(3)
 
     def test_several_pages_become_one_pdf(self):
         self.select("1.2.3.4", "1.2.3.5", "1.2.7.1")

@@ -60,6 +60,29 @@ class ImportTest(Story):
         self.notice("2 files are imported.")
         wait_for("both pages", lambda: {"3.0.0.1", "3.0.0.2"} <= self.pages().keys())
 
+    def test_one_drop_of_many_files_is_told_in_one_notice(self):
+        self.may_complain = ["422"]
+        bare = '<ink xmlns="http://www.w3.org/2003/InkML"><trace>1 1, 5 {}</trace></ink>'
+        good = [self.file(f"bare{number}.inkml", bare.format(number)) for number in range(6)]
+        self.drop(*good, self.file("letter.inkml", "Dear Ada"))
+        notice = self.notice("6 files are imported.")
+        self.assertIn("letter.inkml was not imported.", notice.text)
+        self.assertEqual(len(self.all(".notice")), 1)
+        self.named("Details").click()
+        lines = [line.text for line in self.all("dialog li")]
+        self.assertEqual([line.split(" ")[0] for line in lines], ["letter.inkml"] + [f"bare{number}.inkml:" for number in range(6)])
+        self.named("Close", "dialog button").click()
+        self.gone("dialog")
+
+    def test_markup_in_a_files_name_is_text(self):
+        name = "<b title=\"&lt;\">bold<img src=x>"
+        path = self.file(name + ".inkml", '<ink xmlns="http://www.w3.org/2003/InkML"><trace>1 1, 5 77</trace></ink>')
+        self.drop(path)
+        self.notice(name + ".inkml is imported.")
+        wait_for("the page that is called so", lambda: name in self.titles())
+        self.said(name)
+        self.assertEqual(self.all("b, img[src=x]"), [])
+
     def test_what_is_no_ink_is_refused_with_the_reason(self):
         self.may_complain = ["422"]
         self.drop(self.file("letter.inkml", "Dear Ada"))

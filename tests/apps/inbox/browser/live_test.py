@@ -1,8 +1,9 @@
 """The desk while things happen: ink arrives, the service or the inbox goes away and comes back."""
 
 import re
+import resource
 
-from world import Story, unittest, wait_for
+from world import Story, blocked, unittest, wait_for
 
 
 class FirstStartTest(Story):
@@ -43,6 +44,18 @@ class ArrivalTest(Story):
         self.world.import_ink("note.inkml", "--page", last["address"])
         wait_for("the page to be first", lambda: self.titles()[0] == f"Page {last['address']}")
         wait_for("its strokes", lambda: f"{last['strokes'] + 39} strokes" in self.all(".card-note")[0].text)
+
+    def test_the_card_with_the_focus_keeps_it_while_ink_arrives(self):
+        self.js("document.querySelectorAll('.card')[1].focus()")
+        held = self.focused().get_attribute("id")
+        self.world.import_pages(400, 1)
+        wait_for("the new page", lambda: self.titles()[0] == "Page 2.0.0.400")
+        self.assertEqual(self.focused().get_attribute("id"), held)
+        # It moves to the front itself.
+        address = next(page["address"] for page in self.api("/api/pages")["pages"] if f"card-{page['id']}" == held)
+        self.world.import_ink("note.inkml", "--page", address)
+        wait_for("the page to be first", lambda: self.titles()[0] == f"Page {address}")
+        self.assertEqual(self.focused().get_attribute("id"), held)
 
     def test_many_arrivals_are_heard_as_one(self):
         self.js("window.heard.length = 0")
@@ -105,6 +118,29 @@ class AwayTest(Story):
         self.banner("The inbox is not running.")
         self.world.import_pages(before, 1)
         self.world.start_inbox()
+        self.gone(".banner")
+        self.wait_cards(before + 1)
+
+    def test_pictures_that_could_not_be_loaded_come_when_the_inbox_is_back(self):
+        self.may_complain = ["ERR_"]
+        with blocked(self.driver, "*picture.png*"):
+            self.driver.refresh()
+            wait_for("the cards without pictures", lambda: self.all(".card") and not self.all(".card-picture"))
+            self.world.stop_inbox()
+            self.banner("The inbox is not running.")
+        self.world.start_inbox()
+        self.gone(".banner")
+        wait_for("the pictures", lambda: len(self.all(".card-picture.is-there")) == len(self.all(".card")))
+
+    def test_ink_that_cannot_be_kept_is_told_until_it_can(self):
+        before = len(self.all(".card"))
+        # No file of the inbox may become longer than it is, as on a full disk.
+        _, hard = resource.prlimit(self.world.inbox.pid, resource.RLIMIT_FSIZE)
+        resource.prlimit(self.world.inbox.pid, resource.RLIMIT_FSIZE, (4096, hard))
+        self.world.import_pages(300, 1)
+        self.banner("Ink stays with the service: ")
+        self.assertEqual(self.one(".banner").text.count("with the service"), 1)
+        resource.prlimit(self.world.inbox.pid, resource.RLIMIT_FSIZE, (hard, hard))
         self.gone(".banner")
         self.wait_cards(before + 1)
 

@@ -203,11 +203,49 @@ class ModuleTest(Story):
             same([m.about(1000), m.about(120000), m.about(7200000), m.about(172800000)], ['1 second', '2 minutes', '2 hours', '2 days']);
             same(m.plural(1, 'stroke'), '1 stroke');""")
 
+    def test_a_page_that_cannot_be_shown_leaves_alone(self):
+        self.module("exports.js", STROKE + """
+            const open = (...pages) => {
+              const holder = m.exportButton(() => pages);
+              document.body.append(holder);
+              holder.querySelector('button').click();
+              const items = [...holder.querySelectorAll('.menu-item')].map((item) => item.firstChild.textContent + (item.hasAttribute('aria-disabled') ? ' closed' : ''));
+              holder.remove();
+              return items;
+            };
+            const ink = { id: 1, pen: 'A', kind: 'ink' };
+            same(open({ ...ink, kind: 'sealed' }), ['STF2']);
+            same(open(ink, { ...ink, id: 2, kind: 'sealed' }), ['PDF closed', 'InkML closed', '.xopp closed', 'STF2 closed']);
+            same(open(ink, { ...ink, id: 2 }), ['PDF', 'InkML', '.xopp', 'STF2']);""")
+
+    def test_markup_in_an_address_a_pen_or_a_reason_is_text(self):
+        shown = self.module("card.js", """
+            const { InkPage } = await import('/web/pageview.js');
+            const { notify } = await import('/web/notices.js');
+            const bad = (name) => `<img src=x alt=${name}>&lt;b>`;
+            const page = { id: 1, revision: 1, title: '', address: bad('address'), pen: bad('pen'), reason: bad('reason'), kind: 'unreadable',
+              strokes: 0, points: 0, start: 0, end: 0, arrived: 1, width: 210000, height: 297000, trashed: 0 };
+            const card = new m.Card(page);
+            const view = new InkPage();
+            document.body.append(card.element, view);
+            card.show(page, 200, 283);
+            view.page = page;
+            view.update({ ...page, title: bad('title') });
+            notify(`nats://${bad('host')} does not answer.`);
+            return [card.element.innerText, view.innerText, document.querySelector('.notice').innerText, document.querySelectorAll('img').length];""")
+        *texts, images = shown
+        self.assertEqual(images, 0)
+        for text, names in zip(texts, (("address", "reason"), ("address", "pen", "reason"), ("host",))):
+            for name in names:
+                self.assertIn(f"<img src=x alt={name}>&lt;b>", text)
+
     def test_a_page_without_a_title_is_called_by_its_address(self):
         self.module("format.js", STROKE + """
             const page = { title: '', address: '1.2.3.4', kind: 'ink' };
             same([m.pageName(page), m.pageName({ ...page, title: 'T' }), m.pageName({ ...page, kind: 'sealed' }), m.pageName({ ...page, address: '' })],
-              ['Page 1.2.3.4', 'T', 'Sealed ink', 'Ink without a page']);""")
+              ['Page 1.2.3.4', 'T', 'Sealed ink', 'Ink without a page']);
+            same([m.addressName('2147483647.5.12.1'), m.addressName('2147483647.5.12.3'), m.addressName('1.2147483647.5.12')],
+              ['Pad, sheet 12', 'Pad, sheet 12, page 3', 'Page 1.2147483647.5.12']);""")
 
 
 if __name__ == "__main__":

@@ -37,9 +37,8 @@ class PadStory(Story):
 
     def kept_page(self):
         """The address of the page that the sheet became."""
-        words = wait_for("the ink to be accepted", lambda: next(
-            (e.text for e in self.all(".pad-words") if e.text.startswith("Kept as page")), None))
-        return words[len("Kept as page "):-1]
+        wait_for("the ink to be accepted", lambda: self.one(".pad-words").text.startswith("Kept as Pad, sheet "))
+        return self.js("return document.querySelector('ink-pad').outbox.page")
 
     def arrived(self, address, strokes):
         return wait_for(f"{strokes} strokes on page {address}", lambda: next(
@@ -61,7 +60,11 @@ class PadTest(PadStory):
         for (_, x, _, _), share in zip((first[0], first[-1]), (0.2, 0.4)):
             self.assertAlmostEqual(x / width, share, delta=0.01)
         self.assertGreater(page["start"], 1577836800000, "the ink has no time of ours")
-        self.said(f"Kept as page {address}.")
+        name = f"Pad, sheet {address.split('.')[2]}"
+        self.said(f"Kept as {name}.")
+        self.said(f"Ink arrived on a new page: {name}, 2 strokes.")
+        self.open("#/")
+        self.assertIn(name, self.titles())
 
     def test_what_is_written_later_joins_the_page(self):
         self.write((0.2, 0.2), (0.3, 0.4))
@@ -71,7 +74,8 @@ class PadTest(PadStory):
         self.arrived(address, 2)
         self.named("Show the page").click()
         wait_for("the page's ink", lambda: self.ink_in(".stage-ink") > 0)
-        self.assertIn(address, self.one(".title-field").get_attribute("placeholder"))
+        self.assertEqual(self.one(".title-field").get_attribute("placeholder"), f"Pad, sheet {address.split('.')[2]}")
+        self.assertIn(f"page {address}", self.one(".page-facts").text)
 
     def test_a_new_sheet_is_another_page(self):
         self.write((0.2, 0.2), (0.3, 0.4))
@@ -161,6 +165,12 @@ class PadTest(PadStory):
             self.assertEqual(len(self.strokes()), 1)
         self.arrived(self.kept_page(), 1)
 
+    def test_a_stroke_that_was_sent_stays_and_the_pad_says_so(self):
+        self.write((0.2, 0.2), (0.3, 0.4))
+        self.assertTrue(self.named("Take back").is_enabled())
+        self.kept_page()
+        self.assertFalse(self.named("Take back: what was sent stays").is_enabled())
+
     def test_ctrl_enter_sends_without_waiting(self):
         self.write((0.2, 0.2), (0.3, 0.4))
         self.js("clearTimeout(document.querySelector('ink-pad').outbox.timer)")
@@ -172,6 +182,89 @@ class PadTest(PadStory):
         before = len(self.api("/api/pages")["pages"])
         self.keys(Keys.ESCAPE)
         wait_for("a page more", lambda: len(self.api("/api/pages")["pages"]) == before + 1)
+
+
+class KeptInkTest(PadStory):
+    """Ink that waits in the browser's storage."""
+
+    def leave(self, strokes, page=""):
+        """What a window left that is gone."""
+        self.js("localStorage.setItem('unsent-ink-left', JSON.stringify("
+                "{ page: arguments[0], width: 210000, height: 148000, strokes: arguments[1] }))", page, strokes)
+        self.driver.refresh()
+
+    def left(self):
+        return self.js("return localStorage.getItem('unsent-ink-left')")
+
+    def pages(self):
+        return len(self.api("/api/pages")["pages"])
+
+    STROKE = {"color": "#1f1b16", "width": 700, "start": 1700000000000, "points": [[0, 1000, 2000, 0.5], [13, 9100, 2010, 0.6]]}
+
+    def test_left_ink_of_a_page_that_the_inbox_does_not_know_gets_a_page(self):
+        self.may_complain = ["422"]
+        before = self.pages()
+        self.leave([self.STROKE], page="2147483647.5.2.1")
+        self.notice("1 stroke that you wrote on the pad earlier is sent.")
+        wait_for("a page more", lambda: self.pages() == before + 1)
+        self.assertIsNone(self.left())
+
+    def test_left_ink_that_is_refused_is_kept_until_its_owner_deletes_it(self):
+        self.may_complain = ["422"]
+        self.leave([{**self.STROKE, "color": "no color"}])
+        notice = self.notice("Ink that you wrote on the pad earlier was not taken.")
+        self.assertIn("It is still kept in this browser.", notice.text)
+        self.assertIsNotNone(self.left())
+        self.named("Delete it").click()
+        self.named("Delete", "dialog button").click()
+        wait_for("the ink to be deleted", lambda: self.left() is None)
+
+    def test_ink_is_not_lost_if_the_browsers_storage_is_full(self):
+        self.may_complain = ["ERR_BLOCKED"]
+        before = self.pages()
+        self.js("for (let size = 1 << 20, n = 0; size; n++) {"
+                "try { localStorage.setItem(`full-${n}`, 'x'.repeat(size)); } catch { size >>= 1; } }")
+        with blocked(self.driver, "*/api/pad"):
+            self.write((0.2, 0.2), (0.3, 0.4))
+            wait_for("the pad to say so", lambda: "storage is full" in self.one(".pad-words").text)
+            self.keys(Keys.ESCAPE)
+            self.notice("Not sent from the pad: 1 stroke.")
+            self.assertFalse(self.js("return dispatchEvent(new Event('beforeunload', { cancelable: true }))"))
+        wait_for("a page more", lambda: self.pages() == before + 1)
+        wait_for("the window to be free to go", lambda: self.js(
+            "return dispatchEvent(new Event('beforeunload', { cancelable: true }))"))
+        self.js("localStorage.clear()")
+
+    def test_ink_of_a_closed_sheet_is_sent_when_the_service_is_back(self):
+        self.may_complain = ["503", "504"]
+        before = self.pages()
+        self.world.stop_service()
+        self.write((0.2, 0.2), (0.3, 0.4))
+        wait_for("the pad to say that ink waits", lambda: "is kept here" in self.one(".pad-words").text)
+        self.keys(Keys.ESCAPE)
+        self.notice("Kept in this browser.")
+        self.world.start_service()
+        wait_for("a page more", lambda: self.pages() == before + 1)
+        self.notice("1 stroke that you wrote on the pad earlier is sent.")
+
+
+class FirstSheetTest(PadStory):
+    """An inbox that has no page yet."""
+
+    def setUp(self):
+        super().setUp()
+        self.open("#/")
+        self.one(".welcome")
+        self.keys("n")
+        self.one(".pad-sheet")
+
+    def test_the_first_page_of_all_has_the_keyboard_when_one_leaves_the_pad(self):
+        self.write((0.2, 0.2), (0.3, 0.4))
+        wait_for("the page behind the pad", lambda: self.js("return document.querySelector('ink-grid').pages.length") == 1)
+        self.keys(Keys.ESCAPE)
+        wait_for("the focus on the card", lambda: self.js("return document.activeElement.className") == "card")
+        self.keys(Keys.ENTER)
+        wait_for("the page's ink", lambda: self.ink_in(".stage-ink") > 0)
 
 
 class PadWithoutServiceTest(PadStory):

@@ -35,7 +35,7 @@ class PictureTest(Story):
     def give_title(self, page, title):
         self.open(f"#/page/{page['id']}")
         field = self.one(".title-field")
-        wait_for("the page", lambda: page["address"] in field.get_attribute("placeholder"))
+        wait_for("the page", lambda: page["address"] in field.get_attribute("placeholder") + self.one(".page-facts").text)
         field.click()
         field.send_keys(title, Keys.ENTER)
         wait_for("the title to be kept", lambda: self.api(f"/api/pages/{page['id']}")["title"] == title)
