@@ -43,9 +43,9 @@ void Cleanup();
 bool SyncRoutingInfo(const std::string& pen, const std::string& page,
                      const std::set<std::string>& apps);
 
-// The same for one of many pages of a pen, without saving. `undecided` are applications of which
-// may or may not claim the page, since their subscriptions can't be read now: their claims stay as
-// they are. A page that provably did not change since it was listed for the same applications is
+// The same for one of many pages of a pen, without saving. `undecided` are applications that may
+// or may not claim the page, since their subscriptions can't be read now: their claims stay as they
+// are. A page that provably did not change since it was listed for the same applications is
 // not listed again. Listing runs outside the lock of the table, which is free again and again in
 // between, so that other threads do not wait for a large page. False for an invalid pen or page.
 bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
