@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 #include "ForwardWorld.h"
 
@@ -79,29 +78,22 @@ TEST(ForwardCluster, LeadersThatAreKilledLoseAndRepeatNothing) {
   forward.Start();
   inbox.Start();
   ASSERT_TRUE(forward.WaitForLog("The stream INK is there.")) << forward.log();
-  const int rounds = std::getenv("QUILLPOST_FORWARD_LONG") != nullptr ? 30 : 2;
-  int count = 0;
+  const int rounds = InLongForm(2, 30);
   for (int round = 0; round < rounds; ++round) {
     const std::size_t leader = cluster.WaitForLeader();
     ASSERT_LT(leader, std::size_t{kServers});
-    InkFile ink;
-    for (int i = 0; i < 30; ++i) {
-      ++count;
-      const std::string page =
-          "1.2." + std::to_string(count / 100) + "." + std::to_string(count % 100);
-      ink.AddStroke(page.c_str(), 1000 + static_cast<std::uint64_t>(count));
-    }
-    ASSERT_TRUE(world.Import(ink.bytes()));
-    ASSERT_TRUE(world.WaitUntilKept(static_cast<std::size_t>(count) - 20)) << inbox.log();
+    ASSERT_TRUE(world.ImportMore(30));
+    ASSERT_TRUE(world.WaitUntilKept(world.imported() - 20)) << inbox.log();
     cluster[leader].Kill();
     EXPECT_TRUE(world.WaitUntilStoreIsEmpty()) << "two servers go on\n" << forward.log();
-    EXPECT_TRUE(world.WaitUntilKept(static_cast<std::size_t>(count))) << inbox.log();
+    EXPECT_TRUE(world.WaitUntilKept(world.imported())) << inbox.log();
     cluster[leader].Start();
   }
   const std::size_t leader = cluster.WaitForLeader();
   ASSERT_LT(leader, std::size_t{kServers});
   StreamPeer peer(cluster[leader].url());
   EXPECT_TRUE(Eventually([&] { return peer.HasTakenAll("library"); }));
-  EXPECT_EQ(peer.Count(), static_cast<std::uint64_t>(count));
+  EXPECT_EQ(peer.Count(), world.imported());
   EXPECT_EQ(world.Kept(), peer.Ink());
+  EXPECT_TRUE(world.HasKeptAllOnceAndInOrder());
 }
