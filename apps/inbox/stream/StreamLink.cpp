@@ -21,6 +21,10 @@ constexpr milliseconds kLongestPatience(30000);
 // would hand it out again.
 constexpr milliseconds kRetryPatience(5000);
 
+// So many times in a row, each a second, nothing comes before the server is asked whether something
+// should have.
+constexpr unsigned kSilenceOfALoss = 3;
+
 void Log(int level, const std::string& message) {
   if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Inbox")) {
     logger->Log(level, "%s", message.c_str());
@@ -99,11 +103,17 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
   consumer.Resume(last);
   Log(Talvo::kLogInformation, "The stream " + source_.stream.stream + " is there.");
   Tell("");
+  unsigned silent_fetches = 0;
   while (!is_ending() && !connection->is_closed()) {
     bool is_broken = false;
     const auto messages = consumer.Fetch(is_broken);
-    if (messages.empty() && !is_broken) TellIncomplete();
+    if (messages.empty() && !is_broken) {
+      TellIncomplete();
+      const bool is_to_ask = ++silent_fetches % kSilenceOfALoss == 0;
+      if (is_to_ask && consumer.HasLost(last)) consumer.Resume(last, true);
+    }
     if (!messages.empty()) {
+      silent_fetches = 0;
       if (!KeepAll(messages, key)) return;
       for (const auto& message : messages) last = std::max(last, message.sequence);
     }

@@ -40,14 +40,16 @@ CutNetwork::CutNetwork() : before_(OpenNetwork()) {
   Enter(before_);
 }
 
-CutNetwork::~CutNetwork() { ::setns(before_.get(), CLONE_NEWNET); }
+CutNetwork::~CutNetwork() {
+  ::setns(before_.get(), CLONE_NEWNET);
+}
 
 bool CutNetwork::Make() {
   if (::unshare(CLONE_NEWNET) != 0) return false;
   server_ = OpenNetwork();
   // By the descriptor, since ip can't name what has no name.
-  const std::string server = "/proc/" + std::to_string(::getpid()) + "/fd/" +
-                             std::to_string(server_.get());
+  const std::string server =
+      "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(server_.get());
   why_not_ = Ip({"link", "set", "lo", "up"});
   if (!why_not_.empty() || ::unshare(CLONE_NEWNET) != 0) return false;
   clients_ = OpenNetwork();
@@ -67,9 +69,13 @@ bool CutNetwork::Make() {
   return true;
 }
 
-void CutNetwork::EnterClients() { Enter(clients_); }
+void CutNetwork::EnterClients() {
+  Enter(clients_);
+}
 
-void CutNetwork::EnterServer() { Enter(server_); }
+void CutNetwork::EnterServer() {
+  Enter(server_);
+}
 
 // The server's end, so that the clients' network still knows its way: a packet is dropped on it.
 void CutNetwork::SetWire(const std::string& state) {

@@ -56,6 +56,21 @@ class OtherReader {
   natsSubscription* reader_ = nullptr;
 };
 
+constexpr std::int64_t kAnHourNs = 3600LL * 1000000000;
+
+// The consumer "library" as an inbox makes it, or with another time before it hands out again what
+// was not acknowledged.
+void MakeConsumer(StreamPeer& peer, std::int64_t ack_wait_ns = 0) {
+  jsConsumerConfig config;
+  ::jsConsumerConfig_Init(&config);
+  config.Durable = "library";
+  config.AckPolicy = js_AckExplicit;
+  config.AckWait = ack_wait_ns;
+  config.FilterSubject = "ink.>";
+  ASSERT_EQ(::js_AddConsumer(nullptr, peer.connection().stream(), "INK", &config, nullptr, nullptr),
+            NATS_OK);
+}
+
 std::string Line(const std::string& page, std::uint64_t start_ms) {
   return std::string(kTestPenSerial) + " " + page + " " + std::to_string(start_ms);
 }
@@ -140,19 +155,34 @@ TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
 TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
   World world;
   for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
-  jsConsumerConfig config;
-  ::jsConsumerConfig_Init(&config);
-  config.Durable = "library";
-  config.AckPolicy = js_AckExplicit;
-  config.FilterSubject = "ink.>";
-  ASSERT_EQ(
-      ::js_AddConsumer(nullptr, world.peer.connection().stream(), "INK", &config, nullptr, nullptr),
-      NATS_OK);
+  MakeConsumer(world.peer);
   OtherReader reader(world.peer);
   ASSERT_EQ(reader.Take(2), 2);
   auto inbox = world.Inbox(world.server.url());
   inbox.Start();
   EXPECT_TRUE(world.WaitUntilKept(3));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+// As when the server that had it under way dies, and nobody writes for a while: no count tells of
+// it.
+TEST(StreamEnd, TheLastDeliveryThatIsLostIsNoticed) {
+  World world;
+  MakeConsumer(world.peer, kAnHourNs);  // until it would be handed out again
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  world.peer.Put("1.2.3.1", 1000);
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  inbox.Signal(SIGSTOP);
+  OtherReader reader(world.peer);
+  std::uint64_t count = 1;
+  // Until the inbox's own question is too old, the answers to it wait in its socket.
+  ASSERT_TRUE(Eventually([&] {
+    world.peer.Put("1.2.3." + std::to_string(++count), 1000);
+    return reader.Take(1) == 1;
+  }));
+  inbox.Signal(SIGCONT);
+  EXPECT_TRUE(world.WaitUntilKept(count)) << inbox.log();
   EXPECT_EQ(world.Kept(), world.peer.Ink());
 }
 
