@@ -135,8 +135,9 @@ std::vector<Consumer::Message> Consumer::Fetch(bool& is_broken) {
     is_broken = data->Sequence.Consumer != last_delivery_ + 1;
     if (is_broken) break;
     ++last_delivery_;
-    messages.push_back(
-        {Stream::MessagePtr(std::exchange(fetched.list.Msgs[i], nullptr)), data->Sequence.Stream});
+    constexpr std::int64_t kMillisecondNs = 1000000;
+    messages.push_back({Stream::MessagePtr(std::exchange(fetched.list.Msgs[i], nullptr)),
+                        data->Sequence.Stream, data->Timestamp / kMillisecondNs});
   }
   return messages;
 }

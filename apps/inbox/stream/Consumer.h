@@ -25,6 +25,7 @@ class Consumer {
   struct Message {
     Stream::MessagePtr message;
     std::uint64_t sequence = 0;  // in the stream, from 1
+    std::int64_t time_ms = 0;    // when the stream took it
   };
 
   // `filter` may be empty: all ink, or what the consumer has that is there already. Waits for the

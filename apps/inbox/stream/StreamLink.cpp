@@ -25,6 +25,18 @@ constexpr milliseconds kRetryPatience(5000);
 // should have.
 constexpr unsigned kSilenceOfALoss = 3;
 
+// No sender goes on with parts that are so old.
+constexpr auto kAbandoned = 7 * Stream::kLongestPause;
+constexpr std::chrono::hours kTimeBetweenLooks(1);  // for sets that are
+
+std::string NameOf(const PartSets::Incomplete& set) {
+  return "Ink of pen " + set.pen + ", page " + set.page;
+}
+
+std::string CountOf(const PartSets::Incomplete& set) {
+  return std::to_string(set.here) + " of " + std::to_string(set.parts) + " parts have come";
+}
+
 void Log(int level, const std::string& message) {
   if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Inbox")) {
     logger->Log(level, "%s", message.c_str());
@@ -110,7 +122,13 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
     if (messages.empty() && !is_broken) {
       TellIncomplete();
       const bool is_to_ask = ++silent_fetches % kSilenceOfALoss == 0;
-      if (is_to_ask && consumer.HasLost(last)) consumer.Resume(last, true);
+      if (is_to_ask) {
+        if (consumer.HasLost(last)) {
+          consumer.Resume(last, true);
+        } else {
+          GiveUpAbandoned();
+        }
+      }
     }
     if (!messages.empty()) {
       silent_fetches = 0;
@@ -162,10 +180,11 @@ void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
   }
   if (ink.whole.empty()) {
     keeper.Keep({std::string(ink.bytes), ink.pen, ink.page}, NowMs());
+    PartSets(keeper.connection()).Forget(ink);
     return;
   }
   if (!ink.digest.empty() && keeper.IsKept(ink.digest)) return;
-  const auto whole = PartSets(keeper.connection()).Add(ink);
+  const auto whole = PartSets(keeper.connection()).Add(ink, message.time_ms);
   if (!whole) {
     has_news_of_parts_ = true;
     return;
@@ -183,9 +202,22 @@ void StreamLink::TellIncomplete() {
   writer_.Run([&](Keeper& keeper) { sets = PartSets(keeper.connection()).FindIncomplete(); });
   has_news_of_parts_ = false;
   for (const auto& set : sets) {
-    Log(Talvo::kLogWarning, "Ink of pen " + set.pen + ", page " + set.page +
-                                ", is not whole: " + std::to_string(set.here) + " of " +
-                                std::to_string(set.parts) + " parts have come.");
+    Log(Talvo::kLogWarning, NameOf(set) + ", is not whole: " + CountOf(set) + ".");
+  }
+}
+
+// Called when all that is in the stream has been read: what is missing then is not there.
+void StreamLink::GiveUpAbandoned() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_look_at_parts_) return;
+  next_look_at_parts_ = now + kTimeBetweenLooks;
+  std::vector<PartSets::Incomplete> sets;
+  writer_.Run([&](Keeper& keeper) {
+    sets = PartSets(keeper.connection()).GiveUp(NowMs() - milliseconds(kAbandoned).count());
+  });
+  for (const auto& set : sets) {
+    Log(Talvo::kLogWarning, NameOf(set) + ", is given up: " + CountOf(set) + ", and none for " +
+                                std::to_string(kAbandoned / std::chrono::hours(24)) + " days.");
   }
 }
 

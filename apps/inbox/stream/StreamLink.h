@@ -48,6 +48,7 @@ class StreamLink final : private Stream::Watcher {
   bool KeepAll(const std::vector<Consumer::Message>& messages, const std::string& key);
   void KeepOne(Keeper& keeper, const Consumer::Message& message);
   void TellIncomplete();
+  void GiveUpAbandoned();
   bool PauseUnlessEnding(std::chrono::milliseconds time);
   void Tell(const std::string& hindrance);
   bool is_ending();
@@ -56,7 +57,8 @@ class StreamLink final : private Stream::Watcher {
   Writer& writer_;
   std::string hindrance_;          // the link's thread
   bool has_news_of_parts_ = true;  // since they were last told of; used while the writer is ours
-  std::mutex mutex_;               // of the following
+  std::chrono::steady_clock::time_point next_look_at_parts_;  // the link's thread
+  std::mutex mutex_;                                          // of the following
   std::condition_variable news_;
   bool is_ending_ = false;
   // Ends after the connection, and before all that the library's callbacks touch.

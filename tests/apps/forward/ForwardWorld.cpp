@@ -112,8 +112,20 @@ std::size_t ForwardWorld::PartsThatWait() const {
   return Select("SELECT part FROM parts").size();
 }
 
+void ForwardWorld::AgeParts(std::chrono::milliseconds time) {
+  sqlite3* database = nullptr;
+  ::sqlite3_open(InboxFile().c_str(), &database);
+  const std::string sql = "UPDATE parts SET time = time - " + std::to_string(time.count());
+  EXPECT_EQ(::sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  ::sqlite3_close(database);
+}
+
+std::string ForwardWorld::InboxFile() const {
+  return (root_.home() / ".local/share/quillpost/inbox.db").string();
+}
+
 std::vector<std::vector<std::string>> ForwardWorld::Select(const char* sql) const {
-  const std::string file = (root_.home() / ".local/share/quillpost/inbox.db").string();
+  const std::string file = InboxFile();
   std::vector<std::vector<std::string>> rows;
   sqlite3* database = nullptr;
   sqlite3_stmt* query = nullptr;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -83,7 +84,11 @@ class ForwardWorld {
   // What the inbox holds of packages whose rest has not come.
   std::size_t PartsThatWait() const;
 
+  // Has them be that much older. To be called while no inbox runs.
+  void AgeParts(std::chrono::milliseconds time);
+
  private:
+  std::string InboxFile() const;
   std::vector<std::vector<std::string>> Select(const char* sql) const;  // in the inbox
 
   TestRoot root_;

@@ -136,6 +136,56 @@ TEST(StreamEnd, APartThatComesAgainAloneIsNotWaitedFor) {
   EXPECT_EQ(world.PartsThatWait(), 0u);
 }
 
+TEST(StreamEnd, PartsOfInkThatCameInOnePieceAreForgotten) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
+  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
+  // The server's limit was raised.
+  world.peer.Put(Stream::OutgoingInk(kEnvelope, parts.bytes, 1 << 20));
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+}
+
+TEST(StreamEnd, PartsWhoseRestNeverComesAreGivenUp) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
+  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
+  EXPECT_EQ(inbox.Stop(), 0);
+  world.AgeParts(std::chrono::hours(8 * 24));
+  inbox.Start();
+  EXPECT_TRUE(
+      inbox.WaitForLog("Ink of pen 0123-4567-89AB-CDEF, page 1.2.3.4, is given up: 2 of 5 parts "
+                       "have come, and none for 7 days."));
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+  // Its desktop is back, and begins with the first.
+  for (std::uint32_t part = 1; part <= 5; ++part) {
+    world.peer.Put(parts.ink, part, "again-" + std::to_string(part));
+  }
+  EXPECT_TRUE(world.WaitUntilKept(1));
+}
+
+// The rest may be in the stream, which is read first.
+TEST(StreamEnd, OldPartsAreWaitedForUntilTheStreamIsRead) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
+  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
+  EXPECT_EQ(inbox.Stop(), 0);
+  world.AgeParts(std::chrono::hours(8 * 24));
+  for (const std::uint32_t part : {3u, 4u, 5u}) world.peer.Put(parts.ink, part);
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(inbox.log().find("is given up"), std::string::npos);
+}
+
 TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
   World world;
   world.peer.Put("1.2.3.4", 5000);
