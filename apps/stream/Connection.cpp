@@ -154,8 +154,9 @@ StreamError::StreamError(const std::string& message, natsStatus status)
     : std::runtime_error(message + ": " + Reason(status)) {}
 
 Library::Library() {
-  constexpr std::int64_t kDefaultSpin = -1;
-  Check("can't use the client library", ::nats_Open(kDefaultSpin));
+  // A thread that waits for a lock leaves the processor to the one that has it.
+  constexpr std::int64_t kNoSpin = 0;
+  Check("can't use the client library", ::nats_Open(kNoSpin));
 }
 
 Library::~Library() {
