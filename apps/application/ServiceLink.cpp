@@ -36,6 +36,7 @@ ServiceLink::ServiceLink(Options options)
     : options_(std::move(options)),
       queue_(std::make_shared<boost::asio::io_context>()),
       work_(queue_->get_executor()),
+      has_waiting_(std::make_shared<std::atomic<bool>>(false)),
       patience_(kFirstPatience),
       thread_([this] {
         Connect();
@@ -91,7 +92,7 @@ void ServiceLink::Connect() {
   options.on_disconnected = [this, number = number_](const IPC::Client::Outcome& reason) {
     if (number == number_) Lose(reason.message);
   };
-  client_ = std::make_unique<IPC::Client>(options);
+  client_ = std::make_shared<IPC::Client>(options);
   const IPC::Client::Outcome outcome = client_->Connect(Quillpost::GetEndpoint());
   if (!outcome) return Lose(outcome.message);
   patience_ = kFirstPatience;
@@ -103,6 +104,7 @@ void ServiceLink::Lose(const std::string& reason) {
   client_.reset();
   ++number_;
   waiting_.clear();
+  *has_waiting_ = false;
   SetState(false, "");
   After(patience_, [this] { Connect(); });
   patience_ = std::min(patience_ * 2, kLongestPatience);
@@ -150,21 +152,30 @@ void ServiceLink::OnPackage(const Json::Value& params) {
 }
 
 void ServiceLink::Keep(const Offer& offer) {
-  options_.keep(offer, [this, queue = queue_, offer, number = number_](const std::string& failure) {
-    // After the link's end the queue has stopped: the job, which names the link, never runs.
-    boost::asio::post(*queue, [this, offer, number, failure] {
-      if (number == number_) OnKept(offer, failure);
-    });
+  options_.keep(offer, [this, queue = queue_, has_waiting = has_waiting_,
+                        client = std::weak_ptr<IPC::Client>(client_), offer,
+                        number = number_](const std::string& failure) {
+    const auto connection = client.lock();  // null after the connection's end, and the link's
+    if (!connection) return;
+    if (!failure.empty() || *has_waiting) {
+      // After the link's end the queue has stopped: the job, which names the link, never runs.
+      boost::asio::post(*queue, [this, offer, number, failure] {
+        if (number == number_) OnKept(offer, failure);
+      });
+    }
+    // Here, since the pen's next package waits for it. The job comes before that package's.
+    if (failure.empty()) Confirm(*connection, offer.pen);
   });
 }
 
 void ServiceLink::OnKept(const Offer& offer, const std::string& failure) {
   if (failure.empty()) {
     waiting_.erase(offer.pen);
-    TellWaiting();
-    return Confirm(offer.pen);
+    *has_waiting_ = !waiting_.empty();
+    return TellWaiting();
   }
   Waiting& waiting = waiting_[offer.pen];
+  *has_waiting_ = true;
   if (waiting.reason != failure) {
     Log(Talvo::kLogWarning, "ink of pen " + offer.pen + " stays with the service: " + failure);
   }
@@ -193,19 +204,19 @@ void ServiceLink::RetryNow() {
   boost::asio::post(*queue_, [this] {
     for (auto& [pen, waiting] : waiting_) {
       if (waiting.is_due) continue;
-      waiting.is_due = true;
       waiting.patience = milliseconds(0);
+      waiting.is_due = true;
       Keep(waiting.offer);
     }
   });
 }
 
-void ServiceLink::Confirm(const std::string& pen) {
+void ServiceLink::Confirm(IPC::Client& client, const std::string& pen) {
   Json::Value params;
   params[Quillpost::Argument::InkPackagePen] = pen;
   params[Quillpost::Argument::InkPackageDelivered] = true;
   params[Quillpost::Argument::IgnoredPageAddresses] = Json::Value(Json::arrayValue);
-  client_->RequestAsync(Quillpost::Command::ConfirmInkPackageDelivery, params, nullptr);
+  client.RequestAsync(Quillpost::Command::ConfirmInkPackageDelivery, params, nullptr);
 }
 
 void ServiceLink::Import(const std::string& file, std::function<void(ImportResult)> done) {
