@@ -2,9 +2,11 @@
 
 #include <Talvo/Logger.h>
 #include <TalvoQuillpost/Protocol.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <boost/asio/post.hpp>
+#include <cerrno>
 #include <utility>
 
 namespace Application {
@@ -28,6 +30,11 @@ std::string ReadString(const Json::Value& params, const char* key) {
 std::string ReadFirst(const Json::Value& params, const char* key) {
   const bool is_list = params.isObject() && params[key].isArray() && !params[key].empty();
   return is_list && params[key][0].isString() ? params[key][0].asString() : std::string();
+}
+
+bool HasBytes(const std::string& file) {
+  struct stat status;
+  return ::stat(file.c_str(), &status) == 0 ? status.st_size > 0 : errno != ENOENT;
 }
 
 }  // namespace
@@ -164,7 +171,7 @@ void ServiceLink::Keep(const Offer& offer) {
       });
     }
     // Here, since the pen's next package waits for it. The job comes before that package's.
-    if (failure.empty()) Confirm(*connection, offer.pen);
+    if (failure.empty()) Confirm(*connection, offer.pen, true);
   });
 }
 
@@ -188,10 +195,19 @@ void ServiceLink::OnKept(const Offer& offer, const std::string& failure) {
   After(waiting.patience, [this, pen = offer.pen, attempt = ++waiting.attempt] {
     const auto due = waiting_.find(pen);
     if (due == waiting_.end() || due->second.is_due || due->second.attempt != attempt) return;
-    due->second.is_due = true;
-    Keep(due->second.offer);
+    Retry(due->second);
   });
   TellWaiting();
+}
+
+// A file that has gone or was emptied in the meantime, by a cleaner of old files for instance,
+// never comes back by itself. The service makes a refused package anew.
+void ServiceLink::Retry(Waiting& waiting) {
+  waiting.is_due = true;
+  if (HasBytes(waiting.offer.file)) return Keep(waiting.offer);
+  Log(Talvo::kLogWarning, "the package of pen " + waiting.offer.pen +
+                              " has gone from its place; the service is asked for it again");
+  Confirm(*client_, waiting.offer.pen, false);
 }
 
 void ServiceLink::TellWaiting() {
@@ -205,16 +221,15 @@ void ServiceLink::RetryNow() {
     for (auto& [pen, waiting] : waiting_) {
       if (waiting.is_due) continue;
       waiting.patience = milliseconds(0);
-      waiting.is_due = true;
-      Keep(waiting.offer);
+      Retry(waiting);
     }
   });
 }
 
-void ServiceLink::Confirm(IPC::Client& client, const std::string& pen) {
+void ServiceLink::Confirm(IPC::Client& client, const std::string& pen, bool is_delivered) {
   Json::Value params;
   params[Quillpost::Argument::InkPackagePen] = pen;
-  params[Quillpost::Argument::InkPackageDelivered] = true;
+  params[Quillpost::Argument::InkPackageDelivered] = is_delivered;
   params[Quillpost::Argument::IgnoredPageAddresses] = Json::Value(Json::arrayValue);
   client.RequestAsync(Quillpost::Command::ConfirmInkPackageDelivery, params, nullptr);
 }

@@ -99,7 +99,8 @@ class ServiceLink {
   void OnPackage(const Json::Value& params);
   void Keep(const Offer& offer);
   void OnKept(const Offer& offer, const std::string& failure);
-  static void Confirm(IPC::Client& client, const std::string& pen);
+  void Retry(Waiting& waiting);
+  static void Confirm(IPC::Client& client, const std::string& pen, bool is_delivered);
   void Lose(const std::string& reason);
   void After(std::chrono::milliseconds time, std::function<void()> job);
   void TellWaiting();

@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <boost/filesystem/operations.hpp>
 #include <random>
 
 #include "ForwardWorld.h"
 
 using testing::HasSubstr;
+using testing::UnorderedElementsAre;
 
 // The server is killed in the middle of ink that is on its way to it and from it, again and again.
 TEST(ForwardFaults, AServerThatIsKilledLosesAndRepeatsNothing) {
@@ -86,6 +88,34 @@ TEST(ForwardFaults, AServerThatIsAwayIsWaitedFor) {
   EXPECT_TRUE(inbox.WaitForLog("No ink comes from the stream: can't connect to " + server.url()));
   server.Start();
   EXPECT_TRUE(world.WaitUntilKept(1));
+}
+
+// Somebody tidies the service's folder up while packages wait for the server.
+TEST(ForwardFaults, APackageThatHasGoneIsAskedForAgain) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  StreamPeer(server.url()).Create();
+  server.Kill();
+  auto forward = world.Forward(server.url());
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000, 1)));
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.5", 6000, 2)));
+  forward.Start();
+  ASSERT_TRUE(forward.WaitForLog("ink of pen 0000-0000-0000-0001 stays with the service"));
+  ASSERT_TRUE(forward.WaitForLog("ink of pen 0000-0000-0000-0002 stays with the service"));
+  namespace fs = boost::filesystem;
+  std::vector<fs::path> packages(fs::directory_iterator(world.root().scratch()), {});
+  ASSERT_EQ(packages.size(), 2u);
+  fs::remove(packages[0]);
+  WriteFile(packages[1], "");
+  server.Start();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty()) << forward.log();
+  EXPECT_THAT(forward.log(),
+              HasSubstr("has gone from its place; the service is asked for it again"));
+  auto inbox = world.Inbox(server.url());
+  inbox.Start();
+  ASSERT_TRUE(world.WaitUntilKept(2));
+  EXPECT_THAT(world.Kept(), UnorderedElementsAre("0000-0000-0000-0001 1.2.3.4 5000",
+                                                 "0000-0000-0000-0002 1.2.3.5 6000"));
 }
 
 TEST(ForwardFaults, ItEndsQuietlyWhileItsServerIsAway) {
