@@ -53,6 +53,10 @@ void Events::SetService(const Application::ServiceLink::State& state) {
   });
 }
 
+void Events::OnStreamState(const StreamLink::State& state) {
+  boost::asio::post(queue_, [this, state] { Send(EventText("stream", ToJson(state))); });
+}
+
 void Events::Send(const std::string& text) {
   for (auto& [stream, listener] : streams_) {
     if (listener.is_ready) {

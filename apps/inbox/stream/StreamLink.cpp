@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "stream/PartSets.h"
 
@@ -45,8 +46,12 @@ void Log(int level, const std::string& message) {
 
 }  // namespace
 
-StreamLink::StreamLink(const StreamSource& source, Writer& writer)
-    : source_(source), writer_(writer), thread_([this] { Work(); }) {}
+StreamLink::StreamLink(const StreamSource& source, Writer& writer,
+                       std::function<void(const State&)> on_state)
+    : source_(source),
+      writer_(writer),
+      on_state_(std::move(on_state)),
+      thread_([this] { Work(); }) {}
 
 StreamLink::~StreamLink() {
   std::shared_ptr<Stream::Connection> connection;
@@ -74,10 +79,22 @@ bool StreamLink::PauseUnlessEnding(milliseconds time) {
   return !news_.wait_for(lock, time, [this] { return is_ending_; });
 }
 
-void StreamLink::Tell(const std::string& hindrance) {
-  if (hindrance_ == hindrance) return;
-  hindrance_ = hindrance;
-  if (!hindrance.empty()) Log(Talvo::kLogWarning, "No ink comes from the stream: " + hindrance);
+StreamLink::State StreamLink::state() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return state_;
+}
+
+void StreamLink::SetState(bool is_connected, const std::string& hindrance) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const bool is_known = state_.hindrance == hindrance;
+    if (is_known && state_.is_connected == is_connected) return;
+    if (!is_known && !hindrance.empty()) {
+      Log(Talvo::kLogWarning, "No ink comes from the stream: " + hindrance);
+    }
+    state_ = {is_connected, hindrance};
+  }
+  on_state_({is_connected, hindrance});
 }
 
 void StreamLink::Work() {
@@ -95,7 +112,7 @@ void StreamLink::Work() {
       patience = kFirstPatience;
       Follow(connection);
     } catch (const std::exception& error) {
-      if (!is_ending()) Tell(error.what());
+      if (!is_ending()) SetState(false, error.what());
     }
     {
       const std::lock_guard<std::mutex> lock(mutex_);
@@ -114,14 +131,23 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
   std::uint64_t last = Position(key);
   consumer.Resume(last);
   Log(Talvo::kLogInformation, "The stream " + source_.stream.stream + " is there.");
-  Tell("");
+  SetState(true, "");
   unsigned silent_fetches = 0;
+  bool is_lost = false;
   while (!is_ending() && !connection->is_closed()) {
+    if (!connection->is_connected()) {
+      is_lost = true;  // it comes back by itself
+      SetState(false, "the connection to the servers is lost");
+    } else if (is_lost) {
+      consumer.Resume(last);  // without what was under way
+      is_lost = false;
+      SetState(true, "");
+    }
     bool is_broken = false;
     const auto messages = consumer.Fetch(is_broken);
     if (messages.empty() && !is_broken) {
       TellIncomplete();
-      const bool is_to_ask = ++silent_fetches % kSilenceOfALoss == 0;
+      const bool is_to_ask = !is_lost && ++silent_fetches % kSilenceOfALoss == 0;
       if (is_to_ask) {
         if (consumer.HasLost(last)) {
           consumer.Resume(last, true);
@@ -159,12 +185,12 @@ bool StreamLink::KeepAll(const std::vector<Consumer::Message>& messages, const s
       });
       break;
     } catch (const std::exception& error) {
-      Tell(error.what());
+      SetState(true, error.what());
     }
     if (!PauseUnlessEnding(kRetryPatience)) return false;
     for (const auto& message : messages) ::natsMsg_InProgress(message.message.get(), nullptr);
   }
-  Tell("");
+  SetState(true, "");
   // An acknowledgement that gets lost brings the message again, which is known then.
   for (const auto& message : messages) ::natsMsg_Ack(message.message.get(), nullptr);
   return true;

@@ -36,6 +36,11 @@ class App {
   service = 'connected';
   /** Why ink can't be kept at the moment. */
   hindrance = '';
+  /**
+   * Where other ink comes from, if from anywhere.
+   * @type {import('./api.js').StreamState | null}
+   */
+  stream = null;
   banner = el('div', { class: 'banner', role: 'status', hidden: true });
   arrivals = new Arrivals((news) => this.#takeNews(news));
 
@@ -65,6 +70,10 @@ class App {
     live.addEventListener('service', (event) => {
       this.#setService(detail(event).service);
       this.#askStatus();
+    });
+    live.addEventListener('stream', (event) => {
+      this.stream = detail(event);
+      this.#showBanner();
     });
     live.addEventListener('reset', () => {
       this.library.reload();
@@ -97,8 +106,9 @@ class App {
 
   async #askStatus() {
     try {
-      const { service, hindrance } = await fetchStatus();
+      const { service, hindrance, stream } = await fetchStatus();
       this.hindrance = hindrance;
+      this.stream = stream;
       this.#setService(service);
     } catch {
       this.#showBanner();
@@ -113,11 +123,13 @@ class App {
   }
 
   #showBanner() {
-    const { live, service, hindrance } = this;
+    const { live, service, hindrance, stream } = this;
+    const ofService = service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.'
+      : hindrance ? `New ink waits with the service: ${hindrance}` : '';
+    const ofStream = stream?.hindrance ? `No ink comes from the stream: ${stream.hindrance}` : '';
     const words = live.state === 'locked' ? 'This window is no longer known to the inbox. Open it again with: quillpost-inbox --open'
       : live.state === 'away' ? 'The inbox is not running. Everything shows again when it is back.'
-        : service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.'
-          : hindrance ? `New ink waits with the service: ${hindrance}` : '';
+        : [ofService, ofStream].filter(Boolean).join(' ');
     const before = this.banner.dataset.words ?? '';
     if (words === before) return;
     this.banner.dataset.words = words;
