@@ -11,6 +11,26 @@ namespace {
 
 constexpr int kServers = 3;
 
+bool IsWhole(const jsClusterInfo* group) {
+  if (group == nullptr || group->Leader == nullptr || group->ReplicasLen != kServers - 1) {
+    return false;
+  }
+  return std::all_of(
+      group->Replicas, group->Replicas + group->ReplicasLen,
+      [](const jsPeerInfo* replica) { return replica->Current && !replica->Offline; });
+}
+
+// Also if nobody has made it yet.
+bool IsConsumerWhole(StreamPeer& peer) {
+  jsConsumerInfo* info = nullptr;
+  const natsStatus status =
+      ::js_GetConsumerInfo(&info, peer.connection().stream(), "INK", "library", nullptr, nullptr);
+  if (status != NATS_OK) return status == NATS_NOT_FOUND;
+  const bool is_whole = IsWhole(info->Cluster);
+  ::jsConsumerInfo_Destroy(info);
+  return is_whole;
+}
+
 class Cluster {
  public:
   explicit Cluster(ForwardWorld& world) {
@@ -33,7 +53,8 @@ class Cluster {
   const std::string& urls() const { return urls_; }
   NatsServer& operator[](std::size_t i) { return *servers_[i]; }
 
-  // The server that leads the stream, as another one sees it; kServers if none does at the moment.
+  // The server that leads the stream, as another one sees it; kServers while none does, or while
+  // one of the others does not have all of it or of its consumer: two go on only from there.
   std::size_t FindLeader() {
     for (const auto& server : servers_) {
       if (!server->is_running()) continue;
@@ -44,8 +65,8 @@ class Cluster {
             NATS_OK) {
           continue;
         }
-        const bool is_led = info->Cluster != nullptr && info->Cluster->Leader != nullptr;
-        const std::string leader = is_led ? info->Cluster->Leader : "";
+        const bool is_whole = IsWhole(info->Cluster) && IsConsumerWhole(peer);
+        const std::string leader = is_whole ? info->Cluster->Leader : "";
         ::jsStreamInfo_Destroy(info);
         for (std::size_t i = 0; i < kServers; ++i) {
           if (leader == "server" + std::to_string(i) && servers_[i]->is_running()) return i;
