@@ -20,17 +20,6 @@ bool IsWhole(const jsClusterInfo* group) {
       [](const jsPeerInfo* replica) { return replica->Current && !replica->Offline; });
 }
 
-// Also if nobody has made it yet.
-bool IsConsumerWhole(StreamPeer& peer) {
-  jsConsumerInfo* info = nullptr;
-  const natsStatus status =
-      ::js_GetConsumerInfo(&info, peer.connection().stream(), "INK", "library", nullptr, nullptr);
-  if (status != NATS_OK) return status == NATS_NOT_FOUND;
-  const bool is_whole = IsWhole(info->Cluster);
-  ::jsConsumerInfo_Destroy(info);
-  return is_whole;
-}
-
 class Cluster {
  public:
   explicit Cluster(ForwardWorld& world) {
@@ -54,7 +43,7 @@ class Cluster {
   NatsServer& operator[](std::size_t i) { return *servers_[i]; }
 
   // The server that leads the stream, as another one sees it; kServers while none does, or while
-  // one of the others does not have all of it or of its consumer: two go on only from there.
+  // one of the others does not have all of it: two go on only from there.
   std::size_t FindLeader() {
     for (const auto& server : servers_) {
       if (!server->is_running()) continue;
@@ -65,8 +54,7 @@ class Cluster {
             NATS_OK) {
           continue;
         }
-        const bool is_whole = IsWhole(info->Cluster) && IsConsumerWhole(peer);
-        const std::string leader = is_whole ? info->Cluster->Leader : "";
+        const std::string leader = IsWhole(info->Cluster) ? info->Cluster->Leader : "";
         ::jsStreamInfo_Destroy(info);
         for (std::size_t i = 0; i < kServers; ++i) {
           if (leader == "server" + std::to_string(i) && servers_[i]->is_running()) return i;
