@@ -19,12 +19,6 @@ struct Deleter {
   void operator()(jsMsgMetaData* data) const { ::jsMsgMetaData_Destroy(data); }
 };
 
-// While nothing is under way: whether something was handed out that did not come, or was
-// acknowledged and the server has not heard of it. Either would come again much later.
-bool HasMoreUnderWay(const jsConsumerInfo& info, std::uint64_t last) {
-  return info.Delivered.Stream > last || info.NumAckPending > 0;
-}
-
 struct MessageList {
   natsMsgList list{};
   ~MessageList() { ::natsMsgList_Destroy(&list); }
@@ -83,7 +77,7 @@ Consumer::ConsumerInfo Consumer::Find() {
 
 bool Consumer::HasLost(std::uint64_t last) {
   const ConsumerInfo info = Find();
-  return !info || info->NumPending > 0 || HasMoreUnderWay(*info, last);
+  return !info || info->Delivered.Stream > last || info->NumPending > 0;
 }
 
 void Consumer::Resume(std::uint64_t last, bool is_anew) {
@@ -96,7 +90,7 @@ void Consumer::Resume(std::uint64_t last, bool is_anew) {
       throw StreamError("the consumer " + name_ + " has another filter, '" +
                         (had == nullptr ? "" : had) + "'; give this one another name");
     }
-    if (is_anew || HasMoreUnderWay(*info, last)) {
+    if (is_anew || info->Delivered.Stream > last) {
       jsErrCode code{};
       const natsStatus status =
           ::js_DeleteConsumer(connection_.stream(), stream_.c_str(), name_.c_str(), nullptr, &code);

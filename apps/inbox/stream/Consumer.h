@@ -2,9 +2,9 @@
 //
 // A server that has handed out messages whose receiver died hands out newer ones first, and those
 // again only when their time is over: a pen's ink would come out of order. So the reader says how
-// far it has come, and a consumer that has handed out more than that is made anew from there, or
-// that waits for acknowledgements which got lost. The same is done when a delivery is missing,
-// which its count tells. A consumer's name therefore belongs to one reader.
+// far it has come, and a consumer that has handed out more than that is made anew from there. The
+// same is done when a delivery is missing, which its count tells. A consumer's name therefore
+// belongs to one reader.
 //
 // One thread, but for Connection::Close, which ends a Fetch.
 

@@ -139,7 +139,6 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
       is_lost = true;  // it comes back by itself
       SetState(false, "the connection to the servers is lost");
     } else if (is_lost) {
-      consumer.Resume(last);  // without what was under way
       is_lost = false;
       SetState(true, "");
     }
@@ -148,13 +147,7 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
     if (messages.empty() && !is_broken) {
       TellIncomplete();
       const bool is_to_ask = !is_lost && ++silent_fetches % kSilenceOfALoss == 0;
-      if (is_to_ask) {
-        if (consumer.HasLost(last)) {
-          consumer.Resume(last, true);
-        } else {
-          GiveUpAbandoned();
-        }
-      }
+      if (is_to_ask) LookIntoSilence(consumer, last);
     }
     if (!messages.empty()) {
       silent_fetches = 0;
@@ -162,6 +155,20 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
       for (const auto& message : messages) last = std::max(last, message.sequence);
     }
     if (is_broken) consumer.Resume(last);
+  }
+}
+
+void StreamLink::LookIntoSilence(Consumer& consumer, std::uint64_t last) {
+  bool has_lost = false;
+  try {
+    has_lost = consumer.HasLost(last);
+  } catch (const StreamError&) {
+    return;  // servers that choose a leader give ink before they give accounts
+  }
+  if (has_lost) {
+    consumer.Resume(last, true);
+  } else {
+    GiveUpAbandoned();
   }
 }
 
