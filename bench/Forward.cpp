@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "Backlog.h"
+#include "Clients.h"
 #include "Disk.h"
 #include "Ink.h"
 #include "Peer.h"
@@ -133,6 +134,31 @@ double FloorOf(const BenchRoot& root, std::size_t pens, std::size_t packages) {
   return time / static_cast<double>(packages / threads * threads);
 }
 
+// The service's part of the road: one pen's packages, confirmed as soon as they are offered.
+void TakeFromServiceAlone(const Sizes& sizes, const Disk& disk, Report& report) {
+  Samples alone;
+  Samples floor;
+  for (std::size_t i = 0; i < sizes.repetitions; ++i) {
+    const BenchRoot root(disk.path());
+    floor.seconds.push_back(FloorOf(root, 1, sizes.forward_packages));
+    root.Subscribe(1);
+    FillWithHandwriting(root, 1, sizes.forward_packages);
+    ::sync();
+    const MeasuredService service(root);
+    service.WaitUntilQuiet();
+    const double time = TimeOf([&] {
+      Child([&] {
+        const auto taker = TakeFromService(0);
+        for (std::size_t taken = 0; taken < sizes.forward_packages; ++taken) taker->Next();
+      }).Wait();
+    });
+    alone.seconds.push_back(time / static_cast<double>(sizes.forward_packages));
+  }
+  report.AddFigure("forward: service's part of a package, in microseconds", alone.Median() * 1e6);
+  report.AddFigure("forward: service's part and publishing, times publishing alone",
+                   (alone.Median() + floor.Median()) / floor.Median());
+}
+
 // A backlog of as many pens, until it is in the stream and confirmed; or until an inbox has it,
 // too.
 void TakeBacklog(const Sizes& sizes, const Disk& disk, std::size_t pens, bool is_with_inbox,
@@ -211,6 +237,7 @@ void RunForward(const Sizes& sizes, Report& report) {
   }
   const Disk disk(sizes.disk);
   report.Note("disk", disk.Description());
+  TakeFromServiceAlone(sizes, disk, report);
   for (const std::size_t pens : {1, 8}) TakeBacklog(sizes, disk, pens, false, report);
   TakeBacklog(sizes, disk, 8, true, report);
   ConnectDesktops(sizes, disk, report);

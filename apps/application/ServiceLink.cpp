@@ -2,9 +2,11 @@
 
 #include <Talvo/Logger.h>
 #include <TalvoQuillpost/Protocol.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <boost/asio/post.hpp>
+#include <cerrno>
 #include <utility>
 
 namespace Application {
@@ -30,12 +32,18 @@ std::string ReadFirst(const Json::Value& params, const char* key) {
   return is_list && params[key][0].isString() ? params[key][0].asString() : std::string();
 }
 
+bool HasBytes(const std::string& file) {
+  struct stat status;
+  return ::stat(file.c_str(), &status) == 0 ? status.st_size > 0 : errno != ENOENT;
+}
+
 }  // namespace
 
 ServiceLink::ServiceLink(Options options)
     : options_(std::move(options)),
       queue_(std::make_shared<boost::asio::io_context>()),
       work_(queue_->get_executor()),
+      has_waiting_(std::make_shared<std::atomic<bool>>(false)),
       patience_(kFirstPatience),
       thread_([this] {
         Connect();
@@ -91,7 +99,7 @@ void ServiceLink::Connect() {
   options.on_disconnected = [this, number = number_](const IPC::Client::Outcome& reason) {
     if (number == number_) Lose(reason.message);
   };
-  client_ = std::make_unique<IPC::Client>(options);
+  client_ = std::make_shared<IPC::Client>(options);
   const IPC::Client::Outcome outcome = client_->Connect(Quillpost::GetEndpoint());
   if (!outcome) return Lose(outcome.message);
   patience_ = kFirstPatience;
@@ -103,6 +111,7 @@ void ServiceLink::Lose(const std::string& reason) {
   client_.reset();
   ++number_;
   waiting_.clear();
+  *has_waiting_ = false;
   SetState(false, "");
   After(patience_, [this] { Connect(); });
   patience_ = std::min(patience_ * 2, kLongestPatience);
@@ -150,21 +159,30 @@ void ServiceLink::OnPackage(const Json::Value& params) {
 }
 
 void ServiceLink::Keep(const Offer& offer) {
-  options_.keep(offer, [this, queue = queue_, offer, number = number_](const std::string& failure) {
-    // After the link's end the queue has stopped: the job, which names the link, never runs.
-    boost::asio::post(*queue, [this, offer, number, failure] {
-      if (number == number_) OnKept(offer, failure);
-    });
+  options_.keep(offer, [this, queue = queue_, has_waiting = has_waiting_,
+                        client = std::weak_ptr<IPC::Client>(client_), offer,
+                        number = number_](const std::string& failure) {
+    const auto connection = client.lock();  // null after the connection's end, and the link's
+    if (!connection) return;
+    if (!failure.empty() || *has_waiting) {
+      // After the link's end the queue has stopped: the job, which names the link, never runs.
+      boost::asio::post(*queue, [this, offer, number, failure] {
+        if (number == number_) OnKept(offer, failure);
+      });
+    }
+    // Here, since the pen's next package waits for it. The job comes before that package's.
+    if (failure.empty()) Confirm(*connection, offer.pen, true);
   });
 }
 
 void ServiceLink::OnKept(const Offer& offer, const std::string& failure) {
   if (failure.empty()) {
     waiting_.erase(offer.pen);
-    TellWaiting();
-    return Confirm(offer.pen);
+    *has_waiting_ = !waiting_.empty();
+    return TellWaiting();
   }
   Waiting& waiting = waiting_[offer.pen];
+  *has_waiting_ = true;
   if (waiting.reason != failure) {
     Log(Talvo::kLogWarning, "ink of pen " + offer.pen + " stays with the service: " + failure);
   }
@@ -177,10 +195,19 @@ void ServiceLink::OnKept(const Offer& offer, const std::string& failure) {
   After(waiting.patience, [this, pen = offer.pen, attempt = ++waiting.attempt] {
     const auto due = waiting_.find(pen);
     if (due == waiting_.end() || due->second.is_due || due->second.attempt != attempt) return;
-    due->second.is_due = true;
-    Keep(due->second.offer);
+    Retry(due->second);
   });
   TellWaiting();
+}
+
+// A file that has gone or was emptied in the meantime, by a cleaner of old files for instance,
+// never comes back by itself. The service makes a refused package anew.
+void ServiceLink::Retry(Waiting& waiting) {
+  waiting.is_due = true;
+  if (HasBytes(waiting.offer.file)) return Keep(waiting.offer);
+  Log(Talvo::kLogWarning, "the package of pen " + waiting.offer.pen +
+                              " has gone from its place; the service is asked for it again");
+  Confirm(*client_, waiting.offer.pen, false);
 }
 
 void ServiceLink::TellWaiting() {
@@ -193,19 +220,18 @@ void ServiceLink::RetryNow() {
   boost::asio::post(*queue_, [this] {
     for (auto& [pen, waiting] : waiting_) {
       if (waiting.is_due) continue;
-      waiting.is_due = true;
       waiting.patience = milliseconds(0);
-      Keep(waiting.offer);
+      Retry(waiting);
     }
   });
 }
 
-void ServiceLink::Confirm(const std::string& pen) {
+void ServiceLink::Confirm(IPC::Client& client, const std::string& pen, bool is_delivered) {
   Json::Value params;
   params[Quillpost::Argument::InkPackagePen] = pen;
-  params[Quillpost::Argument::InkPackageDelivered] = true;
+  params[Quillpost::Argument::InkPackageDelivered] = is_delivered;
   params[Quillpost::Argument::IgnoredPageAddresses] = Json::Value(Json::arrayValue);
-  client_->RequestAsync(Quillpost::Command::ConfirmInkPackageDelivery, params, nullptr);
+  client.RequestAsync(Quillpost::Command::ConfirmInkPackageDelivery, params, nullptr);
 }
 
 void ServiceLink::Import(const std::string& file, std::function<void(ImportResult)> done) {

@@ -12,6 +12,7 @@
 
 #include <IPC/Client.h>
 
+#include <atomic>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -98,7 +99,8 @@ class ServiceLink {
   void OnPackage(const Json::Value& params);
   void Keep(const Offer& offer);
   void OnKept(const Offer& offer, const std::string& failure);
-  void Confirm(const std::string& pen);
+  void Retry(Waiting& waiting);
+  static void Confirm(IPC::Client& client, const std::string& pen, bool is_delivered);
   void Lose(const std::string& reason);
   void After(std::chrono::milliseconds time, std::function<void()> job);
   void TellWaiting();
@@ -109,8 +111,11 @@ class ServiceLink {
   // Shared with what reports that ink has been kept, which may come late.
   const std::shared_ptr<boost::asio::io_context> queue_;
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
+  // Whether anything is in waiting_, shared likewise: a pen's own entry is made before the attempt
+  // whose end looks here.
+  const std::shared_ptr<std::atomic<bool>> has_waiting_;
   // The following belong to the link's thread.
-  std::unique_ptr<IPC::Client> client_;     // null between two connections
+  std::shared_ptr<IPC::Client> client_;     // null between two connections
   std::uint64_t number_ = 0;                // of the connection
   std::chrono::milliseconds patience_;      // before the next attempt to connect
   std::map<std::string, Waiting> waiting_;  // by pen

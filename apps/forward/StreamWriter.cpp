@@ -186,7 +186,8 @@ std::uint32_t StreamWriter::PartsInStream(Connection& connection, const Outgoing
   if (status != NATS_OK) {
     throw StreamError("can't see the last message of " + ink.subject(), status);
   }
-  return ink.PartsBefore(found);
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return ink.PartsBefore(found, std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
 }
 
 void StreamWriter::PutParts(Connection& connection, const OutgoingInk& ink, std::uint32_t first) {

@@ -147,6 +147,7 @@ class RunningInbox {
   ~RunningInbox() {
     server_.Stop();
     api_.SetLink(nullptr);
+    api_.SetStream(nullptr);
   }
 
   int Run() {
@@ -157,7 +158,7 @@ class RunningInbox {
     Listen();
     link_.emplace(LinkOptions());
     api_.SetLink(&*link_);
-    if (!options_.source.stream.servers.empty()) stream_.emplace(options_.source, writer_);
+    if (!options_.source.stream.servers.empty()) BeginStream();
     signals_held_.reset();
     std::printf("%s\n", sessions_.Address().c_str());
     std::fflush(stdout);
@@ -176,6 +177,12 @@ class RunningInbox {
     sessions_.Begin(port);
     guard_.emplace(sessions_, port);
     server_.Serve(*guard_);
+  }
+
+  void BeginStream() {
+    stream_.emplace(options_.source, writer_,
+                    [this](const StreamLink::State& state) { api_.events().OnStreamState(state); });
+    api_.SetStream(&*stream_);
   }
 
   ServiceLink::Options LinkOptions() {

@@ -132,6 +132,20 @@ std::string Joined(const std::vector<std::string>& servers) {
   return joined;
 }
 
+// Since TLS 1.3 a server judges a client's certificate after the client takes the connection as
+// made, and just ends it: the library then tells of an answer that was cut off.
+std::string SilentRefusal(const StreamOptions& options, natsStatus status) {
+  const std::string detail = Reason(status);
+  const bool is_cut_off =
+      detail == "Expected 'PONG', got ''" || detail.rfind("SSL_", 0) == 0;  // a call's name
+  if (!options.is_tls() || !is_cut_off) return {};
+  return options.tls_certificate_file.empty()
+             ? "the server wants a certificate (--tls-cert), or ended the connection for another "
+               "reason"
+             : "the server does not take the certificate " + options.tls_certificate_file +
+                   ", or ended the connection for another reason";
+}
+
 }  // namespace
 
 StreamError::StreamError(const std::string& message) : std::runtime_error(message) {}
@@ -140,8 +154,9 @@ StreamError::StreamError(const std::string& message, natsStatus status)
     : std::runtime_error(message + ": " + Reason(status)) {}
 
 Library::Library() {
-  constexpr std::int64_t kDefaultSpin = -1;
-  Check("can't use the client library", ::nats_Open(kDefaultSpin));
+  // A thread that waits for a lock leaves the processor to the one that has it.
+  constexpr std::int64_t kNoSpin = 0;
+  Check("can't use the client library", ::nats_Open(kNoSpin));
 }
 
 Library::~Library() {
@@ -151,8 +166,11 @@ Library::~Library() {
 
 Connection::Connection(const StreamOptions& options, const std::string& name, Watcher& watcher) {
   const OptionsPtr made = MakeOptions(options, name, watcher);
-  Check("can't connect to " + Joined(options.servers),
-        ::natsConnection_Connect(&connection_, made.get()));
+  const std::string operation = "can't connect to " + Joined(options.servers);
+  const natsStatus connected = ::natsConnection_Connect(&connection_, made.get());
+  const std::string refusal = connected == NATS_OK ? "" : SilentRefusal(options, connected);
+  if (!refusal.empty()) throw StreamError(operation + ": " + refusal);
+  Check(operation, connected);
   jsOptions stream_options;
   ::jsOptions_Init(&stream_options);
   stream_options.Wait = kAnswerTimeoutMs;

@@ -165,13 +165,16 @@ MessagePtr OutgoingInk::Make(std::uint32_t part) const {
   return message;
 }
 
-std::uint32_t OutgoingInk::PartsBefore(natsMsg* last) const {
+std::uint32_t OutgoingInk::PartsBefore(natsMsg* last, std::int64_t now_ms) const {
   const std::string id = Header(last, "Nats-Msg-Id");
   if (parts_ == 1) return id == identity_ ? 1 : 0;
   // Another number of parts: they were cut for another limit, and do not fit ours.
   if (Header(last, kWhole) != identity_ || HeaderNumber(last, kParts) != parts_) return 0;
   const std::uint32_t part = HeaderNumber(last, kPart);
-  return part <= parts_ && id == MessageIdOf(part) ? part : 0;
+  if (part > parts_ || id != MessageIdOf(part)) return 0;
+  constexpr std::int64_t kMillisecondNs = 1000000;
+  const std::chrono::milliseconds pause(now_ms - ::natsMsg_GetTime(last) / kMillisecondNs);
+  return part == parts_ || pause <= kLongestPause ? part : 0;
 }
 
 bool ReadMessage(natsMsg* message, IncomingInk& ink, std::string& reason) {

@@ -19,6 +19,7 @@
 
 #include <nats/nats.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -28,6 +29,10 @@
 namespace Stream {
 
 inline constexpr char kAllInk[] = "ink.>";
+
+// Parts of one whole follow one another within this time; after a longer pause its sender begins
+// anew with the first. So a receiver may forget parts that are much older.
+inline constexpr std::chrono::hours kLongestPause(24);
 
 // More parts than any file of ink has.
 inline constexpr std::uint32_t kMostParts = 65536;
@@ -78,7 +83,8 @@ class OutgoingInk {
 
   // The parts that a stream has whose last message of this subject is `last`: all of them, the
   // first N, or 0. Parts go one after the other, so that the last tells of those before it.
-  std::uint32_t PartsBefore(natsMsg* last) const;
+  // `now_ms` is the time since 1970: a set that was begun too long ago does not count.
+  std::uint32_t PartsBefore(natsMsg* last, std::int64_t now_ms) const;
 
  private:
   const InkEnvelope envelope_;

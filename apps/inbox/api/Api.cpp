@@ -188,6 +188,11 @@ void Api::SetLink(ServiceLink* link) {
   link_ = link;
 }
 
+void Api::SetStream(StreamLink* stream) {
+  const std::lock_guard<std::mutex> lock(link_mutex_);
+  stream_ = stream;
+}
+
 void Api::Handle(Request request, Reply reply) {
   boost::asio::thread_pool& threads = IsLong(request) ? drawing_ : questions_;
   boost::asio::post(threads,
@@ -266,6 +271,8 @@ Response Api::Status() {
     const ServiceLink::State state = link_ != nullptr ? link_->state() : ServiceLink::State();
     json["service"] = state.is_connected ? "connected" : "away";
     json["hindrance"] = state.hindrance;
+    json["stream"] = Json::Value();
+    if (stream_ != nullptr) json["stream"] = ToJson(stream_->state());
   }
   auto catalogue = library_.readers().Lend();
   const Counts counts = catalogue->Count();

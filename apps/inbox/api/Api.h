@@ -22,6 +22,7 @@
 #include "database/Writer.h"
 #include "http/Handler.h"
 #include "http/Sessions.h"
+#include "stream/StreamLink.h"
 
 namespace Inbox {
 
@@ -48,6 +49,9 @@ class Api : public Handler {
 
   // The service, once there is a connection to look for it; null before and after.
   void SetLink(ServiceLink* link);
+
+  // The stream, if ink comes from one; null before and after.
+  void SetStream(StreamLink* stream);
 
   Events& events() { return events_; }
 
@@ -78,8 +82,9 @@ class Api : public Handler {
   Writer& writer_;
   Sessions& sessions_;
   const std::string directory_;
-  std::mutex link_mutex_;  // of link_
+  std::mutex link_mutex_;  // of link_ and stream_
   ServiceLink* link_ = nullptr;
+  StreamLink* stream_ = nullptr;
   boost::asio::thread_pool questions_;
   boost::asio::thread_pool drawing_;
   Events events_;

@@ -53,6 +53,13 @@ void Events::SetService(const Application::ServiceLink::State& state) {
   });
 }
 
+void Events::OnStreamState(const StreamLink::State& state) {
+  boost::asio::post(queue_, [this, text = EventText("stream", ToJson(state))] {
+    stream_text_ = text;
+    Send(text);
+  });
+}
+
 void Events::Send(const std::string& text) {
   for (auto& [stream, listener] : streams_) {
     if (listener.is_ready) {
@@ -89,7 +96,8 @@ void Events::Add(const std::shared_ptr<EventStream>& stream, std::int64_t last_s
       const auto found = streams_.find(stream);
       if (found == streams_.end()) return;
       if (told_ < 0 || streams_.size() == 1) told_ = news.last;
-      stream->Send(ServiceText(service_) + IdText(news.last) + news.text + found->second.waiting);
+      stream->Send(ServiceText(service_) + stream_text_ + IdText(news.last) + news.text +
+                   found->second.waiting);
       found->second = {true, {}};
       Pump();
     });

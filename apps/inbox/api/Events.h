@@ -17,6 +17,7 @@
 #include "application/ServiceLink.h"
 #include "content/Library.h"
 #include "http/Handler.h"
+#include "stream/StreamLink.h"
 
 namespace Inbox {
 
@@ -31,6 +32,10 @@ class Events {
   // The state of the connection to the service; told to all browsers, and to each new one. Any
   // thread.
   void SetService(const Application::ServiceLink::State& state);
+
+  // The state of the stream that ink comes from; told to all browsers, and to each new one. Any
+  // thread.
+  void OnStreamState(const StreamLink::State& state);
 
   // A browser that has seen the change `last_seen`, or none yet (-1). On the queue's thread.
   void Add(const std::shared_ptr<EventStream>& stream, std::int64_t last_seen);
@@ -64,6 +69,7 @@ class Events {
   bool is_pumping_ = false;
   bool is_more_ = false;
   Application::ServiceLink::State service_;
+  std::string stream_text_;  // its event; empty: there is no stream
 };
 
 }  // namespace Inbox

@@ -80,6 +80,13 @@ Json::Value ToJson(const PageRow& row) {
   return json;
 }
 
+Json::Value ToJson(const StreamLink::State& state) {
+  Json::Value json;
+  json["state"] = state.is_connected ? "connected" : "away";
+  json["hindrance"] = state.hindrance;
+  return json;
+}
+
 std::string ToText(const Json::Value& value) {
   static const Json::StreamWriterBuilder builder = [] {
     Json::StreamWriterBuilder made;

@@ -1,4 +1,4 @@
-// Pages and their ink as the browser gets them.
+// Pages and their ink as the browser gets them, and where ink comes from.
 
 #pragma once
 
@@ -7,10 +7,12 @@
 #include <string>
 
 #include "database/Catalogue.h"
+#include "stream/StreamLink.h"
 
 namespace Inbox {
 
 Json::Value ToJson(const PageRow& row);
+Json::Value ToJson(const StreamLink::State& state);
 
 // One line without blanks, in UTF-8.
 std::string ToText(const Json::Value& value);

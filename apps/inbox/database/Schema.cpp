@@ -90,9 +90,16 @@ CREATE TABLE parts (
 );
 )";
 
+// Parts have a time, so that those of a set whose rest never comes need not stay.
+constexpr char kVersion3[] = R"(
+ALTER TABLE parts ADD COLUMN time INTEGER NOT NULL DEFAULT 0;  -- when the stream took it
+UPDATE parts SET time = 1000 * strftime('%s', 'now');          -- as good as new
+CREATE INDEX parts_by_page ON parts(pen, page);
+)";
+
 }  // namespace
 
-const std::vector<const char*> kMigrations = {kVersion1, kVersion2};
+const std::vector<const char*> kMigrations = {kVersion1, kVersion2, kVersion3};
 
 void Migrate(Connection& connection, const std::vector<const char*>& migrations) {
   Transaction transaction(connection);

@@ -16,10 +16,8 @@ constexpr std::int64_t kAckWaitNs = 30LL * 1000000000;
 
 struct Deleter {
   void operator()(jsStreamInfo* info) const { ::jsStreamInfo_Destroy(info); }
-  void operator()(jsConsumerInfo* info) const { ::jsConsumerInfo_Destroy(info); }
   void operator()(jsMsgMetaData* data) const { ::jsMsgMetaData_Destroy(data); }
 };
-using ConsumerInfo = std::unique_ptr<jsConsumerInfo, Deleter>;
 
 struct MessageList {
   natsMsgList list{};
@@ -65,16 +63,26 @@ std::uint64_t Consumer::Create(std::uint64_t last) {
   return info->Delivered.Consumer;
 }
 
-void Consumer::Resume(std::uint64_t last) {
-  subscription_.reset();
+Consumer::ConsumerInfo Consumer::Find() {
   jsConsumerInfo* found = nullptr;
   jsErrCode code{};
-  natsStatus status = ::js_GetConsumerInfo(&found, connection_.stream(), stream_.c_str(),
-                                           name_.c_str(), nullptr, &code);
+  const natsStatus status = ::js_GetConsumerInfo(&found, connection_.stream(), stream_.c_str(),
+                                                 name_.c_str(), nullptr, &code);
   ConsumerInfo info(found);
   if (status != NATS_OK && status != NATS_NOT_FOUND) {
     throw StreamError("can't find the consumer " + name_, status);
   }
+  return info;
+}
+
+bool Consumer::HasLost(std::uint64_t last) {
+  const ConsumerInfo info = Find();
+  return !info || info->Delivered.Stream > last || info->NumPending > 0;
+}
+
+void Consumer::Resume(std::uint64_t last, bool is_anew) {
+  subscription_.reset();
+  ConsumerInfo info = Find();
   if (info) {
     const char* const had = info->Config->FilterSubject;
     if (filter_.empty()) filter_ = had == nullptr ? "" : had;
@@ -82,8 +90,9 @@ void Consumer::Resume(std::uint64_t last) {
       throw StreamError("the consumer " + name_ + " has another filter, '" +
                         (had == nullptr ? "" : had) + "'; give this one another name");
     }
-    if (info->Delivered.Stream > last) {
-      status =
+    if (is_anew || info->Delivered.Stream > last) {
+      jsErrCode code{};
+      const natsStatus status =
           ::js_DeleteConsumer(connection_.stream(), stream_.c_str(), name_.c_str(), nullptr, &code);
       if (status != NATS_OK && status != NATS_NOT_FOUND) {
         throw StreamError("can't make the consumer " + name_ + " anew", status);
@@ -126,8 +135,9 @@ std::vector<Consumer::Message> Consumer::Fetch(bool& is_broken) {
     is_broken = data->Sequence.Consumer != last_delivery_ + 1;
     if (is_broken) break;
     ++last_delivery_;
-    messages.push_back(
-        {Stream::MessagePtr(std::exchange(fetched.list.Msgs[i], nullptr)), data->Sequence.Stream});
+    constexpr std::int64_t kMillisecondNs = 1000000;
+    messages.push_back({Stream::MessagePtr(std::exchange(fetched.list.Msgs[i], nullptr)),
+                        data->Sequence.Stream, data->Timestamp / kMillisecondNs});
   }
   return messages;
 }

@@ -25,6 +25,7 @@ class Consumer {
   struct Message {
     Stream::MessagePtr message;
     std::uint64_t sequence = 0;  // in the stream, from 1
+    std::int64_t time_ms = 0;    // when the stream took it
   };
 
   // `filter` may be empty: all ink, or what the consumer has that is there already. Waits for the
@@ -36,8 +37,16 @@ class Consumer {
   std::int64_t created() const { return created_; }
 
   // What Fetch gives next is what follows the stream's message `last`, 0 for none. Messages before
-  // it may come again. Waits for the server; throws StreamError.
-  void Resume(std::uint64_t last);
+  // it may come again. `is_anew` has the consumer made anew also if the server's account of it is
+  // right. Waits for the server; throws StreamError.
+  void Resume(std::uint64_t last, bool is_anew = false);
+
+  // Whether something should have come that follows the stream's message `last`: to be asked now
+  // and then while nothing comes. What was under way when a server died stays away until its time
+  // is over, and as long as nothing follows it no count tells; and a server that has taken over
+  // from another may not know that somebody waits. The answer to it is to resume anew. Waits for
+  // the server; throws StreamError.
+  bool HasLost(std::uint64_t last);
 
   // The next messages in the stream's order, none if nothing comes within a second. `is_broken`
   // tells that what follows them was lost on its way: go on with Resume. Throws StreamError.
@@ -49,6 +58,12 @@ class Consumer {
       ::natsSubscription_Destroy(subscription);
     }
   };
+  struct InfoDeleter {
+    void operator()(jsConsumerInfo* info) const { ::jsConsumerInfo_Destroy(info); }
+  };
+  using ConsumerInfo = std::unique_ptr<jsConsumerInfo, InfoDeleter>;
+
+  ConsumerInfo Find();  // null if it is not there
   std::uint64_t Create(std::uint64_t last);
   void Subscribe();
 

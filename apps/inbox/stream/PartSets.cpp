@@ -2,14 +2,14 @@
 
 namespace Inbox {
 
-std::optional<std::string> PartSets::Add(const Stream::IncomingInk& ink) {
+std::optional<std::string> PartSets::Add(const Stream::IncomingInk& ink, std::int64_t time_ms) {
   const std::string bytes(ink.bytes);
   const auto part = static_cast<std::int64_t>(ink.part);
   const auto parts = static_cast<std::int64_t>(ink.parts);
   Query(connection_,
-        "INSERT OR IGNORE INTO parts(whole, parts, part, pen, page, bytes)"
-        " VALUES(?, ?, ?, ?, ?, ?)",
-        ink.whole, parts, part, ink.pen, ink.page, Query::Bytes{bytes})
+        "INSERT OR IGNORE INTO parts(whole, parts, part, pen, page, bytes, time)"
+        " VALUES(?, ?, ?, ?, ?, ?, ?)",
+        ink.whole, parts, part, ink.pen, ink.page, Query::Bytes{bytes}, time_ms)
       .Run();
   {
     Query count(connection_, "SELECT count(*) FROM parts WHERE whole = ? AND parts = ?", ink.whole,
@@ -28,11 +28,37 @@ std::optional<std::string> PartSets::Add(const Stream::IncomingInk& ink) {
   return whole;
 }
 
+void PartSets::Forget(const Stream::IncomingInk& ink) {
+  // Most ink has no parts, and needs no identity.
+  Query any(connection_, "SELECT 1 FROM parts WHERE pen = ? AND page = ?", ink.pen, ink.page);
+  if (!any.Step()) return;
+  Query(connection_, "DELETE FROM parts WHERE whole = ?",
+        Stream::IdentityOf(ink.pen, ink.page, ink.bytes))
+      .Run();
+}
+
 std::vector<PartSets::Incomplete> PartSets::FindIncomplete() {
+  constexpr std::int64_t kAlways = INT64_MAX;
+  return FindUntouchedSince(kAlways);
+}
+
+std::vector<PartSets::Incomplete> PartSets::GiveUp(std::int64_t since_ms) {
+  const auto sets = FindUntouchedSince(since_ms);
+  for (const Incomplete& set : sets) {
+    Query(connection_, "DELETE FROM parts WHERE whole = ? AND parts = ?", set.whole, set.parts)
+        .Run();
+  }
+  return sets;
+}
+
+std::vector<PartSets::Incomplete> PartSets::FindUntouchedSince(std::int64_t since_ms) {
   std::vector<Incomplete> sets;
-  Query query(connection_, "SELECT pen, page, count(*), parts FROM parts GROUP BY whole, parts");
+  Query query(connection_,
+              "SELECT whole, pen, page, count(*), parts FROM parts GROUP BY whole, parts"
+              " HAVING max(time) < ?",
+              since_ms);
   while (query.Step()) {
-    sets.push_back({query.Text(0), query.Text(1), query.Number(2), query.Number(3)});
+    sets.push_back({query.Text(0), query.Text(1), query.Text(2), query.Number(3), query.Number(4)});
   }
   return sets;
 }

@@ -17,6 +17,7 @@ class PartSets {
  public:
   // A set whose rest has not come.
   struct Incomplete {
+    std::string whole;  // its identity
     std::string pen;
     std::string page;
     std::int64_t here = 0;
@@ -26,12 +27,21 @@ class PartSets {
   // Each function is a part of a transaction of the caller's, and throws SqliteError.
   explicit PartSets(Connection& connection) : connection_(connection) {}
 
-  // Keeps the part; with the last one missing returns the whole ink and forgets its parts.
-  std::optional<std::string> Add(const Stream::IncomingInk& ink);
+  // Keeps the part, which the stream took at that time; with the last one missing returns the whole
+  // ink and forgets its parts.
+  std::optional<std::string> Add(const Stream::IncomingInk& ink, std::int64_t time_ms);
+
+  // Forgets what came of ink that has come in one piece.
+  void Forget(const Stream::IncomingInk& ink);
 
   std::vector<Incomplete> FindIncomplete();
 
+  // Forgets sets of which the stream has taken nothing since that time, and returns them.
+  std::vector<Incomplete> GiveUp(std::int64_t since_ms);
+
  private:
+  std::vector<Incomplete> FindUntouchedSince(std::int64_t since_ms);
+
   Connection& connection_;
 };
 

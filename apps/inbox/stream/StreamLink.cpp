@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "stream/PartSets.h"
 
@@ -21,6 +22,22 @@ constexpr milliseconds kLongestPatience(30000);
 // would hand it out again.
 constexpr milliseconds kRetryPatience(5000);
 
+// So many times in a row, each a second, nothing comes before the server is asked whether something
+// should have.
+constexpr unsigned kSilenceOfALoss = 3;
+
+// No sender goes on with parts that are so old.
+constexpr auto kAbandoned = 7 * Stream::kLongestPause;
+constexpr std::chrono::hours kTimeBetweenLooks(1);  // for sets that are
+
+std::string NameOf(const PartSets::Incomplete& set) {
+  return "Ink of pen " + set.pen + ", page " + set.page;
+}
+
+std::string CountOf(const PartSets::Incomplete& set) {
+  return std::to_string(set.here) + " of " + std::to_string(set.parts) + " parts have come";
+}
+
 void Log(int level, const std::string& message) {
   if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Inbox")) {
     logger->Log(level, "%s", message.c_str());
@@ -29,8 +46,12 @@ void Log(int level, const std::string& message) {
 
 }  // namespace
 
-StreamLink::StreamLink(const StreamSource& source, Writer& writer)
-    : source_(source), writer_(writer), thread_([this] { Work(); }) {}
+StreamLink::StreamLink(const StreamSource& source, Writer& writer,
+                       std::function<void(const State&)> on_state)
+    : source_(source),
+      writer_(writer),
+      on_state_(std::move(on_state)),
+      thread_([this] { Work(); }) {}
 
 StreamLink::~StreamLink() {
   std::shared_ptr<Stream::Connection> connection;
@@ -58,10 +79,22 @@ bool StreamLink::PauseUnlessEnding(milliseconds time) {
   return !news_.wait_for(lock, time, [this] { return is_ending_; });
 }
 
-void StreamLink::Tell(const std::string& hindrance) {
-  if (hindrance_ == hindrance) return;
-  hindrance_ = hindrance;
-  if (!hindrance.empty()) Log(Talvo::kLogWarning, "No ink comes from the stream: " + hindrance);
+StreamLink::State StreamLink::state() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return state_;
+}
+
+void StreamLink::SetState(bool is_connected, const std::string& hindrance) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const bool is_known = state_.hindrance == hindrance;
+    if (is_known && state_.is_connected == is_connected) return;
+    if (!is_known && !hindrance.empty()) {
+      Log(Talvo::kLogWarning, "No ink comes from the stream: " + hindrance);
+    }
+    state_ = {is_connected, hindrance};
+  }
+  on_state_({is_connected, hindrance});
 }
 
 void StreamLink::Work() {
@@ -79,7 +112,7 @@ void StreamLink::Work() {
       patience = kFirstPatience;
       Follow(connection);
     } catch (const std::exception& error) {
-      if (!is_ending()) Tell(error.what());
+      if (!is_ending()) SetState(false, error.what());
     }
     {
       const std::lock_guard<std::mutex> lock(mutex_);
@@ -98,16 +131,44 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
   std::uint64_t last = Position(key);
   consumer.Resume(last);
   Log(Talvo::kLogInformation, "The stream " + source_.stream.stream + " is there.");
-  Tell("");
+  SetState(true, "");
+  unsigned silent_fetches = 0;
+  bool is_lost = false;
   while (!is_ending() && !connection->is_closed()) {
+    if (!connection->is_connected()) {
+      is_lost = true;  // it comes back by itself
+      SetState(false, "the connection to the servers is lost");
+    } else if (is_lost) {
+      is_lost = false;
+      SetState(true, "");
+    }
     bool is_broken = false;
     const auto messages = consumer.Fetch(is_broken);
-    if (messages.empty() && !is_broken) TellIncomplete();
+    if (messages.empty() && !is_broken) {
+      TellIncomplete();
+      const bool is_to_ask = !is_lost && ++silent_fetches % kSilenceOfALoss == 0;
+      if (is_to_ask) LookIntoSilence(consumer, last);
+    }
     if (!messages.empty()) {
+      silent_fetches = 0;
       if (!KeepAll(messages, key)) return;
       for (const auto& message : messages) last = std::max(last, message.sequence);
     }
     if (is_broken) consumer.Resume(last);
+  }
+}
+
+void StreamLink::LookIntoSilence(Consumer& consumer, std::uint64_t last) {
+  bool has_lost = false;
+  try {
+    has_lost = consumer.HasLost(last);
+  } catch (const StreamError&) {
+    return;  // servers that choose a leader give ink before they give accounts
+  }
+  if (has_lost) {
+    consumer.Resume(last, true);
+  } else {
+    GiveUpAbandoned();
   }
 }
 
@@ -131,12 +192,12 @@ bool StreamLink::KeepAll(const std::vector<Consumer::Message>& messages, const s
       });
       break;
     } catch (const std::exception& error) {
-      Tell(error.what());
+      SetState(true, error.what());
     }
     if (!PauseUnlessEnding(kRetryPatience)) return false;
     for (const auto& message : messages) ::natsMsg_InProgress(message.message.get(), nullptr);
   }
-  Tell("");
+  SetState(true, "");
   // An acknowledgement that gets lost brings the message again, which is known then.
   for (const auto& message : messages) ::natsMsg_Ack(message.message.get(), nullptr);
   return true;
@@ -152,10 +213,11 @@ void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
   }
   if (ink.whole.empty()) {
     keeper.Keep({std::string(ink.bytes), ink.pen, ink.page}, NowMs());
+    PartSets(keeper.connection()).Forget(ink);
     return;
   }
   if (!ink.digest.empty() && keeper.IsKept(ink.digest)) return;
-  const auto whole = PartSets(keeper.connection()).Add(ink);
+  const auto whole = PartSets(keeper.connection()).Add(ink, message.time_ms);
   if (!whole) {
     has_news_of_parts_ = true;
     return;
@@ -173,9 +235,22 @@ void StreamLink::TellIncomplete() {
   writer_.Run([&](Keeper& keeper) { sets = PartSets(keeper.connection()).FindIncomplete(); });
   has_news_of_parts_ = false;
   for (const auto& set : sets) {
-    Log(Talvo::kLogWarning, "Ink of pen " + set.pen + ", page " + set.page +
-                                ", is not whole: " + std::to_string(set.here) + " of " +
-                                std::to_string(set.parts) + " parts have come.");
+    Log(Talvo::kLogWarning, NameOf(set) + ", is not whole: " + CountOf(set) + ".");
+  }
+}
+
+// Called when all that is in the stream has been read: what is missing then is not there.
+void StreamLink::GiveUpAbandoned() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_look_at_parts_) return;
+  next_look_at_parts_ = now + kTimeBetweenLooks;
+  std::vector<PartSets::Incomplete> sets;
+  writer_.Run([&](Keeper& keeper) {
+    sets = PartSets(keeper.connection()).GiveUp(NowMs() - milliseconds(kAbandoned).count());
+  });
+  for (const auto& set : sets) {
+    Log(Talvo::kLogWarning, NameOf(set) + ", is given up: " + CountOf(set) + ", and none for " +
+                                std::to_string(kAbandoned / std::chrono::hours(24)) + " days.");
   }
 }
 

@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -33,10 +34,22 @@ struct StreamSource {
 
 class StreamLink final : private Stream::Watcher {
  public:
-  StreamLink(const StreamSource& source, Writer& writer);
+  // Whether the stream is there, and what keeps its ink from coming, for people; empty if nothing
+  // does, or nothing is known yet.
+  struct State {
+    bool is_connected = false;
+    std::string hindrance;
+  };
+
+  // `on_state` is called on the link's thread with each new state, and must not wait.
+  StreamLink(const StreamSource& source, Writer& writer,
+             std::function<void(const State&)> on_state);
 
   // Ends after the commit under way.
   ~StreamLink();
+
+  // Any thread.
+  State state();
 
  private:
   void OnChange() override {}
@@ -48,17 +61,21 @@ class StreamLink final : private Stream::Watcher {
   bool KeepAll(const std::vector<Consumer::Message>& messages, const std::string& key);
   void KeepOne(Keeper& keeper, const Consumer::Message& message);
   void TellIncomplete();
+  void LookIntoSilence(Consumer& consumer, std::uint64_t last);
+  void GiveUpAbandoned();
   bool PauseUnlessEnding(std::chrono::milliseconds time);
-  void Tell(const std::string& hindrance);
+  void SetState(bool is_connected, const std::string& hindrance);
   bool is_ending();
 
   const StreamSource source_;
   Writer& writer_;
-  std::string hindrance_;          // the link's thread
+  const std::function<void(const State&)> on_state_;
   bool has_news_of_parts_ = true;  // since they were last told of; used while the writer is ours
-  std::mutex mutex_;               // of the following
+  std::chrono::steady_clock::time_point next_look_at_parts_;  // the link's thread
+  std::mutex mutex_;                                          // of the following
   std::condition_variable news_;
   bool is_ending_ = false;
+  State state_;
   // Ends after the connection, and before all that the library's callbacks touch.
   Stream::Library library_;
   std::shared_ptr<Stream::Connection> connection_;

@@ -37,7 +37,8 @@ import { asSentence } from './format.js';
 
 /** @typedef {{x: number, y: number, width: number, height: number}} Paper in micrometres */
 /** @typedef {{revision: number, paper: Paper, strokes: Stroke[]}} Ink */
-/** @typedef {{service: 'connected' | 'away', hindrance: string, pages: number, trash: number, version: string, pad: {pen: string}}} Status */
+/** @typedef {{state: 'connected' | 'away', hindrance: string}} StreamState */
+/** @typedef {{service: 'connected' | 'away', hindrance: string, stream: StreamState | null, pages: number, trash: number, version: string, pad: {pen: string}}} Status */
 /** @typedef {{pen: string, name: string, pages: number}} Pen */
 /** @typedef {{q: string, pen: string, from: number, to: number, trash: boolean}} Filter when it was written in ms, both ends included, 0 for open */
 /** @typedef {{color: string, width: number, start: number, points: InkPoint[]}} PadStroke force in the last place, 0 to 1 */

@@ -41,6 +41,11 @@ class App {
   service = 'connected';
   /** Why ink can't be kept at the moment. */
   hindrance = '';
+  /**
+   * Where other ink comes from, if from anywhere.
+   * @type {import('./api.js').StreamState | null}
+   */
+  stream = null;
   banner = el('div', { class: 'banner', role: 'status', hidden: true });
   arrivals = new Arrivals((news) => this.#takeNews(news));
 
@@ -87,14 +92,20 @@ class App {
       const { service, hindrance = '' } = detail(event);
       this.#setService(service, hindrance);
     });
+    live.addEventListener('stream', (event) => {
+      this.stream = detail(event);
+      this.#showBanner();
+    });
     live.addEventListener('reset', () => {
       this.library.reload();
       this.desk.grid.retryPictures();
       if (this.page?.page) this.page.open(this.page.page.id);
     });
-    // A connection that is there begins with the service's state.
+    // A connection that is there begins with the states of the service and of the stream, if there is one.
     live.addEventListener('state', () => {
-      if (live.state !== 'open') this.#showBanner();
+      if (live.state === 'open') return;
+      this.stream = null;
+      this.#showBanner();
     });
   }
 
@@ -127,11 +138,13 @@ class App {
   }
 
   #showBanner() {
-    const { live, service, hindrance } = this;
+    const { live, service, hindrance, stream } = this;
+    const ofService = service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.'
+      : hindrance ? asSentence(hindrance) : '';
+    const ofStream = stream?.hindrance ? `No ink comes from the stream: ${stream.hindrance}` : '';
     const words = live.state === 'locked' ? 'This window is no longer known to the inbox. Open it again with: quillpost-inbox --open'
       : live.state === 'away' ? 'The inbox is not running. Everything shows again when it is back.'
-        : service === 'away' ? 'The ink service is away. New ink comes as soon as it is back.'
-          : hindrance ? asSentence(hindrance) : '';
+        : [ofService, ofStream].filter(Boolean).join(' ');
     const before = this.banner.dataset.words ?? '';
     if (words === before) return;
     this.banner.dataset.words = words;

@@ -1,7 +1,7 @@
 // What the inbox tells while it happens: ink that arrived, pages that came and went, the service
 // that is away. Reconnects by itself for as long as the window is open.
 //
-// Events: 'page', 'gone', 'back', 'service' with what the inbox said as `detail`; 'reset' when
+// Events: 'page', 'gone', 'back', 'service', 'stream' with what the inbox said as `detail`; 'reset' when
 // something may have been missed and lists must be read anew; 'state' when `state` changed.
 
 import { ApiError, fetchStatus } from './api.js';
@@ -45,7 +45,7 @@ export class Live extends EventTarget {
     this.source = source;
     source.addEventListener('open', () => this.#onOpen());
     source.addEventListener('error', () => this.#onError(source));
-    for (const kind of ['page', 'gone', 'back', 'service']) {
+    for (const kind of ['page', 'gone', 'back', 'service', 'stream']) {
       source.addEventListener(kind, (event) => {
         this.dispatchEvent(new CustomEvent(kind, { detail: JSON.parse(/** @type {MessageEvent} */ (event).data) }));
       });

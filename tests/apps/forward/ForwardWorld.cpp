@@ -3,8 +3,14 @@
 #include <signal.h>
 #include <sqlite3.h>
 
+#include <cstdlib>
+#include <map>
 #include <stdexcept>
 #include <utility>
+
+int InLongForm(int few, int many) {
+  return std::getenv("QUILLPOST_FORWARD_LONG") != nullptr ? many : few;
+}
 
 LoggingProgram::LoggingProgram(const std::string& program, const std::string& log,
                                std::vector<std::string> arguments)
@@ -44,6 +50,17 @@ bool ForwardWorld::Import(const std::string& bytes) {
   const std::string file = path("ink-" + std::to_string(++imports_) + ".stf2").string();
   WriteFile(file, bytes);
   return RunToEnd({QUILLPOST, "import", file}).status == 0;
+}
+
+bool ForwardWorld::ImportMore(int packages) {
+  InkFile one(1), two(2);
+  for (int i = 0; i < packages; ++i) {
+    ++imported_;
+    const std::string page =
+        "1.2." + std::to_string(imported_ / 100) + "." + std::to_string(imported_ % 100);
+    (imported_ % 2 == 0 ? one : two).AddStroke(page.c_str(), 1000 + imported_);
+  }
+  return Import(one.bytes()) && Import(two.bytes());
 }
 
 std::string ForwardWorld::InkOf(const std::string& page, std::uint64_t start_ms,
@@ -86,12 +103,29 @@ std::vector<std::string> ForwardWorld::Kept() const {
   return packages;
 }
 
+std::string ForwardWorld::KeptBytes() const {
+  const auto rows = Select("SELECT bytes FROM packages");
+  return rows.size() == 1 ? rows[0][0] : "";
+}
+
 std::size_t ForwardWorld::PartsThatWait() const {
   return Select("SELECT part FROM parts").size();
 }
 
+void ForwardWorld::AgeParts(std::chrono::milliseconds time) {
+  sqlite3* database = nullptr;
+  ::sqlite3_open(InboxFile().c_str(), &database);
+  const std::string sql = "UPDATE parts SET time = time - " + std::to_string(time.count());
+  EXPECT_EQ(::sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  ::sqlite3_close(database);
+}
+
+std::string ForwardWorld::InboxFile() const {
+  return (root_.home() / ".local/share/quillpost/inbox.db").string();
+}
+
 std::vector<std::vector<std::string>> ForwardWorld::Select(const char* sql) const {
-  const std::string file = (root_.home() / ".local/share/quillpost/inbox.db").string();
+  const std::string file = InboxFile();
   std::vector<std::vector<std::string>> rows;
   sqlite3* database = nullptr;
   sqlite3_stmt* query = nullptr;
@@ -113,7 +147,25 @@ std::vector<std::vector<std::string>> ForwardWorld::Select(const char* sql) cons
 }
 
 bool ForwardWorld::WaitUntilKept(std::size_t count) const {
-  return Eventually([&] { return Kept().size() >= count; });
+  return Eventually([&] {
+    const auto rows = Select("SELECT count(*) FROM packages");
+    return !rows.empty() && std::stoul(rows[0][0]) >= count;
+  });
+}
+
+testing::AssertionResult ForwardWorld::HasKeptAllOnceAndInOrder() const {
+  const auto kept = Kept();
+  std::map<std::string, std::size_t> last;  // start of each pen's
+  for (const std::string& package : kept) {
+    const std::size_t start = std::stoul(package.substr(package.rfind(' ') + 1));
+    std::size_t& before = last[package.substr(0, package.find(' '))];
+    if (start <= before) {
+      return testing::AssertionFailure() << package << " came after the ink of " << before;
+    }
+    before = start;
+  }
+  if (kept.size() == imported_) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << kept.size() << " of " << imported_ << " packages came";
 }
 
 StreamPeer::StreamPeer(const std::string& url) {

@@ -3,6 +3,9 @@
 
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -15,6 +18,9 @@
 #include "support/LogCapture.h"
 #include "support/Process.h"
 #include "support/TestRoot.h"
+
+// QUILLPOST_FORWARD_LONG asks for the long form of the stories of failures.
+int InLongForm(int few, int many);
 
 // A program with a log, and arguments that all starts of it share.
 class LoggingProgram {
@@ -46,6 +52,11 @@ class ForwardWorld {
   // Has the service take ink; true if it has.
   bool Import(const std::string& bytes);
 
+  // Has the service take so many more packages: of two pens in turn, a page and a stroke each,
+  // which starts later than all before. True if it has taken them.
+  bool ImportMore(int packages);
+  std::size_t imported() const { return imported_; }  // by ImportMore
+
   // Ink of one stroke.
   static std::string InkOf(const std::string& page, std::uint64_t start_ms,
                            std::uint64_t pen = kTestPen);
@@ -63,15 +74,27 @@ class ForwardWorld {
   std::vector<std::string> Kept() const;
   bool WaitUntilKept(std::size_t count) const;
 
+  // The only package that the inbox holds.
+  std::string KeptBytes() const;
+
+  // Whether the inbox holds each package of ImportMore once, and those of each pen in the order in
+  // which they were written.
+  testing::AssertionResult HasKeptAllOnceAndInOrder() const;
+
   // What the inbox holds of packages whose rest has not come.
   std::size_t PartsThatWait() const;
 
+  // Has them be that much older. To be called while no inbox runs.
+  void AgeParts(std::chrono::milliseconds time);
+
  private:
+  std::string InboxFile() const;
   std::vector<std::vector<std::string>> Select(const char* sql) const;  // in the inbox
 
   TestRoot root_;
   std::unique_ptr<Process> service_;
   int imports_ = 0;
+  std::size_t imported_ = 0;
 };
 
 // The stream as its administrator sees it.

@@ -98,10 +98,24 @@ TEST_F(InkMessage, TheLastMessageTellsHowManyPartsAreThere) {
   const OutgoingInk ink(kEnvelope, bytes, 2048 + 3000);
   const MessagePtr second = ink.Make(2);
   ::natsMsgHeader_Set(second.get(), "Nats-Msg-Id", ink.MessageIdOf(2).c_str());
-  EXPECT_EQ(ink.PartsBefore(second.get()), 2u);
+  EXPECT_EQ(ink.PartsBefore(second.get(), 0), 2u);
   // Cut for another limit, the same ink has other parts.
-  EXPECT_EQ(OutgoingInk(kEnvelope, bytes, 2048 + 5000).PartsBefore(second.get()), 0u);
-  EXPECT_EQ(OutgoingInk(kEnvelope, "other", 1 << 20).PartsBefore(second.get()), 0u);
+  EXPECT_EQ(OutgoingInk(kEnvelope, bytes, 2048 + 5000).PartsBefore(second.get(), 0), 0u);
+  EXPECT_EQ(OutgoingInk(kEnvelope, "other", 1 << 20).PartsBefore(second.get(), 0), 0u);
+}
+
+// The receiver may have forgotten the parts that came before.
+TEST_F(InkMessage, ASetThatWasLeftLongAgoBeginsAnew) {
+  const OutgoingInk ink(kEnvelope, std::string(10000, 'x'), 2048 + 3000);
+  const std::int64_t pause_ms = std::chrono::milliseconds(kLongestPause).count();
+  const auto parts_before = [&](std::uint32_t last, std::int64_t age_ms) {
+    const MessagePtr message = ink.Make(last);  // of the time 0
+    ::natsMsgHeader_Set(message.get(), "Nats-Msg-Id", ink.MessageIdOf(last).c_str());
+    return ink.PartsBefore(message.get(), age_ms);
+  };
+  EXPECT_EQ(parts_before(2, pause_ms), 2u);
+  EXPECT_EQ(parts_before(2, pause_ms + 1), 0u);
+  EXPECT_EQ(parts_before(4, pause_ms + 1), 4u) << "it is whole";
 }
 
 TEST_F(InkMessage, APartWithoutItsNumberIsNotInk) {

@@ -42,8 +42,8 @@ unsigned short FreePort() {
 }
 
 NatsServer::NatsServer(const boost::filesystem::path& folder, const std::string& settings,
-                       unsigned short port)
-    : folder_(folder), settings_(settings), port_(port) {
+                       unsigned short port, const std::string& address)
+    : folder_(folder), settings_(settings), port_(port), address_(address) {
   const int most_attempts = port == 0 ? 5 : 1;  // another program may take a free port before us
   for (int attempt = 0; attempt < most_attempts; ++attempt) {
     if (port == 0) port_ = FreePort();
@@ -60,7 +60,7 @@ void NatsServer::Start() {
 
 bool NatsServer::TryStart() {
   boost::filesystem::create_directories(folder_);
-  WriteFile(folder_ / "configuration", "listen: \"127.0.0.1:" + std::to_string(port_) +
+  WriteFile(folder_ / "configuration", "listen: \"" + address_ + ":" + std::to_string(port_) +
                                            "\"\nlog_file: \"" + (folder_ / "log").string() +
                                            "\"\njetstream { store_dir: \"" +
                                            (folder_ / "streams").string() + "\" }\n" + settings_);

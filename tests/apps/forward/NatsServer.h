@@ -13,9 +13,9 @@ class NatsServer {
  public:
   // `settings` are lines of the server's configuration. Starts it and waits until it listens;
   // throws std::runtime_error with its log if it does not. A server of a cluster is told its port,
-  // others find one.
+  // others find one. The address may be that of all networks, 0.0.0.0.
   explicit NatsServer(const boost::filesystem::path& folder, const std::string& settings = "",
-                      unsigned short port = 0);
+                      unsigned short port = 0, const std::string& address = "127.0.0.1");
 
   // As a power cut would end it; and up again, with its files, on the same port.
   void Kill();
@@ -34,6 +34,7 @@ class NatsServer {
   const boost::filesystem::path folder_;
   const std::string settings_;
   unsigned short port_;
+  const std::string address_;
   std::unique_ptr<Process> process_;
 };
 

@@ -104,6 +104,26 @@ TEST(ForwardRoad, APackageBeyondTheMessageSizeTravelsInParts) {
   EXPECT_GE(ReadFile(copy).size(), std::size_t{1} << 20);
 }
 
+// With the limit that a server has by itself.
+TEST(ForwardRoad, SixtyMebibytesTravelInParts) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  auto forward = world.Forward(server.url(), {"--create-stream"});
+  auto inbox = world.Inbox(server.url());
+  forward.Start();
+  inbox.Start();
+  const std::string bytes = LongInk(60 << 20);
+  ASSERT_GE(bytes.size(), std::size_t{60} << 20);
+  ASSERT_TRUE(world.Import(bytes));
+  EXPECT_TRUE(world.WaitUntilKept(1)) << forward.log() << inbox.log();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
+  EXPECT_GT(StreamPeer(server.url()).Count(), 60u);
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+  const std::string kept = world.KeptBytes();
+  EXPECT_EQ(kept.size(), bytes.size());
+  EXPECT_TRUE(kept == bytes) << "another ink";
+}
+
 TEST(ForwardRoad, ADryRunShowsSubjectsAndTakesNothing) {
   ForwardWorld world;
   ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "ForwardWorld.h"
+#include "NatsCredentials.h"
 
 using testing::HasSubstr;
 using testing::Not;
@@ -47,11 +48,19 @@ class Authority {
   const std::string& ca() const { return ca_; }
   const std::string& certificate() const { return certificate_; }
   const std::string& key() const { return key_; }
-  std::string ServerSettings() const {
-    return "tls { cert_file: \"" + certificate_ + "\", key_file: \"" + key_ + "\", timeout: 10 }\n";
+  std::string ServerSettings() const { return ServerSettingsWith(""); }
+
+  // The server speaks only to those who show a certificate of this authority.
+  std::string StrictServerSettings() const {
+    return ServerSettingsWith(", verify: true, ca_file: \"" + ca_ + "\"");
   }
 
  private:
+  std::string ServerSettingsWith(const std::string& more) const {
+    return "tls { cert_file: \"" + certificate_ + "\", key_file: \"" + key_ + "\", timeout: 10" +
+           more + " }\n";
+  }
+
   std::string ca_, certificate_, key_;
 };
 
@@ -132,6 +141,78 @@ TEST(ForwardSecurity, AServerOfAnotherNameGetsNoInk) {
   forward.Start();
   EXPECT_TRUE(forward.WaitForLog("stays with the service: can't connect to ")) << forward.log();
   EXPECT_THAT(forward.log(), HasSubstr("hostname mismatch"));
+}
+
+TEST(ForwardSecurity, ACertificateThatTheServerTrustsLetsIn) {
+  ForwardWorld world;
+  const Authority authority(world, "ours");
+  NatsServer server(world.path("server"), authority.StrictServerSettings());
+  const std::string url = server.url("tls://", "localhost");
+  const std::vector<std::string> shown = {"--tls-ca",   authority.ca(),
+                                          "--tls-cert", authority.certificate(),
+                                          "--tls-key",  authority.key()};
+  auto more = shown;
+  more.push_back("--create-stream");
+  auto forward = world.Forward(url, more);
+  auto inbox = world.Inbox(url, shown);
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  forward.Start();
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(1)) << forward.log() << inbox.log();
+}
+
+TEST(ForwardSecurity, AServerThatWantsACertificateRefusesWithAReason) {
+  ForwardWorld world;
+  const Authority ours(world, "ours"), theirs(world, "theirs");
+  NatsServer server(world.path("server"), ours.StrictServerSettings());
+  const std::string url = server.url("tls://", "localhost");
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  const auto says = [&](std::vector<std::string> more, const std::string& reason) {
+    more.insert(more.end(), {"--tls-ca", ours.ca()});
+    auto forward = world.Forward(url, more);
+    forward.Start();
+    EXPECT_TRUE(
+        forward.WaitForLog("stays with the service: can't connect to " + url + ": " + reason))
+        << forward.log();
+    EXPECT_EQ(forward.Stop(), 0);
+  };
+  says({}, "the server wants a certificate (--tls-cert)");
+  says({"--tls-cert", theirs.certificate(), "--tls-key", theirs.key()},
+       "the server does not take the certificate " + theirs.certificate());
+  EXPECT_FALSE(world.is_store_empty());
+}
+
+TEST(ForwardSecurity, CredentialsOfAKnownAccountLetIn) {
+  ForwardWorld world;
+  const NatsCredentials credentials;
+  NatsServer server(world.path("server"), credentials.ServerSettings());
+  const std::string file = world.path("ink.creds").string();
+  WriteFile(file, credentials.OfUser());
+  auto forward = world.Forward(server.url(), {"--create-stream", "--creds", file});
+  auto inbox = world.Inbox(server.url(), {"--creds", file});
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  forward.Start();
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(1)) << forward.log() << inbox.log();
+}
+
+TEST(ForwardSecurity, OtherCredentialsAreRefusedWithAReason) {
+  ForwardWorld world;
+  const NatsCredentials ours, theirs;
+  NatsServer server(world.path("server"), ours.ServerSettings());
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  const std::string file = world.path("ink.creds").string();
+  const std::string begin = "stays with the service: can't connect to " + server.url() + ": ";
+  const auto says = [&](const std::string& content, const std::string& reason) {
+    WriteFile(file, content);
+    auto forward = world.Forward(server.url(), {"--creds", file});
+    forward.Start();
+    EXPECT_TRUE(forward.WaitForLog(begin + reason)) << forward.log();
+    EXPECT_EQ(forward.Stop(), 0);
+  };
+  says(theirs.OfUser(), "Authorization Violation");
+  says("not credentials", "no nkey user seed found in '" + file + "'");
+  EXPECT_FALSE(world.is_store_empty());
 }
 
 TEST(ForwardSecurity, TheExampleConfigurationLetsEachDoItsPartAlone) {

@@ -56,6 +56,21 @@ class OtherReader {
   natsSubscription* reader_ = nullptr;
 };
 
+constexpr std::int64_t kAnHourNs = 3600LL * 1000000000;
+
+// The consumer "library" as an inbox makes it, or with another time before it hands out again what
+// was not acknowledged.
+void MakeConsumer(StreamPeer& peer, std::int64_t ack_wait_ns = 0) {
+  jsConsumerConfig config;
+  ::jsConsumerConfig_Init(&config);
+  config.Durable = "library";
+  config.AckPolicy = js_AckExplicit;
+  config.AckWait = ack_wait_ns;
+  config.FilterSubject = "ink.>";
+  ASSERT_EQ(::js_AddConsumer(nullptr, peer.connection().stream(), "INK", &config, nullptr, nullptr),
+            NATS_OK);
+}
+
 std::string Line(const std::string& page, std::uint64_t start_ms) {
   return std::string(kTestPenSerial) + " " + page + " " + std::to_string(start_ms);
 }
@@ -121,6 +136,56 @@ TEST(StreamEnd, APartThatComesAgainAloneIsNotWaitedFor) {
   EXPECT_EQ(world.PartsThatWait(), 0u);
 }
 
+TEST(StreamEnd, PartsOfInkThatCameInOnePieceAreForgotten) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
+  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
+  // The server's limit was raised.
+  world.peer.Put(Stream::OutgoingInk(kEnvelope, parts.bytes, 1 << 20));
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+}
+
+TEST(StreamEnd, PartsWhoseRestNeverComesAreGivenUp) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
+  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
+  EXPECT_EQ(inbox.Stop(), 0);
+  world.AgeParts(std::chrono::hours(8 * 24));
+  inbox.Start();
+  EXPECT_TRUE(
+      inbox.WaitForLog("Ink of pen 0123-4567-89AB-CDEF, page 1.2.3.4, is given up: 2 of 5 parts "
+                       "have come, and none for 7 days."));
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+  // Its desktop is back, and begins with the first.
+  for (std::uint32_t part = 1; part <= 5; ++part) {
+    world.peer.Put(parts.ink, part, "again-" + std::to_string(part));
+  }
+  EXPECT_TRUE(world.WaitUntilKept(1));
+}
+
+// The rest may be in the stream, which is read first.
+TEST(StreamEnd, OldPartsAreWaitedForUntilTheStreamIsRead) {
+  World world;
+  const InParts parts;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
+  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
+  EXPECT_EQ(inbox.Stop(), 0);
+  world.AgeParts(std::chrono::hours(8 * 24));
+  for (const std::uint32_t part : {3u, 4u, 5u}) world.peer.Put(parts.ink, part);
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(inbox.log().find("is given up"), std::string::npos);
+}
+
 TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
   World world;
   world.peer.Put("1.2.3.4", 5000);
@@ -140,19 +205,34 @@ TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
 TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
   World world;
   for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
-  jsConsumerConfig config;
-  ::jsConsumerConfig_Init(&config);
-  config.Durable = "library";
-  config.AckPolicy = js_AckExplicit;
-  config.FilterSubject = "ink.>";
-  ASSERT_EQ(
-      ::js_AddConsumer(nullptr, world.peer.connection().stream(), "INK", &config, nullptr, nullptr),
-      NATS_OK);
+  MakeConsumer(world.peer);
   OtherReader reader(world.peer);
   ASSERT_EQ(reader.Take(2), 2);
   auto inbox = world.Inbox(world.server.url());
   inbox.Start();
   EXPECT_TRUE(world.WaitUntilKept(3));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
+// As when the server that had it under way dies, and nobody writes for a while: no count tells of
+// it.
+TEST(StreamEnd, TheLastDeliveryThatIsLostIsNoticed) {
+  World world;
+  MakeConsumer(world.peer, kAnHourNs);  // until it would be handed out again
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  world.peer.Put("1.2.3.1", 1000);
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  inbox.Signal(SIGSTOP);
+  OtherReader reader(world.peer);
+  std::uint64_t count = 1;
+  // Until the inbox's own question is too old, the answers to it wait in its socket.
+  ASSERT_TRUE(Eventually([&] {
+    world.peer.Put("1.2.3." + std::to_string(++count), 1000);
+    return reader.Take(1) == 1;
+  }));
+  inbox.Signal(SIGCONT);
+  EXPECT_TRUE(world.WaitUntilKept(count)) << inbox.log();
   EXPECT_EQ(world.Kept(), world.peer.Ink());
 }
 

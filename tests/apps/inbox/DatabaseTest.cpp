@@ -102,7 +102,7 @@ TEST_F(DatabaseTest, ANewerVersionIsRefusedAndLeftAlone) {
   connection_->Execute("PRAGMA user_version = 1000");
   EXPECT_EQ(WhyNot(directory_), directory_ +
                                     "/inbox.db was made by a newer quillpost-inbox (version 1000, "
-                                    "this one knows 2); install that one again");
+                                    "this one knows 3); install that one again");
   EXPECT_EQ(connection_->Number("PRAGMA user_version"), 1000);
 }
 

@@ -7,6 +7,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "InboxProgram.h"
+#include "apps/forward/NatsServer.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -103,6 +104,33 @@ TEST(InboxRoad, WithoutASubscriptionItSaysSo) {
     return inbox.Get("/api/status").Json()["hindrance"].asString().find("no subscription") !=
            std::string::npos;
   }));
+}
+
+TEST(InboxRoad, TellsWhetherItsStreamIsThere) {
+  InboxWorld world;
+  NatsServer server(world.root().path() / "server");
+  InboxProgram inbox({"--from", server.url(), "--consumer", "library"});
+  const auto is_told = [&](const std::string& state, const std::string& hindrance) {
+    return Eventually([&] {
+      const Json::Value stream = inbox.Get("/api/status").Json()["stream"];
+      return stream["state"].asString() == state && stream["hindrance"].asString() == hindrance;
+    });
+  };
+  EXPECT_TRUE(is_told("away", "there is no stream INK"));
+  const Process maker({QUILLPOST_FORWARD, "--to", server.url(), "--create-stream"});
+  EXPECT_TRUE(is_told("connected", ""));
+  server.Kill();
+  EXPECT_TRUE(is_told("away", "the connection to the servers is lost"));
+  server.Start();
+  EXPECT_TRUE(is_told("connected", ""));
+  HttpPeer events(inbox.port());
+  EXPECT_THAT(OpenEvents(events, inbox), HasSubstr("event: stream\ndata: {\"hindrance\":\"\","));
+}
+
+TEST(InboxRoad, WithoutAStreamItTellsOfNone) {
+  InboxWorld world;
+  InboxProgram inbox;
+  EXPECT_TRUE(inbox.Get("/api/status").Json()["stream"].isNull());
 }
 
 TEST(InboxRoad, InkThatCantBeReadIsKeptConfirmedAndShownAsSuch) {

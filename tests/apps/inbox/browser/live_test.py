@@ -144,6 +144,15 @@ class AwayTest(Story):
         self.gone(".banner")
         self.wait_cards(before + 1)
 
+    def test_a_stream_that_is_away_is_told_of(self):
+        self.may_complain = ["ERR_"]
+        self.world.stop_inbox()
+        self.world.start_inbox("--from", "nats://127.0.0.1:1", "--consumer", "library")
+        self.banner("No ink comes from the stream: can't connect to nats://127.0.0.1:1")
+        self.world.stop_inbox()
+        self.world.start_inbox()
+        self.gone(".banner")
+
     def test_a_window_that_is_no_longer_known_says_how_to_come_in(self):
         self.may_complain = ["401", "ERR_"]
         cookies = self.driver.get_cookies()

@@ -103,8 +103,8 @@ class World:
         self._stop(self.daemon)
         self.daemon = None
 
-    def start_inbox(self):
-        self.inbox = self._start(os.environ["QUILLPOST_INBOX"], stdout=subprocess.PIPE, text=True)
+    def start_inbox(self, *arguments):
+        self.inbox = self._start(os.environ["QUILLPOST_INBOX"], *arguments, stdout=subprocess.PIPE, text=True)
         self.address = self.inbox.stdout.readline().strip()
         if not self.address:
             raise AssertionError("the inbox did not start:\n" + self.logs())
