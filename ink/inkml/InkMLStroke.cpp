@@ -13,7 +13,7 @@ namespace TalvoInk {
 namespace {
 
 constexpr double kMostOffset = std::numeric_limits<std::uint32_t>::max();
-constexpr double kSameTime = 1e-3;      // ms: what reckoning in fractions of seconds is off by
+constexpr double kSameTime = 1e-3;      // ms: the rounding error of times in fractions of seconds
 constexpr double kEarliestDate = 1e11;  // ms: in 1973; a smaller count is not a date
 
 // Ink whose unit is a guess belongs on a sheet of A4, this far from its corner.
@@ -26,7 +26,7 @@ double Scaled(const ChannelMeaning& meaning, double value) {
   return (meaning.mirrored ? -mapped : mapped) * meaning.scale;
 }
 
-// Whole numbers of one width or another; digitisers count force up to a power of two.
+// Digitisers count force in whole numbers of 8 to 16 bits: the next full range is taken.
 double ForceCeiling(double highest) {
   if (highest <= 1) return 1;
   for (const double ceiling : {255, 511, 1023, 2047, 4095, 8191, 16383, 32767}) {
@@ -95,8 +95,8 @@ void StrokeMaker::Measure(const TraceContext& context, const TraceDecoder& trace
   if (no_unit) evidence_.EndTrace();
 }
 
-// Ink with an invented unit keeps an offset that means nothing: it is moved to where a page has
-// ink.
+// If the unit is a guess, the place on the page means nothing: ink that falls off a sheet is moved
+// onto it.
 void StrokeMaker::AssumeUnit() {
   const std::optional<AssumedUnit> assumed = evidence_.JudgeBeside(options_.assumed_unit);
   if (!assumed) return;
@@ -284,8 +284,8 @@ void StrokeMaker::TimePoints(const TraceContext& context, const TraceDecoder& tr
   if (beyond > 0) losses_.Count("times of points out of reach of their stroke's start", beyond);
 }
 
-// When ink began that does not say so itself, if the caller knows. A document of which one part has
-// a date was not written on the day that the caller names for the rest.
+// The start of ink without a date: the document's first date if any part has one, else the time
+// that the caller gave.
 WideMs StrokeMaker::StartOfUndated() const {
   if (!first_date_) return static_cast<WideMs>(*options_.start_time_ms);
   losses_.Add("ink without a date in a document with dates; its first date taken");

@@ -51,8 +51,8 @@ Descriptor MakeSocket(int flags, std::string& error) {
 // and A would serve a socket that nobody can find. flock, because the system releases it however
 // the process ends.
 //
-// The file goes with the lock, so a process that gets the lock must check that the file that it
-// opened is still the one at the path.
+// The holder deletes the file before it unlocks. So a process that gets the lock must check that
+// the path still names the file that it opened.
 class StartLock {
  public:
   explicit StartLock(const std::string& endpoint) : path_(endpoint + ".lock") {}
@@ -101,12 +101,14 @@ bool HasServerEnded(const Descriptor& probe) {
          server.pid > 0 && ::kill(server.pid, 0) != 0 && errno == ESRCH;
 }
 
-// Whether the path is free, made so if a dead socket of ours is in the way. Under the lock.
+// Whether the path is free, after a dead socket of this user was removed. Under the lock.
 bool ClearTheWay(const std::string& path, const sockaddr_un& address, std::string& error) {
   struct stat status;
   if (::lstat(path.c_str(), &status) != 0) {
-    error = SystemReason(errno);
-    return errno == ENOENT;
+    const int reason = errno;
+    if (reason == ENOENT) return true;
+    error = SystemReason(reason);
+    return false;
   }
   if (!S_ISSOCK(status.st_mode)) {
     error = "the path is taken by something that is not a socket";

@@ -14,7 +14,7 @@ namespace {
 
 using boost::system::error_code;
 
-// A line may cost its receiver some work; other streams get their turn after so many, or so long.
+// Lines can be costly to handle. After this many, or this long, other streams get a turn.
 constexpr int kLinesPerTurn = 32;
 constexpr std::chrono::milliseconds kTurnTime(5);
 
@@ -66,7 +66,7 @@ void LineStream::Turn() {
   if (is_open() && paused_) WatchForPeerGone();
 }
 
-// Counts `bytes`, those of a line that is not complete, in place of those counted before. Called
+// Replaces the count of the incomplete line's bytes by `bytes`. Called
 // when all complete lines have been handed on.
 void LineStream::HoldInput(std::size_t bytes) {
   if (!patience_.room) return;
@@ -132,7 +132,7 @@ void LineStream::WatchForPeerGone() {
   watching_peer_ = true;
   socket_->async_wait(boost::asio::socket_base::wait_error, [self = Self()](const error_code&) {
     self->watching_peer_ = false;
-    // If reading goes on, it will find the end itself, after all that came before.
+    // While reading goes on, it finds the end itself, after the last data.
     if (!self->is_open() || (self->busy_ && !self->paused_)) return;
     if (self->HasPeerGone()) self->Close(boost::asio::error::eof);
   });
@@ -192,7 +192,7 @@ bool LineStream::Send(const std::string& line, std::uint64_t* arrived_bytes) {
 }
 
 // Hands the system what it takes immediately: the common line reaches its peer without a turn of
-// the queue's thread. What the system refuses is for Write to find, and to tell.
+// the queue's thread. Errors are left to Write, which tells of them.
 std::size_t LineStream::SendNow(const std::string& line) {
   const ssize_t sent = ::send(descriptor_, line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   return sent > 0 ? static_cast<std::size_t>(sent) : 0;

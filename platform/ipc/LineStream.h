@@ -34,8 +34,8 @@ using TalvoCppUtils::Descriptor;
 
 inline constexpr std::size_t kMaxOutboxBytes = std::size_t(4) << 20;
 
-// What many streams of one owner may hold together, of lines that have begun to arrive and of lines
-// that have not been sent.
+// What many streams of one owner may hold together, of incomplete lines that arrive, and of lines
+// that wait to be sent.
 struct SharedRoom {
   const std::size_t limit_bytes;
   std::atomic<std::size_t> used_bytes{0};
@@ -60,7 +60,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // Whether Send may still take something. Any thread.
   bool IsSending() const;
 
-  // Its part of the room. Any thread.
+  // The bytes that it counts against the shared room. Any thread.
   std::size_t HeldBytes() const;
 
   // Ends the stream immediately: what is in the outbox is lost. OnEnd is called before this
@@ -75,7 +75,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
     std::shared_ptr<SharedRoom> room;  // null for none
   };
 
-  // Takes a connected socket that does not block. On the queue, or before it knows the stream.
+  // Takes a connected socket that does not block. On the queue's thread, or before anything is
+  // posted for the stream.
   LineStream(boost::asio::io_service& queue, Descriptor socket, Patience patience);
 
   // ---- Hooks, on the queue.
@@ -86,7 +87,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   virtual void OnLineTooLong() = 0;
   // The peer sends no more, all its lines have been handed on, and it still listens.
   virtual void OnPeerFinished() = 0;
-  // The room is exceeded. What is done about it may end this stream.
+  // The room is exceeded. The handler may end this stream.
   virtual void OnRoomExceeded() {}
   // The stream has ended; no hook is called any more. Once.
   virtual void OnEnd(const boost::system::error_code& reason) = 0;
@@ -96,7 +97,8 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   bool is_open() const { return socket_.has_value(); }
   boost::asio::io_service& queue() { return queue_; }
 
-  // In OnLine: the place of the line's first byte that is not blank, in all bytes that arrived.
+  // In OnLine: the place of the line's first byte that is not blank, counted from the first byte
+  // ever received.
   std::uint64_t line_begin() const { return line_begin_; }
 
   // From now on no line is handed on or read, until Resume. A peer that goes away in the meantime

@@ -24,13 +24,13 @@ namespace TalvoQuillpost {
 
 class InkImporter : boost::noncopyable {
  public:
-  // `queue` runs the importer thread. Once it has stopped, an import ends at its next page when the
-  // grace period is over. `on_stored` is called there after a commit that has stored ink, before
-  // its imports are answered.
+  // `queue` runs the importer thread. After it was stopped and the grace period has passed, an
+  // import ends before its next page. `on_stored` is called there after a commit that has stored
+  // ink, before its imports are answered.
   InkImporter(EventQueue& queue, const boost::function<void()>& on_stored);
 
-  // Reads a file. It is committed together with the imports that are queued by now, which are read
-  // first; `done` is called after that, in the order of the calls.
+  // Reads a file. The imports that are queued by now are read first, then all are committed
+  // together; `done` is called after that, in the order of the calls.
   void Import(const boost::filesystem::path& file, const ImportGroup::Done& done);
 
   // Commits the imports that wait, and answers them.
@@ -39,7 +39,7 @@ class InkImporter : boost::noncopyable {
   // Imports one file alone. True: all strokes are in the store and survive a power cut.
   bool ImportSTF2File(const boost::filesystem::path& file);
 
-  // The steps of an import. Without an import under way, what they store is committed by itself.
+  // The steps of an import. Outside an import each stroke is committed immediately.
   bool ImportSTF2RawData(const void* data, unsigned long size);
   bool ImportSTF2EncryptedRawData(const void* data, unsigned long size);
   // The page address of a part, and the times of its first and its last timed stroke.
@@ -56,7 +56,7 @@ class InkImporter : boost::noncopyable {
     Storage::NewStrokes* strokes = nullptr;
   };
 
-  // Ends the import under way, however its reading ends.
+  // Clears the import under way when its reading ends or throws.
   class ImportEnd : boost::noncopyable {
    public:
     explicit ImportEnd(ImportUnderWay& import) : import_(import) {}
@@ -74,7 +74,7 @@ class InkImporter : boost::noncopyable {
   EventQueue& queue_;
   const boost::function<void()> on_stored_;
   ImportGroup group_;              // read, and not committed
-  bool is_commit_queued_ = false;  // behind the imports that were queued then
+  bool is_commit_queued_ = false;  // posted and has not run
   ImportUnderWay import_;
 };
 

@@ -82,7 +82,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
   Common::ScratchFile file;
   std::set<Storage::StrokeID> packed = strokes;
   if (strokes.size() == 1) {
-    // Stopping the delivery joins this thread while other clients wait.
+    // Ends early when stopped: the server thread joins this one, and serves nobody meanwhile.
     LongExports::Export turn(long_exports_,
                              [&client] { return client->delivery_queue.IsStopped(); });
     if (!Storage::ExportStroke(pen, *strokes.begin(), file.out(),
@@ -110,7 +110,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
   package.path = file;
   {
     const Lock lock(client->packages_mutex);
-    if (client->ended) return;  // its packages are gone, and this one would stay
+    if (client->ended) return;  // its rollback has run and would not delete this file
     if (!client->packages.emplace(pen, package).second) {
       QUILLPOST_LOG_WARNING(
           "We won't any more Ink to application '%s', because it has not confirmed previous "
@@ -119,8 +119,8 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
       return;
     }
   }
-  // Recorded before it is sent: the confirmation may come immediately. It is carried out on this
-  // thread, and so finds what is noted after the sending.
+  // Recorded before it is sent: the confirmation may come immediately. It runs later on this
+  // thread, so it sees the sent_before_bytes that is set below.
   std::uint64_t sent_by_application = 0;
   bool sent = false;
   Common::RunJob("announcement of a package", [&] {
@@ -147,8 +147,9 @@ void Delivery::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::s
     const Lock lock(client->packages_mutex);
     const auto entry = client->packages.find(pen);
     if (entry == client->packages.end()) return;
-    package = entry->second;
+    package = entry->second;  // a rollback may erase the entry beside us
   }
+  // Before the marks: if that throws, none is set, and the package stays in flight.
   Common::RemoveFile(package.path);
   if (delivered) {
     std::set<Storage::StrokeID> processed;
@@ -174,7 +175,7 @@ void Delivery::RollbackInkDelivery(boost::shared_ptr<Client> client) {
   QUILLPOST_ASSERT(client != nullptr);
   const Lock lock(client->packages_mutex);
   client->ended = true;
-  std::exception_ptr failure;  // the first: a file that stays must not keep the others
+  std::exception_ptr failure;  // the first; the other files are deleted all the same
   for (const auto& [pen, package] : client->packages) {
     try {
       fs::remove(package.path);
@@ -190,6 +191,8 @@ void Delivery::RollbackInkDelivery(boost::shared_ptr<Client> client) {
   if (failure) std::rethrow_exception(failure);
 }
 
+// First `ended`: no package is recorded after DropPackages. The queue is stopped before waiting
+// exports are woken, so that they see it.
 void Delivery::Stop(Client& client) {
   {
     const Lock lock(client.packages_mutex);

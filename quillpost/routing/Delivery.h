@@ -20,17 +20,19 @@ enum class InkType { kSTF2 = 0, kSTF2Encrypted = 1 };
 
 class Delivery : boost::noncopyable {
  public:
-  // Offers the pending ink of every pen; offers the next package of one pen; builds the package
-  // file; records and announces the package.
+  // Offers the first pending stroke of every pen.
   void DeliverInk(boost::shared_ptr<Client> client);
+  // The same for one pen, unless a package of it is in flight.
   void DeliverInk(boost::shared_ptr<Client> client, const std::string& pen);
+  // Writes the package file, then announces it.
   void DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
                   const std::set<Storage::StrokeID>& strokes);
+  // Records the package and announces it. Owns `file` from here on.
   void DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
                   const std::set<Storage::StrokeID>& strokes, const boost::filesystem::path& file);
 
-  // Completes the package of one pen. Throws, before any mark is set, if the package file can't be
-  // deleted.
+  // Completes the pen's package in flight; the caller has checked that the confirmation is for it
+  // (Client::IsForPackage). Throws, before any mark is set, if the package file can't be deleted.
   void ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::string& pen, bool delivered,
                           const std::set<std::string>& ignored);
 
@@ -38,7 +40,8 @@ class Delivery : boost::noncopyable {
   // ones. Throws if a package file can't be deleted.
   void RollbackInkDelivery(boost::shared_ptr<Client> client);
 
-  // Ends the client's delivery, joins its thread and deletes its packages. Any thread but that one.
+  // Ends the client's delivery, joins its thread and deletes its packages. Any thread except the
+  // client's delivery thread.
   void Stop(Client& client);
 
  private:

@@ -112,7 +112,7 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
 
   bool StartServer();  // false if the server refuses to listen
   void StartWork();
-  // Queues a routing pass and a delivery pass, unless both are queued and have not begun. Any
+  // Queues a routing pass and a delivery pass, unless a pass is queued and has not begun. Any
   // thread.
   void RouteAndDeliverInkAsync();
 
@@ -127,9 +127,9 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   void OnClientDisconnected(Connection connection, const boost::system::error_code& error);
   std::string OnEnableDisableNotifications(Connection connection, bool enable,
                                            const std::string& application_id);
-  // The confirmation is answered when it is queued. `held`, a copy of its reply function, goes
-  // through the queue with it, so that the server stops reading a connection with too many
-  // confirmations queued.
+  // Answers as soon as the confirmation is queued. The queued job keeps `held`, a copy of the reply
+  // function: so the request counts as unfinished, and the server stops reading a connection with
+  // too many.
   std::string OnConfirmInkPackageDelivery(Connection connection, const std::string& pen,
                                           bool delivered, const std::set<std::string>& ignored,
                                           const IPC::Server::Reply& held = IPC::Server::Reply());
@@ -138,7 +138,7 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
   void DeliverInk(const Config::App& application, const std::set<std::string>& pens);
   bool IsStarting(const std::string& application_id) const;
 
-  // Under the clients mutex. The first client of the connection in key order, or the end.
+  // Under the clients mutex. The connection's client with the smallest ID; end() if it has none.
   ClientMap::iterator FindClient(const Connection& connection);
   // Under the clients mutex. The one way out of the map.
   void RemoveClient(ClientMap::iterator entry);

@@ -98,7 +98,8 @@ std::optional<Change> FindChange(std::string_view bytes) {
   return change;
 }
 
-// Behind the archive: the rest of the new one and the record. No reader sees a difference.
+// Writes what lies behind the old archive: the end of the new one and the record. Readers ignore
+// both. From here on no step needs more room on the disk.
 error_code WriteRecord(int descriptor, std::uint64_t size_bytes, std::uint64_t record_at,
                        const Change& change) {
   const std::uint64_t new_size_bytes = change.offset + change.tail.size();
@@ -110,7 +111,7 @@ error_code WriteRecord(int descriptor, std::uint64_t size_bytes, std::uint64_t r
   return error ? error : Common::Sync(descriptor);
 }
 
-// The change is in the record, and the mark on the disk leads to it.
+// Requires that the record and the mark that leads to it are on the disk.
 error_code MoveIntoPlace(int descriptor, const Change& change) {
   auto error = WriteAt(descriptor, change.offset, change.tail);
   if (!error) error = Common::Sync(descriptor);
@@ -131,7 +132,8 @@ class OldBytes {
     return error ? error : Common::ReadAt(descriptor_, offset, end - offset, tail_);
   }
 
-  // The head last: as long as it is the mark, the record leads on, and must stay.
+  // The head last: while the mark is there, readers follow it to the record, which must stay until
+  // then.
   void PutBack() const {
     if (WriteAt(descriptor_, offset_, tail_) || WriteAt(descriptor_, 0, head_)) return;
     if (!Common::Sync(descriptor_)) Common::Truncate(descriptor_, size_bytes_);
@@ -177,7 +179,8 @@ error_code ExtendArchive(int descriptor, std::uint64_t size_bytes, const std::st
   OldBytes old(descriptor, size_bytes);
   auto error = old.Read(head.size(), size_bytes - 1, size_bytes);
   if (error) return error;
-  // From the line feed on: the archive ends there, with a blank in its place, too.
+  // Overwrites the final line feed with a blank. The old archive reads well all the same: its count
+  // ends it there.
   error = WriteAt(descriptor, size_bytes - 1, tail);
   if (!error) error = WriteAt(descriptor, 0, head);
   if (error) old.PutBack();

@@ -33,8 +33,8 @@ namespace Storage {
 // Makes the file's content `head`, then what it holds from there up to `offset`, then `tail`. The
 // head has at least 32 bytes, and few enough to lie in one page; `offset` is its end or behind it,
 // and lies in the file, which has `size_bytes`. `descriptor` is open for reading and writing. When
-// it returns without an error the change survives a power cut; with an error the file reads as it
-// did before.
+// it returns without an error the change survives a power cut; with an error the file reads as
+// before, or already as the change makes it.
 boost::system::error_code ChangeArchive(int descriptor, std::uint64_t size_bytes,
                                         const std::string& head, std::uint64_t offset,
                                         const std::string& tail);

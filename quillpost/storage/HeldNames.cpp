@@ -76,7 +76,8 @@ void ReleaseNames() {
 
 boost::system::error_code GiveName(const std::string& pen, const StrokeID& id,
                                    const std::function<boost::system::error_code()>& give) {
-  // Under the lock, or a name could become free of its file, and held, between the look and `give`.
+  // The look and `give` under one lock: otherwise a removal could hold the name and delete its file
+  // in between, and `give` would succeed.
   const Lock lock(g_held_guard);
   const auto held = g_held.find(pen);
   if (held != g_held.end() && held->second.ids.count(id) > 0) {

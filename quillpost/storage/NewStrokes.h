@@ -1,9 +1,9 @@
 // New stroke files on their way into the store: written and synced before they have a name, so that
 // a name always leads to whole ink that a power cut does not take back.
 //
-//   1. Add writes the bytes into a file without a name (O_TMPFILE). If the file system can't make
-//      one, the name is hidden, which no listing shows, and removed by the next start if the
-//      process is killed.
+//   1. Add writes the bytes into a file without a name (O_TMPFILE). If the file system has no files
+//      without names, the file gets a hidden name, which listings skip; the next start removes it
+//      if the process is killed.
 //   2. CommitStrokes syncs the files, then gives them their names, then syncs the names.
 //
 // Many strokes are synced for little more than the price of one, so strokes of several imports are
@@ -31,20 +31,22 @@ class NewStrokes : boost::noncopyable {
  public:
   // Writes a stroke of the pen, to be filed under the id's page address and name. False, with the
   // reason in the log, for an invalid id, empty data, and if the file can't be made or written. The
-  // bytes are not needed any more on return. With many strokes it commits those that are there.
+  // bytes are not needed any more on return. Commits the strokes so far when MaxOpenFiles() is
+  // reached.
   bool Add(const std::string& pen, const StrokeID& id, const void* data, std::size_t size_bytes);
 
-  // The import failed for another reason. What was added stays to be committed.
+  // The import failed for another reason. Strokes that were added are still committed.
   void Fail() { all_stored_ = false; }
 
   // Whether nothing has failed; final only after CommitStrokes.
   bool all_stored() const { return all_stored_; }
 
-  // How many files are open, and how many bytes were added.
+  // How many strokes are not committed, and how many bytes were added in all.
   std::size_t size() const { return strokes_.size(); }
   std::uint64_t size_bytes() const { return size_bytes_; }
 
-  // As many files as imports may hold open between them: their commit is due then.
+  // The most files that all uncommitted imports may hold open together; then they are to be
+  // committed.
   static std::size_t MaxOpenFiles();
 
  private:
@@ -55,7 +57,7 @@ class NewStrokes : boost::noncopyable {
     std::string pen;
     StrokeID id;
     boost::filesystem::path directory;
-    boost::filesystem::path path;    // the name that was asked for, then the one that was given
+    boost::filesystem::path path;    // the wanted name, then the given one
     boost::filesystem::path hidden;  // empty: the file has no name at all
     bool is_named = false;
     TalvoCppUtils::Descriptor file;
@@ -75,8 +77,8 @@ class NewStrokes : boost::noncopyable {
 
 // Files the strokes of all imports in the store, each under its name, or with a number if the name
 // is taken, and empties them. When it returns, the strokes survive a power cut; a stroke for which
-// that can't be said is not in the store, has its line in the log, and fails its import. Blocks for
-// as long as the disk takes.
+// that can't be said is removed again, has its line in the log, and fails its import (it may stay
+// if it can't be removed, or if memory runs out). Blocks for as long as the disk takes.
 void CommitStrokes(const std::vector<NewStrokes*>& imports);
 
 // One stroke, added and committed.

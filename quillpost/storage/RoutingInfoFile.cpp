@@ -32,8 +32,8 @@ constexpr char kFileName[] = "RoutingInfo.txt";
 // Room for some two million strokes of one pen; a larger file is damaged, and not read into memory.
 constexpr std::uint64_t kMaxBytes = 256u << 20;
 
-// Of an archive that is replaced by another: the part that lies in front of everything that can
-// differ in length.
+// When a whole archive is replaced: these first bytes lie in front of everything that can differ in
+// length.
 constexpr std::size_t kFixedHeadBytes = 32;
 
 constexpr std::size_t kNoRecord = std::numeric_limits<std::size_t>::max();
@@ -42,8 +42,8 @@ bool IsSameTime(const timespec& one, const timespec& other) {
   return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
-// If the archive library wrote these bytes, the library alone can read them, and they must stay
-// readable while they are replaced.
+// Whether the bytes begin as an archive of this library. Then they are replaced with a record, so
+// that they stay readable at each moment.
 bool IsArchive(const std::string& bytes) {
   const std::string head = RoutingInfoHead(0);
   const std::size_t signature_bytes = head.find(' ', head.find(' ') + 1);
@@ -51,8 +51,8 @@ bool IsArchive(const std::string& bytes) {
          bytes.compare(0, signature_bytes, head, 0, signature_bytes) == 0;
 }
 
-// A new file gets its name with its archive in it: a service that is killed leaves no empty one,
-// which nothing could read.
+// A new file gets its name with its archive in it: a service that is killed never leaves an empty
+// one, which nothing could read.
 error_code MakeFile(const fs::path& path, const std::string& archive, error_code& write_error) {
   fs::path hidden = path.parent_path() / ('.' + path.filename().native());
   TalvoCppUtils::Descriptor file;
@@ -104,8 +104,8 @@ RoutingInfoFile::Loaded RoutingInfoFile::Load(StrokeMap& strokes, std::string& r
     if (size_bytes > kMaxBytes) throw std::length_error("file too large");
     if (Common::ReadAt(file.get(), 0, size_bytes, bytes)) return Loaded::kNotOpened;
     strokes = ReadRoutingInfo(bytes);
-    // Whatever the table says from here on, ink is filed and removed by it: a power cut must not
-    // bring back an older one, which a killed service has not synced.
+    // A killed service may have left its last writes unsynced. Ink is going to be removed because
+    // of them: a power cut must not bring back an older table.
     is_synced_ = is_end_synced_ = !Common::Sync(file.get());
     if (is_synced_ && Note(strokes) == bytes) stamp_ = seen;
   } catch (const std::exception& error) {
@@ -200,7 +200,7 @@ std::string RoutingInfoFile::Note(const StrokeMap& strokes) {
   return head + NoteTail(strokes);
 }
 
-// The same for what comes behind the records.
+// The same for the strokes behind the last record.
 std::string RoutingInfoFile::NoteTail(const StrokeMap& strokes) {
   std::string tail;
   const bool has_claims = first_claimed_ < records_.size();
@@ -219,6 +219,8 @@ std::string RoutingInfoFile::NoteTail(const StrokeMap& strokes) {
   return tail;
 }
 
+// Writes all strokes between the first and the last that were touched, in one call. A mark is one
+// digit, so all keep their length and their place.
 error_code RoutingInfoFile::WriteTouched(int descriptor) const {
   std::string bytes;
   StrokeWriter writer(touched_from_ > 0, first_claimed_ < touched_from_);
@@ -238,6 +240,8 @@ error_code RoutingInfoFile::WriteTail(int descriptor, const StrokeMap& strokes) 
     is_end_synced_ = false;
     return ChangeArchive(descriptor, size_bytes, head, offset, tail);
   }
+  // A truncation that is not on the disk could come undone in a power cut: then bytes of strokes
+  // that are gone would follow the new head.
   if (!is_end_synced_) {
     if (const auto error = Common::Sync(descriptor)) return error;
     is_end_synced_ = true;
@@ -245,8 +249,8 @@ error_code RoutingInfoFile::WriteTail(int descriptor, const StrokeMap& strokes) 
   return ExtendArchive(descriptor, size_bytes, head, tail);
 }
 
-// False if nothing is known of the file, if it is not the one that was left there, or if writing
-// fails: in each case the whole archive has to be written.
+// False if nothing is known of the file, if another program has changed or replaced it, or if
+// writing fails: in each case the whole archive has to be written.
 bool RoutingInfoFile::SaveChanges(const StrokeMap& strokes) {
   if (!stamp_) return false;
   if (!HasChanges(strokes)) return IsKnown();

@@ -1,8 +1,8 @@
-// The file RoutingInfo.txt of one pen: its owner, and the only one that writes it. Knows, since the
-// file was read or written last, that it is still that very file and at which byte each stroke
-// begins; so a change of the table is brought to the file by writing only the bytes that differ.
-// Not the format of the bytes (RoutingInfoFormat.h), nor the order of writes that makes a change
-// whole or not at all (ArchiveChange.h).
+// The file RoutingInfo.txt of one pen: owns it and alone writes it. Remembers from the last read or
+// write which file it is and at which byte each stroke begins; so a change of the table is brought
+// to the file by writing only the bytes that differ. Not the format of the bytes
+// (RoutingInfoFormat.h), nor the order of writes that makes a change whole or not at all
+// (ArchiveChange.h).
 //
 // How a save writes, and what is left if it is cut off:
 // - Marks alone are written over the old ones, without a sync. They are single bytes that only turn
@@ -51,8 +51,8 @@ class RoutingInfoFile {
   // The file of the pen of this name. Neither looks at it nor makes it.
   explicit RoutingInfoFile(const std::string& pen);
 
-  // Reads the file into `strokes`. From then on that map is what is saved; it must not move in
-  // memory. Throws boost::filesystem::filesystem_error if the file's status can't be read.
+  // Reads the file into `strokes`. Keeps iterators into `strokes`: later calls must pass the same
+  // object. Throws boost::filesystem::filesystem_error if the file's status can't be read.
   Loaded Load(StrokeMap& strokes, std::string& reason);
 
   // Call it when a stroke or one of its claims is added, and before one is removed: from that
@@ -66,15 +66,15 @@ class RoutingInfoFile {
   bool HasChanges(const StrokeMap& strokes) const;
 
   // Syncs the marks that Save has written without a sync. To be called before stroke files are
-  // removed because of them: a power cut must not take back a mark whose stroke is gone, or an
-  // application would be offered a stroke without a file for ever. False, with the `reason` in
-  // words, if they can't be.
+  // removed because of them: a power cut must not take back a mark whose stroke is gone, or the
+  // service would offer the same missing stroke again and again. False, with the `reason` in words,
+  // if they can't be.
   bool Sync(std::string& reason);
 
   // Brings the file in line with `strokes`, always the same table. Nothing is written if nothing
   // has changed. False, with the `reason` in words for the log, if that fails; the file then reads
-  // as it did before, or is missing. True: a killed process leaves all of it, and no stroke that is
-  // gone from the table comes back with a power cut.
+  // as before, or already as the change makes it, or is missing. True: a killed process leaves all
+  // of it, and after a power cut no removed stroke is in the file.
   bool Save(const StrokeMap& strokes, std::string& reason);
 
  private:
@@ -102,12 +102,12 @@ class RoutingInfoFile {
 
   const std::string pen_;
   std::optional<struct stat> stamp_;  // empty: nothing is known of the file
-  bool is_synced_ = false;            // all that was written
-  bool is_end_synced_ = false;        // its length, after it was cut off
+  bool is_synced_ = false;            // everything written is on the disk
+  bool is_end_synced_ = false;        // its last truncation is on the disk
 
-  // Of the file: how many strokes it holds, and the strokes whose bytes are at the right place, in
-  // their order: all up to the first cut, which is where `tail_` begins. Of these, those from
-  // touched_from_ on up to touched_to_ have other marks.
+  // What the file holds: count_ strokes, of which records_ are those in front of the first cut,
+  // whose bytes are in their place; the tail begins at tail_offset_. All records whose marks
+  // changed lie from touched_from_ up to touched_to_.
   std::size_t count_ = 0;
   std::vector<Record> records_;
   std::uint64_t tail_offset_ = 0;

@@ -82,7 +82,7 @@ class BoundedTextArchive : public boost::archive::text_iarchive_impl<BoundedText
   const std::size_t size_bytes_;
 };
 
-// The library's own takes map elements in any order, and the last of two with one key.
+// The library's own loader accepts any order of keys, and lets the last of two with one key win.
 template <typename Map>
 void LoadAscending(BoundedTextArchive& archive, Map& map) {
   boost::serialization::collection_size_type count;

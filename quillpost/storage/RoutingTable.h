@@ -58,12 +58,12 @@ class RoutingTable {
   // The strokes that every claiming application has received and at least one has accepted.
   std::set<StrokeID> Processed() const;
 
-  // The strokes of a page, to be asked for many files of it. Valid until the table changes.
+  // Looks up many file names of one page. Valid until the table changes.
   class PageNames {
    public:
-    // Whether there is a stroke of this file name. Compares 64 bits that are made from the name,
-    // and not the names, which lie all over the memory: that a new file is taken for one of 50,000
-    // strokes happens once in 10^14 times.
+    // Whether there is a stroke of this file name. Compares hashes of 64 bits; the names themselves
+    // are scattered in memory. Beside 50,000 strokes a new file is mistaken for a known one, and
+    // not offered, about once in 10^14 times.
     bool Has(std::string_view file_name) const;
 
    private:
@@ -75,9 +75,9 @@ class RoutingTable {
   PageNames NamesOf(const std::string& page) const;
 
   // ---- Listed pages.
-  // To be called when all files of a page have been claimed by `apps` and others have lost their
-  // claims. `stamp` was taken before the files were listed. Strokes whose files are not there keep
-  // the page from being known: they may come back, and lack a claim.
+  // To be called after `apps` have claimed all files of a page and all other applications have lost
+  // their claims there. `stamp` was taken before the files were listed. If a stroke of the page has
+  // no file now, nothing is noted: the file may come back without the new claims.
   void NoteListed(const std::string& page, const DirectoryStamp& stamp, const Apps& apps);
 
   // Whether every stroke of the page is claimed by these applications, and by no others.
@@ -87,8 +87,8 @@ class RoutingTable {
   // `stamp` says, for the same applications, and none of its strokes was erased since.
   bool IsListed(const std::string& page, const DirectoryStamp& stamp, const Apps& apps) const;
 
-  // Differs after each call of Erase, and from table to table. A list of files is only good for as
-  // long as this number stays the same.
+  // Changes with each call of Erase, and no two tables share a value. If it has changed since a
+  // directory was listed, list it again.
   std::uint64_t erasures() const { return erasures_; }
 
   // ---- Changes.
@@ -100,8 +100,8 @@ class RoutingTable {
   // Claims that are there keep their marks.
   void Claim(const StrokeID& id, const std::set<std::string>& apps);
 
-  // Marks a claimed stroke as delivered to the application, and as processed, too. Does nothing if
-  // the application does not claim the stroke.
+  // Marks a claimed stroke as delivered to the application and, if `is_processed`, as processed.
+  // Does nothing if the application does not claim the stroke.
   void Mark(const StrokeID& id, const std::string& app, bool is_processed);
 
   void Erase(const StrokeID& id);

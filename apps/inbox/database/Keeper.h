@@ -41,18 +41,21 @@ class Keeper {
 
   // Keeps the package: ink page by page, sealed ink as it is, and what can't be read as such. A
   // page that new ink arrives for leaves the trash. False, with nothing changed, for bytes that are
-  // in the inbox already. Throws SqliteError, and nothing for whatever the bytes hold.
+  // in the inbox already. Throws SqliteError alone; bytes that can't be read are kept as
+  // unreadable.
   bool Keep(const Package& package, std::int64_t now_ms);
 
   // Whether bytes of that SHA-256, 64 hexadecimal digits, are in the inbox already.
   bool IsKept(const std::string& hex_digest);
 
-  // Each returns the pages that it changed: those that exist and are (or are not) in the trash.
+  // Each returns the pages that it moved to the trash, took out of it, or deleted; others are
+  // skipped.
   std::vector<std::int64_t> Trash(const std::vector<std::int64_t>& pages, std::int64_t now_ms);
   std::vector<std::int64_t> Restore(const std::vector<std::int64_t>& pages);
   std::vector<std::int64_t> Purge(const std::vector<std::int64_t>& pages);  // for good
 
-  // Takes those pages out of the trash that are in it. Returns the numbers of all that there are.
+  // Takes those pages out of the trash that are in it. Returns the numbers of all these pages that
+  // exist.
   std::vector<std::int64_t> ShowAgain(const std::string& pen,
                                       const std::vector<std::string>& addresses);
 
@@ -67,7 +70,7 @@ class Keeper {
   // changed, so that browsers draw them anew.
   void SetKeyFile(const std::string& file);
 
-  // A browser that is let in until then; those whose time is over are forgotten.
+  // Lets the browser in whose cookie has this digest, until then; forgets those whose time is over.
   void AddSession(const std::string& digest, std::int64_t until_ms);
 
   // The serial of the pen that this inbox writes with, on pages of its own.

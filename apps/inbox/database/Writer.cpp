@@ -8,7 +8,7 @@
 namespace Inbox {
 namespace {
 
-// More would only let the first ones wait: the sync is a small part of the time by then.
+// More would delay the first jobs and save little: the sync is a small share by then.
 constexpr std::size_t kMostTogether = 128;
 
 }  // namespace

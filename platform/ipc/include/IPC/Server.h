@@ -35,8 +35,8 @@ class Server : boost::noncopyable {
     // connection is gone or its outbox is full, and nothing of the message was sent. Any thread.
     //
     // `sent_by_peer`, if given, gets the number of bytes that the peer had sent when the message
-    // was handed over, whether or not they have been read here: a request that begins before that
-    // place was sent by a peer that could not know of the notification.
+    // was handed over, whether or not they have been read here: the peer sent any request that
+    // begins before this place before it could see the notification.
     virtual bool SendNotification(const std::string& name, const Json::Value& params,
                                   std::uint64_t* sent_by_peer = nullptr) = 0;
 
@@ -55,11 +55,11 @@ class Server : boost::noncopyable {
       OnDisconnected;
 
   // Answers one request. `status` is a status text, `result` any JSON value. May be called from
-  // any thread, never waits, counts the first time only; for a connection that has gone it does
-  // nothing. Copies may be kept as long as wished; they keep neither connection nor server alive.
-  // As long as there is one, the request counts as unfinished, answered or not, and a connection
-  // with too much of that is not read: so keep a copy with whatever the request has put into a
-  // queue, and no longer.
+  // any thread, never waits, has an effect only the first time; for a connection that has gone it
+  // does nothing. Copies may be kept as long as wished; they keep neither connection nor server
+  // alive. While a copy exists the request counts as unfinished, even after its answer. A
+  // connection with too many unfinished requests is not read. So keep a copy in each queued job of
+  // the request, and drop it with the job.
   typedef boost::function<void(const std::string& status, const Json::Value& result)> Reply;
 
   // `params` is an object, or null if the request had none. The requests of one connection
