@@ -58,8 +58,9 @@ def draw(folder, subject, identity, ink):
         file.write(ink)
     files = sorted(os.path.join(page, name) for name in os.listdir(page))
     merged = subprocess.run(["stf2", "merge", "-q", *files, "-o", "-"], stdout=subprocess.PIPE)
-    subprocess.run(["stf2", "render", "-q", "-f", "-", "-o", page + ".pdf"], input=merged.stdout)
-    print(page + ".pdf", flush=True)
+    drawn = subprocess.run(["stf2", "render", "-q", "-f", "-", "-o", page + ".pdf"], input=merged.stdout)
+    if drawn.returncode == 0:
+        print(page + ".pdf", flush=True)
 
 
 def main(address, folder, wanted="ink.>"):
@@ -72,7 +73,7 @@ def main(address, folder, wanted="ink.>"):
         subject, reply, headers, ink = nats.message()
         if not reply:
             continue  # the server only says how it is with the question
-        identity = headers.get("Quillpost-Whole") or headers["Nats-Msg-Id"]
+        identity = headers.get("Quillpost-Whole") or headers.get("Nats-Msg-Id") or reply
         held = parts.setdefault(identity, {})
         held[int(headers.get("Quillpost-Part", 1))] = (ink, reply)
         if len(held) == int(headers.get("Quillpost-Parts", 1)):

@@ -1,5 +1,6 @@
 #include "StreamSettings.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "stream/InkMessage.h"
@@ -35,6 +36,8 @@ InfoPtr MakeStream(Connection& connection, const Options& options) {
     config.MaxBytes = static_cast<std::int64_t>(options.new_stream.max_bytes);
   }
   config.Duplicates = static_cast<std::int64_t>(options.new_stream.duplicate_window_s) * kSecondNs;
+  // A longer one than the messages' own age is refused.
+  if (config.MaxAge > 0) config.Duplicates = std::min(config.Duplicates, config.MaxAge);
   jsStreamInfo* made = nullptr;
   jsErrCode code{};
   const natsStatus status = ::js_AddStream(&made, connection.stream(), &config, nullptr, &code);
@@ -54,6 +57,12 @@ StreamSettings Judge(const jsStreamInfo& info) {
   if (is_bounded && config.Discard == js_DiscardOld) {
     settings.told.push_back("the stream " + name +
                             " drops its oldest ink when it is full, whether it was taken or not");
+  }
+  if (config.Retention == js_InterestPolicy) {
+    settings.told.push_back("the stream " + name + " drops ink that no consumer waits for");
+  }
+  if (config.MaxMsgsPerSubject > 0) {
+    settings.told.push_back("the stream " + name + " keeps only the last messages of each page");
   }
   if (config.Storage == js_MemoryStorage) {
     settings.told.push_back("the stream " + name + " is in its server's memory alone");

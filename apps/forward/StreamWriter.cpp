@@ -103,8 +103,10 @@ void StreamWriter::Maintain() {
       std::unique_lock<std::mutex> lock(mutex_);
       // Not longer than this between two looks: the word of the end may come before the wait.
       constexpr std::chrono::seconds kLook(1);
-      while (!is_ending_ && !connection_->is_closed()) news_.wait_for(lock, kLook);
-      hindrance_ = "the servers have ended the connection";
+      while (!is_ending_ && !connection_->is_closed() && !is_stream_gone_)
+        news_.wait_for(lock, kLook);
+      hindrance_ = is_stream_gone_ ? "the stream is gone" : "the servers have ended the connection";
+      is_stream_gone_ = false;
       connection_.reset();
     } catch (const StreamError& error) {
       const std::lock_guard<std::mutex> lock(mutex_);
@@ -131,8 +133,7 @@ void StreamWriter::Connect() {
   const std::lock_guard<std::mutex> lock(mutex_);
   connection_ = made;
   news_.notify_all();
-  limit_bytes_ = made->limit_bytes();
-  if (settings.limit_bytes > 0) limit_bytes_ = std::min(limit_bytes_, settings.limit_bytes);
+  stream_limit_bytes_ = settings.limit_bytes;
   hindrance_.clear();
 }
 
@@ -143,29 +144,46 @@ void StreamWriter::Put(const Offer& offer, Done done) {
 std::string StreamWriter::PutNow(const Offer& offer) {
   std::shared_ptr<Connection> connection;
   std::size_t limit_bytes = 0;
-  bool is_certain = false;
+  std::string last_identity;
   {
     std::unique_lock<std::mutex> lock(mutex_);
     news_.wait(lock, [this] { return is_ending_ || connection_ || !hindrance_.empty(); });
-    if (!connection_) return hindrance_;
+    if (!connection_) return is_ending_ ? "the program ends" : hindrance_;
     connection = connection_;
-    limit_bytes = limit_bytes_;
-    is_certain = certain_.erase(offer.pen) > 0;
+    // As the server is now: it may have come back with another limit.
+    limit_bytes = connection->limit_bytes();
+    if (stream_limit_bytes_ > 0) limit_bytes = std::min(limit_bytes, stream_limit_bytes_);
+    last_identity = acknowledged_[offer.pen];
     server_error_.clear();
   }
   if (!connection->is_connected()) return "the connection to the stream is lost";
   try {
     const std::string bytes = InkTool::ReadInput(offer.file);
     const OutgoingInk ink({offer.pen, offer.page, offer.type, user_, host_}, bytes, limit_bytes);
-    const std::uint32_t known = is_certain ? 0 : PartsInStream(*connection, ink);
+    // The same ink once more: the service may have ended before it heard that it is safe.
+    const bool is_new = !last_identity.empty() && last_identity != ink.identity();
+    // Until it is acknowledged nothing is certain of this pen.
+    Acknowledge(offer.pen, "");
+    const std::uint32_t known = is_new ? 0 : PartsInStream(*connection, ink);
     PutParts(*connection, ink, known + 1);
     Log(Talvo::kLogTrace, ink.subject() + " " + ink.identity() + " is in the stream.");
+    Acknowledge(offer.pen, ink.identity());
+    return {};
   } catch (const std::exception& error) {
     return WithServerError(error.what());
   }
+}
+
+void StreamWriter::Acknowledge(const std::string& pen, const std::string& identity) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  certain_.insert(offer.pen);
-  return {};
+  acknowledged_[pen] = identity;
+}
+
+// The connection is made anew, which looks for the stream, and makes it if that is wanted.
+void StreamWriter::LookForStream() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  is_stream_gone_ = true;
+  news_.notify_all();
 }
 
 // A message that the server refuses for want of permission is not answered; its reason comes by
@@ -183,6 +201,7 @@ std::uint32_t StreamWriter::PartsInStream(Connection& connection, const Outgoing
                       ink.subject().c_str(), nullptr, &code);
   const Stream::MessagePtr last(found);
   if (status == NATS_NOT_FOUND && code == JSNoMessageFoundErr) return 0;
+  if (status == NATS_NOT_FOUND) LookForStream();
   if (status != NATS_OK) {
     throw StreamError("can't see the last message of " + ink.subject(), status);
   }
@@ -205,6 +224,7 @@ void StreamWriter::PutParts(Connection& connection, const OutgoingInk& ink, std:
     const std::unique_ptr<jsPubAck, AckDeleter> owned(acknowledgement);
     if (status == NATS_OK) continue;
     if (status == NATS_NO_RESPONDERS) {
+      LookForStream();
       throw StreamError("no stream takes messages of " + ink.subject());
     }
     throw StreamError("the stream did not take a message of " + ink.subject(), status);

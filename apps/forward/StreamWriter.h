@@ -2,8 +2,9 @@
 // of its messages; whatever else happens, its owner hears why, and may try again.
 //
 // Sent twice. The server drops a message whose identity it has taken within its window. Beyond the
-// window the writer looks for itself: before the first package of a pen, and before one whose last
-// attempt failed, it asks for the last message of the subject. A pen's packages come one after the
+// window the writer looks for itself: before the first package of a pen, before one whose last
+// attempt failed, and before one that was offered before (the service has ended without its
+// confirmation), it asks for the last message of the subject. A pen's packages come one after the
 // other, so an acknowledgement that got lost (with a connection, or with this program) is found
 // there.
 //
@@ -16,9 +17,9 @@
 #include <boost/asio/thread_pool.hpp>
 #include <condition_variable>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 
@@ -56,6 +57,8 @@ class StreamWriter final : private Stream::Watcher {
                 std::uint32_t first);
   std::uint32_t PartsInStream(Stream::Connection& connection, const Stream::OutgoingInk& ink);
   std::shared_ptr<Stream::Connection> connection();
+  void Acknowledge(const std::string& pen, const std::string& identity);
+  void LookForStream();
   std::string WithServerError(const std::string& reason);
 
   const Options& options_;
@@ -64,10 +67,12 @@ class StreamWriter final : private Stream::Watcher {
   const std::string host_;
   std::mutex mutex_;  // of the following
   std::condition_variable news_;
-  std::size_t limit_bytes_ = 0;    // of a message
-  std::string hindrance_;          // why not; empty before the first attempt is over, too
-  std::string server_error_;       // the last one
-  std::set<std::string> certain_;  // pens whose last package was acknowledged to this process
+  std::size_t stream_limit_bytes_ = 0;  // of a message; 0: the server's own
+  std::string hindrance_;               // why not; empty before the first attempt is over, too
+  std::string server_error_;            // the last one
+  // By pen, the identity of its last package, if that was acknowledged to this process.
+  std::map<std::string, std::string> acknowledged_;
+  bool is_stream_gone_ = false;  // a server said so
   bool is_ending_ = false;
   // Ends after the connection, and before all that the library's callbacks touch.
   Stream::Library library_;

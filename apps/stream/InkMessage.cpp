@@ -56,6 +56,10 @@ bool IsPage(const std::string& text) {
          (TalvoCppUtils::IsPageAddress(text) && text.find('*') == std::string::npos);
 }
 
+std::ptrdiff_t CountFields(const std::string& page) {
+  return std::count(page.begin(), page.end(), '.') + 1;
+}
+
 void SetHeader(natsMsg* message, const char* key, const std::string& value) {
   const natsStatus status = ::natsMsgHeader_Set(message, key, value.c_str());
   if (status != NATS_OK) throw StreamError("can't make a message", status);
@@ -107,7 +111,9 @@ std::string SubjectOf(const std::string& pen, const std::string& page) {
   if (!IsPage(page)) {
     throw StreamError("'" + TalvoCppUtils::Printable(page) + "' is not a page's address");
   }
-  return kBegin + number.string() + "." + page;
+  // A first field of five that is 0 may be left out, and is the same page then.
+  const bool has_zero = page.compare(0, 2, "0.") == 0 && CountFields(page) == 5;
+  return kBegin + number.string() + "." + (has_zero ? page.substr(2) : page);
 }
 
 bool ParseSubject(const std::string& subject, std::string& pen, std::string& page) {
@@ -133,17 +139,23 @@ OutgoingInk::OutgoingInk(const InkEnvelope& envelope, std::string_view bytes,
     throw StreamError("messages of at most " + std::to_string(limit_bytes) +
                       " bytes, the server's limit, have no room for ink");
   }
-  part_bytes_ = limit_bytes - kHeaderRoom;
-  const std::size_t parts = (bytes.size() + part_bytes_ - 1) / part_bytes_;
+  const auto parts_of = [&bytes](std::size_t size) { return (bytes.size() + size - 1) / size; };
+  std::size_t parts = parts_of(limit_bytes - kHeaderRoom);
   if (parts > kMostParts) {
     throw StreamError("it would take " + std::to_string(parts) + " messages of " +
                       std::to_string(limit_bytes) + " bytes, the server's limit");
   }
+  // All of one size but the last: so the number of parts tells how ink is cut, whatever the limit
+  // was, and parts of one number fit together.
+  part_bytes_ = parts == 0 ? 0 : (bytes.size() + parts - 1) / parts;
+  if (parts > 0) parts = parts_of(part_bytes_);
   parts_ = static_cast<std::uint32_t>(std::max<std::size_t>(parts, 1));
 }
 
 std::string OutgoingInk::MessageIdOf(std::uint32_t part) const {
-  return parts_ == 1 ? identity_ : identity_ + "-" + std::to_string(part);
+  if (parts_ == 1) return identity_;
+  // With their number: the stream must not take a part for one of the same ink cut in another way.
+  return identity_ + "-" + std::to_string(part) + "-" + std::to_string(parts_);
 }
 
 MessagePtr OutgoingInk::Make(std::uint32_t part) const {
@@ -174,7 +186,10 @@ std::uint32_t OutgoingInk::PartsBefore(natsMsg* last, std::int64_t now_ms) const
   if (part > parts_ || id != MessageIdOf(part)) return 0;
   constexpr std::int64_t kMillisecondNs = 1000000;
   const std::chrono::milliseconds pause(now_ms - ::natsMsg_GetTime(last) / kMillisecondNs);
-  return part == parts_ || pause <= kLongestPause ? part : 0;
+  // A clock that was set back can't tell how long ago it was.
+  constexpr std::chrono::hours kLongestError(1);
+  const bool is_recent = -kLongestError <= pause && pause <= kLongestPause;
+  return part == parts_ || is_recent ? part : 0;
 }
 
 bool ReadMessage(natsMsg* message, IncomingInk& ink, std::string& reason) {

@@ -4,14 +4,16 @@
 //   subject   ink.PEN.PAGE     ink.0123-4567-89AB-CDEF.1.2.3.4
 //             The fields of a page's address are tokens of the subject, so that a range of pages is
 //             a filter: ink.*.1.2.*.*
-//   Nats-Msg-Id                the identity of the ink; with "-N" behind for its part N. A stream
-//                              drops a message whose identity it has taken a short time before.
+//   Nats-Msg-Id                the identity of the ink; with "-N-OF" behind for its part N of OF. A
+//                              stream drops a message whose identity it has taken a short time
+//                              before.
 //   Quillpost-Type             STF2 or STF2Encrypted
 //   Quillpost-Pages            addresses of its pages, separated by blanks
 //   Quillpost-User, -Host      who handed it on, and where
 //   Quillpost-Digest           SHA-256 of the bytes of the whole, 64 lower-case hexadecimal digits
 //   Quillpost-Part, -Parts     1 to N and N, and
-//   Quillpost-Whole            the identity of the whole; all three only on parts
+//   Quillpost-Whole            the identity of the whole; all three only on parts, which are all
+//                              of one size but the last
 //
 // Functions without state, any thread.
 
@@ -57,7 +59,8 @@ std::string IdentityOf(const std::string& pen, const std::string& page, std::str
 // SHA-256 as 64 lower-case hexadecimal digits.
 std::string DigestOf(std::string_view bytes);
 
-// Throws StreamError for a pen or a page that can't be tokens of a subject.
+// The first field of five is left out if it is 0, so that each page has one subject. Throws
+// StreamError for a pen or a page that can't be tokens of a subject.
 std::string SubjectOf(const std::string& pen, const std::string& page);
 
 // False, with both untouched, for a subject of another form.

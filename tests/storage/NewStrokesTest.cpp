@@ -249,7 +249,7 @@ TEST_F(NewStrokesTest, AHiddenOneReplacesNothing) {
 TEST_F(NewStrokesTest, AHiddenOneThatCanNotBeNamedIsNamedAndRemoved) {
   const LogCapture log(1);
   const bool has_run = RunWithRefused({kNoUnnamedFiles, {SYS_renameat2, EIO}},
-                                      [this] { EXPECT_FALSE(Import(Stroke("a"))); });
+                                      [&] { EXPECT_FALSE(Import(Stroke("a"))); });
   if (!has_run) GTEST_SKIP() << "this system can't refuse calls";
   EXPECT_TRUE(HoldsNothing(PenPath(kPage)));
   EXPECT_EQ(Lines({{1, "Ink Import failed: can't create file '" +

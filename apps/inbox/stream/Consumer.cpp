@@ -28,18 +28,20 @@ struct MessageList {
 
 Consumer::Consumer(Stream::Connection& connection, const std::string& stream,
                    const std::string& name, const std::string& filter)
-    : connection_(connection), stream_(stream), name_(name), filter_(filter) {
+    : connection_(connection), stream_(stream), name_(name), filter_(filter), created_(Created()) {}
+
+std::int64_t Consumer::Created() {
   jsStreamInfo* found = nullptr;
   jsErrCode code{};
   const natsStatus status =
-      ::js_GetStreamInfo(&found, connection.stream(), stream.c_str(), nullptr, &code);
+      ::js_GetStreamInfo(&found, connection_.stream(), stream_.c_str(), nullptr, &code);
   const std::unique_ptr<jsStreamInfo, Deleter> info(found);
-  if (status == NATS_NOT_FOUND) throw StreamError("there is no stream " + stream);
+  if (status == NATS_NOT_FOUND) throw StreamError("there is no stream " + stream_);
   if (status == NATS_NO_RESPONDERS) {
     throw StreamError("the server has no streams: JetStream is not enabled there");
   }
-  if (status != NATS_OK) throw StreamError("can't find the stream " + stream, status);
-  created_ = info->Created;
+  if (status != NATS_OK) throw StreamError("can't find the stream " + stream_, status);
+  return info->Created;
 }
 
 std::uint64_t Consumer::Create(std::uint64_t last) {
@@ -99,6 +101,10 @@ void Consumer::Resume(std::uint64_t last, bool is_anew) {
       }
       info.reset();
     }
+  }
+  // A consumer that is gone may have gone with its stream, whose numbers mean nothing in another.
+  if (!info && Created() != created_) {
+    throw StreamError("the stream " + stream_ + " was made anew");
   }
   if (filter_.empty()) filter_ = Stream::kAllInk;
   last_delivery_ = info ? info->Delivered.Consumer : Create(last);

@@ -38,7 +38,7 @@ class Consumer {
 
   // What Fetch gives next is what follows the stream's message `last`, 0 for none. Messages before
   // it may come again. `is_anew` has the consumer made anew also if the server's account of it is
-  // right. Waits for the server; throws StreamError.
+  // right. Waits for the server; throws StreamError, also if the stream is another one by now.
   void Resume(std::uint64_t last, bool is_anew = false);
 
   // Whether something should have come that follows the stream's message `last`: to be asked now
@@ -63,7 +63,8 @@ class Consumer {
   };
   using ConsumerInfo = std::unique_ptr<jsConsumerInfo, InfoDeleter>;
 
-  ConsumerInfo Find();  // null if it is not there
+  std::int64_t Created();  // of the stream
+  ConsumerInfo Find();     // null if it is not there
   std::uint64_t Create(std::uint64_t last);
   void Subscribe();
 

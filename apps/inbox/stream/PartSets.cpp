@@ -23,18 +23,19 @@ std::optional<std::string> PartSets::Add(const Stream::IncomingInk& ink, std::in
               ink.whole, parts);
     while (all.Step()) whole += all.Text(0);
   }
-  // Also what came of the same ink cut in another way.
-  Query(connection_, "DELETE FROM parts WHERE whole = ?", ink.whole).Run();
+  ForgetWhole(ink.whole);  // also what came of the same ink cut in another way
   return whole;
+}
+
+void PartSets::ForgetWhole(const std::string& whole) {
+  Query(connection_, "DELETE FROM parts WHERE whole = ?", whole).Run();
 }
 
 void PartSets::Forget(const Stream::IncomingInk& ink) {
   // Most ink has no parts, and needs no identity.
   Query any(connection_, "SELECT 1 FROM parts WHERE pen = ? AND page = ?", ink.pen, ink.page);
   if (!any.Step()) return;
-  Query(connection_, "DELETE FROM parts WHERE whole = ?",
-        Stream::IdentityOf(ink.pen, ink.page, ink.bytes))
-      .Run();
+  ForgetWhole(Stream::IdentityOf(ink.pen, ink.page, ink.bytes));
 }
 
 std::vector<PartSets::Incomplete> PartSets::FindIncomplete() {

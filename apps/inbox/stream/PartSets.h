@@ -31,6 +31,9 @@ class PartSets {
   // ink and forgets its parts.
   std::optional<std::string> Add(const Stream::IncomingInk& ink, std::int64_t time_ms);
 
+  // Forgets all parts of the whole with this identity.
+  void ForgetWhole(const std::string& whole);
+
   // Forgets what came of ink that has come in one piece.
   void Forget(const Stream::IncomingInk& ink);
 

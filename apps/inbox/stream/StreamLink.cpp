@@ -109,8 +109,7 @@ void StreamLink::Work() {
         if (is_ending_) return;
         connection_ = connection;
       }
-      patience = kFirstPatience;
-      Follow(connection);
+      Follow(connection, patience);
     } catch (const std::exception& error) {
       if (!is_ending()) SetState(false, error.what());
     }
@@ -124,12 +123,14 @@ void StreamLink::Work() {
 
 // Until something fails. Then everything is looked at anew: the stream may be another one, or its
 // consumer gone.
-void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection) {
+void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection,
+                        milliseconds& patience) {
   Consumer consumer(*connection, source_.stream.stream, source_.consumer, source_.filter);
   const std::string key = "stream " + source_.stream.stream + " " + source_.consumer + " " +
-                          std::to_string(consumer.created());
+                          std::to_string(consumer.created()) + " " + source_.filter;
   std::uint64_t last = Position(key);
   consumer.Resume(last);
+  patience = kFirstPatience;
   Log(Talvo::kLogInformation, "The stream " + source_.stream.stream + " is there.");
   SetState(true, "");
   unsigned silent_fetches = 0;
@@ -216,15 +217,20 @@ void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
     PartSets(keeper.connection()).Forget(ink);
     return;
   }
-  if (!ink.digest.empty() && keeper.IsKept(ink.digest)) return;
+  if (!ink.digest.empty() && keeper.IsKept(ink.digest)) {
+    PartSets(keeper.connection()).ForgetWhole(ink.whole);
+    return;
+  }
   const auto whole = PartSets(keeper.connection()).Add(ink, message.time_ms);
   if (!whole) {
     has_news_of_parts_ = true;
     return;
   }
   if (Stream::IdentityOf(ink.pen, ink.page, *whole) != ink.whole) {
-    Log(Talvo::kLogWarning,
-        "Ink of pen " + ink.pen + ", page " + ink.page + ", is not what its parts say it is.");
+    // Somebody has mixed them up. The ink may come once more, whole.
+    Log(Talvo::kLogWarning, "Ink of pen " + ink.pen + ", page " + ink.page +
+                                ", is not what its parts say it is, and is passed over.");
+    return;
   }
   keeper.Keep({*whole, ink.pen, ink.page}, NowMs());
 }

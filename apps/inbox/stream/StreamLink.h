@@ -56,7 +56,9 @@ class StreamLink final : private Stream::Watcher {
   void OnServerError(const std::string& reason) override;
 
   void Work();
-  void Follow(const std::shared_ptr<Stream::Connection>& connection);
+  // `patience`, before the next attempt, starts again when the stream is read.
+  void Follow(const std::shared_ptr<Stream::Connection>& connection,
+              std::chrono::milliseconds& patience);
   std::uint64_t Position(const std::string& key);
   bool KeepAll(const std::vector<Consumer::Message>& messages, const std::string& key);
   void KeepOne(Keeper& keeper, const Consumer::Message& message);

@@ -39,11 +39,25 @@ bool LoggingProgram::WaitForLog(const std::string& text) {
 
 ForwardWorld::ForwardWorld() {
   root_.Subscribe("Forward", "*.*.*.*");
+  StartService();
+}
+
+void ForwardWorld::StartService() {
   service_ = std::make_unique<Process>(
       std::vector<std::string>{QUILLPOSTD, "--log-file", path("service.log").string()});
   if (!Eventually([] { return RunToEnd({QUILLPOST, "hello"}).status == 0; })) {
     throw std::runtime_error("the service did not start:\n" + ReadFile(path("service.log")));
   }
+}
+
+void ForwardWorld::StopServiceInItsTracks() {
+  service_->Signal(SIGSTOP);
+}
+
+void ForwardWorld::RestartKilledService() {
+  service_->Signal(SIGKILL);
+  service_->Wait();
+  StartService();
 }
 
 bool ForwardWorld::Import(const std::string& bytes) {

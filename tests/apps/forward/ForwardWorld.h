@@ -61,6 +61,11 @@ class ForwardWorld {
   static std::string InkOf(const std::string& page, std::uint64_t start_ms,
                            std::uint64_t pen = kTestPen);
 
+  // The service's process stands still, as on a machine that is about to go down; and is killed and
+  // starts again.
+  void StopServiceInItsTracks();
+  void RestartKilledService();
+
   // Waits until all ink has been confirmed.
   bool WaitUntilStoreIsEmpty();
   bool is_store_empty() const { return HoldsNothing(root_.storage()); }
@@ -88,6 +93,7 @@ class ForwardWorld {
   void AgeParts(std::chrono::milliseconds time);
 
  private:
+  void StartService();
   std::string InboxFile() const;
   std::vector<std::vector<std::string>> Select(const char* sql) const;  // in the inbox
 

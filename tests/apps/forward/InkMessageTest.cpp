@@ -104,9 +104,46 @@ TEST_F(InkMessage, TheLastMessageTellsHowManyPartsAreThere) {
   EXPECT_EQ(OutgoingInk(kEnvelope, "other", 1 << 20).PartsBefore(second.get(), 0), 0u);
 }
 
+// A sender that is killed in the middle may go on at a server with another limit.
+TEST_F(InkMessage, PartsOfOneNumberFitTogetherWhateverTheLimit) {
+  const std::string bytes(10000, 'x');
+  const OutgoingInk one(kEnvelope, bytes, 2048 + 3000), other(kEnvelope, bytes, 2048 + 2600);
+  ASSERT_EQ(one.parts(), 4u);
+  ASSERT_EQ(other.parts(), 4u);
+  const auto size_of = [](const OutgoingInk& ink, std::uint32_t part) {
+    return ::natsMsg_GetDataLength(ink.Make(part).get());
+  };
+  for (std::uint32_t part = 1; part <= 4; ++part)
+    EXPECT_EQ(size_of(one, part), size_of(other, part));
+  EXPECT_NE(one.MessageIdOf(1), OutgoingInk(kEnvelope, bytes, 2048 + 5000).MessageIdOf(1))
+      << "the stream would take it for known";
+}
+
+TEST_F(InkMessage, EveryCutHoldsAllBytes) {
+  const std::string bytes = "0123456789abcdefghijklmnopqrstuvwxyz";
+  for (std::size_t limit = 1; limit <= bytes.size() + 1; ++limit) {
+    const OutgoingInk ink(kEnvelope, bytes, 2048 + limit);
+    std::string joined;
+    for (std::uint32_t part = 1; part <= ink.parts(); ++part) {
+      const MessagePtr message = ink.Make(part);
+      const int size = ::natsMsg_GetDataLength(message.get());
+      EXPECT_GT(size, 0);
+      EXPECT_LE(static_cast<std::size_t>(size), limit);
+      joined.append(::natsMsg_GetData(message.get()), static_cast<std::size_t>(size));
+    }
+    EXPECT_EQ(joined, bytes) << limit;
+  }
+}
+
+TEST_F(InkMessage, APageHasOneSubject) {
+  EXPECT_EQ(SubjectOf("0123-4567-89AB-CDEF", "0.1.2.3.4"), "ink.0123-4567-89AB-CDEF.1.2.3.4");
+  EXPECT_EQ(SubjectOf("0123-4567-89AB-CDEF", "0.2.3.4"), "ink.0123-4567-89AB-CDEF.0.2.3.4");
+}
+
 // The receiver may have forgotten the parts that came before.
 TEST_F(InkMessage, ASetThatWasLeftLongAgoBeginsAnew) {
-  const OutgoingInk ink(kEnvelope, std::string(10000, 'x'), 2048 + 3000);
+  const std::string bytes(10000, 'x');
+  const OutgoingInk ink(kEnvelope, bytes, 2048 + 3000);
   const std::int64_t pause_ms = std::chrono::milliseconds(kLongestPause).count();
   const auto parts_before = [&](std::uint32_t last, std::int64_t age_ms) {
     const MessagePtr message = ink.Make(last);  // of the time 0
@@ -116,6 +153,7 @@ TEST_F(InkMessage, ASetThatWasLeftLongAgoBeginsAnew) {
   EXPECT_EQ(parts_before(2, pause_ms), 2u);
   EXPECT_EQ(parts_before(2, pause_ms + 1), 0u);
   EXPECT_EQ(parts_before(4, pause_ms + 1), 4u) << "it is whole";
+  EXPECT_EQ(parts_before(2, -2 * 3600 * 1000), 0u) << "the clock was set back";
 }
 
 TEST_F(InkMessage, APartWithoutItsNumberIsNotInk) {

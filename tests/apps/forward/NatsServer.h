@@ -21,6 +21,9 @@ class NatsServer {
   void Kill();
   void Start();
 
+  // Of the next start.
+  void SetSettings(const std::string& settings) { settings_ = settings; }
+
   bool is_running() const { return process_ != nullptr; }
   unsigned short port() const { return port_; }
   std::string url(const std::string& scheme = "nats://",
@@ -32,7 +35,7 @@ class NatsServer {
   bool TryStart();
 
   const boost::filesystem::path folder_;
-  const std::string settings_;
+  std::string settings_;
   unsigned short port_;
   const std::string address_;
   std::unique_ptr<Process> process_;

@@ -158,6 +158,60 @@ TEST(ForwardRoad, WhatTheStreamHasIsConfirmedAndNotSentAgain) {
   EXPECT_EQ(peer.Count(), count);
 }
 
+// The service ended between the stream's acknowledgement and its own confirmation, and offers the
+// package once more to the same forward.
+TEST(ForwardRoad, WhatWasAcknowledgedIsNotSentAgainIfTheServiceRestarts) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  StreamPeer peer(server.url());
+  peer.Create(100);
+  server.Kill();
+  auto forward = world.Forward(server.url());
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  forward.Start();
+  ASSERT_TRUE(forward.WaitForLog("stays with the service")) << forward.log();
+  world.StopServiceInItsTracks();
+  server.Start();
+  ASSERT_TRUE(forward.WaitForLog("is in the stream"));
+  ASSERT_TRUE(peer.Put("9.9.9.9", 1));
+  ASSERT_TRUE(Eventually([&] { return peer.Put("9.9.9.9", 1); })) << "its window is over";
+  const std::uint64_t count = peer.Count();
+  world.RestartKilledService();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
+  EXPECT_EQ(peer.Count(), count);
+}
+
+TEST(ForwardRoad, AStreamThatIsGoneIsMadeAgain) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  auto forward = world.Forward(server.url(), {"--create-stream"});
+  forward.Start();
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  ASSERT_TRUE(world.WaitUntilStoreIsEmpty());
+  StreamPeer peer(server.url());
+  ASSERT_EQ(::js_DeleteStream(peer.connection().stream(), "INK", nullptr, nullptr), NATS_OK);
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.5", 6000)));
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty()) << forward.log();
+  EXPECT_EQ(peer.Count(), 1u);
+}
+
+TEST(ForwardRoad, ALowerLimitOfAServerThatComesBackIsKept) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"), "max_payload: 1MB\n");
+  auto forward = world.Forward(server.url(), {"--create-stream"});
+  auto inbox = world.Inbox(server.url());
+  forward.Start();
+  inbox.Start();
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  server.Kill();
+  server.SetSettings("max_payload: 64KB\n");
+  server.Start();
+  ASSERT_TRUE(world.Import(LongInk(1 << 19)));
+  EXPECT_TRUE(world.WaitUntilKept(2)) << forward.log();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
+}
+
 TEST(ForwardRoad, TheExampleDrawsEachPage) {
   ForwardWorld world;
   NatsServer server(world.path("server"), "max_payload: 64KB\n");

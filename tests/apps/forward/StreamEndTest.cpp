@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <boost/filesystem/operations.hpp>
+
 #include "ForwardWorld.h"
 
 using testing::ElementsAre;
@@ -322,4 +324,41 @@ TEST(StreamEnd, AStreamThatIsAnotherOneIsReadFromItsBeginning) {
   for (int i = 4; i <= 5; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
   inbox.Start();
   EXPECT_TRUE(world.WaitUntilKept(5));
+}
+
+// Its numbers begin anew, and the inbox's place in the old one means nothing there.
+TEST(StreamEnd, AStreamThatAServerLosesIsReadFromTheBeginningOfItsSuccessor) {
+  World world;
+  auto inbox = world.Inbox(world.server.url());
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  inbox.Start();
+  ASSERT_TRUE(world.WaitUntilKept(3));
+  world.server.Kill();
+  boost::filesystem::remove_all(world.path("server") / "streams");
+  world.server.Start();
+  StreamPeer peer(world.server.url());
+  peer.Create();
+  for (int i = 4; i <= 5; ++i) peer.Put("1.2.3." + std::to_string(i), 1000);
+  EXPECT_TRUE(world.WaitUntilKept(5)) << inbox.log();
+}
+
+TEST(StreamEnd, PartsThatDontMakeTheirWholeArePassedOver) {
+  World world;
+  const InParts parts;
+  const std::string other(parts.bytes.size(), 'y');
+  const Stream::OutgoingInk wrong(kEnvelope, other, 2048 + parts.bytes.size() / 5 + 1);
+  for (std::uint32_t part = 2; part <= parts.ink.parts(); ++part) world.peer.Put(parts.ink, part);
+  const Stream::MessagePtr mixed = wrong.Make(1);
+  ::natsMsgHeader_Set(mixed.get(), "Quillpost-Whole", parts.ink.identity().c_str());
+  ASSERT_EQ(
+      ::js_PublishMsg(nullptr, world.peer.connection().stream(), mixed.get(), nullptr, nullptr),
+      NATS_OK);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(inbox.WaitForLog("is not what its parts say it is, and is passed over."));
+  for (std::uint32_t part = 1; part <= parts.ink.parts(); ++part) {
+    world.peer.Put(parts.ink, part, "again-" + std::to_string(part));
+  }
+  EXPECT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(world.KeptBytes(), parts.bytes);
 }
