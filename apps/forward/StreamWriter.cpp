@@ -180,8 +180,9 @@ void StreamWriter::Acknowledge(const std::string& pen, const std::string& identi
 }
 
 // The connection is made anew, which looks for the stream, and makes it if that is wanted.
-void StreamWriter::LookForStream() {
+void StreamWriter::LookForStream(const Connection& connection) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (connection_.get() != &connection) return;  // that has happened
   is_stream_gone_ = true;
   news_.notify_all();
 }
@@ -201,7 +202,7 @@ std::uint32_t StreamWriter::PartsInStream(Connection& connection, const Outgoing
                       ink.subject().c_str(), nullptr, &code);
   const Stream::MessagePtr last(found);
   if (status == NATS_NOT_FOUND && code == JSNoMessageFoundErr) return 0;
-  if (status == NATS_NOT_FOUND) LookForStream();
+  if (status == NATS_NOT_FOUND) LookForStream(connection);
   if (status != NATS_OK) {
     throw StreamError("can't see the last message of " + ink.subject(), status);
   }
@@ -224,7 +225,7 @@ void StreamWriter::PutParts(Connection& connection, const OutgoingInk& ink, std:
     const std::unique_ptr<jsPubAck, AckDeleter> owned(acknowledgement);
     if (status == NATS_OK) continue;
     if (status == NATS_NO_RESPONDERS) {
-      LookForStream();
+      LookForStream(connection);
       throw StreamError("no stream takes messages of " + ink.subject());
     }
     throw StreamError("the stream did not take a message of " + ink.subject(), status);

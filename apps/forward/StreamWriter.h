@@ -58,7 +58,7 @@ class StreamWriter final : private Stream::Watcher {
   std::uint32_t PartsInStream(Stream::Connection& connection, const Stream::OutgoingInk& ink);
   std::shared_ptr<Stream::Connection> connection();
   void Acknowledge(const std::string& pen, const std::string& identity);
-  void LookForStream();
+  void LookForStream(const Stream::Connection& connection);
   std::string WithServerError(const std::string& reason);
 
   const Options& options_;

@@ -15,7 +15,7 @@ class CutNetwork {
  public:
   CutNetwork();
 
-  // Puts the thread back to where it was.
+  // The thread returns to the network that it came from.
   ~CutNetwork();
   CutNetwork(const CutNetwork&) = delete;
   CutNetwork& operator=(const CutNetwork&) = delete;
@@ -27,7 +27,7 @@ class CutNetwork {
   void EnterClients();
   void EnterServer();
 
-  // The thread stays where it is.
+  // The thread stays in its network.
   void Cut() { SetWire("down"); }
   void Mend() { SetWire("up"); }
 

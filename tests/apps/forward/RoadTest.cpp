@@ -27,6 +27,12 @@ std::string LongInk(std::size_t size_bytes) {
   return InkFile().AddStroke("1.2.3.4", 5000, samples).bytes();
 }
 
+// Waits until the stream would take again what it has: a message of another page tells when the
+// window is over for what came before it.
+bool WaitUntilForgotten(StreamPeer& peer) {
+  return peer.Put("9.9.9.9", 1) && Eventually([&] { return peer.Put("9.9.9.9", 1); });
+}
+
 }  // namespace
 
 TEST(ForwardRoad, InkReachesAnInboxOnAnotherMachine) {
@@ -81,6 +87,41 @@ TEST(ForwardRoad, TheStreamIsMadeAsWanted) {
   EXPECT_EQ(info->Config->Discard, js_DiscardNew);
   EXPECT_EQ(info->Config->Storage, js_FileStorage);
   ::jsStreamInfo_Destroy(info);
+}
+
+// A server refuses a window that is longer than its messages' age.
+TEST(ForwardRoad, AStreamOfShortLivedInkHasAShortWindow) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  auto forward = world.Forward(server.url(), {"--create-stream", "--max-age", "60s"});
+  forward.Start();
+  EXPECT_TRUE(forward.WaitForLog("The stream INK is there.")) << forward.log();
+}
+
+TEST(ForwardRoad, AStreamThatThrowsInkAwayIsToldOf) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  StreamPeer peer(server.url());
+  const char* subjects[] = {Stream::kAllInk};
+  jsStreamConfig config;
+  ::jsStreamConfig_Init(&config);
+  config.Name = "INK";
+  config.Subjects = subjects;
+  config.SubjectsLen = 1;
+  config.Retention = js_InterestPolicy;
+  config.MaxMsgsPerSubject = 1;
+  config.MaxBytes = 1 << 20;
+  config.Storage = js_MemoryStorage;
+  ASSERT_EQ(::js_AddStream(nullptr, peer.connection().stream(), &config, nullptr, nullptr),
+            NATS_OK);
+  auto forward = world.Forward(server.url());
+  forward.Start();
+  ASSERT_TRUE(forward.WaitForLog("The stream INK is there."));
+  for (const char* told :
+       {"drops its oldest ink when it is full", "drops ink that no consumer waits for",
+        "keeps only the last messages of each page", "in its server's memory alone"}) {
+    EXPECT_THAT(forward.log(), HasSubstr(told));
+  }
 }
 
 TEST(ForwardRoad, APackageBeyondTheMessageSizeTravelsInParts) {
@@ -148,9 +189,7 @@ TEST(ForwardRoad, WhatTheStreamHasIsConfirmedAndNotSentAgain) {
   ASSERT_TRUE(world.WaitUntilStoreIsEmpty());
   ASSERT_EQ(peer.Count(), 1u);
   EXPECT_EQ(forward.Stop(), 0);
-  // A message of another page tells when the window is over for what came before it.
-  ASSERT_TRUE(peer.Put("9.9.9.9", 1));
-  ASSERT_TRUE(Eventually([&] { return peer.Put("9.9.9.9", 1); }));
+  ASSERT_TRUE(WaitUntilForgotten(peer));
   const std::uint64_t count = peer.Count();
   ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
   forward.Start();
@@ -173,8 +212,7 @@ TEST(ForwardRoad, WhatWasAcknowledgedIsNotSentAgainIfTheServiceRestarts) {
   world.StopServiceInItsTracks();
   server.Start();
   ASSERT_TRUE(forward.WaitForLog("is in the stream"));
-  ASSERT_TRUE(peer.Put("9.9.9.9", 1));
-  ASSERT_TRUE(Eventually([&] { return peer.Put("9.9.9.9", 1); })) << "its window is over";
+  ASSERT_TRUE(WaitUntilForgotten(peer));
   const std::uint64_t count = peer.Count();
   world.RestartKilledService();
   EXPECT_TRUE(world.WaitUntilStoreIsEmpty());

@@ -73,6 +73,16 @@ void MakeConsumer(StreamPeer& peer, std::int64_t ack_wait_ns = 0) {
             NATS_OK);
 }
 
+// The inbox, ended again, has parts 1 and 2, which came eight days ago.
+bool LeaveOldParts(World& world, LoggingProgram& inbox, const InParts& parts) {
+  inbox.Start();
+  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
+  const bool are_there = Eventually([&] { return world.PartsThatWait() == 2; });
+  const bool has_ended = inbox.Stop() == 0;
+  world.AgeParts(std::chrono::hours(8 * 24));
+  return are_there && has_ended;
+}
+
 std::string Line(const std::string& page, std::uint64_t start_ms) {
   return std::string(kTestPenSerial) + " " + page + " " + std::to_string(start_ms);
 }
@@ -155,11 +165,7 @@ TEST(StreamEnd, PartsWhoseRestNeverComesAreGivenUp) {
   World world;
   const InParts parts;
   auto inbox = world.Inbox(world.server.url());
-  inbox.Start();
-  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
-  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
-  EXPECT_EQ(inbox.Stop(), 0);
-  world.AgeParts(std::chrono::hours(8 * 24));
+  ASSERT_TRUE(LeaveOldParts(world, inbox, parts));
   inbox.Start();
   EXPECT_TRUE(
       inbox.WaitForLog("Ink of pen 0123-4567-89AB-CDEF, page 1.2.3.4, is given up: 2 of 5 parts "
@@ -172,16 +178,28 @@ TEST(StreamEnd, PartsWhoseRestNeverComesAreGivenUp) {
   EXPECT_TRUE(world.WaitUntilKept(1));
 }
 
+// Somebody has imported it there.
+TEST(StreamEnd, PartsOfInkThatIsThereByNowAreForgotten) {
+  World world;
+  const InParts parts;
+  world.peer.Put(parts.ink, 1);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 1; }));
+  const std::string file = world.path("imported.stf2").string();
+  WriteFile(file, parts.bytes);
+  ASSERT_EQ(RunToEnd({QUILLPOST_INBOX, "import", file}, {{"XDG_DATA_HOME", ""}}).status, 0);
+  world.peer.Put(parts.ink, 2);
+  EXPECT_TRUE(Eventually([&] { return world.PartsThatWait() == 0; }));
+  EXPECT_TRUE(world.WaitUntilKept(1));
+}
+
 // The rest may be in the stream, which is read first.
 TEST(StreamEnd, OldPartsAreWaitedForUntilTheStreamIsRead) {
   World world;
   const InParts parts;
   auto inbox = world.Inbox(world.server.url());
-  inbox.Start();
-  for (const std::uint32_t part : {1u, 2u}) world.peer.Put(parts.ink, part);
-  ASSERT_TRUE(Eventually([&] { return world.PartsThatWait() == 2; }));
-  EXPECT_EQ(inbox.Stop(), 0);
-  world.AgeParts(std::chrono::hours(8 * 24));
+  ASSERT_TRUE(LeaveOldParts(world, inbox, parts));
   for (const std::uint32_t part : {3u, 4u, 5u}) world.peer.Put(parts.ink, part);
   inbox.Start();
   EXPECT_TRUE(world.WaitUntilKept(1));

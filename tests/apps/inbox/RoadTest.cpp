@@ -216,6 +216,17 @@ TEST(InboxRoad, ADroppedFileTakesTheWholeRoad) {
   }
 }
 
+TEST(InboxRoad, ADroppedFileTakesItsPageOutOfTheTrash) {
+  InboxWorld world;
+  InboxProgram inbox;
+  ASSERT_TRUE(world.Import(InkOf("1.2.3.4")));
+  ASSERT_TRUE(inbox.WaitForPages(1));
+  inbox.Post("/api/pages/trash", "{\"pages\":[1]}");
+  ASSERT_EQ(inbox.Pages().size(), 0u);
+  EXPECT_EQ(inbox.Import(InkOf("1.2.3.4")).status, 202);
+  EXPECT_TRUE(inbox.WaitForPages(1));
+}
+
 TEST(InboxRoad, WithoutTheServiceADroppedFileIsRefused) {
   TestRoot root;
   InboxProgram inbox;
