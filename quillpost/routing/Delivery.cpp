@@ -82,7 +82,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
   Common::ScratchFile file;
   std::set<Storage::StrokeID> packed = strokes;
   if (strokes.size() == 1) {
-    // Ends early when stopped: the server thread joins this one, and serves nobody meanwhile.
+    // Ends early when stopped: the server thread joins this one, and serves nobody until then.
     LongExports::Export turn(long_exports_,
                              [&client] { return client->delivery_queue.IsStopped(); });
     if (!Storage::ExportStroke(pen, *strokes.begin(), file.out(),

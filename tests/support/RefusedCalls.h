@@ -11,7 +11,7 @@
 struct RefusedCall {
   long number;  // SYS_...
   int error;
-  // Only calls with one of these bits in the argument of this index; all calls if there are none.
+  // Unless `bits` is 0, only calls whose argument of this index has one of the bits.
   int argument = 0;
   std::uint32_t bits = 0;
 };

@@ -66,7 +66,7 @@ class Keeper {
   std::string Setting(const std::string& name);
   void Set(const std::string& name, const std::string& value);
 
-  // Names the file with the key that opens sealed ink; empty: there is none. Sealed pages count as
+  // Sets the file of the key that opens sealed ink; an empty path forgets it. Sealed pages count as
   // changed, so that browsers draw them anew.
   void SetKeyFile(const std::string& file);
 
