@@ -111,11 +111,18 @@ void InkImporter::Import(const fs::path& file, const ImportGroup::Done& done) {
   // If memory ran out it may not have come into the group; it is answered all the same.
   if (group_.size() == before) Common::RunJob("answer of an import", [&] { done(false); });
   if (group_.IsFull() || queue_.IsStopped()) return Commit();
-  if (is_commit_queued_) return;
-  // The commit waits behind the imports that are queued by now, so that it serves them, too.
+  if (!is_commit_queued_) QueueCommit();
+}
+
+// The commit waits behind the imports that are queued by now, so that it serves them, too. More may
+// come while these are read: then it waits again, until the queue is empty or the group full.
+void InkImporter::QueueCommit() {
   is_commit_queued_ = true;
   try {
-    queue_.Post("commit of imports", [this] { Commit(); });
+    queue_.Post("commit of imports", [this, read_by_now = group_.size()] {
+      if (group_.size() > read_by_now) return QueueCommit();
+      Commit();
+    });
   } catch (...) {
     Commit();  // out of memory
   }

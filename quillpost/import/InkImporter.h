@@ -29,8 +29,8 @@ class InkImporter : boost::noncopyable {
   // ink, before its imports are answered.
   InkImporter(EventQueue& queue, const boost::function<void()>& on_stored);
 
-  // Reads a file. The imports that are queued by now are read first, then all are committed
-  // together; `done` is called after that, in the order of the calls.
+  // Reads a file. Imports that are queued, or come while those are read, are read first; then all
+  // are committed together, and `done` is called, in the order of the calls.
   void Import(const boost::filesystem::path& file, const ImportGroup::Done& done);
 
   // Commits the imports that wait, and answers them.
@@ -67,6 +67,7 @@ class InkImporter : boost::noncopyable {
   };
 
   void Read(const boost::filesystem::path& file, ImportGroup& group, const ImportGroup::Done& done);
+  void QueueCommit();
   bool ReadSTF2File(const boost::filesystem::path& file, Storage::NewStrokes& strokes);
   bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
                    std::size_t size_bytes);

@@ -381,4 +381,20 @@ TEST_F(ImportInk, ImportsThatAreQueuedTogetherAreCommittedTogether) {
   EXPECT_EQ(StoredNames(), (Names{Stroke("1.2.3.4/100_100-1"), Stroke("1.2.3.4/100_100")}));
 }
 
+TEST_F(ImportInk, ImportsThatComeWhileOthersAreReadAreCommittedWithThem) {
+  TalvoQuillpost::EventQueue queue;
+  Names said;
+  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
+  const fs::path file = root.path() / "ink.stf2";
+  WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
+  const auto import = [&] { importer.Import(file, [&](bool) { said.push_back("answered"); }); };
+  queue.Post("import", import);
+  queue.Post("import", [&] {
+    import();
+    queue.Post("import of one that came late", import);  // behind the commit of the first
+  });
+  queue.io_service().poll();
+  EXPECT_EQ(said, (Names{"stored", "answered", "answered", "answered"}));
+}
+
 }  // namespace
