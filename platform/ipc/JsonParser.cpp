@@ -124,10 +124,12 @@ class Parser {
     if (!Is('"')) return Fail("expected a member's name");
     std::string name;
     if (!ParseString(name)) return false;
-    if (object.isMember(name)) return Fail("a member that stands twice");
+    const Json::ArrayIndex members = object.size();
+    Json::Value& value = object[name];
+    if (object.size() == members) return Fail("a member that stands twice");
     SkipBlanks();
     if (!Skip(':')) return Fail("expected ':'");
-    return ParseValue(object[name]);
+    return ParseValue(value);
   }
 
   bool ParseArray(Json::Value& value) {

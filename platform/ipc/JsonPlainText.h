@@ -1,5 +1,5 @@
 // Bytes that stand for themselves in a JSON string. Most text is nothing else, so reading and
-// writing take it in pieces of eight.
+// writing look at eight at a time.
 
 #pragma once
 
@@ -20,13 +20,18 @@ inline bool ArePlain(std::uint64_t bytes) {
   return (found & kOnes * 0x80) == 0;
 }
 
-// How many bytes at the beginning of `text` certainly stand for themselves; others may follow.
+inline bool IsPlain(char c) {
+  return c >= 0x20 && c < 0x7F && c != '"' && c != '\\';
+}
+
+// How many bytes at the beginning of `text` are printable ASCII and stand for themselves.
 inline std::size_t PlainLength(std::string_view text) {
   std::size_t length = 0;
   for (std::uint64_t bytes; length + sizeof bytes <= text.size(); length += sizeof bytes) {
     std::memcpy(&bytes, text.data() + length, sizeof bytes);
     if (!ArePlain(bytes)) break;
   }
+  while (length < text.size() && IsPlain(text[length])) ++length;
   return length;
 }
 

@@ -6,6 +6,7 @@
 namespace IPC {
 namespace {
 
+constexpr std::string_view kId = "id";
 constexpr std::size_t kMaxIdBytes = 128;
 constexpr Json::Int64 kMaxInteger = (Json::Int64(1) << 53) - 1;
 
@@ -16,7 +17,7 @@ bool IsValidId(const Json::Value& id) {
 }
 
 // The member of an object, or null; never inserts and never throws.
-const Json::Value& Member(const Json::Value& object, const std::string& name) {
+const Json::Value& Member(const Json::Value& object, std::string_view name) {
   static const Json::Value kNone;
   const Json::Value* member = object.find(name.data(), name.data() + name.size());
   return member ? *member : kNone;
@@ -30,15 +31,15 @@ bool Refuse(WireError& error, int code, const std::string& message) {
 bool ReadEnvelope(const Json::Value& message, RequestMessage& request, WireError& error) {
   if (message.isArray()) return Refuse(error, kNotARequest, "batches are not supported");
   if (!message.isObject()) return Refuse(error, kNotARequest, "a request is an object");
-  request.has_id = message.isMember("id");
+  const Json::Value* const id = message.find(kId.data(), kId.data() + kId.size());
+  request.has_id = id != nullptr;
   if (request.has_id) {
-    const Json::Value& id = Member(message, "id");
-    if (!IsValidId(id)) {
+    if (!IsValidId(*id)) {
       return Refuse(error, kNotARequest,
                     "\"id\" must be a string of at most " + std::to_string(kMaxIdBytes) +
                         " bytes or an integer within 2^53-1");
     }
-    request.id = id;
+    request.id = *id;
   }
   const Json::Value& version = Member(message, "jsonrpc");
   if (!version.isString() || version.asString() != "2.0")
@@ -49,8 +50,12 @@ bool ReadEnvelope(const Json::Value& message, RequestMessage& request, WireError
   return true;
 }
 
+// The beginning of a line, with room for most lines.
 std::string Begin() {
-  return "{\"jsonrpc\":\"2.0\",";
+  constexpr std::size_t kUsualBytes = 384;
+  std::string line;
+  line.reserve(kUsualBytes);
+  return line += "{\"jsonrpc\":\"2.0\",";
 }
 
 void AppendId(const Json::Value& id, std::string& line) {

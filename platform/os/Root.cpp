@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <mutex>
@@ -18,7 +19,8 @@ fs::path UnderRoot(const fs::path& path) {
   const char* root = ::getenv("QUILLPOST_ROOT");
   if (root == nullptr || *root == '\0') return path;
   const fs::path base = *root == '/' ? fs::path(root) : fs::absolute(root);
-  return base / path.relative_path();
+  const std::string& name = path.native();
+  return base / name.substr(std::min(name.find_first_not_of('/'), name.size()));
 }
 
 namespace {

@@ -3,6 +3,7 @@
 #include <TalvoOS/NewFile.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -163,14 +164,25 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
   return {};
 }
 
-boost::system::error_code CopyFile(const boost::filesystem::path& source, int target,
+bool IsOnThisMachine(const struct statfs& system) {
+  switch (static_cast<std::uint32_t>(system.f_type)) {
+    case BTRFS_SUPER_MAGIC:
+    case EXT4_SUPER_MAGIC:
+    case F2FS_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+    case XFS_SUPER_MAGIC:
+      return true;
+    default:
+      return false;
+  }
+}
+
+boost::system::error_code CopyFile(int source, int target,
                                    const std::function<bool()>& may_go_on) {
-  Descriptor from;
-  if (const auto error = OpenRegularFile(source, O_RDONLY, from)) return error;
   std::array<char, 64 * 1024> buffer;
   for (;;) {
     if (may_go_on && !may_go_on()) return make_error_code(boost::system::errc::operation_canceled);
-    const ssize_t got = ::read(from.get(), buffer.data(), buffer.size());
+    const ssize_t got = ::read(source, buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return LastError();
     if (got == 0) return {};

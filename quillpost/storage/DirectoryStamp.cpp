@@ -1,8 +1,12 @@
 #include "storage/DirectoryStamp.h"
 
+#include <sys/vfs.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cstdint>
+
+#include "common/File.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
@@ -10,10 +14,24 @@ namespace Storage {
 namespace {
 
 // Two seconds for the coarsest file systems, and a good many ticks.
-constexpr std::int64_t kGrainNs = 2'500'000'000;
+constexpr std::int64_t kCoarseGrainNs = 2'500'000'000;
 
 std::int64_t ToNs(const timespec& time) {
   return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+// Two ticks of the clock that stamps changes.
+std::int64_t FineGrainNs() {
+  timespec tick;
+  return ::clock_getres(CLOCK_REALTIME_COARSE, &tick) == 0 ? 2 * ToNs(tick) : kCoarseGrainNs;
+}
+
+// Whether changes are stamped with this machine's clock, to the tick. ext4 keeps seconds alone if
+// it was made so long ago: there are no parts of a second then.
+bool HasFineTimes(const boost::filesystem::path& directory, const struct stat& status) {
+  struct statfs system;
+  return status.st_mtim.tv_nsec != 0 && status.st_ctim.tv_nsec != 0 &&
+         ::statfs(directory.c_str(), &system) == 0 && Common::IsOnThisMachine(system);
 }
 
 }  // namespace
@@ -28,7 +46,8 @@ DirectoryStamp::DirectoryStamp(const boost::filesystem::path& directory) {
   inode_ = status.st_ino;
   modified_ = status.st_mtim;
   changed_ = status.st_ctim;
-  proves_ = ToNs(changed_) + kGrainNs < ToNs(now) && ToNs(modified_) + kGrainNs < ToNs(now);
+  const std::int64_t age_ns = ToNs(now) - std::max(ToNs(changed_), ToNs(modified_));
+  proves_ = age_ns > kCoarseGrainNs || (age_ns > FineGrainNs() && HasFineTimes(directory, status));
 }
 
 bool DirectoryStamp::operator==(const DirectoryStamp& other) const {

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
-#include <boost/thread/recursive_mutex.hpp>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -17,6 +16,7 @@
 #include "common/File.h"
 #include "common/Identifiers.h"
 #include "common/Log.h"
+#include "storage/CountingMutex.h"
 #include "storage/DirectoryStamp.h"
 #include "storage/HeldNames.h"
 #include "storage/RoutingTable.h"
@@ -32,18 +32,18 @@ namespace {
 // Made when the library is loaded and never freed, so that they outlive every service object and
 // every thread of the host: no destructor of a static object can come too early.
 auto& g_routing_info = *new std::map<std::string, RoutingTable>;
-auto& g_routing_info_guard = *new boost::recursive_mutex;  // guards g_routing_info and its files
+auto& g_routing_info_guard = *new CountingMutex;  // guards g_routing_info and its files
 
 // Removals run one after the other, from the question which strokes are processed to the saved
 // table: of two at a time, the second would look for the files that the first has removed. Taken
 // before the guard of the routing info.
-auto& g_removal_guard = *new boost::recursive_mutex;
+auto& g_removal_guard = *new CountingMutex;
 
-typedef boost::lock_guard<boost::recursive_mutex> Lock;
+typedef boost::lock_guard<CountingMutex> Lock;
 
 // Of a page's strokes, as many enter the table between two moments in which others may take the
 // guard: a confirmation never waits for all strokes of a large page.
-constexpr std::size_t kClaimsUnderOneLock = 1000;
+constexpr std::size_t kClaimsUnderOneLock = 100;
 
 RoutingTable& TableOf(const std::string& pen) {
   return g_routing_info.try_emplace(pen, pen).first->second;
@@ -179,7 +179,7 @@ bool ClaimFiles(const std::string& pen, const PageClaims& claims) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const std::uint64_t erasures = ErasuresOf(pen);
     PageFiles files(directory);
-    for (;;) {
+    for (;; g_routing_info_guard.LetOneIn()) {
       const Lock lock(g_routing_info_guard);
       RoutingTable& table = TableOf(pen);
       if (table.erasures() != erasures) break;

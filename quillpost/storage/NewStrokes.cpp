@@ -3,7 +3,6 @@
 #include <TalvoOS/NewFile.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <stdio.h>
 #include <sys/random.h>
 #include <sys/resource.h>
@@ -133,32 +132,21 @@ class WholeSync {
   // Whether the file was synced with its file system, for which the first one of it is asked.
   bool Covers(int file) {
     struct stat status;
-    if (!is_wanted_ || !SyncsItsFiles(file) || ::fstat(file, &status) != 0) return false;
+    if (!is_wanted_ || ::fstat(file, &status) != 0) return false;
     const auto known = is_synced_.try_emplace(status.st_dev, false);
     bool& is_synced = known.first->second;
-    // An error may be that of another program's file: then each of ours has to be asked.
-    if (known.second) is_synced = !Common::SyncFileSystem(file);
+    // Shares, and file systems that lie on others, pass the sync of a file on, and not that of the
+    // whole. An error may be that of another program's file: then each of ours has to be asked.
+    if (known.second) {
+      struct statfs system;
+      is_synced = ::fstatfs(file, &system) == 0 && Common::IsOnThisMachine(system) &&
+                  !Common::SyncFileSystem(file);
+    }
     return is_synced;
   }
 
  private:
   static constexpr std::size_t kFew = 8;
-
-  // File systems that lie on others pass the sync of a file on, and not that of the whole.
-  static bool SyncsItsFiles(int file) {
-    struct statfs system;
-    if (::fstatfs(file, &system) != 0) return false;
-    switch (static_cast<std::uint32_t>(system.f_type)) {
-      case EXT4_SUPER_MAGIC:
-      case XFS_SUPER_MAGIC:
-      case BTRFS_SUPER_MAGIC:
-      case F2FS_SUPER_MAGIC:
-      case TMPFS_MAGIC:
-        return true;
-      default:
-        return false;
-    }
-  }
 
   const bool is_wanted_;
   std::map<dev_t, bool> is_synced_;

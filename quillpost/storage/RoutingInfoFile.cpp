@@ -255,9 +255,10 @@ bool RoutingInfoFile::SaveChanges(const StrokeMap& strokes) {
   if (!stamp_) return false;
   if (!HasChanges(strokes)) return IsKnown();
   // Another number of digits moves every stroke.
-  const bool has_same_digits =
-      RoutingInfoHead(count_).size() == RoutingInfoHead(strokes.size()).size();
-  if (HasTail(strokes) && !has_same_digits) return false;
+  if (HasTail(strokes) &&
+      RoutingInfoHead(count_).size() != RoutingInfoHead(strokes.size()).size()) {
+    return false;
+  }
   constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   const fs::path file_path = path();
   TalvoCppUtils::Descriptor file(

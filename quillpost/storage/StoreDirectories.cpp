@@ -51,6 +51,12 @@ void Forget(const fs::path& directory) {
 
 bool MakeStoreDirectory(const fs::path& directory) {
   boost::system::error_code error;
+  if (fs::status(directory, error).type() == fs::directory_file) return true;
+  // Mostly only the last one is missing.
+  if (::mkdir(directory.c_str(), 0777) == 0) {
+    Forget(directory);
+    return true;
+  }
   for (fs::path missing = directory; !missing.empty() && !fs::exists(missing, error);
        missing = missing.parent_path()) {
     Forget(missing);

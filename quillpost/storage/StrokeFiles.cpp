@@ -1,6 +1,7 @@
 #include "storage/StrokeFiles.h"
 
 #include <TalvoOS/Root.h>
+#include <fcntl.h>
 
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -94,7 +95,9 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
   if (!IsExportValid(pen, id)) return false;
   const std::string relative = pen + "/" + id.string();
   const fs::path source = GetStorageRoot() / relative;
-  if (!fs::exists(fs::status(source))) {
+  TalvoCppUtils::Descriptor stroke;
+  auto error = Common::OpenRegularFile(source, O_RDONLY, stroke);
+  if (error && !fs::exists(fs::status(source))) {
     QUILLPOST_LOG_ERROR("Ink Export failed: file 'ROOT/%s' does not exists.", relative.c_str());
     return false;
   }
@@ -103,7 +106,7 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
     QUILLPOST_LOG_ERROR("Ink Export failed: failed to create temporary file.");
     return false;
   }
-  auto error = Common::CopyFile(source, copy.get(), may_go_on);
+  if (!error) error = Common::CopyFile(stroke.get(), copy.get(), may_go_on);
   if (!error) error = Common::Close(copy);
   if (error == boost::system::errc::operation_canceled) {
     fs::remove(out);

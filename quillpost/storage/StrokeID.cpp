@@ -11,9 +11,12 @@ std::string StrokeID::string() const {
   return page_address.empty() ? file_name : page_address + "/" + file_name;
 }
 
+// Each text is compared once. A table is searched with this many times for each package.
 bool StrokeID::operator<(const StrokeID& other) const {
-  return std::tie(extension, name, page_address) <
-         std::tie(other.extension, other.name, other.page_address);
+  int order = extension.compare(other.extension);
+  if (order == 0) order = name.compare(other.name);
+  if (order == 0) order = page_address.compare(other.page_address);
+  return order < 0;
 }
 
 bool StrokeID::operator==(const StrokeID& other) const {
@@ -35,12 +38,11 @@ void SetFileName(StrokeID& id, std::string_view file_name) {
 }
 
 bool IsStrokeIDValid(const StrokeID& id) {
-  constexpr std::string_view kForbidden("/\0", 2);
-  if (id.name.empty()) return false;
-  if (id.name.find_first_of(kForbidden) != std::string::npos) return false;
-  if (id.extension.find_first_of(kForbidden) != std::string::npos) return false;
-  const std::string file_name = StrokeIDToFileName(id);
-  return file_name != "." && file_name != "..";
+  const auto has = [&id](char c) {
+    return id.name.find(c) != std::string::npos || id.extension.find(c) != std::string::npos;
+  };
+  if (id.name.empty() || has('/') || has('\0')) return false;
+  return !id.extension.empty() || (id.name != "." && id.name != "..");
 }
 
 }  // namespace Storage

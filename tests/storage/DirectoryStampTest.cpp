@@ -2,6 +2,10 @@
 
 #include "storage/DirectoryStamp.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <time.h>
+
 #include "storage/StoreTest.h"
 
 namespace TalvoQuillpost {
@@ -18,13 +22,57 @@ class DirectoryStampTest : public StoreTest {
   bool WaitForProof() const {
     return Eventually([this] { return Look().proves(); });
   }
+
+  // A tick of the clock that stamps changes.
+  static double TickSeconds() {
+    timespec tick;
+    ::clock_getres(CLOCK_REALTIME_COARSE, &tick);
+    return static_cast<double>(tick.tv_nsec) * 1e-9;
+  }
+
+  // For how long the directory has been left alone, as far as its own times tell.
+  double AgeSeconds() const {
+    struct stat status;
+    timespec now;
+    if (::stat(PenPath(kPage).c_str(), &status) != 0) return 0;
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<double>(now.tv_sec - status.st_ctim.tv_sec) +
+           static_cast<double>(now.tv_nsec - status.st_ctim.tv_nsec) * 1e-9;
+  }
 };
 
 TEST_F(DirectoryStampTest, OfADirectoryThatWasJustChangedProvesNothing) {
-  const DirectoryStamp stamp = Look();
+  DirectoryStamp stamp;
+  // A test that is held up after the change looks too late, and tries again.
+  do {
+    Put("b.stf2");
+    boost::filesystem::remove(PenPath("1.2.3.4/b.stf2"));
+    stamp = Look();
+  } while (AgeSeconds() > TickSeconds());
   EXPECT_FALSE(stamp.proves());
   EXPECT_FALSE(stamp == stamp);
   EXPECT_TRUE(stamp != stamp);
+}
+
+TEST_F(DirectoryStampTest, ProvesSoonOnAFileSystemThatKeepsTheTickOfAChange) {
+  DirectoryStamp stamp;
+  do {
+    stamp = Look();
+  } while (!stamp.proves() && AgeSeconds() < 2);
+  EXPECT_TRUE(stamp.proves());
+}
+
+// Two changes within the same second would have the same times there.
+TEST_F(DirectoryStampTest, ProvesNothingSoonOnAFileSystemThatMayKeepSecondsAlone) {
+  const timespec whole_second[] = {{0, UTIME_OMIT}, {1700000000, 0}};
+  DirectoryStamp stamp;
+  do {
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, PenPath(kPage).c_str(), whole_second, 0));
+    while (AgeSeconds() < 0.1) {
+    }
+    stamp = Look();
+  } while (AgeSeconds() > 2);
+  EXPECT_FALSE(stamp.proves());
 }
 
 TEST_F(DirectoryStampTest, OfNoDirectoryProvesNothing) {
