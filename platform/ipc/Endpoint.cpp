@@ -68,6 +68,8 @@ class StartLock {
       if (::fchmod(file_.get(), kEndpointMode) != 0) return Fail(errno, error);
       while (::flock(file_.get(), LOCK_EX) != 0)
         if (errno != EINTR) return Fail(errno, error);
+      // The one who had the lock removes the file when it lets go: a lock on a file that has no
+      // name any more, or another one's, keeps nobody out.
       if (::lstat(path_.c_str(), &named) == 0 && named.st_dev == opened.st_dev &&
           named.st_ino == opened.st_ino) {
         taken_ = true;

@@ -49,6 +49,7 @@ void LineStream::Turn() {
     std::string_view line;
     switch (decoder_.Next(line)) {
       case LineDecoder::Result::kLine:
+        // A peer may send blanks long before the request that follows them.
         line_begin_ = read_bytes_ - decoder_.CountFrom(line) + line.find_first_not_of(" \t\r");
         OnLine(line);
         break;
@@ -89,7 +90,7 @@ void LineStream::OnReadable(const error_code& error) {
   if (error) return Close(error);
   ssize_t size;
   {
-    // Taken from the system and counted in one step: CountArrivedBytes never misses the bytes that
+    // Taken from the system and counted in one step: CountSentByPeer never misses the bytes that
     // are neither in the system's buffer any more nor counted yet.
     std::lock_guard<std::mutex> lock(arrival_mutex_);
     size = ::recv(socket_->native_handle(), input_.data(), input_.size(), MSG_DONTWAIT);
@@ -106,7 +107,7 @@ void LineStream::OnReadable(const error_code& error) {
   Turn();
 }
 
-std::uint64_t LineStream::CountArrivedBytes() const {
+std::uint64_t LineStream::CountSentByPeer() const {
   std::lock_guard<std::mutex> lock(arrival_mutex_);
   int unread_bytes = 0;
   if (readable_ < 0 || ::ioctl(readable_, FIONREAD, &unread_bytes) != 0) unread_bytes = 0;
@@ -159,14 +160,15 @@ void LineStream::Resume() {
 //     of the line goes into the outbox before the mutex is released, and writing_ becomes true.
 //   - Write, on the queue, from then on until it finds the outbox empty under the mutex. All that
 //     is sent meanwhile is appended to the outbox, behind the rest of the line.
-bool LineStream::Send(const std::string& line, std::uint64_t* arrived_bytes) {
+bool LineStream::Send(const std::string& line, std::uint64_t* sent_by_peer) {
   bool overflow = false;
   bool exceeded = false;
   bool start_writing = false;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (sealed_) return false;
-    if (arrived_bytes != nullptr) *arrived_bytes = CountArrivedBytes();
+    // Before the line can reach the peer: what it sends in answer comes behind this place.
+    if (sent_by_peer != nullptr) *sent_by_peer = CountSentByPeer();
     overflow = unsent_bytes_ + line.size() > kMaxOutboxBytes;
     if (overflow) {
       if (!patience_.overflow_ends) return false;
@@ -214,6 +216,7 @@ void LineStream::Overflow() {
 
 void LineStream::Write() {
   if (!is_open()) return;
+  // The outbox is taken as a whole, so that senders can go on filling it during the write.
   if (sent_ == sending_.size()) {
     sending_.clear();
     sent_ = 0;

@@ -53,9 +53,9 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   // Sends a whole line, with its LF, behind those that were sent before, or files it in the outbox,
   // which the queue writes out; never waits. False: nothing of it was or will be sent, because the
   // stream has ended or sends no more, or because the outbox would hold more than kMaxOutboxBytes,
-  // which may end the stream. `arrived_bytes`, if given, gets the number of bytes that had reached
+  // which may end the stream. `sent_by_peer`, if given, gets the number of bytes that had reached
   // this end of the socket by then, read or not.
-  bool Send(const std::string& line, std::uint64_t* arrived_bytes = nullptr);
+  bool Send(const std::string& line, std::uint64_t* sent_by_peer = nullptr);
 
   // Whether Send may still take something. Any thread.
   bool IsSending() const;
@@ -118,7 +118,7 @@ class LineStream : public std::enable_shared_from_this<LineStream>, boost::nonco
   void OnReadable(const boost::system::error_code& error);
   void OnEndOfInput();
   bool HasPeerGone();
-  std::uint64_t CountArrivedBytes() const;
+  std::uint64_t CountSentByPeer() const;
   void WatchForPeerGone();
   void Overflow();
   void HoldInput(std::size_t bytes);

@@ -119,6 +119,7 @@ void Session::OnLine(std::string_view line) {
   if (!ReadRequest(line, request, error)) return Refuse(request, error);
   bad_lines_ = 0;
   if (request.has_id) ++unanswered_;
+  // No further line until it is known whether there is room for another request.
   Pause();
   host_.HandleRequest(connection_, request,
                       Answerer(Self(), request, line.size() + kBytesOfAJob, unfinished_of_all_));
@@ -169,6 +170,7 @@ void Session::NoteAnswered() {
     queue().post([self = Self()] { self->GoOnAfterReplies(); });
 }
 
+// Only the request that makes room posts: each of many would wake the queue for nothing.
 void Session::NoteFinished(std::size_t bytes) {
   const std::size_t before = unfinished_bytes_.fetch_sub(bytes);
   if (before >= kMaxUnfinishedBytes && before - bytes < kMaxUnfinishedBytes)

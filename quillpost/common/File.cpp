@@ -177,8 +177,7 @@ bool IsOnThisMachine(const struct statfs& system) {
   }
 }
 
-boost::system::error_code CopyFile(int source, int target,
-                                   const std::function<bool()>& may_go_on) {
+boost::system::error_code CopyFile(int source, int target, const std::function<bool()>& may_go_on) {
   std::array<char, 64 * 1024> buffer;
   for (;;) {
     if (may_go_on && !may_go_on()) return make_error_code(boost::system::errc::operation_canceled);

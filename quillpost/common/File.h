@@ -79,13 +79,13 @@ struct FileBytes {
 boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                           std::uint64_t limit_bytes, FileBytes& out);
 
-// Whether a file system, as statfs tells of it, is known to keep its files itself, on a disk of this
-// machine or in its memory: no share of another machine, and none that lies on others.
+// Whether a file system, as statfs tells of it, is known to keep its files itself, on a disk of
+// this machine or in its memory: no share of another machine, and none that lies on others.
 bool IsOnThisMachine(const struct statfs& system);
 
 // Writes the bytes of one open file from its position on at the position of the other. The two may
-// lie on different file systems. If `may_go_on` is given, it is asked before each 64 KiB, and false ends the copy
-// with operation_canceled.
+// lie on different file systems. If `may_go_on` is given, it is asked before each 64 KiB, and false
+// ends the copy with operation_canceled.
 boost::system::error_code CopyFile(int source, int target,
                                    const std::function<bool()>& may_go_on = nullptr);
 

@@ -210,17 +210,19 @@ bool InkImporter::ImportSTF2RawData(const void* data, unsigned long size) {
     }
     // One bad part does not keep the others from being stored.
     bool stored = false;
-    Common::RunJob("import of a page", [&] {
-      std::string page_address;
-      unsigned long long first_time = 0;
-      unsigned long long last_time = 0;
-      stored = GetSTF2InkDataInfo(part, page_address, first_time, last_time) &&
-               ImportSTF2InkData(part, pen.get(), page_address, first_time, last_time);
-    });
+    Common::RunJob("import of a page", [&] { stored = ImportPart(part, pen.get()); });
     all_stored = all_stored && stored;
     Stf2InkDataFreeHandle(&part);
   }
   return all_stored;
+}
+
+bool InkImporter::ImportPart(InkDataHandle* part, const std::string& pen) {
+  std::string page_address;
+  unsigned long long first_time = 0;
+  unsigned long long last_time = 0;
+  return GetSTF2InkDataInfo(part, page_address, first_time, last_time) &&
+         ImportSTF2InkData(part, pen, page_address, first_time, last_time);
 }
 
 bool InkImporter::GetSTF2InkDataInfo(InkDataHandle* part, std::string& page_address,

@@ -69,6 +69,7 @@ class InkImporter : boost::noncopyable {
   void Read(const boost::filesystem::path& file, ImportGroup& group, const ImportGroup::Done& done);
   void QueueCommit();
   bool ReadSTF2File(const boost::filesystem::path& file, Storage::NewStrokes& strokes);
+  bool ImportPart(InkDataHandle* part, const std::string& pen);
   bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
                    std::size_t size_bytes);
 

@@ -21,7 +21,7 @@ Client::~Client() {
 bool Client::IsForPackage(const std::string& pen, std::uint64_t confirmation_begin) {
   const Lock lock(packages_mutex);
   const auto package = packages.find(pen);
-  return package != packages.end() && confirmation_begin >= package->second.sent_before_bytes;
+  return package != packages.end() && confirmation_begin >= package->second.sent_by_peer;
 }
 
 void Client::DropPackages() {

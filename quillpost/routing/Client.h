@@ -25,7 +25,7 @@
 namespace TalvoQuillpost {
 
 struct Client : boost::noncopyable {
-  // One package on its way: offered, and not yet confirmed.
+  // One package in flight: offered, and not yet confirmed.
   struct InkPackage {
     std::string pen;
     std::set<Storage::StrokeID> strokes;
@@ -33,7 +33,7 @@ struct Client : boost::noncopyable {
     boost::filesystem::path path;  // the package file
     // The bytes that the application had sent when the package was offered: a confirmation that
     // begins among them is for an earlier package. Belongs to the delivery thread.
-    std::uint64_t sent_before_bytes = 0;
+    std::uint64_t sent_by_peer = 0;
   };
 
   // Starts the delivery thread, which idles until work is posted.
@@ -42,12 +42,12 @@ struct Client : boost::noncopyable {
   // The delivery thread must have been joined: anything else is a fatal assertion.
   ~Client();
 
-  // Whether a confirmation that begins at that byte of the connection is for the pen's open
-  // package: false if the application began to send it before the package was offered. On the
+  // Whether a confirmation that begins at that byte of the connection is for the pen's package in
+  // flight: false if the application began to send it before the package was offered. On the
   // delivery thread.
   bool IsForPackage(const std::string& pen, std::uint64_t confirmation_begin);
 
-  // Deletes the files of the packages that are on their way, and forgets them. After the delivery
+  // Deletes the files of the packages in flight, and forgets them. After the delivery
   // thread was joined.
   void DropPackages();
 
@@ -63,7 +63,7 @@ struct Client : boost::noncopyable {
   boost::shared_ptr<IPC::Server::Connection> connection;
   std::string application_id;
 
-  // By pen: at most one package of each pen is on its way. Entries come and go on the delivery
+  // By pen: at most one package of each pen is in flight. Entries come and go on the delivery
   // thread; the rollback of a lost connection is the exception, and runs beside it.
   std::map<std::string, InkPackage> packages;  // guarded by packages_mutex
   bool ended = false;                          // guarded by packages_mutex: nothing more is offered

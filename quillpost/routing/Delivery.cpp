@@ -92,6 +92,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
     return;
   }
   Common::SetPermissions(file.path());
+  // The next function owns the file.
   const fs::path path = file.path();
   file.HandOver();
   DeliverInk(client, pen, type, packed, path);
@@ -120,13 +121,13 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
     }
   }
   // Recorded before it is sent: the confirmation may come immediately. It runs later on this
-  // thread, so it sees the sent_before_bytes that is set below.
-  std::uint64_t sent_by_application = 0;
+  // thread, so it sees the sent_by_peer that is set below.
+  std::uint64_t sent_by_peer = 0;
   bool sent = false;
   Common::RunJob("announcement of a package", [&] {
     sent = !client->connection || client->connection->SendNotification(
                                       IPC::Protocol::Quillpost::Notification::NewInkPackage,
-                                      ToParameters(package, type), &sent_by_application);
+                                      ToParameters(package, type), &sent_by_peer);
   });
   const Lock lock(client->packages_mutex);
   const auto entry = client->packages.find(pen);
@@ -134,7 +135,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
     if (entry != client->packages.end()) client->packages.erase(entry);
     return;
   }
-  if (entry != client->packages.end()) entry->second.sent_before_bytes = sent_by_application;
+  if (entry != client->packages.end()) entry->second.sent_by_peer = sent_by_peer;
   unannounced.HandOver();
 }
 

@@ -149,8 +149,8 @@ std::string Service::OnConfirmInkPackageDelivery(Connection connection, const st
   // A confirmation that belongs to no client is accepted and has no effect.
   if (entry == clients_.end()) return CoreStatus::Success;
   const boost::shared_ptr<Client> client = entry->second;
-  // A confirmation is for the package that was open when it was sent; another one may be open by
-  // the time this job runs.
+  // A confirmation is for the package that was in flight when it was sent; another one may be in
+  // flight by the time this job runs.
   const std::uint64_t begin = connection ? connection->BeginOfRequest() : 0;
   client->delivery_queue.Post("confirmation of a package", [self = shared_from_this(), client,
                                                             begin, pen, delivered, ignored, held] {

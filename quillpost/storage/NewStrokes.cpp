@@ -249,53 +249,59 @@ error_code NewStrokes::Name(Stroke& stroke) {
   }
 }
 
+// A step that returns false drops the stroke.
 template <typename Step>
-void NewStrokes::ForEach(const Step& step) {
-  for (auto stroke = strokes_.begin(); stroke != strokes_.end();) {
-    if (step(*stroke)) {
-      ++stroke;
-    } else {
-      Fail();
-      stroke = strokes_.erase(stroke);
+void NewStrokes::ForEach(const Imports& imports, const Step& step) {
+  for (NewStrokes* const import : imports) {
+    for (auto stroke = import->strokes_.begin(); stroke != import->strokes_.end();) {
+      if (step(*stroke)) {
+        ++stroke;
+      } else {
+        import->Fail();
+        stroke = import->strokes_.erase(stroke);
+      }
     }
   }
 }
 
-void CommitStrokes(const std::vector<NewStrokes*>& imports) {
-  typedef NewStrokes::Stroke Stroke;
-  const auto for_each = [&imports](const auto& step) {
-    for (NewStrokes* const import : imports) import->ForEach(step);
-  };
+void NewStrokes::SyncContents(const Imports& imports) {
   std::size_t count = 0;
   for (const NewStrokes* const import : imports) count += import->size();
-
   WholeSync contents(count);
-  for_each([&contents](Stroke& stroke) {
+  ForEach(imports, [&contents](Stroke& stroke) {
     error_code error;
     if (!contents.Covers(stroke.file.get())) error = Common::Sync(stroke.file.get());
     if (error) LogFailure(stroke.path, error);
     return !error;
   });
-  for_each([](Stroke& stroke) {
-    const auto error = NewStrokes::Name(stroke);
+}
+
+void NewStrokes::GiveNames(const Imports& imports) {
+  ForEach(imports, [](Stroke& stroke) {
+    const auto error = Name(stroke);
     if (error) LogFailure(stroke.path, error);
     return !error;
   });
+}
+
+// Once for each directory. A name that can't be synced is taken away again: the stroke is not
+// imported, and a power cut must not decide about that.
+void NewStrokes::SyncNames(const Imports& imports) {
   // By texts: comparing paths allocates, and ends the process if memory runs out.
   std::map<std::string, error_code> synced;
   std::set<std::string> directories;
-  for_each([&directories](Stroke& stroke) {
+  ForEach(imports, [&directories](Stroke& stroke) {
     directories.insert(stroke.directory.native());
     return true;
   });
   WholeSync names(directories.size());
-  for_each([&names, &synced](Stroke& stroke) {
+  ForEach(imports, [&names, &synced](Stroke& stroke) {
     const auto directory = synced.try_emplace(stroke.directory.native());
     error_code& error = directory.first->second;
     if (directory.second && names.Covers(stroke.file.get())) {
       NoteSynced(stroke.directory);
     } else if (directory.second) {
-      error = SyncNames(stroke.directory);
+      error = Storage::SyncNames(stroke.directory);
     }
     if (error) {
       LogFailure(stroke.path, error);
@@ -306,6 +312,13 @@ void CommitStrokes(const std::vector<NewStrokes*>& imports) {
     }
     return !error;
   });
+}
+
+// A name leads to synced bytes, whatever happens: so the bytes of all come first.
+void CommitStrokes(const std::vector<NewStrokes*>& imports) {
+  NewStrokes::SyncContents(imports);
+  NewStrokes::GiveNames(imports);
+  NewStrokes::SyncNames(imports);
   for (NewStrokes* const import : imports) import->strokes_.clear();
 }
 

@@ -65,10 +65,17 @@ class NewStrokes : boost::noncopyable {
 
   friend void CommitStrokes(const std::vector<NewStrokes*>& imports);
 
+  typedef std::vector<NewStrokes*> Imports;
+
   static bool Open(Stroke& stroke);
   static boost::system::error_code Name(Stroke& stroke);
+
+  // The three steps of a commit. A stroke for which one fails is dropped, and fails its import.
+  static void SyncContents(const Imports& imports);
+  static void GiveNames(const Imports& imports);
+  static void SyncNames(const Imports& imports);
   template <typename Step>
-  void ForEach(const Step& step);
+  static void ForEach(const Imports& imports, const Step& step);
 
   std::list<Stroke> strokes_;  // not committed yet
   std::uint64_t size_bytes_ = 0;

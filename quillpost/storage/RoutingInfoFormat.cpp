@@ -139,7 +139,7 @@ void StrokeWriter::Append(const StrokeMap::value_type& stroke, std::string& arch
   if (is_first) archive += kClass;
   archive += ' ';
   archive += std::to_string(claims.size());
-  archive += " 0";
+  archive += " 0";  // the version of the map's items
   for (const auto& [app, marks] : claims) {
     const bool is_first_claim = !std::exchange(has_claims_, true);
     if (is_first_claim) archive += kClass;
