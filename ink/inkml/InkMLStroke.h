@@ -11,8 +11,8 @@
 
 #include "ink/Ink.h"
 #include "ink/Losses.h"
+#include "ink/ReadOptions.h"
 #include "ink/inkml/InkMLContext.h"
-#include "ink/inkml/InkMLOptions.h"
 #include "ink/inkml/InkMLUnits.h"
 #include "ink/inkml/TraceText.h"
 
@@ -24,7 +24,7 @@ using TraceOffset = std::optional<WideMs>;
 class StrokeMaker {
  public:
   // All must outlive this object.
-  StrokeMaker(Definitions& definitions, const InkMLOptions& options, Losses& losses)
+  StrokeMaker(Definitions& definitions, const ReadOptions& options, Losses& losses)
       : definitions_(definitions), options_(options), losses_(losses) {}
 
   void Measure(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset);
@@ -64,7 +64,7 @@ class StrokeMaker {
   WideMs StartOfUndated() const;
 
   Definitions& definitions_;
-  const InkMLOptions& options_;
+  const ReadOptions& options_;
   Losses& losses_;
   UnitEvidence evidence_;
   Range x_, y_;     // of positions without a unit, in counts

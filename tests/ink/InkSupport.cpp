@@ -34,7 +34,7 @@ bool Reading::Noted(const std::string& line) const {
   return std::find(notes.begin(), notes.end(), line) != notes.end();
 }
 
-Reading ReadDocument(const std::string& bytes, const InkMLOptions& options) {
+Reading ReadDocument(const std::string& bytes, const ReadOptions& options) {
   Reading reading;
   Losses losses;
   try {

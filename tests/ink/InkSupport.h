@@ -25,7 +25,7 @@ struct Reading {
   bool Noted(const std::string& line) const;
 };
 
-Reading ReadDocument(const std::string& bytes, const InkMLOptions& options = {});
+Reading ReadDocument(const std::string& bytes, const ReadOptions& options = {});
 
 // A document with the body inside <ink>.
 std::string Document(const std::string& body);

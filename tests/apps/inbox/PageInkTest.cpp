@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 
 #include "Inks.h"
-#include "content/Library.h"
 #include "ink/InkError.h"
+#include "library/Library.h"
 
 using namespace Inbox;
 using testing::HasSubstr;

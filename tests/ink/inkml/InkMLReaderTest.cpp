@@ -138,7 +138,7 @@ TEST(InkMLReader, InkOfNoPlausibleUnitIsScaledToAHandsWidth) {
 }
 
 TEST(InkMLReader, TheUnitOfUnitlessInkCanBeGiven) {
-  InkMLOptions options;
+  ReadOptions options;
   options.unit_um = 1000;
   EXPECT_EQ(FirstPositions(ReadDocument(Document("<trace>1 2</trace>"), options)), "1000,2000");
 }
@@ -218,7 +218,7 @@ TEST(InkMLReader, TheNearestPageCounts) {
 }
 
 TEST(InkMLReader, PenAndPageCanBeGivenFromOutside) {
-  InkMLOptions options;
+  ReadOptions options;
   options.pen = 7;
   options.page.emplace("9.9.9.9");
   const Reading reading =
@@ -230,7 +230,7 @@ TEST(InkMLReader, PenAndPageCanBeGivenFromOutside) {
 }
 
 TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.9");
   options.page_for_each_group = true;
   const Reading reading =
@@ -242,7 +242,7 @@ TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
 }
 
 TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes) {
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.4");
   options.page_for_each_group = true;
   const Reading reading = ReadDocument(
@@ -259,7 +259,7 @@ TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes
 }
 
 TEST(InkMLReader, GroupsBeyondTheLastPageAreRefused) {
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.2147483647");
   options.page_for_each_group = true;
   EXPECT_EQ(ReadDocument(Document("<traceGroup><trace>1 2</trace></traceGroup>\n"

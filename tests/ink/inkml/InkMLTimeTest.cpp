@@ -91,7 +91,7 @@ TEST(InkMLTime, InkWithoutADateInADocumentWithDatesGetsTheFirstOfThem) {
       "<context xml:id='early'><timestamp time='1700000000000'/></context></definitions>"
       "<trace>1 1</trace><trace contextRef='#late'>1 1</trace><trace contextRef='#early'>1 "
       "1</trace>";
-  InkMLOptions options;
+  ReadOptions options;
   options.start_time_ms = 1800000000000;
   const Reading reading = ReadDocument(Document(body), options);
   ASSERT_EQ(reading.Strokes().size(), 3u);
@@ -109,7 +109,7 @@ TEST(InkMLTime, InkWithoutTimeHasNone) {
 }
 
 TEST(InkMLTime, AStartTimeIsThatOfInkWithoutTime) {
-  InkMLOptions options;
+  ReadOptions options;
   options.start_time_ms = 1700000000000;
   const Reading reading = ReadDocument(TraceDocument("1 1, 2 2"), options);
   EXPECT_EQ(FirstTimes(reading), "1700000000000 +0 -");
@@ -123,7 +123,7 @@ TEST(InkMLTime, TimesWithoutADateAreKeptAsTheyAre) {
 }
 
 TEST(InkMLTime, AStartTimeIsThatOfTheEarliestPointWithoutADate) {
-  InkMLOptions options;
+  ReadOptions options;
   options.start_time_ms = 1700000000000;
   const Reading reading =
       ReadDocument(Timed("", "<trace>1 1 40, 2 2 50</trace><trace>1 1 90</trace>"), options);
@@ -132,7 +132,7 @@ TEST(InkMLTime, AStartTimeIsThatOfTheEarliestPointWithoutADate) {
 }
 
 TEST(InkMLTime, AStartTimeChangesNoTimeThatIsKnown) {
-  InkMLOptions options;
+  ReadOptions options;
   options.start_time_ms = 1600000000000;
   const Reading reading =
       ReadDocument(Timed("<timestamp time='1700000000000'/>", "<trace>1 1 0</trace>"), options);
