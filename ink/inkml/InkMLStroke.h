@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "ink/Ink.h"
 #include "ink/Losses.h"
@@ -47,6 +48,12 @@ class StrokeMaker {
     void Take(double value);
   };
 
+  // What the T channel of a trace says, in whole milliseconds.
+  struct PointTimes {
+    std::vector<double> ms;  // of each point; NaN if it has no time
+    Range range;             // of those that have one
+  };
+
   // Where a point of the trace is: in micrometres, or in counts if no unit is known.
   std::pair<double, double> PlaceOf(const TraceContext& context, const TracePoint& point) const;
 
@@ -57,6 +64,14 @@ class StrokeMaker {
                    std::vector<Stf2Sample>& points);
   void TimePoints(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset,
                   Stroke& stroke, std::vector<Stf2Sample>& points);
+  PointTimes TimesOf(const ChannelMeaning& meaning, const TraceDecoder& trace);
+
+  // Sets the stroke's start, if it has one, and answers which value of T is the offset 0. None,
+  // with the loss told, for a start that is no date.
+  std::optional<double> StartStroke(const TraceContext& context, TraceOffset offset, double lowest,
+                                    Stroke& stroke);
+
+  void OffsetPoints(const std::vector<double>& times, double zero, std::vector<Stf2Sample>& points);
   void TimeStart(const TraceContext& context, TraceOffset offset, Stroke& stroke,
                  std::vector<Stf2Sample>& points);
   Stroke MakeExact(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset);
