@@ -120,6 +120,23 @@ TEST_F(EventsTest, WhoMissedMoreThanIsKeptStartsAnew) {
   EXPECT_THAT(browser->told, HasSubstr("id: 1\n"));
 }
 
+TEST_F(EventsTest, WhoMissedAThousandChangesStartsAnew) {
+  Keep(InkOf("1.2.3.4"));
+  const auto change = [this](int count) {
+    Transaction transaction(*connection_);
+    for (int i = 0; i < count; ++i) keeper().SetTitle(1, std::to_string(i));
+    transaction.Commit();
+  };
+  change(999);
+  const auto few = std::make_shared<Browser>(), many = std::make_shared<Browser>();
+  events_.Add(few, 1);
+  RunUntil(*few, "event: page\n");
+  change(1);
+  events_.Add(many, 1);
+  RunUntil(*many, "event: reset\n");
+  EXPECT_THAT(few->told, Not(HasSubstr("event: reset")));
+}
+
 TEST_F(EventsTest, ThePurgedAreNotShown) {
   Keep(InkOf("1.2.3.4"));
   const auto browser = Open();
