@@ -94,7 +94,8 @@ TEST_F(HelpTest, WrongUsageIsOneLineThatSuggestsWhatIsMeant) {
 TEST(FindSimilar, AThirdOfTheLettersMayBeWrong) {
   const std::vector<std::string> known = {"import", "listen", "status"};
   EXPECT_EQ(FindSimilar("imprt", known), "import");
-  EXPECT_EQ(FindSimilar("sttaus", known), "status");  // two letters swapped are one mistake
+  EXPECT_EQ(FindSimilar("sttaus", known), "status");
+  EXPECT_EQ(FindSimilar("sl", {"ls"}), "ls");  // two letters swapped are one mistake
   EXPECT_EQ(FindSimilar("listening", known), "listen");
   EXPECT_EQ(FindSimilar("delete", known), "");
   EXPECT_EQ(FindSimilar("list", {}), "");
