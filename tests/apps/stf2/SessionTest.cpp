@@ -42,10 +42,10 @@ TEST_F(SessionTest, SuccessIsALineAndFailureAStatus) {
   session.Attempt("b.stf2", [] { return ""; });
   EXPECT_EQ(session.status(), 0);
   session.Attempt("c\n.stf2", []() -> std::string { throw Refusal("line 3", "no ink"); });
-  session.Attempt("d.stf2", []() -> std::string { throw std::bad_alloc(); });
+  session.Attempt("big.stf2", []() -> std::string { throw std::bad_alloc(); });
   EXPECT_EQ(session.status(), 1);
   EXPECT_EQ(out_.str(), "a.stf2: Success, 2 pages\n");
-  EXPECT_EQ(err_.str(), "c\\x0A.stf2: Failed, line 3: no ink\nd.stf2: Failed, out of memory\n");
+  EXPECT_EQ(err_.str(), "c\\x0A.stf2: Failed, line 3: no ink\nbig.stf2: Failed, out of memory\n");
 }
 
 TEST_F(SessionTest, OneBadInputDoesNotStopTheOthers) {
