@@ -102,6 +102,12 @@ class MeasuredStream final : private Stream::Watcher {
   std::unique_ptr<Stream::Connection> connection_;
 };
 
+// How many of the packages each of so many threads or pens has: what is measured is as many as all
+// of them have together, which may be a few less.
+std::size_t ShareOf(std::size_t packages, std::size_t parts) {
+  return std::max<std::size_t>(packages / parts, 1);
+}
+
 // One after the other, each after the acknowledgement of the one before.
 void Publish(const Stream::Connection& connection, std::uint64_t pen, std::size_t packages) {
   for (std::size_t i = 0; i < packages; ++i) {
@@ -124,14 +130,15 @@ double FloorOf(const BenchRoot& root, std::size_t pens, std::size_t packages) {
   MeasuredStream stream(root.path() / "floor");
   const auto connection = stream.Connect();
   const std::size_t threads = std::min(pens, kMostAtATime);
+  const std::size_t each = ShareOf(packages, threads);
   const double time = TimeOf([&] {
     std::vector<std::thread> all;
     for (std::size_t i = 0; i < threads; ++i) {
-      all.emplace_back([&, i] { Publish(*connection, i + 1, packages / threads); });
+      all.emplace_back([&, i] { Publish(*connection, i + 1, each); });
     }
     for (auto& thread : all) thread.join();
   });
-  return time / static_cast<double>(packages / threads * threads);
+  return time / static_cast<double>(each * threads);
 }
 
 // The service's part of the road: one pen's packages, confirmed as soon as they are offered.
@@ -164,16 +171,17 @@ void TakeFromServiceAlone(const Sizes& sizes, const Disk& disk, Report& report) 
 void TakeBacklog(const Sizes& sizes, const Disk& disk, std::size_t pens, bool is_with_inbox,
                  Report& report) {
   const std::string end = is_with_inbox ? "in an inbox" : "in the stream";
+  const std::size_t each = ShareOf(sizes.forward_packages, pens), packages = each * pens;
   Case result = {"forward", "packages of " + std::to_string(pens) + " pens, " + end, {}, {}, {}};
-  result.sizes = {{"packages", sizes.forward_packages}, {"pens", pens}};
+  result.sizes = {{"packages", packages}, {"pens", pens}};
   for (std::size_t i = 0; i < sizes.repetitions; ++i) {
     const BenchRoot root(disk.path());
-    result.floor.seconds.push_back(FloorOf(root, pens, sizes.forward_packages));
+    result.floor.seconds.push_back(FloorOf(root, pens, packages));
     fs::create_directories(root.subscriptions());
     std::ofstream(root.subscriptions() / "Forward")
         << R"({"Path":"/nonexistent","Title":"Forward","PageAddresses":["*.*.*.*"]})";
     for (std::size_t pen = 1; pen <= pens; ++pen) {
-      FillWithHandwriting(root, pen, sizes.forward_packages / pens);
+      FillWithHandwriting(root, pen, each);
     }
     ::sync();
     const MeasuredService service(root);
@@ -193,7 +201,7 @@ void TakeBacklog(const Sizes& sizes, const Disk& disk, std::size_t pens, bool is
       while (!fs::is_empty(root.storage())) ::usleep(1000);
       while (is_with_inbox && !stream.HasTaken(stream.Count())) ::usleep(1000);
     });
-    result.service.seconds.push_back(time / static_cast<double>(sizes.forward_packages));
+    result.service.seconds.push_back(time / static_cast<double>(packages));
   }
   report.Add(result);
   report.AddAtMost("forward: " + result.name + ", times publishing alone",
@@ -212,7 +220,7 @@ void ConnectDesktops(const Sizes& sizes, const Disk& disk, Report& report) {
     report.AddFigure(of + "server's memory for each connection, in KiB",
                      static_cast<double>(stream.server().ResidentBytes() - before) / kKiB /
                          static_cast<double>(desktops));
-    const std::size_t each = std::max<std::size_t>(sizes.forward_packages / desktops, 1);
+    const std::size_t each = ShareOf(sizes.forward_packages, desktops);
     const double processor = stream.server().CpuSeconds();
     const double time = TimeOf([&] {
       std::vector<std::thread> all;

@@ -15,10 +15,10 @@
 #include "BenchRoot.h"
 #include "Process.h"
 #include "Workloads.h"
-#include "ink/InkFile.h"
 #include "ink/Stf2File.h"
 #include "ink/drawing/Render.h"
 #include "ink/drawing/Replay.h"
+#include "ink/file/InkFile.h"
 #include "ink/inkml/InkMLWriter.h"
 
 namespace fs = std::filesystem;

@@ -9,6 +9,8 @@
 #include <exception>
 #include <fstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "Measure.h"
 #include "Peer.h"
@@ -37,14 +39,17 @@ struct Options {
   bool full = false;
 };
 
-void AddOptions(CLI::App& app, Options& options) {
+std::vector<std::string> WorkloadNames() {
+  std::vector<std::string> names;
+  for (const auto& workload : kWorkloads) names.emplace_back(workload.name);
+  return names;
+}
+
+// What is measured, where, and what is made of the results.
+void AddRunOptions(CLI::App& app, Options& options) {
   bench::Sizes& sizes = options.sizes;
-  app.add_option("workload", options.workloads,
-                 "import, route, deliver, sync, mixed, durable, restart, idle, inbox, ink, "
-                 "forward; all if none is "
-                 "named")
-      ->check(CLI::IsMember({"import", "route", "deliver", "sync", "mixed", "durable", "restart",
-                             "idle", "inbox", "ink", "forward"}));
+  app.add_option("workload", options.workloads, "What to measure; all if none is named")
+      ->check(CLI::IsMember(WorkloadNames()));
   app.add_flag("--full", options.full,
                "The large sizes, too: 10000 pages, a backlog and a store of 100000 strokes, "
                "an inbox of 100000 pages");
@@ -55,11 +60,27 @@ void AddOptions(CLI::App& app, Options& options) {
                "Measure beanstalkd, Redis Streams and NATS JetStream, too, if they are installed");
   app.add_option("--directory", sizes.directory, "Where to work: the file system to measure")
       ->capture_default_str();
+  app.add_option("--disk", sizes.disk,
+                 "Where durable finds a disk; it makes an ext4 image there if it may")
+      ->capture_default_str();
   app.add_option("--repetitions", sizes.repetitions, "Of each measurement")->capture_default_str();
+}
+
+// How much ink comes in.
+void AddImportSizes(CLI::App& app, bench::Sizes& sizes) {
   app.add_option("--import-bytes", sizes.import_bytes)->capture_default_str();
   app.add_option("--import-pages", sizes.import_pages)->capture_default_str();
   app.add_option("--import-files", sizes.import_files)->capture_default_str();
   app.add_option("--stroke-bytes", sizes.stroke_bytes)->capture_default_str();
+  app.add_option("--sync-files", sizes.sync_files, "Imported together, also in durable")
+      ->capture_default_str();
+  app.add_option("--page-strokes", sizes.page_strokes, "On the page of one put, for sync")
+      ->capture_default_str();
+  app.add_option("--rate", sizes.rate, "Imports a second, for mixed")->capture_default_str();
+}
+
+// How much ink is in the store, and who wants it.
+void AddStoreSizes(CLI::App& app, bench::Sizes& sizes) {
   app.add_option("--route-pages", sizes.route_pages)->capture_default_str();
   app.add_option("--route-strokes", sizes.route_strokes, "On each page")->capture_default_str();
   app.add_option("--applications", sizes.applications, "Subscribed to each page")
@@ -69,25 +90,21 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--packages", sizes.packages, "Confirmed in each measurement")
       ->capture_default_str();
   app.add_option("--clients", sizes.clients)->capture_default_str();
-  app.add_option("--sync-files", sizes.sync_files, "Imported together, also in durable")
-      ->capture_default_str();
-  app.add_option("--page-strokes", sizes.page_strokes, "On the page of one put, for sync")
-      ->capture_default_str();
   app.add_option("--waiting", sizes.waiting, "Strokes, for mixed")->capture_default_str();
-  app.add_option("--rate", sizes.rate, "Imports a second, for mixed")->capture_default_str();
   app.add_option("--hold-seconds", sizes.hold_seconds, "Before each confirmation, for mixed")
-      ->capture_default_str();
-  app.add_option("--disk", sizes.disk,
-                 "Where durable finds a disk; it makes an ext4 image there if it may")
       ->capture_default_str();
   app.add_option("--stores", sizes.stores, "Strokes, for restart and idle")->capture_default_str();
   app.add_option("--store-pages", sizes.store_pages)->capture_default_str();
+  app.add_option("--idle-seconds", sizes.idle_seconds)->capture_default_str();
+}
+
+// How much ink the applications and the ink library get.
+void AddApplicationSizes(CLI::App& app, bench::Sizes& sizes) {
   app.add_option("--inbox-packages", sizes.inbox_packages)->capture_default_str();
+  app.add_option("--inbox-pages", sizes.inbox_pages)->capture_default_str();
   app.add_option("--forward-packages", sizes.forward_packages)->capture_default_str();
   app.add_option("--desktops", sizes.desktops)->capture_default_str();
-  app.add_option("--inbox-pages", sizes.inbox_pages)->capture_default_str();
   app.add_option("--ink-bytes", sizes.ink_bytes, "Of the files of ink")->capture_default_str();
-  app.add_option("--idle-seconds", sizes.idle_seconds)->capture_default_str();
 }
 
 void Run(const Options& options, const std::string& arguments) {
@@ -113,7 +130,10 @@ void Run(const Options& options, const std::string& arguments) {
 int main(int argc, char** argv) {
   CLI::App app("Measures the service beside its floors.", "quillpost_bench");
   Options options;
-  AddOptions(app, options);
+  AddRunOptions(app, options);
+  AddImportSizes(app, options.sizes);
+  AddStoreSizes(app, options.sizes);
+  AddApplicationSizes(app, options.sizes);
   CLI11_PARSE(app, argc, argv);
   if (options.full) {
     options.sizes.route_pages.push_back(10000);

@@ -10,13 +10,13 @@
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
-#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -48,72 +48,84 @@ class Mailbox {
   std::vector<std::function<void()>> jobs_;  // guarded by mutex_
 };
 
-int main() {
-  ::umask(077);  // ink is private; programs that are launched have the umask from before
-  ::signal(SIGPIPE, SIG_IGN);
-  // The service's threads inherit the mask of the one that calls Start: block first what the loop
-  // waits for.
+// The service, started and stopped on a thread beside the loop that calls this.
+class Host {
+ public:
+  explicit Host(Mailbox& mailbox) : mailbox_(mailbox) {
+    worker_ = std::thread([this] {
+      std::string fault;
+      try {
+        if (!service_->Start()) fault = "the service did not start";
+      } catch (const std::exception& error) {
+        fault = error.what();  // the store can't be read
+      }
+      mailbox_.Post([this, fault] { Started(fault); });
+    });
+  }
+  ~Host() { worker_.join(); }
+
+  void Stop() {
+    is_to_stop_ = true;
+    if (state_ != kServing) return;  // Started sees to it
+    state_ = kStopping;
+    worker_.join();  // Start has returned: the two are never called at the same time
+    worker_ = std::thread([this] {
+      service_->Stop();
+      mailbox_.Post([this] { state_ = kOver; });
+    });
+  }
+  bool IsOver() const { return state_ == kOver; }
+  bool has_failed() const { return has_failed_; }
+
+ private:
+  void Started(const std::string& fault) {
+    std::cout << (fault.empty() ? "serving" : fault) << std::endl;
+    has_failed_ = !fault.empty();
+    state_ = has_failed_ ? kOver : kServing;
+    if (is_to_stop_) Stop();
+  }
+
+  Mailbox& mailbox_;
+  boost::shared_ptr<TalvoQuillpost::IService> service_ = TalvoQuillpost::CreateQuillpostService();
+  enum { kStarting, kServing, kStopping, kOver } state_ = kStarting;
+  bool is_to_stop_ = false, has_failed_ = false;
+  std::thread worker_;
+};
+
+// SIGINT and SIGTERM as events. The service's threads inherit the mask of the one that makes them:
+// block first what the loop waits for.
+int SignalEvents() {
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, SIGINT);
   ::sigaddset(&signals, SIGTERM);
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  const int signal_events = ::signalfd(-1, &signals, SFD_CLOEXEC);
+  return ::signalfd(-1, &signals, SFD_CLOEXEC);
+}
 
+int main() {
+  ::umask(077);  // ink is private; programs that are launched have the umask from before
+  ::signal(SIGPIPE, SIG_IGN);
+  const int signals = SignalEvents();
   Mailbox mailbox;
   Talvo::Logger::Open("Quillpost", Talvo::kLogWarning,
                       Talvo::LogSink::Callback([&](int, const std::string& message) {
                         mailbox.Post([message] { std::cout << "log: " << message << std::endl; });
                       }));
-  auto service = TalvoQuillpost::CreateQuillpostService();
-  enum { kStarting, kServing, kStopping, kOver } state = kStarting;
-  bool is_to_end = false;
-  int status = 0;
-  std::thread worker;
-  const auto stop = [&] {
-    state = kStopping;
-    worker.join();  // Start has returned: the two are never called at the same time
-    worker = std::thread([&] {
-      service->Stop();
-      mailbox.Post([&] { state = kOver; });
-    });
-  };
-  worker = std::thread([&] {
-    std::string fault;
-    try {
-      if (!service->Start()) fault = "the service did not start";
-    } catch (const std::exception& error) {
-      fault = error.what();  // the store can't be read
-    }
-    mailbox.Post([&, fault] {
-      std::cout << (fault.empty() ? "serving" : fault) << std::endl;
-      status = fault.empty() ? 0 : 1;
-      state = fault.empty() ? kServing : kOver;
-      if (state == kServing && is_to_end) stop();
-    });
-  });
-
-  // The program's other work: something each tenth of a second.
-  const int timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
-  const itimerspec tenth = {{0, 100'000'000}, {0, 100'000'000}};
-  ::timerfd_settime(timer, 0, &tenth, nullptr);
+  auto host = std::make_unique<Host>(mailbox);
   unsigned long ticks = 0;
-
-  while (state != kOver) {
-    pollfd sources[] = {
-        {mailbox.descriptor(), POLLIN, 0}, {signal_events, POLLIN, 0}, {timer, POLLIN, 0}};
-    if (::poll(sources, 3, -1) < 0) continue;
-    std::uint64_t expirations;
-    if (sources[2].revents != 0 && ::read(timer, &expirations, sizeof expirations) > 0) ++ticks;
+  while (!host->IsOver()) {
+    pollfd sources[] = {{mailbox.descriptor(), POLLIN, 0}, {signals, POLLIN, 0}};
+    const int events = ::poll(sources, 2, 100);
+    if (events == 0) ++ticks;  // the program's other work: something each quiet tenth of a second
+    if (events <= 0) continue;
     if (sources[0].revents != 0) mailbox.RunAll();
     signalfd_siginfo signal;
-    if (sources[1].revents == 0 || ::read(signal_events, &signal, sizeof signal) < 0) continue;
-    is_to_end = true;
-    if (state == kServing) stop();
+    if (sources[1].revents != 0 && ::read(signals, &signal, sizeof signal) > 0) host->Stop();
   }
-  worker.join();
-  service.reset();
+  const bool has_failed = host->has_failed();
+  host.reset();
   Talvo::Logger::Close("Quillpost");  // before what its callback uses goes
   std::cout << "ended after " << ticks << " ticks" << std::endl;
-  return status;
+  return has_failed ? 1 : 0;
 }

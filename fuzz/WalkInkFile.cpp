@@ -6,10 +6,10 @@
 #include <string>
 
 #include "ink/InkError.h"
-#include "ink/InkFile.h"
 #include "ink/Stf2File.h"
 #include "ink/drawing/Outline.h"
 #include "ink/drawing/Replay.h"
+#include "ink/file/InkFile.h"
 #include "ink/xopp/XoppWriter.h"
 
 namespace {

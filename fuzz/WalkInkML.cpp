@@ -25,7 +25,7 @@ void Expect(bool condition, const char* promise) {
 }
 
 // None if the document is refused, which needs a reason.
-std::optional<Ink> Read(const std::string& bytes, const InkMLOptions& options) {
+std::optional<Ink> Read(const std::string& bytes, const ReadOptions& options) {
   Losses losses;
   try {
     return ReadInkML(bytes, options, losses);
@@ -70,7 +70,7 @@ bool WalkInkML(const std::uint8_t* data, std::size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   const std::optional<Ink> ink = Read(bytes, {});
   if (ink) CheckInk(*ink, size);
-  InkMLOptions options;
+  ReadOptions options;
   options.pen = 1;
   options.page.emplace("1.2.3.4");
   options.page_for_each_group = true;

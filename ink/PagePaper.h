@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "ink/drawing/Paper.h"
+#include "ink/Paper.h"
 
 namespace TalvoInk {
 

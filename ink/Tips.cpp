@@ -7,7 +7,7 @@
 #include <sstream>
 #include <tuple>
 
-#include "ink/xml/XmlText.h"
+#include "ink/PlainText.h"
 
 namespace TalvoInk {
 namespace {
@@ -58,7 +58,7 @@ std::optional<BrushWord> ParseWord(const std::string& text) {
                  DecodePercent(text.substr(first + 1, second - first - 1)), ""};
   if (second < text.size()) word.unit = DecodePercent(text.substr(second + 1));
   for (const std::string& part : {word.name, word.value, word.unit}) {
-    if (part.size() > kLongestBrushWord || !IsPlainXmlText(part)) return std::nullopt;
+    if (part.size() > kLongestBrushWord || !IsPlainText(part)) return std::nullopt;
   }
   return word;
 }

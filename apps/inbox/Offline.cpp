@@ -10,9 +10,9 @@
 #include "api/Export.h"
 #include "api/Title.h"
 #include "content/Intake.h"
-#include "content/Library.h"
 #include "database/Database.h"
 #include "database/Keeper.h"
+#include "library/Library.h"
 
 namespace Inbox {
 namespace {

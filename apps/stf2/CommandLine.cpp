@@ -14,9 +14,9 @@
 #include "cli/Shown.h"
 #include "ink/Color.h"
 #include "ink/PageAddress.h"
+#include "ink/Paper.h"
 #include "ink/Time.h"
 #include "ink/Units.h"
-#include "ink/drawing/Paper.h"
 
 namespace InkTool {
 
@@ -61,22 +61,22 @@ std::optional<std::uint64_t> ParseStartTime(const std::string& text) {
 }
 
 void AddReading(CLI::App& app, Options& options) {
-  AddParsed(app, "--pen", options.inkml.pen, ParsePen, "a pen such as 0123-4567-89AB-CDEF",
+  AddParsed(app, "--pen", options.reading.pen, ParsePen, "a pen such as 0123-4567-89AB-CDEF",
             "The pen, instead of the file's");
   app.add_flag("--strict", options.strict, "Refuse ink of which something would be lost");
-  AddParsed(app, "--units", options.inkml.unit_um, MicrometresOf,
+  AddParsed(app, "--units", options.reading.unit_um, MicrometresOf,
             "one of mm, cm, in, pt, px, himetric",
             "The unit of positions that have none in the InkML");
 }
 
 void AddAddressing(CLI::App& app, Options& options) {
-  AddParsed(app, "--page", options.inkml.page, ParsePage, "a page address such as 1.2.3.4",
+  AddParsed(app, "--page", options.reading.page, ParsePage, "a page address such as 1.2.3.4",
             "The page address, instead of the file's");
-  app.add_flag("--page-per-group", options.inkml.page_for_each_group,
+  app.add_flag("--page-per-group", options.reading.page_for_each_group,
                "Count the last field of --page up for each trace group in the InkML's root");
   app.add_flag("--page-per-file", options.page_for_each_file,
                "Count the last field of --page up for each file");
-  AddParsed(app, "--start-time", options.inkml.start_time_ms, ParseStartTime,
+  AddParsed(app, "--start-time", options.reading.start_time_ms, ParseStartTime,
             "a time such as 2026-01-31T12:34:56Z, milliseconds since 1970, or now",
             "When ink began that does not say so");
 }
@@ -371,8 +371,8 @@ std::string Contradiction(const std::string& name, const Options& options) {
   if (!options.frames.empty() && (!options.output.empty() || options.inputs.size() > 1)) {
     return name + ": --frames takes one file, and no -o";
   }
-  const bool numbered = options.page_for_each_file || options.inkml.page_for_each_group;
-  if (numbered && !options.inkml.page) return name + ": --page names the first of the pages";
+  const bool numbered = options.page_for_each_file || options.reading.page_for_each_group;
+  if (numbered && !options.reading.page) return name + ": --page names the first of the pages";
   return {};
 }
 

@@ -77,7 +77,7 @@ int Info(const Options& options, Streams streams) {
     const std::optional<SealedInfo> sealed = ReadSealedInfo(bytes.bytes);
     Summary summary;
     Losses losses;
-    if (!sealed) summary = Summarize(session.Load(file, bytes, options.inkml, &losses));
+    if (!sealed) summary = Summarize(session.Load(file, bytes, options.reading, &losses));
     if (options.json) {
       Json::Value json = sealed ? AsJson(*sealed) : AsJson(summary);
       json["file"] = ShownInput(file);
@@ -100,11 +100,12 @@ int Convert(const Options& options, Streams streams) {
   Session session(options, streams);
   std::uint64_t number = 0;
   session.ForEachInput([&](const std::string& file) {
-    InkMLOptions inkml = options.inkml;
-    if (options.page_for_each_file && inkml.page) inkml.page = PageAfter(*inkml.page, number++);
+    ReadOptions reading = options.reading;
+    if (options.page_for_each_file && reading.page)
+      reading.page = PageAfter(*reading.page, number++);
     InkBytes bytes = session.Read(file);
     const std::string format = FormatToWrite(options, bytes.format);
-    const Ink ink = session.Load(file, bytes, inkml);
+    const Ink ink = session.Load(file, bytes, reading);
     bytes.bytes = std::string();  // the ink and what is written of it are memory enough
     const Summary summary = Summarize(ink);
     const std::string path = session.PathFor(file, StemOf(file) + "." + format);

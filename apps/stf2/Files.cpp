@@ -14,8 +14,8 @@
 
 #include "Refusal.h"
 #include "Temporaries.h"
-#include "ink/InkFile.h"
 #include "ink/Text.h"
+#include "ink/file/InkFile.h"
 
 namespace InkTool {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "ink/ReadOptions.h"
 #include "ink/drawing/Render.h"
-#include "ink/inkml/InkMLOptions.h"
 
 namespace InkTool {
 
@@ -21,7 +21,7 @@ struct Options {
   bool csv = false;
   bool quiet = false;  // failures alone are told
   std::string format;  // of the output; empty for what its name says
-  TalvoInk::InkMLOptions inkml;
+  TalvoInk::ReadOptions reading;
   bool page_for_each_file = false;
   TalvoInk::RenderOptions render;
   bool landscape = false;

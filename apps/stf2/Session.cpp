@@ -67,7 +67,7 @@ void Session::Fail(const std::string& name, const std::string& reason) {
 
 void Session::AgreeOnUnit() {
   const std::vector<std::string> files = ExpandGlobs(options_.inputs);
-  if (files.size() < 2 || options_.inkml.unit_um) return;
+  if (files.size() < 2 || options_.reading.unit_um) return;
   UnitEvidence evidence;
   for (const std::string& file : files) {
     try {
@@ -122,12 +122,12 @@ InkBytes Session::Read(const std::string& file) {
 }
 
 Ink Session::Load(const std::string& file) {
-  return Load(file, Read(file), options_.inkml);
+  return Load(file, Read(file), options_.reading);
 }
 
-Ink Session::Load(const std::string& file, const InkBytes& bytes, const InkMLOptions& inkml,
+Ink Session::Load(const std::string& file, const InkBytes& bytes, const ReadOptions& reading,
                   Losses* losses) {
-  InkMLOptions agreed = inkml;
+  ReadOptions agreed = reading;
   agreed.assumed_unit = assumed_unit_;
   agreed.tell = TellFrom(0, kShareOfReading);
   Losses own;

@@ -16,7 +16,7 @@
 #include "Files.h"
 #include "Options.h"
 #include "cli/Progress.h"
-#include "ink/InkFile.h"
+#include "ink/file/InkFile.h"
 
 namespace InkTool {
 
@@ -48,7 +48,7 @@ class Session {
   // The ink of an input that was read. What was lost is told on `err`, or goes into `losses` if the
   // caller tells it; with --strict it is a refusal. Throws Refusal or InkError.
   TalvoInk::Ink Load(const std::string& file, const TalvoInk::InkBytes& bytes,
-                     const TalvoInk::InkMLOptions& inkml, TalvoInk::Losses* losses = nullptr);
+                     const TalvoInk::ReadOptions& reading, TalvoInk::Losses* losses = nullptr);
 
   // The same of an input that was not read yet, with the options of the command line.
   TalvoInk::Ink Load(const std::string& file);

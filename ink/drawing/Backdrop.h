@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "ink/drawing/Paper.h"
+#include "ink/Paper.h"
 
 namespace TalvoInk {
 

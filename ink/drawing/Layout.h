@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "ink/Ink.h"
+#include "ink/Paper.h"
 #include "ink/Tips.h"
-#include "ink/drawing/Paper.h"
 #include "ink/drawing/Polygon.h"
 
 namespace TalvoInk {

@@ -3,9 +3,9 @@
 
 #pragma once
 
+#include "ink/Paper.h"
 #include "ink/Sink.h"
 #include "ink/drawing/Painter.h"
-#include "ink/drawing/Paper.h"
 #include "ink/drawing/Picture.h"
 
 namespace TalvoInk {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "ink/xml/XmlText.h"
+#include "ink/PlainText.h"
 
 namespace TalvoInk {
 namespace {
@@ -102,7 +102,7 @@ std::string Shortened(const std::string& text, std::int64_t most) {
 
 // In UTF-8, whatever bytes it holds.
 std::string Legible(const std::string& text) {
-  return IsPlainXmlText(text) ? text : EncodePercent(text);
+  return IsPlainText(text) ? text : EncodePercent(text);
 }
 
 // "letter  1.2.3.4": what tells the sheet from the others. A long name of a document is cut, so

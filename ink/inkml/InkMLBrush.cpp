@@ -7,10 +7,10 @@
 #include <string>
 
 #include "ink/Color.h"
+#include "ink/PlainText.h"
 #include "ink/Text.h"
 #include "ink/Units.h"
 #include "ink/xml/XmlNodes.h"
-#include "ink/xml/XmlText.h"
 
 namespace TalvoInk {
 namespace {
@@ -66,7 +66,7 @@ bool ReadManner(const std::string& name, const std::string& value, Brush& out) {
 bool KeepWord(const BrushWord& word, Brush& out) {
   if (word.name.empty()) return false;
   for (const std::string* text : {&word.name, &word.value, &word.unit}) {
-    if (text->size() > kLongestBrushWord || !IsPlainXmlText(*text)) return false;
+    if (text->size() > kLongestBrushWord || !IsPlainText(*text)) return false;
   }
   const auto same = std::find_if(out.others.begin(), out.others.end(),
                                  [&](const BrushWord& other) { return other.name == word.name; });

@@ -15,6 +15,7 @@
 
 #include "ink/InkError.h"
 #include "ink/PageAddress.h"
+#include "ink/PlainText.h"
 #include "ink/Text.h"
 #include "ink/Units.h"
 #include "ink/inkml/InkMLContext.h"
@@ -58,7 +59,7 @@ bool Continue(Stroke& stroke, const Stroke& more) {
 
 class Reader {
  public:
-  Reader(const std::string& text, const pugi::xml_document& document, const InkMLOptions& options,
+  Reader(const std::string& text, const pugi::xml_document& document, const ReadOptions& options,
          Losses& losses)
       : text_(text),
         root_(document.document_element()),
@@ -387,7 +388,7 @@ class Reader {
 
   const std::string& text_;
   const pugi::xml_node root_;
-  const InkMLOptions& options_;
+  const ReadOptions& options_;
   Losses& losses_;
   const References references_;
   Definitions definitions_;
@@ -418,11 +419,11 @@ UnitEvidence MeasureInkML(const std::string& bytes) {
   pugi::xml_document document;
   ParseXml(text, document);
   Losses losses;
-  const InkMLOptions options;
+  const ReadOptions options;
   return Reader(text, document, options, losses).Measure();
 }
 
-Ink ReadInkML(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
+Ink ReadInkML(const std::string& bytes, const ReadOptions& options, Losses& losses) {
   std::string room;
   const std::string& text = DecodeDocument(bytes, room);
   pugi::xml_document document;

@@ -17,12 +17,13 @@
 
 #include "ink/Ink.h"
 #include "ink/Losses.h"
-#include "ink/inkml/InkMLOptions.h"
+#include "ink/ReadOptions.h"
+#include "ink/inkml/InkMLUnits.h"
 
 namespace TalvoInk {
 
 // What the traces of a document tell about their unit if it states none. Merged over the documents
-// of one person or program, it makes them agree: pass what it judges as InkMLOptions::assumed_unit.
+// of one person or program, it makes them agree: pass what it judges as ReadOptions::assumed_unit.
 // Throws InkError as ReadInkML does.
 UnitEvidence MeasureInkML(const std::string& bytes);
 
@@ -31,6 +32,6 @@ UnitEvidence MeasureInkML(const std::string& bytes);
 // range of ink, and if no stroke is left of a document that has traces. Takes two passes over the
 // traces, and memory for the document's tree (about three times the bytes) and for the ink. Nothing
 // in the document can make it open a file, expand an entity, or recurse deeper than 64 groups.
-Ink ReadInkML(const std::string& bytes, const InkMLOptions& options, Losses& losses);
+Ink ReadInkML(const std::string& bytes, const ReadOptions& options, Losses& losses);
 
 }  // namespace TalvoInk

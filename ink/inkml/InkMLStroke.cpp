@@ -232,6 +232,7 @@ void StrokeMaker::PressPoints(const TraceFormat& format, const TraceDecoder& tra
 }
 
 bool StrokeMaker::SetStart(WideMs start, Stroke& stroke) {
+  // 0 means "no time" in a stroke, so 1970 itself can't be told either.
   if (start <= 0 || start > static_cast<WideMs>(kLastTimeMs)) {
     losses_.Count("strokes with a time before 1970 or after 9999; the time dropped", 1);
     return false;
@@ -240,37 +241,65 @@ bool StrokeMaker::SetStart(WideMs start, Stroke& stroke) {
   return true;
 }
 
-void StrokeMaker::TimePoints(const TraceContext& context, const TraceDecoder& trace,
-                             TraceOffset offset, Stroke& stroke, std::vector<Stf2Sample>& points) {
-  const ChannelMeaning& meaning = context.format->meanings[kTime];
-  std::vector<double> times(points.size());
-  Range range;
+StrokeMaker::PointTimes StrokeMaker::TimesOf(const ChannelMeaning& meaning,
+                                             const TraceDecoder& trace) {
+  PointTimes times;
   std::size_t rounded = 0;
-  for (std::size_t i = 0; i < times.size(); ++i) {
-    const double time = Scaled(meaning, trace.points()[i][kTime]);
-    times[i] = std::round(time);
+  times.ms.reserve(trace.points().size());
+  for (const TracePoint& point : trace.points()) {
+    const double time = Scaled(meaning, point[kTime]);
+    const double whole = std::round(time);
+    times.ms.push_back(whole);
     if (std::isnan(time)) continue;
-    range.Take(times[i]);
-    if (std::abs(time - times[i]) > kSameTime) ++rounded;
+    times.range.Take(whole);
+    // A document that counts seconds says 1.001, which times 1000 is 1000.9999999999999 in binary:
+    // nothing was rounded there.
+    if (std::abs(time - whole) > kSameTime) ++rounded;
   }
   if (rounded > 0) losses_.Count("times rounded to whole milliseconds", rounded);
-  if (range.empty || std::abs(range.low) > 9e18) {
+  return times;
+}
+
+void StrokeMaker::TimePoints(const TraceContext& context, const TraceDecoder& trace,
+                             TraceOffset offset, Stroke& stroke, std::vector<Stf2Sample>& points) {
+  const PointTimes times = TimesOf(context.format->meanings[kTime], trace);
+  // Counts beyond 64 bits are no times, and could not be converted to whole numbers.
+  if (times.range.empty || std::abs(times.range.low) > 9e18) {
     TimeStart(context, offset, stroke, points);
-    return;
+  } else if (const auto zero = StartStroke(context, offset, times.range.low, stroke)) {
+    OffsetPoints(times.ms, *zero, points);
   }
+}
+
+// The document says of a point: it was drawn at base + own + T. The base is a timestamp; `own` is
+// the trace's timeOffset, but 0 if T counts from a timestamp that the channel names (respectTo),
+// not from the trace's beginning. STF2 says: at start + offset, where the offset is not negative
+// and fits 32 bits. Both agree for any `zero`, the T whose offset is 0, if
+//
+//   start = base + own + zero,   offset = T - zero.
+//
+// With a timeOffset zero is 0, even if the first point comes later: it states when the stroke
+// began, and a stroke that was written this way gets the start back that it had. Zero is the lowest
+// T if that is negative, or if T counts from the base and may lie days behind it. The lowest, not
+// the first: points may be out of order.
+std::optional<double> StrokeMaker::StartStroke(const TraceContext& context, TraceOffset offset,
+                                               double lowest, Stroke& stroke) {
+  const bool shifted = offset && context.format->meanings[kTime].respect_to.empty();
+  const WideMs own = shifted ? *offset : 0;
   const std::optional<WideMs> base = definitions_.BaseOf(context);
-  const bool shifted = offset && meaning.respect_to.empty();
-  const WideMs own_offset = shifted ? *offset : 0;
-  double zero = 0;  // the time of a point whose offset is 0
-  const bool started = options_.start_time_ms.has_value();
-  if (base || times_are_dates_ || started) {
-    // Without an offset of its own a stroke begins with its first point.
-    if (!shifted || range.low < 0) zero = range.low;
-    const WideMs shift = base ? *base : times_are_dates_ ? 0 : StartOfUndated() - relative_zero_;
-    if (!SetStart(shift + own_offset + static_cast<WideMs>(zero), stroke)) return;
-  } else {
-    zero = static_cast<double>(relative_zero_ - own_offset);
+  if (!base && !times_are_dates_ && !options_.start_time_ms) {
+    // No date, no start. The offsets of all strokes then count from one instant, so that the
+    // pauses between them can still be told.
+    return static_cast<double>(relative_zero_ - own);
   }
+  const double zero = !shifted || lowest < 0 ? lowest : 0;
+  const WideMs shift = base ? *base : times_are_dates_ ? 0 : StartOfUndated() - relative_zero_;
+  if (!SetStart(shift + own + static_cast<WideMs>(zero), stroke)) return std::nullopt;
+  return zero;
+}
+
+void StrokeMaker::OffsetPoints(const std::vector<double>& times, double zero,
+                               std::vector<Stf2Sample>& points) {
   std::size_t missing = 0;
   std::size_t beyond = 0;
   for (std::size_t i = 0; i < times.size(); ++i) {
@@ -292,7 +321,9 @@ WideMs StrokeMaker::StartOfUndated() const {
   return *first_date_;
 }
 
-// A trace without a T channel: at most the time of its beginning is known.
+// A trace without a T channel: at most the time of its beginning is known, and its first sample
+// bears it. The traces of one context share its timestamp, so only the first of them, in the order
+// of the document, began then as far as anybody knows; a timeOffset tells it of the others.
 void StrokeMaker::TimeStart(const TraceContext& context, TraceOffset offset, Stroke& stroke,
                             std::vector<Stf2Sample>& points) {
   const WideMs after = offset.value_or(0);
@@ -312,7 +343,11 @@ void StrokeMaker::TimeStart(const TraceContext& context, TraceOffset offset, Str
   points.front().flags = STF2_SAMPLE_HAS_TIME;
 }
 
-// A trace whose every sample is spelled out, the pen's touching down and lifting included.
+// A trace whose every sample is spelled out, the pen's touching down and lifting included. This is
+// how InkMLWriter writes strokes that a list of points can't say, and they must come back byte for
+// byte: type and flags are STF2's own, and the times are offsets as they stand in the samples,
+// whether their flag says that they count or not. No sample is added or moved in time, and any
+// 64-bit start is taken, even one that is no date.
 Stroke StrokeMaker::MakeExact(const TraceContext& context, const TraceDecoder& trace,
                               TraceOffset offset) {
   Stroke stroke;
@@ -321,6 +356,7 @@ Stroke StrokeMaker::MakeExact(const TraceContext& context, const TraceDecoder& t
   PressPoints(*context.format, trace, stroke.samples);
   for (std::size_t i = 0; i < stroke.samples.size(); ++i) {
     const TracePoint& point = trace.points()[i];
+    // Comparisons with NaN are false: a value that the trace leaves out passes, and counts as 0.
     const bool whole = !(point[kSampleType] < 0 || point[kSampleType] > 255) &&
                        !(point[kSampleFlags] < 0 || point[kSampleFlags] > 255) &&
                        !(point[kTime] < 0 || point[kTime] > kMostOffset);

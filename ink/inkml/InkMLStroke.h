@@ -8,11 +8,12 @@
 #include <optional>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "ink/Ink.h"
 #include "ink/Losses.h"
+#include "ink/ReadOptions.h"
 #include "ink/inkml/InkMLContext.h"
-#include "ink/inkml/InkMLOptions.h"
 #include "ink/inkml/InkMLUnits.h"
 #include "ink/inkml/TraceText.h"
 
@@ -24,7 +25,7 @@ using TraceOffset = std::optional<WideMs>;
 class StrokeMaker {
  public:
   // All must outlive this object.
-  StrokeMaker(Definitions& definitions, const InkMLOptions& options, Losses& losses)
+  StrokeMaker(Definitions& definitions, const ReadOptions& options, Losses& losses)
       : definitions_(definitions), options_(options), losses_(losses) {}
 
   void Measure(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset);
@@ -47,6 +48,12 @@ class StrokeMaker {
     void Take(double value);
   };
 
+  // What the T channel of a trace says, in whole milliseconds.
+  struct PointTimes {
+    std::vector<double> ms;  // of each point; NaN if it has no time
+    Range range;             // of those that have one
+  };
+
   // Where a point of the trace is: in micrometres, or in counts if no unit is known.
   std::pair<double, double> PlaceOf(const TraceContext& context, const TracePoint& point) const;
 
@@ -57,6 +64,14 @@ class StrokeMaker {
                    std::vector<Stf2Sample>& points);
   void TimePoints(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset,
                   Stroke& stroke, std::vector<Stf2Sample>& points);
+  PointTimes TimesOf(const ChannelMeaning& meaning, const TraceDecoder& trace);
+
+  // Sets the stroke's start, if it has one, and answers which value of T is the offset 0. None,
+  // with the loss told, for a start that is no date.
+  std::optional<double> StartStroke(const TraceContext& context, TraceOffset offset, double lowest,
+                                    Stroke& stroke);
+
+  void OffsetPoints(const std::vector<double>& times, double zero, std::vector<Stf2Sample>& points);
   void TimeStart(const TraceContext& context, TraceOffset offset, Stroke& stroke,
                  std::vector<Stf2Sample>& points);
   Stroke MakeExact(const TraceContext& context, const TraceDecoder& trace, TraceOffset offset);
@@ -64,7 +79,7 @@ class StrokeMaker {
   WideMs StartOfUndated() const;
 
   Definitions& definitions_;
-  const InkMLOptions& options_;
+  const ReadOptions& options_;
   Losses& losses_;
   UnitEvidence evidence_;
   Range x_, y_;     // of positions without a unit, in counts

@@ -7,17 +7,11 @@
 #pragma once
 
 #include <optional>
-#include <string>
 #include <vector>
 
-namespace TalvoInk {
+#include "ink/ReadOptions.h"
 
-// A unit that was assumed, and the line for the user that says so.
-struct AssumedUnit {
-  double um;
-  std::string told;
-  bool is_invented = false;  // a scale, since no unit is plausible
-};
+namespace TalvoInk {
 
 // What the traces without a unit tell. Evidence of several documents that belong together is
 // merged, so that one unit is assumed for all of them.

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "ink/Color.h"
+#include "ink/PlainText.h"
 #include "ink/Text.h"
 #include "ink/Time.h"
 #include "ink/Tips.h"
@@ -182,7 +183,7 @@ class Writer {
   void WriteProperty(const Property& property) {
     static const char* const kTaken[] = {"", "pen", "page", "marker", "property"};
     const bool plain =
-        property.value && IsPlainXmlText(property.key) && IsPlainXmlText(*property.value) &&
+        property.value && IsPlainText(property.key) && IsPlainText(*property.value) &&
         Trim(*property.value) == *property.value &&
         std::find(std::begin(kTaken), std::end(kTaken), property.key) == std::end(kTaken);
     if (plain) {
@@ -200,7 +201,7 @@ class Writer {
   void OpenGroup(const std::optional<std::string>& page) {
     if (group_open_ && group_page_ == page) return;
     CloseGroup();
-    const bool plain = page && !page->empty() && IsPlainXmlText(*page) && Trim(*page) == *page;
+    const bool plain = page && !page->empty() && IsPlainText(*page) && Trim(*page) == *page;
     out_ += "  <traceGroup";
     if (!plain) Attribute("page", page);
     out_ += ">\n";

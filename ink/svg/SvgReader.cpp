@@ -37,7 +37,7 @@ struct Style {
 
 class Reader : public DrawingReader {
  public:
-  Reader(const std::string& text, const InkMLOptions& options, Losses& losses)
+  Reader(const std::string& text, const ReadOptions& options, Losses& losses)
       : DrawingReader(text, options, losses) {}
 
   Ink Read(pugi::xml_node root) {
@@ -266,7 +266,7 @@ class Reader : public DrawingReader {
 
 }  // namespace
 
-Ink ReadSvg(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
+Ink ReadSvg(const std::string& bytes, const ReadOptions& options, Losses& losses) {
   return ReadDrawing<Reader>(bytes, options, losses);
 }
 

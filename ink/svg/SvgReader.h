@@ -12,7 +12,7 @@
 
 #include "ink/Ink.h"
 #include "ink/Losses.h"
-#include "ink/inkml/InkMLOptions.h"
+#include "ink/ReadOptions.h"
 
 namespace TalvoInk {
 
@@ -20,6 +20,6 @@ namespace TalvoInk {
 // names it; its size becomes a marker, "paper 210x297 mm plain". Throws InkError, with line and
 // column, if the bytes are not SVG, for path data that is damaged, for a drawing of more than
 // kMostSvgPoints points, and if no line is left.
-Ink ReadSvg(const std::string& bytes, const InkMLOptions& options, Losses& losses);
+Ink ReadSvg(const std::string& bytes, const ReadOptions& options, Losses& losses);
 
 }  // namespace TalvoInk

@@ -11,8 +11,8 @@
 #include "ink/Ink.h"
 #include "ink/InkError.h"
 #include "ink/Losses.h"
+#include "ink/ReadOptions.h"
 #include "ink/Sink.h"
-#include "ink/inkml/InkMLOptions.h"
 #include "ink/xml/XmlDocument.h"
 #include "ink/xml/XmlEncoding.h"
 #include "ink/xml/XmlNodes.h"
@@ -23,7 +23,7 @@ namespace TalvoInk {
 class DrawingReader {
  protected:
   // All must outlive the reader.
-  DrawingReader(const std::string& text, const InkMLOptions& options, Losses& losses)
+  DrawingReader(const std::string& text, const ReadOptions& options, Losses& losses)
       : options_(options), losses_(losses), text_(text), teller_(options.tell, text.size()) {}
 
   [[noreturn]] void Refuse(pugi::xml_node node, const std::string& reason) const {
@@ -50,7 +50,7 @@ class DrawingReader {
     return std::move(ink_);
   }
 
-  const InkMLOptions& options_;
+  const ReadOptions& options_;
   Losses& losses_;
   Ink ink_;
   std::size_t strokes_ = 0;
@@ -62,7 +62,7 @@ class DrawingReader {
 
 // The ink that a reader of a format makes of a document's bytes.
 template <typename Reader>
-Ink ReadDrawing(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
+Ink ReadDrawing(const std::string& bytes, const ReadOptions& options, Losses& losses) {
   std::string room;
   const std::string& text = DecodeDocument(bytes, room);
   pugi::xml_document document;

@@ -18,7 +18,6 @@
 #include "ink/xml/DrawingReader.h"
 #include "ink/xml/XmlEncoding.h"
 #include "ink/xml/XmlNodes.h"
-#include "ink/xml/XmlText.h"
 
 namespace TalvoInk {
 namespace {
@@ -41,7 +40,7 @@ std::optional<std::uint32_t> ColorOf(const std::string& text) {
 
 class Reader : public DrawingReader {
  public:
-  Reader(const std::string& text, const InkMLOptions& options, Losses& losses)
+  Reader(const std::string& text, const ReadOptions& options, Losses& losses)
       : DrawingReader(text, options, losses) {}
 
   Ink Read(pugi::xml_node root) {
@@ -230,7 +229,7 @@ class Reader : public DrawingReader {
 
 }  // namespace
 
-Ink ReadXopp(const std::string& bytes, const InkMLOptions& options, Losses& losses) {
+Ink ReadXopp(const std::string& bytes, const ReadOptions& options, Losses& losses) {
   return ReadDrawing<Reader>(bytes, options, losses);
 }
 

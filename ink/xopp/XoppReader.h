@@ -1,5 +1,5 @@
 // Ink from .xopp, the notebooks of a note-taking program for the desktop: XML, mostly packed with
-// gzip (see InkFile.h). Lengths are points (1/72 inch) from the top left corner of each page.
+// gzip (see file/InkFile.h). Lengths are points (1/72 inch) from the top left corner of each page.
 //
 // Kept are the strokes with their colours, widths and pressure, and highlighters as ink that
 // darkens. A page's size and ruling become a marker of the page, "paper 210x297 mm graph". Layers
@@ -12,7 +12,7 @@
 
 #include "ink/Ink.h"
 #include "ink/Losses.h"
-#include "ink/inkml/InkMLOptions.h"
+#include "ink/ReadOptions.h"
 
 namespace TalvoInk {
 
@@ -21,6 +21,6 @@ namespace TalvoInk {
 // ink of a single page has none, and that of several has the numbers "1", "2" and so on. Throws
 // InkError, with line and column, if the bytes are not such a notebook, and for numbers that ink
 // can't hold.
-Ink ReadXopp(const std::string& bytes, const InkMLOptions& options, Losses& losses);
+Ink ReadXopp(const std::string& bytes, const ReadOptions& options, Losses& losses);
 
 }  // namespace TalvoInk

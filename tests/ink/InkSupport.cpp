@@ -34,7 +34,7 @@ bool Reading::Noted(const std::string& line) const {
   return std::find(notes.begin(), notes.end(), line) != notes.end();
 }
 
-Reading ReadDocument(const std::string& bytes, const InkMLOptions& options) {
+Reading ReadDocument(const std::string& bytes, const ReadOptions& options) {
   Reading reading;
   Losses losses;
   try {
@@ -60,10 +60,23 @@ std::string TraceDocument(const std::string& trace, const std::string& channels)
       "</trace>");
 }
 
+std::string WithChannels(const std::string& x, const std::string& y, const std::string& more,
+                         const std::string& trace) {
+  return Document("<definitions><context xml:id='c'><inkSource><traceFormat><channel name='X' " +
+                  x + "/><channel name='Y' " + y + "/></traceFormat>" + more +
+                  "</inkSource></context></definitions><trace contextRef='#c'>" + trace +
+                  "</trace>");
+}
+
 std::string Positions(const Stroke& stroke) {
   return JoinCoordinates(stroke, [](const Stf2Sample& sample) {
     return std::to_string(sample.x_um) + "," + std::to_string(sample.y_um);
   });
+}
+
+std::string FirstPositions(const Reading& reading) {
+  const std::vector<Stroke> strokes = reading.Strokes();
+  return strokes.empty() ? "no strokes: " + reading.refusal : Positions(strokes[0]);
 }
 
 std::string Times(const Stroke& stroke) {

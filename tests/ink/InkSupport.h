@@ -25,7 +25,7 @@ struct Reading {
   bool Noted(const std::string& line) const;
 };
 
-Reading ReadDocument(const std::string& bytes, const InkMLOptions& options = {});
+Reading ReadDocument(const std::string& bytes, const ReadOptions& options = {});
 
 // A document with the body inside <ink>.
 std::string Document(const std::string& body);
@@ -33,11 +33,19 @@ std::string Document(const std::string& body);
 // A document of one trace with a context in which X and Y are millimetres; `channels` are added.
 std::string TraceDocument(const std::string& trace, const std::string& channels = "");
 
+// A document of one trace in a context whose X and Y have the given attributes; `more` stands
+// beside its format.
+std::string WithChannels(const std::string& x, const std::string& y, const std::string& more,
+                         const std::string& trace);
+
 // Of a stroke's coordinates, one behind the other: "x,y" in micrometres, times in milliseconds
 // since 1970, forces.
 std::string Positions(const Stroke& stroke);
 std::string Times(const Stroke& stroke);
 std::string Forces(const Stroke& stroke);
+
+// The positions of the first stroke, or why there is none.
+std::string FirstPositions(const Reading& reading);
 
 // A stroke of two points on a page, with a time of day unless `time` is 0.
 Stroke StrokeOn(std::optional<std::string> page, std::uint64_t time = 1700000000000);

@@ -18,10 +18,10 @@
 
 #include "api/Events.h"
 #include "application/ServiceLink.h"
-#include "content/Library.h"
 #include "database/Writer.h"
 #include "http/Handler.h"
 #include "http/Sessions.h"
+#include "library/Library.h"
 #include "stream/StreamLink.h"
 
 namespace Inbox {

@@ -15,8 +15,8 @@
 #include <string>
 
 #include "application/ServiceLink.h"
-#include "content/Library.h"
 #include "http/Handler.h"
+#include "library/Library.h"
 #include "stream/StreamLink.h"
 
 namespace Inbox {

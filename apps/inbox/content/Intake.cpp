@@ -8,11 +8,11 @@
 
 #include "ink/Color.h"
 #include "ink/InkError.h"
-#include "ink/InkFile.h"
 #include "ink/PageAddress.h"
 #include "ink/PagePaper.h"
 #include "ink/Stf2File.h"
 #include "ink/Summary.h"
+#include "ink/file/InkFile.h"
 
 namespace Inbox {
 
@@ -34,8 +34,8 @@ bool HasAddress(const std::optional<std::string>& page) {
 }
 
 // What the service would not store the ink without; not pages, if only some strokes lack them.
-InkMLOptions WhatIsMissing(const Ink& ink, const Origin& origin, Intake& intake) {
-  InkMLOptions missing;
+ReadOptions WhatIsMissing(const Ink& ink, const Origin& origin, Intake& intake) {
+  ReadOptions missing;
   std::vector<std::string>& told = intake.told;
   const Summary summary = Summarize(ink);
   if (std::none_of(summary.pages.begin(), summary.pages.end(),
@@ -136,7 +136,7 @@ Intake TakeIn(std::string file, const Origin& origin) {
   Losses losses;
   Ink ink = ReadInk(bytes, {}, losses);
   if (PagesOf(ink).empty()) throw InkError("it has no strokes");
-  const InkMLOptions missing = WhatIsMissing(ink, origin, intake);
+  const ReadOptions missing = WhatIsMissing(ink, origin, intake);
   if (!intake.told.empty()) {
     losses = Losses();
     ink = ReadInk(bytes, missing, losses);

@@ -27,8 +27,8 @@ struct Intake {
   std::string own_page;            // what Origin::page said; empty if it was not asked
 };
 
-// Any file of ink that ink/InkFile.h reads. Ink that has all that it needs keeps its bytes. Throws
-// TalvoInk::InkError with the reason.
+// Any file of ink that ink/file/InkFile.h reads. Ink that has all that it needs keeps its bytes.
+// Throws TalvoInk::InkError with the reason.
 Intake TakeIn(std::string file, const Origin& origin);
 
 // What was written on the pad: {"width":µm,"height":µm,"strokes":[{"color":"#1a1a1a","width":µm,

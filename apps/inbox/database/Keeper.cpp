@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 
 #include "ink/InkError.h"
 #include "ink/PageAddress.h"
@@ -27,6 +28,38 @@ const char kOwnSegment[] = "2147483647";
 
 std::string Serial(std::uint64_t pen) {
   return TalvoCppUtils::PenId(pen).string();
+}
+
+// A page of ink, and what it shows so far.
+struct InkPage {
+  std::int64_t id = 0;
+  PaperBox paper;
+  std::int64_t first_ms = 0, last_ms = 0;  // 0 if no stroke has a time
+};
+
+std::optional<InkPage> FindInkPage(Connection& connection, std::int64_t pen,
+                                   const std::string& address) {
+  Query found(connection,
+              "SELECT id, x, y, width, height, first, last FROM pages"
+              " WHERE pen = ? AND address = ? AND kind = 0",
+              pen, address);
+  if (!found.Step()) return std::nullopt;
+  return InkPage{found.Number(0),
+                 {found.Number(1), found.Number(2), found.Number(3), found.Number(4)},
+                 found.Number(5),
+                 found.Number(6)};
+}
+
+// The strokes and points of the new ink alone, which are added to those of the page; times and
+// paper of both together.
+PageSummary SumUpWith(const InkPage& page, const Ink& ink) {
+  PageSummary summary = SumUp(ink, page.paper);
+  summary.paper = Join(summary.paper, page.paper);
+  if (page.first_ms != 0)
+    summary.first_ms =
+        summary.first_ms == 0 ? page.first_ms : std::min(page.first_ms, summary.first_ms);
+  summary.last_ms = std::max(page.last_ms, summary.last_ms);
+  return summary;
 }
 
 }  // namespace
@@ -87,37 +120,9 @@ void Keeper::KeepInk(const Ink& ink, const std::string& bytes, std::int64_t dige
 void Keeper::KeepPart(const std::string& pen, const std::string& address, const Ink& ink,
                       const std::string& bytes, std::int64_t digest, std::int64_t now_ms) {
   const std::int64_t pen_id = PenOf(pen);
-  PageSummary summary;
-  std::int64_t page = 0;
-  bool is_new = true;
-  {
-    Query found(connection_,
-                "SELECT id, x, y, width, height, first, last FROM pages"
-                " WHERE pen = ? AND address = ? AND kind = 0",
-                pen_id, address);
-    if (found.Step()) {
-      is_new = false;
-      page = found.Number(0);
-      const PaperBox paper{found.Number(1), found.Number(2), found.Number(3), found.Number(4)};
-      summary = SumUp(ink, paper);
-      summary.paper = Join(summary.paper, paper);
-      const std::int64_t first = found.Number(5), last = found.Number(6);
-      if (first != 0)
-        summary.first_ms = summary.first_ms == 0 ? first : std::min(first, summary.first_ms);
-      summary.last_ms = std::max(last, summary.last_ms);
-    }
-  }
-  if (is_new) {
-    summary = SumUp(ink);
-    Query(connection_, "INSERT INTO pages(pen, address, kind, arrived) VALUES(?, ?, 0, ?)", pen_id,
-          address, now_ms)
-        .Run();
-    page = connection_.last_id();
-    const std::string title = DocumentTitle(address);
-    if (!title.empty()) {
-      Query(connection_, "INSERT INTO titles(page, title) VALUES(?, ?)", page, title).Run();
-    }
-  }
+  const auto before = FindInkPage(connection_, pen_id, address);
+  const std::int64_t page = before ? before->id : AddInkPage(pen_id, address, now_ms);
+  const PageSummary summary = before ? SumUpWith(*before, ink) : SumUp(ink);
   Query(connection_,
         "UPDATE pages SET revision = revision + 1, arrived = ?, strokes = strokes + ?,"
         " points = points + ?, first = ?, last = ?, x = ?, y = ?, width = ?, height = ?"
@@ -128,14 +133,31 @@ void Keeper::KeepPart(const std::string& pen, const std::string& address, const 
       .Run();
   LeaveTrash(page);
   const std::int64_t package = AddPackage(digest, page, bytes, now_ms);
-  std::int64_t first_stroke = 0;
-  for (std::int64_t i = 0; i < summary.strokes; ++i) {
+  const std::int64_t first_stroke = AddStrokes(page, package, summary.strokes);
+  Note(before ? ChangeKind::kChanged : ChangeKind::kNew, page, first_stroke);
+}
+
+std::int64_t Keeper::AddInkPage(std::int64_t pen, const std::string& address, std::int64_t now_ms) {
+  Query(connection_, "INSERT INTO pages(pen, address, kind, arrived) VALUES(?, ?, 0, ?)", pen,
+        address, now_ms)
+      .Run();
+  const std::int64_t page = connection_.last_id();
+  const std::string title = DocumentTitle(address);
+  if (!title.empty()) {
+    Query(connection_, "INSERT INTO titles(page, title) VALUES(?, ?)", page, title).Run();
+  }
+  return page;
+}
+
+std::int64_t Keeper::AddStrokes(std::int64_t page, std::int64_t package, std::int64_t count) {
+  std::int64_t first = 0;
+  for (std::int64_t i = 0; i < count; ++i) {
     Query(connection_, "INSERT INTO strokes(page, package, number) VALUES(?, ?, ?)", page, package,
           i)
         .Run();
-    if (i == 0) first_stroke = connection_.last_id();
+    if (i == 0) first = connection_.last_id();
   }
-  Note(is_new ? ChangeKind::kNew : ChangeKind::kChanged, page, first_stroke);
+  return first;
 }
 
 void Keeper::KeepClosed(PageKind kind, const std::string& reason, const std::string& pen,

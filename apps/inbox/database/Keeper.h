@@ -95,6 +95,10 @@ class Keeper {
   void KeepClosed(PageKind kind, const std::string& reason, const std::string& pen,
                   const std::string& address, const std::string& bytes, std::int64_t digest,
                   std::int64_t now_ms);
+  // A page that has no ink yet, with the title that waited for it. Returns its number.
+  std::int64_t AddInkPage(std::int64_t pen, const std::string& address, std::int64_t now_ms);
+  // Returns the number of the first; 0 if there are none.
+  std::int64_t AddStrokes(std::int64_t page, std::int64_t package, std::int64_t count);
   std::int64_t PenOf(const std::string& serial);
   std::int64_t AddPackage(std::int64_t digest, std::int64_t page, const std::string& bytes,
                           std::int64_t now_ms);

@@ -7,7 +7,6 @@
 #include <fstream>
 
 #include "Inks.h"
-#include "database/Schema.h"
 #include "support/Machine.h"
 
 using namespace Inbox;
@@ -62,58 +61,6 @@ TEST_F(DatabaseTest, OpensAgainWithWhatWasKept) {
   const Database again(directory_);
   Catalogue catalogue(*connection_);
   EXPECT_TRUE(catalogue.FindPage(1));
-}
-
-TEST_F(DatabaseTest, AnOlderVersionIsBroughtUpWithItsInk) {
-  Keep(InkOf("1.2.3.4"));
-  std::vector<const char*> later = kMigrations;
-  later.push_back("ALTER TABLE pens ADD COLUMN name TEXT NOT NULL DEFAULT 'unnamed'");
-  Migrate(*connection_, later);
-  EXPECT_EQ(connection_->Number("PRAGMA user_version"), std::int64_t(later.size()));
-  Query pens(*connection_, "SELECT name FROM pens");
-  ASSERT_TRUE(pens.Step());
-  EXPECT_EQ(pens.Text(0), "unnamed");
-}
-
-TEST_F(DatabaseTest, TheFirstVersionIsBroughtUpToThisOne) {
-  const std::string old = (root_.path() / "old").string();
-  MakeDataDirectory(old);
-  {
-    Connection connection(old + "/inbox.db", Connection::Mode::kWrite);
-    Migrate(connection, {kMigrations.front()});
-    connection.Execute("INSERT INTO pens(serial) VALUES('0123-4567-89AB-CDEF')");
-  }
-  const auto connection = Database(old).OpenWriter();
-  EXPECT_EQ(connection->Number("PRAGMA user_version"), std::int64_t(kMigrations.size()));
-  EXPECT_EQ(connection->Number("SELECT count(*) FROM pens"), 1);
-  EXPECT_EQ(connection->Number("SELECT count(*) FROM parts"), 0);
-}
-
-TEST_F(DatabaseTest, AMigrationThatFailsChangesNothing) {
-  Keep(InkOf("1.2.3.4"));
-  std::vector<const char*> later = kMigrations;
-  later.push_back("DELETE FROM strokes; DELETE FROM nonsense");
-  EXPECT_THROW(Migrate(*connection_, later), SqliteError);
-  EXPECT_EQ(connection_->Number("PRAGMA user_version"), std::int64_t(kMigrations.size()));
-  EXPECT_EQ(Count("strokes"), 1);
-}
-
-TEST_F(DatabaseTest, ANewerVersionIsRefusedAndLeftAlone) {
-  connection_->Execute("PRAGMA user_version = 1000");
-  EXPECT_EQ(WhyNot(directory_), directory_ +
-                                    "/inbox.db was made by a newer quillpost-inbox (version 1000, "
-                                    "this one knows 3); install that one again");
-  EXPECT_EQ(connection_->Number("PRAGMA user_version"), 1000);
-}
-
-TEST_F(DatabaseTest, AnotherProgramsDatabaseIsRefused) {
-  const std::string other = directory_ + "/other";
-  MakeDataDirectory(other);
-  {
-    Connection stranger(other + "/inbox.db", Connection::Mode::kWrite);
-    stranger.Execute("CREATE TABLE recipes(name TEXT)");
-  }
-  EXPECT_EQ(WhyNot(other), other + "/inbox.db is not the database of an inbox");
 }
 
 TEST_F(DatabaseTest, WhatIsNoDatabaseIsRefused) {

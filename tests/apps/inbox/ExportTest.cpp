@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "Inks.h"
-#include "ink/InkFile.h"
 #include "ink/Stf2File.h"
+#include "ink/file/InkFile.h"
 
 using namespace Inbox;
 using TalvoInk::Ink;

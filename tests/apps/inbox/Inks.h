@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <TalvoEncryption/Encryption.h>
 #include <gtest/gtest.h>
 #include <sodium.h>
 
@@ -11,8 +12,26 @@
 #include "database/Catalogue.h"
 #include "database/Database.h"
 #include "database/Keeper.h"
+#include "ink/KeyFile.h"
 #include "support/InkFile.h"
 #include "support/TestRoot.h"
+
+// A pair of keys that nobody had before.
+struct NewKeyPair : TalvoInk::KeyPair {
+  NewKeyPair() { EXPECT_EQ(CreateKeyPair(public_key.data(), secret_key.data()), 0); }
+};
+
+// The ink, sealed to the key.
+inline std::string SealTo(const TalvoInk::KeyPair& key, const std::string& ink) {
+  std::uint8_t* bytes = nullptr;
+  std::uint32_t size = 0;
+  EXPECT_EQ(SealInkData(ink.data(), static_cast<std::uint32_t>(ink.size()), key.public_key.data(),
+                        &bytes, &size),
+            0);
+  const std::string sealed(reinterpret_cast<const char*>(bytes), size);
+  FreeBuffer(&bytes);
+  return sealed;
+}
 
 // An inbox without a program around it. Every Keep is a transaction.
 class InboxFixture : public testing::Test {

@@ -65,37 +65,5 @@ TEST(Info, MemoryThatRunsOutIsToldAsSuch) {
   EXPECT_EQ(outcome.err, "@note.inkml: Failed, out of memory\n");
 }
 
-TEST(Info, StatsAreATableJsonOrCsv) {
-  const ToolFolder folder;
-  folder.Write(
-      "a.inkml",
-      "<ink><annotation type='page'>1.2.3.4</annotation><context><traceFormat><channel "
-      "name='X' units='mm'/><channel name='Y' units='mm'/><channel name='T'/></traceFormat>"
-      "<timestamp time='1700000000000'/></context><trace>0 0 0, 30 40 500</trace>"
-      "<trace>0 0 1500, 3 4 1600</trace></ink>");
-  EXPECT_EQ(folder.Run({"stats", "-q", "@a.inkml"}).out,
-            "@a.inkml:\n"
-            "  page     strokes  mm    s  mm/s  pauses  mean s  longest s  force  most\n"
-            "  1.2.3.4        2  55  0.6  91.7       1       1          1      -     -\n");
-  EXPECT_EQ(folder.Run({"stats", "-q", "--csv", "@a.inkml"}).out,
-            "file,page,stroke,start,points,length_mm,duration_ms,speed_mm_s,pause_ms,force_mean,"
-            "force_least,force_most\r\n"
-            "@a.inkml,1.2.3.4,1,2023-11-14T22:13:20.000Z,2,50,500,100,,,,\r\n"
-            "@a.inkml,1.2.3.4,2,2023-11-14T22:13:21.500Z,2,5,100,50,1000,,,\r\n");
-  // Strokes without times have pauses that nobody knows.
-  folder.Write("b.inkml",
-               "<ink><traceFormat><channel name='X' units='mm'/><channel name='Y' "
-               "units='mm'/></traceFormat><trace>0 0, 3 4</trace><trace>0 0, 3 "
-               "4</trace></ink>");
-  EXPECT_EQ(folder.Run({"stats", "-q", "@b.inkml"}).out,
-            "@b.inkml:\n"
-            "  page    strokes  mm  s  mm/s  pauses  mean s  longest s  force  most\n"
-            "  (none)        2  10  -     -       -       -          -      -     -\n");
-  const Json::Value json = ParseJson(folder.Run({"stats", "--json", "@a.inkml"}).out);
-  EXPECT_EQ(json["pages"][0]["strokes"][1]["pause_ms"].asDouble(), 1000);
-  EXPECT_EQ(json["pages"][0]["writing_ms"].asDouble(), 600);
-  EXPECT_TRUE(json["pages"][0]["force"].isNull());
-}
-
 }  // namespace
 }  // namespace InkTool

@@ -6,7 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "ink/drawing/Paper.h"
+#include "ink/Paper.h"
 #include "support/Process.h"
 #include "support/TestRoot.h"
 

@@ -9,20 +9,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::string FirstPositions(const Reading& reading) {
-  const std::vector<Stroke> strokes = reading.Strokes();
-  return strokes.empty() ? "no strokes: " + reading.refusal : Positions(strokes[0]);
-}
-
-// A context whose X and Y have the given attributes, and a trace in it.
-std::string WithChannels(const std::string& x, const std::string& y, const std::string& more,
-                         const std::string& trace) {
-  return Document("<definitions><context xml:id='c'><inkSource><traceFormat><channel name='X' " +
-                  x + "/><channel name='Y' " + y + "/></traceFormat>" + more +
-                  "</inkSource></context></definitions><trace contextRef='#c'>" + trace +
-                  "</trace>");
-}
-
 TEST(InkMLReader, AStrokeIsPenDownItsPointsAndPenUp) {
   const Reading reading = ReadDocument(TraceDocument("1 2, 3 4"));
   ASSERT_EQ(reading.Strokes().size(), 1u);
@@ -32,155 +18,10 @@ TEST(InkMLReader, AStrokeIsPenDownItsPointsAndPenUp) {
        Sample(STF2_SAMPLE_COORDINATE, 3000, 4000), Sample(STF2_SAMPLE_PEN_UP, 3000, 4000)}));
 }
 
-TEST(InkMLReader, WithoutATraceFormatTheChannelsAreXAndY) {
-  const Reading reading = ReadDocument(Document("<trace>10 20, 96 48</trace>"));
-  EXPECT_EQ(FirstPositions(reading), "2646,5292 25400,12700");
-  EXPECT_THAT(reading.losses, Contains("X and Y without a unit; px taken"));
-}
-
 TEST(InkMLReader, AThirdValueWithoutADeclaredChannelIsNeverGuessed) {
   const Reading reading = ReadDocument(Document("<trace>10 20 0.5, 30 40 0.9</trace>"));
   EXPECT_EQ(reading.Strokes()[0].samples[0].force, 0);
   EXPECT_TRUE(reading.Lost("values without a declared channel dropped: 2"));
-}
-
-TEST(InkMLReader, LengthsOfEveryUnitBecomeMicrometres) {
-  const std::pair<const char*, const char*> units[] = {
-      {"mm", "1000,2000"}, {"cm", "10000,20000"}, {"in", "25400,50800"},   {"pt", "353,706"},
-      {"px", "265,529"},   {"himetric", "10,20"}, {"m", "1000000,2000000"}};
-  for (const auto& [unit, positions] : units) {
-    const std::string attribute = std::string("units='") + unit + "'";
-    EXPECT_EQ(FirstPositions(ReadDocument(WithChannels(attribute, attribute, "", "1 2"))),
-              positions)
-        << unit;
-  }
-}
-
-TEST(InkMLReader, UnitsMayBeSpelledOutInEitherCaseWithBlanks) {
-  const std::pair<const char*, const char*> units[] = {
-      {" MM ", "1000,2000"},         {"Millimeters", "1000,2000"}, {"millimetre", "1000,2000"},
-      {"Inch", "25400,50800"},       {"inches", "25400,50800"},    {"IN", "25400,50800"},
-      {"points", "353,706"},         {"pixel", "265,529"},         {"HIMETRIC", "10,20"},
-      {"centimeters", "10000,20000"}};
-  for (const auto& [unit, positions] : units) {
-    const std::string attribute = std::string("units='") + unit + "'";
-    const Reading reading = ReadDocument(WithChannels(attribute, attribute, "", "1 2"));
-    EXPECT_EQ(FirstPositions(reading), positions) << unit;
-    EXPECT_FALSE(reading.Lost("X and Y without a unit; px taken")) << unit;
-  }
-}
-
-TEST(InkMLReader, AChannelWithoutAUnitTakesTheOthersAndThatIsTold) {
-  const Reading reading = ReadDocument(WithChannels("units='mm'", "", "", "1 2"));
-  EXPECT_EQ(FirstPositions(reading), "1000,2000");
-  EXPECT_TRUE(reading.Lost("Y without a unit; that of the other taken"));
-}
-
-TEST(InkMLReader, AnUnknownUnitIsToldAndAUnitOfTheDeviceSaysNothing) {
-  EXPECT_TRUE(ReadDocument(WithChannels("units='furlong'", "units='furlong'", "", "1 2"))
-                  .Lost("unit 'furlong' of channel X is not known"));
-  const Reading device = ReadDocument(WithChannels("units=' DEV'", "units='dev'", "", "1 2"));
-  EXPECT_THAT(device.losses, ElementsAre("X and Y without a unit; px taken"));
-}
-
-TEST(InkMLReader, AResolutionMayBeGivenInDotsPerInch) {
-  for (const char* unit : {"dpi", "dots/inch", "1/ in", "1/Inch"}) {
-    const std::string properties =
-        "<channelProperties><channelProperty channel='x' name='resolution' value='100' units='" +
-        std::string(unit) + "'/></channelProperties>";
-    EXPECT_EQ(FirstPositions(
-                  ReadDocument(WithChannels("units='dev'", "units='dev'", properties, "100 200"))),
-              "25400,50800")
-        << unit;
-  }
-}
-
-TEST(InkMLReader, DeviceUnitsAreCountsOfTheirResolution) {
-  const std::string properties =
-      "<channelProperties><channelProperty channel='X' name='resolution' value='100' "
-      "units='1/mm'/><channelProperty channel='Y' name='resolution' value='200' "
-      "units='1/cm'/></channelProperties>";
-  EXPECT_EQ(FirstPositions(
-                ReadDocument(WithChannels("units='dev'", "units='dev'", properties, "100 200"))),
-            "1000,10000");
-}
-
-TEST(InkMLReader, WholeNumbersWithAResolutionAreCountsWhateverTheirUnit) {
-  const std::string properties =
-      "<channelProperties><channelProperty channel='X' name='resolution' value='1000' "
-      "units='1/in'/><channelProperty channel='Y' name='resolution' value='2000' "
-      "units='1/in'/></channelProperties>";
-  EXPECT_EQ(
-      FirstPositions(ReadDocument(WithChannels(
-          "type='integer' units='in'", "type='integer' units='in'", properties, "1000 1000"))),
-      "25400,12700");
-}
-
-TEST(InkMLReader, AResolutionOfZeroSaysNothing) {
-  const std::string properties =
-      "<channelProperties><channelProperty channel='X' name='resolution' value='0' "
-      "units='1/in'/></channelProperties>";
-  const Reading reading =
-      ReadDocument(WithChannels("units='dev'", "units='dev'", properties, "0 0, 100 100"));
-  EXPECT_EQ(FirstPositions(reading), "0,0 26458,26458");
-  EXPECT_TRUE(reading.Lost("X and Y without a unit; px taken"));
-}
-
-TEST(InkMLReader, InkTooLargeForPixelsIsTakenAsHimetric) {
-  const Reading reading = ReadDocument(Document("<trace>0 0, 20000 10000</trace>"));
-  EXPECT_EQ(FirstPositions(reading), "0,0 200000,100000");
-  EXPECT_TRUE(reading.Lost("X and Y without a unit; himetric taken"));
-}
-
-TEST(InkMLReader, InkOfNoPlausibleUnitIsScaledToAHandsWidth) {
-  const Reading reading = ReadDocument(Document("<trace>0 0, 1 0.5</trace>"));
-  EXPECT_EQ(FirstPositions(reading), "0,0 100000,50000");
-}
-
-TEST(InkMLReader, TheUnitOfUnitlessInkCanBeGiven) {
-  InkMLOptions options;
-  options.unit_um = 1000;
-  EXPECT_EQ(FirstPositions(ReadDocument(Document("<trace>1 2</trace>"), options)), "1000,2000");
-}
-
-TEST(InkMLReader, AChannelThatGrowsUpwardIsTurned) {
-  EXPECT_EQ(FirstPositions(ReadDocument(
-                WithChannels("units='mm'", "units='mm' orientation='-ve'", "", "1 2"))),
-            "1000,-2000");
-}
-
-TEST(InkMLReader, ForceIsScaledFromItsRange) {
-  const Reading reading = ReadDocument(
-      TraceDocument("1 1 0, 2 2 500, 3 3 1000", "<channel name='F' min='0' max='1000'/>"));
-  const std::vector<Stf2Sample> samples = reading.Strokes()[0].samples;
-  EXPECT_EQ(samples[1].force, 0);
-  EXPECT_EQ(samples[2].force, 32768);
-  EXPECT_EQ(samples[3].force, 65535);
-}
-
-TEST(InkMLReader, ForceWithoutARangeIsTakenToFillTheNextCommonOne) {
-  const Reading reading =
-      ReadDocument(TraceDocument("1 1 0.5, 2 2 1", "<channel name='F' type='decimal'/>"));
-  EXPECT_EQ(reading.Strokes()[0].samples[2].force, 65535);
-  EXPECT_TRUE(reading.Lost("force without a range; 0 to 1 taken"));
-  EXPECT_TRUE(ReadDocument(TraceDocument("1 1 700", "<channel name='F'/>"))
-                  .Lost("force without a range; 0 to 1023 taken"));
-}
-
-TEST(InkMLReader, ForceBeyondItsRangeIsCutAndTold) {
-  const Reading reading =
-      ReadDocument(TraceDocument("1 1 200, 2 2 -5", "<channel name='F' max='100'/>"));
-  EXPECT_EQ(reading.Strokes()[0].samples[1].force, 65535);
-  EXPECT_EQ(reading.Strokes()[0].samples[2].force, 0);
-  EXPECT_TRUE(reading.Lost("forces beyond the stated range cut: 2"));
-}
-
-TEST(InkMLReader, ChannelsThatInkCantHoldAreDroppedByName) {
-  const Reading reading = ReadDocument(
-      TraceDocument("1 2 45 60, 3 4 46 61", "<channel name='OTx'/><channel name='OTy'/>"));
-  EXPECT_EQ(FirstPositions(reading), "1000,2000 3000,4000");
-  EXPECT_TRUE(reading.Lost("channel OTx dropped"));
-  EXPECT_TRUE(reading.Lost("channel OTy dropped"));
 }
 
 TEST(InkMLReader, ColourWidthAndTransparencyComeFromTheBrush) {
@@ -218,7 +59,7 @@ TEST(InkMLReader, TheNearestPageCounts) {
 }
 
 TEST(InkMLReader, PenAndPageCanBeGivenFromOutside) {
-  InkMLOptions options;
+  ReadOptions options;
   options.pen = 7;
   options.page.emplace("9.9.9.9");
   const Reading reading =
@@ -230,7 +71,7 @@ TEST(InkMLReader, PenAndPageCanBeGivenFromOutside) {
 }
 
 TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.9");
   options.page_for_each_group = true;
   const Reading reading =
@@ -242,7 +83,7 @@ TEST(InkMLReader, GroupsCanBeGivenAPageEach) {
 }
 
 TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes) {
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.4");
   options.page_for_each_group = true;
   const Reading reading = ReadDocument(
@@ -259,7 +100,7 @@ TEST(InkMLReader, CountedPagesAreTakenByGroupsWithStrokesAndOneByAllLooseStrokes
 }
 
 TEST(InkMLReader, GroupsBeyondTheLastPageAreRefused) {
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.2147483647");
   options.page_for_each_group = true;
   EXPECT_EQ(ReadDocument(Document("<traceGroup><trace>1 2</trace></traceGroup>\n"
@@ -349,43 +190,10 @@ TEST(InkMLReader, AViewOfTracesInTheBodyAddsNothing) {
   EXPECT_EQ(reading.Strokes().size(), 1u);
 }
 
-TEST(InkMLReader, TheLastContextInTheBodyHoldsForTheTracesBehindIt) {
-  const Reading reading =
-      ReadDocument(Document("<context><traceFormat><channel name='X' units='mm'/><channel name='Y' "
-                            "units='mm'/></traceFormat></context><trace>1 2</trace>"
-                            "<context><traceFormat><channel name='X' units='cm'/><channel name='Y' "
-                            "units='cm'/></traceFormat></context><trace>1 2</trace>"));
-  EXPECT_EQ(Positions(reading.Strokes()[0]), "1000,2000");
-  EXPECT_EQ(Positions(reading.Strokes()[1]), "10000,20000");
-}
-
-TEST(InkMLReader, AFormatThatStandsAloneHoldsForTracesWithoutAContext) {
-  const Reading reading = ReadDocument(
-      Document("<traceFormat><channel name='X' units='cm'/><channel name='Y' units='cm'/>"
-               "</traceFormat><trace>1 2</trace>"));
-  EXPECT_EQ(FirstPositions(reading), "10000,20000");
-}
-
-TEST(InkMLReader, ReferencesToNothingAreTold) {
-  const Reading reading =
-      ReadDocument(Document("<trace contextRef='#gone' brushRef='#lost'>10 20</trace>"));
-  EXPECT_TRUE(reading.Lost("contextRef '#gone' to nothing"));
-  EXPECT_TRUE(reading.Lost("brushRef '#lost' to nothing"));
-}
-
 TEST(InkMLReader, TracesOfALiftedPenAreLeftOut) {
   const Reading reading = ReadDocument(Document("<trace type='penUp'>1 2</trace>"));
   EXPECT_THAT(reading.Strokes(), IsEmpty());
   EXPECT_TRUE(reading.Lost("traces of a lifted pen left out: 1"));
-}
-
-TEST(InkMLReader, IntermittentChannelsMayBeMissing) {
-  const Reading reading = ReadDocument(Document(
-      "<traceFormat><channel name='X' units='mm'/><channel name='Y' units='mm'/>"
-      "<intermittentChannels><channel name='F' max='10'/></intermittentChannels></traceFormat>"
-      "<trace>1 2, 3 4 10</trace>"));
-  EXPECT_EQ(reading.Strokes()[0].samples[1].force, 0);
-  EXPECT_EQ(reading.Strokes()[0].samples[2].force, 65535);
 }
 
 }  // namespace

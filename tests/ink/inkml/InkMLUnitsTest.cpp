@@ -83,7 +83,7 @@ TEST(InkMLUnits, DocumentsOfOneRunAgree) {
   EXPECT_EQ(Assumed(large), "px taken");
   UnitEvidence evidence = MeasureInkML(small);
   evidence.Merge(MeasureInkML(large));
-  InkMLOptions options;
+  ReadOptions options;
   options.assumed_unit = evidence.Judge();
   ASSERT_TRUE(options.assumed_unit.has_value());
   EXPECT_EQ(options.assumed_unit->um, 1000);
@@ -133,7 +133,7 @@ TEST(InkMLUnits, InkThatIsOnThePageStaysWhereItIs) {
 }
 
 TEST(InkMLUnits, InkWhoseUnitTheCallerKnowsStaysWhereItIs) {
-  InkMLOptions options;
+  ReadOptions options;
   options.unit_um = 1000;
   EXPECT_EQ(ReadDocument(Writing(40, 4, 100, 4600), options).Strokes().at(0).samples[0].y_um,
             4600000);

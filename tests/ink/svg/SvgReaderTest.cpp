@@ -16,7 +16,7 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 // A drawing whose unit is the millimetre.
-Reading ReadDrawing(const std::string& body, const InkMLOptions& options = {}) {
+Reading ReadDrawing(const std::string& body, const ReadOptions& options = {}) {
   Reading reading;
   Losses losses;
   try {
@@ -111,7 +111,7 @@ TEST(SvgReader, FillsOfShapesWithALineAreTold) {
 }
 
 TEST(SvgReader, ThePageAndItsSizeAreKept) {
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.4");
   const Reading reading = ReadDrawing("<path stroke='red' d='M0 0h1'/>", options);
   EXPECT_EQ(reading.Strokes().at(0).page, "1.2.3.4");

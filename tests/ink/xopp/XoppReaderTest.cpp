@@ -13,7 +13,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-Reading ReadNotebook(const std::string& body, const InkMLOptions& options = {}) {
+Reading ReadNotebook(const std::string& body, const ReadOptions& options = {}) {
   Reading reading;
   Losses losses;
   try {
@@ -75,7 +75,7 @@ TEST(XoppReader, ASinglePageHasNoAddressAndSeveralAreNumbered) {
   const Reading two = ReadNotebook(book);
   EXPECT_EQ(two.Strokes().at(0).page, "1");
   EXPECT_EQ(two.Strokes().at(1).page, "2");
-  InkMLOptions options;
+  ReadOptions options;
   options.page.emplace("1.2.3.4");
   const Reading addressed = ReadNotebook(book, options);
   EXPECT_EQ(addressed.Strokes().at(0).page, "1.2.3.4");

@@ -1,4 +1,4 @@
-#include "content/KeyRing.h"
+#include "library/KeyRing.h"
 
 #include <cerrno>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "ink/drawing/Paper.h"
+#include "ink/Paper.h"
 
 #include "ink/Text.h"
 #include "ink/Units.h"

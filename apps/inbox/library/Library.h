@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "content/KeyRing.h"
 #include "database/Readers.h"
+#include "library/KeyRing.h"
 
 namespace Inbox {
 

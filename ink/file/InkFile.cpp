@@ -1,4 +1,4 @@
-#include "ink/InkFile.h"
+#include "ink/file/InkFile.h"
 
 #include <algorithm>
 #include <utility>
@@ -27,7 +27,7 @@ void Start(Stroke& stroke, std::uint64_t time_ms) {
 }
 
 // What the caller states, for formats whose readers don't look at it.
-void Address(Ink& ink, const InkMLOptions& options) {
+void Address(Ink& ink, const ReadOptions& options) {
   if (options.pen) ink.pen = *options.pen;
   for (Item& item : ink.items) {
     auto* stroke = std::get_if<Stroke>(&item);
@@ -73,13 +73,13 @@ InkBytes Unpack(std::string bytes) {
   return file;
 }
 
-Ink ReadInk(const InkBytes& file, const InkMLOptions& options, Losses& losses) {
+Ink ReadInk(const InkBytes& file, const ReadOptions& options, Losses& losses) {
   if (file.format == InkFormat::kInkML) return ReadInkML(file.bytes, options, losses);
   const bool is_notebook = file.format == InkFormat::kXopp;
   Ink ink = is_notebook                      ? ReadXopp(file.bytes, options, losses)
             : file.format == InkFormat::kSvg ? ReadSvg(file.bytes, options, losses)
                                              : ReadStf2(file.bytes);
-  InkMLOptions rest = options;
+  ReadOptions rest = options;
   if (is_notebook) rest.page.reset();  // its pages have been counted
   Address(ink, rest);
   return ink;

@@ -1,4 +1,4 @@
-#include "ink/InkFile.h"
+#include "ink/file/InkFile.h"
 
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ TEST(InkFile, CompressedInkIsUnpackedFirst) {
 }
 
 TEST(InkFile, WhatTheCallerStatesHoldsForEveryFormat) {
-  InkMLOptions options;
+  ReadOptions options;
   options.pen = 7;
   options.page.emplace("1.2.3.4");
   options.start_time_ms = 1700000000000;

@@ -1,4 +1,4 @@
-#include "content/Library.h"
+#include "library/Library.h"
 
 #include "database/Keeper.h"
 #include "ink/InkError.h"

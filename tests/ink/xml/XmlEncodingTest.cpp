@@ -1,7 +1,8 @@
-#include <gmock/gmock.h>
+#include "ink/xml/XmlEncoding.h"
+
+#include <gtest/gtest.h>
 
 #include "ink/InkSupport.h"
-#include "ink/xml/XmlEncoding.h"
 
 namespace TalvoInk {
 namespace {
@@ -29,19 +30,19 @@ std::string Writer(const std::string& bytes) {
   return std::get<Property>(reading.ink.items.at(0)).value.value_or("none");
 }
 
-TEST(InkMLEncoding, Utf8IsReadDeclaredOrNot) {
+TEST(XmlEncoding, Utf8IsReadDeclaredOrNot) {
   EXPECT_EQ(Writer(Declared("utf-8", "Zo\xC3\xAB")), "Zo\xC3\xAB");
   EXPECT_EQ(Writer("\xEF\xBB\xBF" + Declared("iso-8859-1", "Zo\xC3\xAB")), "Zo\xC3\xAB");
   EXPECT_EQ(Writer("<ink><annotation type='a'>\xE2\x82\xAC</annotation></ink>"), "\xE2\x82\xAC");
 }
 
-TEST(InkMLEncoding, TheWesternEightBitEncodingsAreRead) {
+TEST(XmlEncoding, TheWesternEightBitEncodingsAreRead) {
   for (const char* name : {"ISO-8859-1", "latin1", "windows-1252", "Cp1252"}) {
     EXPECT_EQ(Writer(Declared(name, "Zo\xEB \x80")), "Zo\xC3\xAB \xE2\x82\xAC") << name;
   }
 }
 
-TEST(InkMLEncoding, Utf16IsReadWithAndWithoutAMark) {
+TEST(XmlEncoding, Utf16IsReadWithAndWithoutAMark) {
   const std::string text = Declared("UTF-16", "Zoe");
   EXPECT_EQ(Writer("\xFF\xFE" + Wide(text, false)), "Zoe");
   EXPECT_EQ(Writer("\xFE\xFF" + Wide(text, true)), "Zoe");
@@ -49,7 +50,7 @@ TEST(InkMLEncoding, Utf16IsReadWithAndWithoutAMark) {
   EXPECT_EQ(Writer(Wide(text, true)), "Zoe");
 }
 
-TEST(InkMLEncoding, Utf16BeyondTheBasicPlaneIsRead) {
+TEST(XmlEncoding, Utf16BeyondTheBasicPlaneIsRead) {
   const std::string pen("\xD8\x3D\xDD\x8A", 4);
   std::string room;
   EXPECT_EQ(DecodeDocument("\xFE\xFF" + Wide("<a>", true) + pen + Wide("</a>", true), room),
@@ -57,7 +58,7 @@ TEST(InkMLEncoding, Utf16BeyondTheBasicPlaneIsRead) {
 }
 
 // A document may be large: one that is UTF-8 is not copied.
-TEST(InkMLEncoding, Utf8IsTakenWhereItIs) {
+TEST(XmlEncoding, Utf8IsTakenWhereItIs) {
   const std::string bytes = Declared("UTF-8", "Zo\xC3\xAB");
   std::string room;
   EXPECT_EQ(&DecodeDocument(bytes, room), &bytes);
@@ -65,11 +66,11 @@ TEST(InkMLEncoding, Utf8IsTakenWhereItIs) {
   EXPECT_EQ(room, bytes);
 }
 
-TEST(InkMLEncoding, Utf8ThatIsDeclaredUtf16IsReadAsWhatItIs) {
+TEST(XmlEncoding, Utf8ThatIsDeclaredUtf16IsReadAsWhatItIs) {
   EXPECT_EQ(Writer(Declared("utf-16", "Zo\xC3\xAB")), "Zo\xC3\xAB");
 }
 
-TEST(InkMLEncoding, BrokenUtf8IsRefusedWithItsPlace) {
+TEST(XmlEncoding, BrokenUtf8IsRefusedWithItsPlace) {
   EXPECT_EQ(
       Writer(Declared("utf-8", "Zo\xEB")),
       "line 2, column 34: byte 0xEB is not UTF-8, and the document names no other encoding that is "
@@ -80,7 +81,7 @@ TEST(InkMLEncoding, BrokenUtf8IsRefusedWithItsPlace) {
       "read");
 }
 
-TEST(InkMLEncoding, OtherEncodingsAreReadWhereTheyAreAsciiAndRefusedElsewhere) {
+TEST(XmlEncoding, OtherEncodingsAreReadWhereTheyAreAsciiAndRefusedElsewhere) {
   EXPECT_EQ(Writer(Declared("koi8-r", "Zoe")), "Zoe");
   EXPECT_EQ(Writer(Declared("KOI8-R", "\xFA\xCF\xD1")),
             "line 1, column 1: encoding 'koi8-r' is not read; save it as UTF-8");
@@ -88,16 +89,42 @@ TEST(InkMLEncoding, OtherEncodingsAreReadWhereTheyAreAsciiAndRefusedElsewhere) {
             "line 1, column 1: UTF-32 is not read; save it as UTF-8");
 }
 
-TEST(InkMLEncoding, ControlCharactersAreRefusedWithTheirPlace) {
+TEST(XmlEncoding, ControlCharactersAreRefusedWithTheirPlace) {
   EXPECT_EQ(Writer(std::string("<ink>\n\0</ink>", 13)),
             "line 2, column 1: byte 0x00, which XML can't hold");
   EXPECT_EQ(Writer("<ink><trace>1 2\x01</trace></ink>"),
             "line 1, column 16: byte 0x01, which XML can't hold");
 }
 
-TEST(InkMLEncoding, PlacesCountTheDecodedCharacters) {
+TEST(XmlEncoding, PlacesCountTheDecodedCharacters) {
   EXPECT_EQ(Writer(Declared("latin1", "\xEB\xEB") + "x"),
             "line 2, column 73: not well-formed XML: text outside of the root");
+}
+
+TEST(XmlEncoding, DamagedUtf16IsRefused) {
+  EXPECT_EQ(Writer(std::string("\xFF\xFE<\0i", 5)), "line 1, column 2: damaged UTF-16");
+  EXPECT_EQ(Writer(std::string("\xFE\xFF\xDC\x00", 4)), "line 1, column 1: damaged UTF-16");
+}
+
+TEST(XmlEncoding, TheLastByteOfUtf16MayNotBeMissing) {
+  std::string room;
+  EXPECT_THROW(DecodeDocument(Wide("<a/>", false).substr(0, 7), room), InkError);
+  EXPECT_THROW(DecodeDocument(std::string("\xFE\xFF\xD8\x3D", 4), room), InkError);  // half a pair
+}
+
+TEST(XmlEncoding, TabsAndLineEndsAreTheControlCharactersThatXmlHolds) {
+  std::string room;
+  EXPECT_EQ(DecodeDocument("<a>\t\r\n\x7F</a>", room), "<a>\t\r\n\x7F</a>");
+  for (const char* bad : {"<a>\x08</a>", "<a>\x1F</a>"})
+    EXPECT_THROW(DecodeDocument(bad, room), InkError);
+}
+
+TEST(XmlEncoding, ADeclarationWithoutAnEndDeclaresNothing) {
+  std::string room;
+  const std::string open = "<?xml version='1.0' encoding='latin1";
+  EXPECT_EQ(DecodeDocument(open, room), open);
+  EXPECT_THROW(DecodeDocument(open + "\xEB", room), InkError);
+  EXPECT_EQ(DecodeDocument("", room), "");
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include "ink/Ink.h"
 #include "ink/Losses.h"
-#include "ink/inkml/InkMLOptions.h"
+#include "ink/ReadOptions.h"
 
 namespace TalvoInk {
 
@@ -33,6 +33,6 @@ InkBytes Unpack(std::string bytes);
 
 // Reads the ink. What the options state of pen, page and start time holds for every format. Throws
 // SealedInkError for sealed ink, and what the format's reader throws.
-Ink ReadInk(const InkBytes& file, const InkMLOptions& options, Losses& losses);
+Ink ReadInk(const InkBytes& file, const ReadOptions& options, Losses& losses);
 
 }  // namespace TalvoInk
