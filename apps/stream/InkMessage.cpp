@@ -3,6 +3,7 @@
 #include <TalvoCppUtils/PageAddress.h>
 #include <TalvoCppUtils/PenId.h>
 #include <TalvoCppUtils/Printable.h>
+#include <openssl/evp.h>
 #include <sodium.h>
 
 #include <algorithm>
@@ -30,25 +31,41 @@ constexpr char kWhole[] = "Quillpost-Whole";
 constexpr std::size_t kHeaderRoom = 2048;
 constexpr std::size_t kLongestName = 255;
 
+constexpr std::size_t kDigestBytes = 32;
+
+// OpenSSL, which the client library brings along, uses the processor's instructions for it: four
+// times as fast as libsodium where there are any, and ink is hashed twice on its way.
 class Sha256 {
  public:
-  Sha256() { ::crypto_hash_sha256_init(&state_); }
+  Sha256() : context_(::EVP_MD_CTX_new()) {
+    // Looking the algorithm up takes longer than a short text.
+    static EVP_MD* const algorithm = ::EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    Check(context_ != nullptr && algorithm != nullptr &&
+          ::EVP_DigestInit_ex(context_.get(), algorithm, nullptr) == 1);
+  }
 
   void Add(std::string_view bytes) {
-    ::crypto_hash_sha256_update(&state_, reinterpret_cast<const unsigned char*>(bytes.data()),
-                                bytes.size());
+    Check(::EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()) == 1);
   }
 
   std::string Hex() {
-    unsigned char digest[crypto_hash_sha256_BYTES];
-    ::crypto_hash_sha256_final(&state_, digest);
+    unsigned char digest[kDigestBytes];
+    Check(::EVP_DigestFinal_ex(context_.get(), digest, nullptr) == 1);
     char text[2 * sizeof digest + 1];
     ::sodium_bin2hex(text, sizeof text, digest, sizeof digest);
     return text;
   }
 
  private:
-  crypto_hash_sha256_state state_;
+  struct Deleter {
+    void operator()(EVP_MD_CTX* context) const { ::EVP_MD_CTX_free(context); }
+  };
+
+  static void Check(bool has_worked) {
+    if (!has_worked) throw StreamError("the system computes no SHA-256");
+  }
+
+  const std::unique_ptr<EVP_MD_CTX, Deleter> context_;
 };
 
 bool IsPage(const std::string& text) {
@@ -79,7 +96,7 @@ std::uint32_t HeaderNumber(natsMsg* message, const char* key) {
 }
 
 bool IsHexDigest(const std::string& text) {
-  return text.size() == 2 * crypto_hash_sha256_BYTES &&
+  return text.size() == 2 * kDigestBytes &&
          text.find_first_not_of("0123456789abcdef") == std::string::npos;
 }
 
