@@ -98,6 +98,8 @@ OptionsPtr MakeOptions(const StreamOptions& wanted, const std::string& name, Wat
         ::natsOptions_SetPingInterval(made, kPingIntervalMs),
         ::natsOptions_SetMaxReconnect(made, -1),
         ::natsOptions_SetCustomReconnectDelay(made, ReconnectDelay, nullptr),
+        // Otherwise a thread of the library's is woken for it, which waits for a millisecond.
+        ::natsOptions_SetSendAsap(made, true),
         ::natsOptions_SetFailRequestsOnDisconnect(made, true),
         ::natsOptions_SetDisconnectedCB(made, OnChange, &watcher),
         ::natsOptions_SetReconnectedCB(made, OnChange, &watcher),
@@ -182,8 +184,14 @@ Connection::Connection(const StreamOptions& options, const std::string& name, Wa
 
 Connection::~Connection() {
   Close();
+  ::natsSubscription_Destroy(subscription_);
   ::jsCtx_Destroy(stream_);
   ::natsConnection_Destroy(connection_);
+}
+
+void Connection::Subscribe(const std::string& subject, natsMsgHandler take, void* closure) {
+  Check("can't listen to " + subject,
+        ::natsConnection_Subscribe(&subscription_, connection_, subject.c_str(), take, closure));
 }
 
 void Connection::Close() {

@@ -58,6 +58,11 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
+  // Has messages of the subject handed to `take`, which owns them, on a thread of the library's.
+  // Ends with the connection; what `closure` refers to must outlive the Library. Once. Throws
+  // StreamError.
+  void Subscribe(const std::string& subject, natsMsgHandler take, void* closure);
+
   // Ends it: whatever waits for it in another thread fails soon.
   void Close();
 
@@ -73,6 +78,7 @@ class Connection {
  private:
   natsConnection* connection_ = nullptr;
   jsCtx* stream_ = nullptr;
+  natsSubscription* subscription_ = nullptr;
 };
 
 }  // namespace Stream

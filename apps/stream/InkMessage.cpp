@@ -77,11 +77,6 @@ std::ptrdiff_t CountFields(const std::string& page) {
   return std::count(page.begin(), page.end(), '.') + 1;
 }
 
-void SetHeader(natsMsg* message, const char* key, const std::string& value) {
-  const natsStatus status = ::natsMsgHeader_Set(message, key, value.c_str());
-  if (status != NATS_OK) throw StreamError("can't make a message", status);
-}
-
 std::string Header(natsMsg* message, const char* key) {
   const char* value = nullptr;
   return ::natsMsgHeader_Get(message, key, &value) == NATS_OK && value != nullptr ? value : "";
@@ -106,6 +101,11 @@ std::string NameForHeader(const std::string& name) {
 }
 
 }  // namespace
+
+void SetHeader(natsMsg* message, const char* key, const std::string& value) {
+  const natsStatus status = ::natsMsgHeader_Set(message, key, value.c_str());
+  if (status != NATS_OK) throw StreamError("can't make a message", status);
+}
 
 std::string IdentityOf(const std::string& pen, const std::string& page, std::string_view bytes) {
   Sha256 hash;
@@ -175,11 +175,12 @@ std::string OutgoingInk::MessageIdOf(std::uint32_t part) const {
   return identity_ + "-" + std::to_string(part) + "-" + std::to_string(parts_);
 }
 
-MessagePtr OutgoingInk::Make(std::uint32_t part) const {
+MessagePtr OutgoingInk::Make(std::uint32_t part, const std::string& reply_to) const {
   const std::string_view bytes = bytes_.substr((part - 1) * part_bytes_, part_bytes_);
   natsMsg* made = nullptr;
-  const natsStatus status = ::natsMsg_Create(&made, subject_.c_str(), nullptr, bytes.data(),
-                                             static_cast<int>(bytes.size()));
+  const natsStatus status =
+      ::natsMsg_Create(&made, subject_.c_str(), reply_to.empty() ? nullptr : reply_to.c_str(),
+                       bytes.data(), static_cast<int>(bytes.size()));
   if (status != NATS_OK) throw StreamError("can't make a message", status);
   MessagePtr message(made);
   SetHeader(made, kType, envelope_.type);

@@ -44,6 +44,9 @@ struct MessageDeleter {
 };
 using MessagePtr = std::unique_ptr<natsMsg, MessageDeleter>;
 
+// Throws StreamError.
+void SetHeader(natsMsg* message, const char* key, const std::string& value);
+
 // What is known of ink before it travels.
 struct InkEnvelope {
   std::string pen;   // a serial
@@ -78,8 +81,8 @@ class OutgoingInk {
   const std::string& identity() const { return identity_; }
   std::uint32_t parts() const { return parts_; }
 
-  // The message of part 1 to parts(). Throws StreamError.
-  MessagePtr Make(std::uint32_t part) const;
+  // The message of part 1 to parts(), to be answered to that subject. Throws StreamError.
+  MessagePtr Make(std::uint32_t part, const std::string& reply_to = "") const;
 
   // What the server is to know part N by.
   std::string MessageIdOf(std::uint32_t part) const;
