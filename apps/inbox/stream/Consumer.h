@@ -52,6 +52,10 @@ class Consumer {
   // tells that what follows them was lost on its way: go on with Resume. Throws StreamError.
   std::vector<Message> Fetch(bool& is_broken);
 
+  // Tells the server that this message and all before it are safe. Waits for nobody; what gets lost
+  // on its way brings the messages again.
+  static void Acknowledge(const Message& last);
+
  private:
   struct SubscriptionDeleter {
     void operator()(natsSubscription* subscription) const {

@@ -199,8 +199,9 @@ bool StreamLink::KeepAll(const std::vector<Consumer::Message>& messages, const s
     for (const auto& message : messages) ::natsMsg_InProgress(message.message.get(), nullptr);
   }
   SetState(true, "");
-  // An acknowledgement that gets lost brings the message again, which is known then.
-  for (const auto& message : messages) ::natsMsg_Ack(message.message.get(), nullptr);
+  // After the commit, which has written the ink and how far it was read to the disk: what is
+  // acknowledged never comes again.
+  Consumer::Acknowledge(messages.back());
   return true;
 }
 

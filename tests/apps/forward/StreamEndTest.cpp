@@ -61,12 +61,12 @@ class OtherReader {
 constexpr std::int64_t kAnHourNs = 3600LL * 1000000000;
 
 // The consumer "library" as an inbox makes it, or with another time before it hands out again what
-// was not acknowledged.
-void MakeConsumer(StreamPeer& peer, std::int64_t ack_wait_ns = 0) {
+// was not acknowledged, or with another kind of acknowledgement.
+void MakeConsumer(StreamPeer& peer, std::int64_t ack_wait_ns = 0, jsAckPolicy policy = js_AckAll) {
   jsConsumerConfig config;
   ::jsConsumerConfig_Init(&config);
   config.Durable = "library";
-  config.AckPolicy = js_AckExplicit;
+  config.AckPolicy = policy;
   config.AckWait = ack_wait_ns;
   config.FilterSubject = "ink.>";
   ASSERT_EQ(::js_AddConsumer(nullptr, peer.connection().stream(), "INK", &config, nullptr, nullptr),
@@ -219,6 +219,17 @@ TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
   world.peer.Put("1.2.3.5", 6000);
   EXPECT_TRUE(world.WaitUntilKept(2));
   EXPECT_EQ(world.peer.MakingOf("library"), made);
+}
+
+// It wants an acknowledgement for each message, and gets one for all.
+TEST(StreamEnd, TheConsumerOfAnOlderInboxIsMadeAnew) {
+  World world;
+  MakeConsumer(world.peer, 0, js_AckExplicit);
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
 }
 
 // The server would hand out the third message first, and the other two half a minute later.
