@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <chrono>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "Files.h"
@@ -215,6 +217,9 @@ void StreamWriter::Begin(const PackagePtr& package) {
   try {
     const Situation now = WaitForStream(offer.pen);
     package->connection = now.connection;
+    std::error_code missing;  // the reading says so
+    const std::uintmax_t size = std::filesystem::file_size(offer.file, missing);
+    if (!missing) Stream::RefuseTooLarge(size);  // before it takes as much memory
     package->bytes = InkTool::ReadInput(offer.file);
     const OutgoingInk& ink =
         package->ink.emplace(Stream::InkEnvelope{offer.pen, offer.page, offer.type, user_, host_},

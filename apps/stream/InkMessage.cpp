@@ -145,10 +145,16 @@ bool ParseSubject(const std::string& subject, std::string& pen, std::string& pag
   return true;
 }
 
+void RefuseTooLarge(std::uint64_t bytes) {
+  if (bytes <= kMostBytes) return;
+  throw StreamError("it has " + std::to_string(bytes) + " bytes, and at most " +
+                    std::to_string(kMostBytes) + " can travel in a stream");
+}
+
 OutgoingInk::OutgoingInk(const InkEnvelope& envelope, std::string_view bytes,
                          std::size_t limit_bytes)
     : envelope_(envelope),
-      bytes_(bytes),
+      bytes_((RefuseTooLarge(bytes.size()), bytes)),  // before it is hashed
       subject_(SubjectOf(envelope.pen, envelope.page)),
       identity_(IdentityOf(envelope.pen, envelope.page, bytes)),
       digest_(DigestOf(bytes)) {
@@ -224,11 +230,18 @@ bool ReadMessage(natsMsg* message, IncomingInk& ink, std::string& reason) {
   if (ink.whole.empty()) return true;
   ink.part = HeaderNumber(message, kPart);
   ink.parts = HeaderNumber(message, kParts);
-  if (IsHexDigest(ink.whole) && ink.part >= 1 && ink.part <= ink.parts && ink.parts <= kMostParts) {
-    return true;
+  if (!IsHexDigest(ink.whole) || ink.part < 1 || ink.part > ink.parts || ink.parts > kMostParts) {
+    reason = "its headers don't say which part of which whole it is";
+    return false;
   }
-  reason = "its headers don't say which part of which whole it is";
-  return false;
+  // All parts but the last are of one size: the first that comes tells. (A last part alone does
+  // not; without the others it never makes a whole.)
+  if (ink.part < ink.parts && ink.bytes.size() * (ink.parts - 1) > kMostBytes) {
+    reason =
+        "the whole of which it is a part has more than " + std::to_string(kMostBytes) + " bytes";
+    return false;
+  }
+  return true;
 }
 
 }  // namespace Stream

@@ -39,6 +39,14 @@ inline constexpr std::chrono::hours kLongestPause(24);
 // More parts than any file of ink has.
 inline constexpr std::uint32_t kMostParts = 65536;
 
+// The most ink of a package, in one piece or in parts: an inbox keeps it as one value of its
+// database, which takes a thousand million bytes with all that belongs to it. What is more is not
+// sent; nor are its parts kept.
+inline constexpr std::uint64_t kMostBytes = 900 * 1000 * 1000;
+
+// Throws StreamError for more. Looks at the size alone, so that ink need not be read for it.
+void RefuseTooLarge(std::uint64_t bytes);
+
 struct MessageDeleter {
   void operator()(natsMsg* message) const { ::natsMsg_Destroy(message); }
 };
@@ -73,8 +81,8 @@ bool ParseSubject(const std::string& subject, std::string& pen, std::string& pag
 class OutgoingInk {
  public:
   // Messages, headers included, hold at most `limit_bytes`. The bytes are not copied and must
-  // outlive the object. Throws StreamError if pen or page can't be a subject, or the limit leaves
-  // no room for ink.
+  // outlive the object. Throws StreamError if pen or page can't be a subject, there is too much
+  // ink, or the limit leaves no room for it.
   OutgoingInk(const InkEnvelope& envelope, std::string_view bytes, std::size_t limit_bytes);
 
   const std::string& subject() const { return subject_; }

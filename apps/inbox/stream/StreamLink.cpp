@@ -222,7 +222,7 @@ void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
     PartSets(keeper.connection()).ForgetWhole(ink.whole);
     return;
   }
-  const auto whole = PartSets(keeper.connection()).Add(ink, message.time_ms);
+  auto whole = PartSets(keeper.connection()).Add(ink, message.time_ms);
   if (!whole) {
     has_news_of_parts_ = true;
     return;
@@ -233,7 +233,7 @@ void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
                                 ", is not what its parts say it is, and is passed over.");
     return;
   }
-  keeper.Keep({*whole, ink.pen, ink.page}, NowMs());
+  keeper.Keep({std::move(*whole), ink.pen, ink.page}, NowMs());
 }
 
 void StreamLink::TellIncomplete() {
