@@ -14,6 +14,7 @@
 
 #include "Files.h"
 #include "StreamSettings.h"
+#include "stream/Patience.h"
 
 namespace Forward {
 
@@ -24,7 +25,7 @@ using Stream::StreamError;
 
 namespace {
 
-constexpr std::chrono::milliseconds kFirstPatience(500);
+constexpr std::chrono::milliseconds kFirstPatience(1000);
 constexpr std::chrono::milliseconds kLongestPatience(60000);
 
 // More pens than anybody writes with at the same time, and as many files as the memory holds at a
@@ -114,11 +115,11 @@ void StreamWriter::OnServerError(const std::string& reason) {
 // Once it stands a connection comes back by itself, so there is nothing to do until it is closed
 // for good.
 void StreamWriter::Maintain() {
-  std::chrono::milliseconds patience = kFirstPatience;
+  Stream::Patience patience(kFirstPatience, kLongestPatience);
   do {
     try {
       Connect();
-      patience = kFirstPatience;
+      patience.Reset();
       on_ready_();
       WatchConnection();
     } catch (const StreamError& error) {
@@ -127,8 +128,7 @@ void StreamWriter::Maintain() {
       hindrance_ = error.what();
       news_.notify_all();
     }
-    patience = std::min(patience * 2, kLongestPatience);
-  } while (PauseUnlessEnding(patience));
+  } while (PauseUnlessEnding(patience.Next()));
 }
 
 void StreamWriter::WatchConnection() {
@@ -147,6 +147,7 @@ void StreamWriter::WatchConnection() {
 }
 
 bool StreamWriter::PauseUnlessEnding(std::chrono::milliseconds time) {
+  Log(Talvo::kLogTrace, "The next attempt to connect: in " + std::to_string(time.count()) + " ms.");
   std::unique_lock<std::mutex> lock(mutex_);
   return !news_.wait_for(lock, time, [this] { return is_ending_; });
 }

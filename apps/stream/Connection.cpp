@@ -30,11 +30,8 @@ void Check(const std::string& operation, natsStatus status) {
   if (status != NATS_OK) throw StreamError(operation, status);
 }
 
-// After a failure of a server thousands of clients come back: not in step.
 std::int64_t ReconnectDelay(natsConnection*, int attempts, void*) {
-  const std::int64_t longest =
-      std::min(kLongestReconnectMs, kFirstReconnectMs << std::min(attempts, 10));
-  return longest / 2 + ::randombytes_uniform(static_cast<std::uint32_t>(longest / 2) + 1);
+  return ReconnectDelayMs(attempts);
 }
 
 void OnChange(natsConnection*, void* watcher) {
@@ -149,6 +146,13 @@ std::string SilentRefusal(const StreamOptions& options, natsStatus status) {
 }
 
 }  // namespace
+
+// After a failure of a server thousands of clients come back: not in step.
+std::int64_t ReconnectDelayMs(int attempts) {
+  const std::int64_t longest =
+      std::min(kLongestReconnectMs, kFirstReconnectMs << std::clamp(attempts, 1, 10));
+  return longest / 2 + ::randombytes_uniform(static_cast<std::uint32_t>(longest / 2) + 1);
+}
 
 StreamError::StreamError(const std::string& message) : std::runtime_error(message) {}
 

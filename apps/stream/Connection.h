@@ -11,6 +11,7 @@
 #include <nats/nats.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -47,6 +48,10 @@ class Watcher {
  protected:
   ~Watcher() = default;
 };
+
+// Before a lost connection is tried again, after so many attempts in a row: from 0.1 s to 10 s,
+// with chance in it.
+std::int64_t ReconnectDelayMs(int attempts);
 
 class Connection {
  public:

@@ -323,6 +323,48 @@ TEST(StreamEnd, AFilterTakesItsPagesAlone) {
   EXPECT_TRUE(other.WaitForLog("the consumer library has another filter, 'ink.*.1.2.*.*'"));
 }
 
+// How far it was read counts for that filter alone: what the next one asks for may be before it.
+TEST(StreamEnd, AWiderFilterBeginsWithTheFirst) {
+  World world;
+  auto inbox = world.Inbox(world.server.url(), {"--filter", "ink.*.1.2.*.*"});
+  inbox.Start();
+  world.peer.Put("1.3.3.3", 1000);
+  world.peer.Put("1.2.3.3", 2000);
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(inbox.Stop(), 0);
+  ASSERT_EQ(
+      ::js_DeleteConsumer(world.peer.connection().stream(), "INK", "library", nullptr, nullptr),
+      NATS_OK);
+  auto wider = world.Inbox(world.server.url(), {"--filter", "ink.>"});
+  wider.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 2000), Line("1.3.3.3", 1000)))
+      << "nothing twice";
+}
+
+TEST(StreamEnd, WithoutAFilterTheConsumerKeepsItsOwn) {
+  World world;
+  auto inbox = world.Inbox(world.server.url(), {"--filter", "ink.*.1.2.*.*"});
+  inbox.Start();
+  world.peer.Put("1.2.3.3", 1000);
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(inbox.Stop(), 0);
+  world.peer.Put("1.3.3.3", 2000);
+  world.peer.Put("1.2.3.4", 3000);
+  auto later = world.Inbox(world.server.url());
+  later.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 1000), Line("1.2.3.4", 3000)));
+  EXPECT_EQ(later.Stop(), 0);
+  // And with it again.
+  world.peer.Put("1.2.3.5", 4000);
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(3));
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(),
+              ElementsAre(Line("1.2.3.3", 1000), Line("1.2.3.4", 3000), Line("1.2.3.5", 4000)));
+}
+
 TEST(StreamEnd, WhatIsNotInkHoldsNothingUp) {
   World world;
   natsMsg* made = nullptr;
