@@ -47,7 +47,7 @@ class StreamWriter final : private Stream::Watcher {
   // there again.
   StreamWriter(const Options& options, std::function<void()> on_ready);
 
-  // Does not wait for acknowledgements: packages that are under way fail.
+  // Does not wait for acknowledgements: packages on their way fail.
   ~StreamWriter();
 
   // `done` is called once, on a thread of the writer's, when the stream has acknowledged the

@@ -42,7 +42,7 @@ class Consumer {
   void Resume(std::uint64_t last, bool is_anew = false);
 
   // Whether something should have come that follows the stream's message `last`: to be asked now
-  // and then while nothing comes. What was under way when a server died stays away until its time
+  // and then while nothing comes. What was on its way when a server died stays away until its time
   // is over, and as long as nothing follows it no count tells; and a server that has taken over
   // from another may not know that somebody waits. The answer to it is to resume anew. Waits for
   // the server; throws StreamError.
