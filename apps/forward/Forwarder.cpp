@@ -2,8 +2,8 @@
 //
 //   main     signals
 //   link     the connection to the ink service             application/ServiceLink.h
-//   writer   the connection to the stream, and a few that  StreamWriter.h
-//            wait for its acknowledgements
+//   writer   the connection to the stream, one that        StreamWriter.h
+//            publishes, and a few that ask the stream
 //
 // None of them waits for another.
 

@@ -7,10 +7,14 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <chrono>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "Files.h"
 #include "StreamSettings.h"
+#include "stream/Patience.h"
 
 namespace Forward {
 
@@ -21,11 +25,15 @@ using Stream::StreamError;
 
 namespace {
 
-constexpr std::chrono::milliseconds kFirstPatience(500);
+constexpr std::chrono::milliseconds kFirstPatience(1000);
 constexpr std::chrono::milliseconds kLongestPatience(60000);
 
-// More pens than anybody writes with at the same time.
+// More pens than anybody writes with at the same time, and as many files as the memory holds at a
+// time.
 constexpr std::size_t kMostAtATime = 8;
+
+constexpr char kEnding[] = "the program ends";
+constexpr char kLost[] = "the connection to the stream is lost";
 
 void Log(int level, const std::string& message) {
   if (Talvo::Logger* logger = Talvo::Logger::GetLogger("Forward")) {
@@ -47,18 +55,24 @@ std::string HostName() {
   return ::gethostname(name, sizeof name - 1) == 0 ? name : "";
 }
 
-struct AckDeleter {
-  void operator()(jsPubAck* ack) const { ::jsPubAck_Destroy(ack); }
-};
-
 }  // namespace
+
+struct StreamWriter::Package {
+  Offer offer;
+  Done done;
+  // Once its turn has come.
+  std::shared_ptr<Connection> connection;
+  std::string bytes;
+  std::optional<OutgoingInk> ink;  // refers to the bytes
+};
 
 StreamWriter::StreamWriter(const Options& options, std::function<void()> on_ready)
     : options_(options),
       on_ready_(std::move(on_ready)),
       user_(UserName()),
       host_(HostName()),
-      pool_(kMostAtATime),
+      asking_(kMostAtATime),
+      sending_(1),
       thread_([this] { Maintain(); }) {}
 
 StreamWriter::~StreamWriter() {
@@ -69,7 +83,11 @@ StreamWriter::~StreamWriter() {
   if (const auto current = connection()) current->Close();
   news_.notify_all();
   thread_.join();
-  pool_.join();
+  // The connection has ended before, and takes nothing any more: what these threads still have to
+  // do fails.
+  publisher_.FailAll(kEnding);
+  asking_.join();
+  sending_.join();
 }
 
 std::shared_ptr<Connection> StreamWriter::connection() {
@@ -80,7 +98,10 @@ std::shared_ptr<Connection> StreamWriter::connection() {
 void StreamWriter::OnChange() {
   news_.notify_all();
   const auto current = connection();
-  if (current && current->is_connected()) on_ready_();
+  if (current && current->is_connected()) return on_ready_();
+  // Its answers are lost with the connection: tried again when it is back, not after the time in
+  // which they should have come.
+  publisher_.FailAll(kLost);
 }
 
 void StreamWriter::OnServerError(const std::string& reason) {
@@ -94,31 +115,39 @@ void StreamWriter::OnServerError(const std::string& reason) {
 // Once it stands a connection comes back by itself, so there is nothing to do until it is closed
 // for good.
 void StreamWriter::Maintain() {
-  std::chrono::milliseconds patience = kFirstPatience;
+  Stream::Patience patience(kFirstPatience, kLongestPatience);
   do {
     try {
       Connect();
-      patience = kFirstPatience;
+      patience.Reset();
       on_ready_();
-      std::unique_lock<std::mutex> lock(mutex_);
-      // Not longer than this between two looks: the word of the end may come before the wait.
-      constexpr std::chrono::seconds kLook(1);
-      while (!is_ending_ && !connection_->is_closed() && !is_stream_gone_)
-        news_.wait_for(lock, kLook);
-      hindrance_ = is_stream_gone_ ? "the stream is gone" : "the servers have ended the connection";
-      is_stream_gone_ = false;
-      connection_.reset();
+      WatchConnection();
     } catch (const StreamError& error) {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (hindrance_ != error.what()) Log(Talvo::kLogWarning, error.what());
       hindrance_ = error.what();
       news_.notify_all();
     }
-    patience = std::min(patience * 2, kLongestPatience);
-  } while (PauseUnlessEnding(patience));
+  } while (PauseUnlessEnding(patience.Next()));
+}
+
+void StreamWriter::WatchConnection() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  // Not longer than this between two looks: the word of the end may come before the wait.
+  constexpr std::chrono::seconds kLook(1);
+  while (!is_ending_ && !connection_->is_closed() && !is_stream_gone_) {
+    news_.wait_for(lock, kLook);
+    lock.unlock();
+    publisher_.FailOverdue();
+    lock.lock();
+  }
+  hindrance_ = is_stream_gone_ ? "the stream is gone" : "the servers have ended the connection";
+  is_stream_gone_ = false;
+  connection_.reset();
 }
 
 bool StreamWriter::PauseUnlessEnding(std::chrono::milliseconds time) {
+  Log(Talvo::kLogTrace, "The next attempt to connect: in " + std::to_string(time.count()) + " ms.");
   std::unique_lock<std::mutex> lock(mutex_);
   return !news_.wait_for(lock, time, [this] { return is_ending_; });
 }
@@ -130,6 +159,7 @@ void StreamWriter::Connect() {
   const StreamSettings settings = FindStream(*made, options_);
   for (const std::string& line : settings.told) Log(Talvo::kLogWarning, line);
   Log(Talvo::kLogInformation, "The stream " + options_.stream.stream + " is there.");
+  publisher_.Listen(*made);
   const std::lock_guard<std::mutex> lock(mutex_);
   connection_ = made;
   news_.notify_all();
@@ -138,40 +168,124 @@ void StreamWriter::Connect() {
 }
 
 void StreamWriter::Put(const Offer& offer, Done done) {
-  boost::asio::post(pool_, [this, offer, done = std::move(done)] { done(PutNow(offer)); });
+  const auto package = std::make_shared<Package>();
+  package->offer = offer;
+  package->done = std::move(done);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    waiting_.push_back(package);
+    if (on_their_way_ == kMostAtATime) return;
+    ++on_their_way_;
+  }
+  BeginNext();
 }
 
-std::string StreamWriter::PutNow(const Offer& offer) {
-  std::shared_ptr<Connection> connection;
-  std::size_t limit_bytes = 0;
-  std::string last_identity;
+// A place is free: for the package that waits longest, if one does.
+void StreamWriter::BeginNext() {
+  PackagePtr next;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (waiting_.empty()) {
+      --on_their_way_;
+      return;
+    }
+    next = waiting_.front();
+    waiting_.pop_front();
+  }
+  boost::asio::post(sending_, [this, next] { Begin(next); });
+}
+
+StreamWriter::Situation StreamWriter::WaitForStream(const std::string& pen) {
+  Situation now;
   {
     std::unique_lock<std::mutex> lock(mutex_);
     news_.wait(lock, [this] { return is_ending_ || connection_ || !hindrance_.empty(); });
-    if (!connection_) return is_ending_ ? "the program ends" : hindrance_;
-    connection = connection_;
+    if (is_ending_) throw StreamError(kEnding);
+    if (!connection_) throw StreamError(hindrance_);
+    now.connection = connection_;
     // As the server is now: it may have come back with another limit.
-    limit_bytes = connection->limit_bytes();
-    if (stream_limit_bytes_ > 0) limit_bytes = std::min(limit_bytes, stream_limit_bytes_);
-    last_identity = acknowledged_[offer.pen];
+    now.limit_bytes = connection_->limit_bytes();
+    if (stream_limit_bytes_ > 0) now.limit_bytes = std::min(now.limit_bytes, stream_limit_bytes_);
+    now.last_identity = acknowledged_[pen];
     server_error_.clear();
   }
-  if (!connection->is_connected()) return "the connection to the stream is lost";
+  if (!now.connection->is_connected()) throw StreamError(kLost);
+  return now;
+}
+
+void StreamWriter::Begin(const PackagePtr& package) {
+  const Offer& offer = package->offer;
   try {
-    const std::string bytes = InkTool::ReadInput(offer.file);
-    const OutgoingInk ink({offer.pen, offer.page, offer.type, user_, host_}, bytes, limit_bytes);
-    // The same ink once more: the service may have ended before it heard that it is safe.
-    const bool is_new = !last_identity.empty() && last_identity != ink.identity();
-    // Until it is acknowledged nothing is certain of this pen.
+    const Situation now = WaitForStream(offer.pen);
+    package->connection = now.connection;
+    std::error_code missing;  // the reading says so
+    const std::uintmax_t size = std::filesystem::file_size(offer.file, missing);
+    if (!missing) Stream::RefuseTooLarge(size);  // before it takes as much memory
+    package->bytes = InkTool::ReadInput(offer.file);
+    const OutgoingInk& ink =
+        package->ink.emplace(Stream::InkEnvelope{offer.pen, offer.page, offer.type, user_, host_},
+                             package->bytes, now.limit_bytes);
+    // Until it is acknowledged nothing is certain of this pen: forgotten before anything is sent,
+    // since the answer may come on another thread before the call returns.
     Acknowledge(offer.pen, "");
-    const std::uint32_t known = is_new ? 0 : PartsInStream(*connection, ink);
-    PutParts(*connection, ink, known + 1);
-    Log(Talvo::kLogTrace, ink.subject() + " " + ink.identity() + " is in the stream.");
-    Acknowledge(offer.pen, ink.identity());
-    return {};
+    // The same ink once more: the service may have ended before it heard that it is safe.
+    const bool is_new = !now.last_identity.empty() && now.last_identity != ink.identity();
+    if (is_new) return Send(package, 1);
+    boost::asio::post(asking_, [this, package] { Ask(package); });
   } catch (const std::exception& error) {
-    return WithServerError(error.what());
+    Finish(package, WithServerError(error.what()));
   }
+}
+
+void StreamWriter::Ask(const PackagePtr& package) {
+  try {
+    const std::uint32_t known = PartsInStream(*package->connection, *package->ink);
+    if (known == package->ink->parts()) return Finish(package, "");
+    boost::asio::post(sending_, [this, package, known] { Send(package, known + 1); });
+  } catch (const std::exception& error) {
+    Finish(package, WithServerError(error.what()));
+  }
+}
+
+// One part at a time, the next when this one is acknowledged: so the last one that the stream has
+// tells that it has those before it.
+void StreamWriter::Send(const PackagePtr& package, std::uint32_t part) {
+  try {
+    publisher_.Publish(*package->connection, options_.stream.stream, *package->ink, part,
+                       [this, package, part](Publisher::Answer answer, const std::string& reason) {
+                         OnAnswer(package, part, answer, reason);
+                       });
+  } catch (const std::exception& error) {
+    Finish(package, WithServerError(error.what()));
+  }
+}
+
+void StreamWriter::OnAnswer(const PackagePtr& package, std::uint32_t part, Publisher::Answer answer,
+                            const std::string& reason) {
+  const OutgoingInk& ink = *package->ink;
+  switch (answer) {
+    case Publisher::Answer::kTaken:
+      if (part == ink.parts()) return Finish(package, "");
+      return boost::asio::post(sending_, [this, package, part] { Send(package, part + 1); });
+    case Publisher::Answer::kNoStream:
+      LookForStream(*package->connection);
+      return Finish(package, WithServerError("no stream takes messages of " + ink.subject()));
+    case Publisher::Answer::kRefused:
+      return Finish(package, WithServerError("the stream did not take a message of " +
+                                             ink.subject() + ": " + reason));
+  }
+}
+
+// Any thread.
+void StreamWriter::Finish(const PackagePtr& package, const std::string& failure) {
+  if (failure.empty()) {
+    const OutgoingInk& ink = *package->ink;
+    Log(Talvo::kLogTrace, ink.subject() + " " + ink.identity() + " is in the stream.");
+    // Before its owner hears of it, who hands over the pen's next package then.
+    Acknowledge(package->offer.pen, ink.identity());
+  }
+  package->done(failure);
+  BeginNext();
 }
 
 void StreamWriter::Acknowledge(const std::string& pen, const std::string& identity) {
@@ -208,28 +322,6 @@ std::uint32_t StreamWriter::PartsInStream(Connection& connection, const Outgoing
   }
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   return ink.PartsBefore(found, std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
-}
-
-void StreamWriter::PutParts(Connection& connection, const OutgoingInk& ink, std::uint32_t first) {
-  for (std::uint32_t part = first; part <= ink.parts(); ++part) {
-    const Stream::MessagePtr message = ink.Make(part);
-    const std::string id = ink.MessageIdOf(part);
-    jsPubOptions options;
-    ::jsPubOptions_Init(&options);
-    options.MsgId = id.c_str();
-    options.ExpectStream = options_.stream.stream.c_str();
-    jsPubAck* acknowledgement = nullptr;
-    jsErrCode code{};
-    const natsStatus status =
-        ::js_PublishMsg(&acknowledgement, connection.stream(), message.get(), &options, &code);
-    const std::unique_ptr<jsPubAck, AckDeleter> owned(acknowledgement);
-    if (status == NATS_OK) continue;
-    if (status == NATS_NO_RESPONDERS) {
-      LookForStream(connection);
-      throw StreamError("no stream takes messages of " + ink.subject());
-    }
-    throw StreamError("the stream did not take a message of " + ink.subject(), status);
-  }
 }
 
 }  // namespace Forward

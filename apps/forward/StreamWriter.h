@@ -8,14 +8,22 @@
 // other, so an acknowledgement that got lost (with a connection, or with this program) is found
 // there.
 //
-// Threads: one that connects and reconnects, and a few that wait for acknowledgements, each with
-// one package. So a distant server, for which each acknowledgement takes its time, gets the ink of
-// several pens at the same time. The owner's calls never wait.
+// Threads:
+//
+//   the connecting one   makes the connection, and gives up what nobody answers
+//   the sending one      reads packages and publishes them; waits for the first connection, and for
+//                        room in the socket's buffer, but for no answer
+//   a few asking ones    each waits for the last message of a subject
+//   the library's        bring acknowledgements, one after the other     Publisher.h
+//
+// So a distant server, for which each acknowledgement takes its time, gets the ink of several pens
+// at the same time, and two threads do for all of them. The owner's calls never wait.
 
 #pragma once
 
 #include <boost/asio/thread_pool.hpp>
 #include <condition_variable>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -24,6 +32,7 @@
 #include <thread>
 
 #include "Options.h"
+#include "Publisher.h"
 #include "application/ServiceLink.h"
 #include "stream/Connection.h"
 #include "stream/InkMessage.h"
@@ -38,7 +47,7 @@ class StreamWriter final : private Stream::Watcher {
   // there again.
   StreamWriter(const Options& options, std::function<void()> on_ready);
 
-  // Does not wait for acknowledgements: packages that are under way fail.
+  // Does not wait for acknowledgements: packages on their way fail.
   ~StreamWriter();
 
   // `done` is called once, on a thread of the writer's, when the stream has acknowledged the
@@ -46,17 +55,36 @@ class StreamWriter final : private Stream::Watcher {
   void Put(const Application::Offer& offer, Done done);
 
  private:
+  // On its way into the stream, or waiting for its turn. One thread after the other has it.
+  struct Package;
+  using PackagePtr = std::shared_ptr<Package>;
+
+  // What a package goes by when its turn comes.
+  struct Situation {
+    std::shared_ptr<Stream::Connection> connection;
+    std::size_t limit_bytes = 0;
+    std::string last_identity;  // of its pen; empty if nothing is certain of it
+  };
+
   void OnChange() override;
   void OnServerError(const std::string& reason) override;
 
   void Maintain();
   void Connect();
+  void WatchConnection();
   bool PauseUnlessEnding(std::chrono::milliseconds time);
-  std::string PutNow(const Application::Offer& offer);
-  void PutParts(Stream::Connection& connection, const Stream::OutgoingInk& ink,
-                std::uint32_t first);
-  std::uint32_t PartsInStream(Stream::Connection& connection, const Stream::OutgoingInk& ink);
   std::shared_ptr<Stream::Connection> connection();
+
+  void Begin(const PackagePtr& package);
+  Situation WaitForStream(const std::string& pen);
+  void Ask(const PackagePtr& package);
+  void Send(const PackagePtr& package, std::uint32_t part);
+  void OnAnswer(const PackagePtr& package, std::uint32_t part, Publisher::Answer answer,
+                const std::string& reason);
+  void Finish(const PackagePtr& package, const std::string& failure);
+  void BeginNext();
+
+  std::uint32_t PartsInStream(Stream::Connection& connection, const Stream::OutgoingInk& ink);
   void Acknowledge(const std::string& pen, const std::string& identity);
   void LookForStream(const Stream::Connection& connection);
   std::string WithServerError(const std::string& reason);
@@ -74,10 +102,14 @@ class StreamWriter final : private Stream::Watcher {
   std::map<std::string, std::string> acknowledged_;
   bool is_stream_gone_ = false;  // a server said so
   bool is_ending_ = false;
+  std::size_t on_their_way_ = 0;    // packages, at most kMostAtATime
+  std::deque<PackagePtr> waiting_;  // for one of those to come to its end
+  Publisher publisher_;
   // Ends after the connection, and before all that the library's callbacks touch.
   Stream::Library library_;
   std::shared_ptr<Stream::Connection> connection_;  // null while there is no usable stream
-  boost::asio::thread_pool pool_;
+  boost::asio::thread_pool asking_;
+  boost::asio::thread_pool sending_;
   std::thread thread_;  // connects
 };
 

@@ -30,11 +30,8 @@ void Check(const std::string& operation, natsStatus status) {
   if (status != NATS_OK) throw StreamError(operation, status);
 }
 
-// After a failure of a server thousands of clients come back: not in step.
 std::int64_t ReconnectDelay(natsConnection*, int attempts, void*) {
-  const std::int64_t longest =
-      std::min(kLongestReconnectMs, kFirstReconnectMs << std::min(attempts, 10));
-  return longest / 2 + ::randombytes_uniform(static_cast<std::uint32_t>(longest / 2) + 1);
+  return ReconnectDelayMs(attempts);
 }
 
 void OnChange(natsConnection*, void* watcher) {
@@ -98,6 +95,8 @@ OptionsPtr MakeOptions(const StreamOptions& wanted, const std::string& name, Wat
         ::natsOptions_SetPingInterval(made, kPingIntervalMs),
         ::natsOptions_SetMaxReconnect(made, -1),
         ::natsOptions_SetCustomReconnectDelay(made, ReconnectDelay, nullptr),
+        // Otherwise a thread of the library's is woken for it, which waits for a millisecond.
+        ::natsOptions_SetSendAsap(made, true),
         ::natsOptions_SetFailRequestsOnDisconnect(made, true),
         ::natsOptions_SetDisconnectedCB(made, OnChange, &watcher),
         ::natsOptions_SetReconnectedCB(made, OnChange, &watcher),
@@ -148,6 +147,13 @@ std::string SilentRefusal(const StreamOptions& options, natsStatus status) {
 
 }  // namespace
 
+// After a failure of a server thousands of clients come back: not in step.
+std::int64_t ReconnectDelayMs(int attempts) {
+  const std::int64_t longest =
+      std::min(kLongestReconnectMs, kFirstReconnectMs << std::clamp(attempts, 1, 10));
+  return longest / 2 + ::randombytes_uniform(static_cast<std::uint32_t>(longest / 2) + 1);
+}
+
 StreamError::StreamError(const std::string& message) : std::runtime_error(message) {}
 
 StreamError::StreamError(const std::string& message, natsStatus status)
@@ -182,8 +188,14 @@ Connection::Connection(const StreamOptions& options, const std::string& name, Wa
 
 Connection::~Connection() {
   Close();
+  ::natsSubscription_Destroy(subscription_);
   ::jsCtx_Destroy(stream_);
   ::natsConnection_Destroy(connection_);
+}
+
+void Connection::Subscribe(const std::string& subject, natsMsgHandler take, void* closure) {
+  Check("can't listen to " + subject,
+        ::natsConnection_Subscribe(&subscription_, connection_, subject.c_str(), take, closure));
 }
 
 void Connection::Close() {

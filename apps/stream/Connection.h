@@ -11,6 +11,7 @@
 #include <nats/nats.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -48,6 +49,10 @@ class Watcher {
   ~Watcher() = default;
 };
 
+// Before a lost connection is tried again, after so many attempts in a row: from 0.1 s to 10 s,
+// with chance in it.
+std::int64_t ReconnectDelayMs(int attempts);
+
 class Connection {
  public:
   // Connects, waiting a few seconds for each server. Once it stands it is made again whenever it is
@@ -57,6 +62,11 @@ class Connection {
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
+
+  // Has messages of the subject handed to `take`, which owns them, on a thread of the library's.
+  // Ends with the connection; what `closure` refers to must outlive the Library. Once. Throws
+  // StreamError.
+  void Subscribe(const std::string& subject, natsMsgHandler take, void* closure);
 
   // Ends it: whatever waits for it in another thread fails soon.
   void Close();
@@ -73,6 +83,7 @@ class Connection {
  private:
   natsConnection* connection_ = nullptr;
   jsCtx* stream_ = nullptr;
+  natsSubscription* subscription_ = nullptr;
 };
 
 }  // namespace Stream

@@ -39,10 +39,21 @@ inline constexpr std::chrono::hours kLongestPause(24);
 // More parts than any file of ink has.
 inline constexpr std::uint32_t kMostParts = 65536;
 
+// The most ink of a package, in one piece or in parts: an inbox keeps it as one value of its
+// database, which takes a thousand million bytes with all that belongs to it. What is more is not
+// sent; nor are its parts kept.
+inline constexpr std::uint64_t kMostBytes = 900 * 1000 * 1000;
+
+// Throws StreamError for more. Looks at the size alone, so that ink need not be read for it.
+void RefuseTooLarge(std::uint64_t bytes);
+
 struct MessageDeleter {
   void operator()(natsMsg* message) const { ::natsMsg_Destroy(message); }
 };
 using MessagePtr = std::unique_ptr<natsMsg, MessageDeleter>;
+
+// Throws StreamError.
+void SetHeader(natsMsg* message, const char* key, const std::string& value);
 
 // What is known of ink before it travels.
 struct InkEnvelope {
@@ -70,16 +81,16 @@ bool ParseSubject(const std::string& subject, std::string& pen, std::string& pag
 class OutgoingInk {
  public:
   // Messages, headers included, hold at most `limit_bytes`. The bytes are not copied and must
-  // outlive the object. Throws StreamError if pen or page can't be a subject, or the limit leaves
-  // no room for ink.
+  // outlive the object. Throws StreamError if pen or page can't be a subject, there is too much
+  // ink, or the limit leaves no room for it.
   OutgoingInk(const InkEnvelope& envelope, std::string_view bytes, std::size_t limit_bytes);
 
   const std::string& subject() const { return subject_; }
   const std::string& identity() const { return identity_; }
   std::uint32_t parts() const { return parts_; }
 
-  // The message of part 1 to parts(). Throws StreamError.
-  MessagePtr Make(std::uint32_t part) const;
+  // The message of part 1 to parts(), to be answered to that subject. Throws StreamError.
+  MessagePtr Make(std::uint32_t part, const std::string& reply_to = "") const;
 
   // What the server is to know part N by.
   std::string MessageIdOf(std::uint32_t part) const;

@@ -14,6 +14,10 @@ constexpr std::int64_t kFetchMs = 1000;
 // Much longer than keeping takes; what takes longer (a full disk) asks for more time.
 constexpr std::int64_t kAckWaitNs = 30LL * 1000000000;
 
+// One acknowledgement for all messages of a commit: each costs the server more than the message.
+// They may share it since they are read and kept in their order, none without those before it.
+constexpr jsAckPolicy kAckPolicy = js_AckAll;
+
 struct Deleter {
   void operator()(jsStreamInfo* info) const { ::jsStreamInfo_Destroy(info); }
   void operator()(jsMsgMetaData* data) const { ::jsMsgMetaData_Destroy(data); }
@@ -49,7 +53,7 @@ std::uint64_t Consumer::Create(std::uint64_t last) {
   ::jsConsumerConfig_Init(&config);
   config.Durable = name_.c_str();
   config.Description = "Ink for an inbox";
-  config.AckPolicy = js_AckExplicit;
+  config.AckPolicy = kAckPolicy;
   config.AckWait = kAckWaitNs;
   config.FilterSubject = filter_.c_str();
   if (last > 0) {
@@ -92,7 +96,9 @@ void Consumer::Resume(std::uint64_t last, bool is_anew) {
       throw StreamError("the consumer " + name_ + " has another filter, '" +
                         (had == nullptr ? "" : had) + "'; give this one another name");
     }
-    if (is_anew || info->Delivered.Stream > last) {
+    // One of an older inbox wants each message acknowledged by itself.
+    const bool is_of_another_kind = info->Config->AckPolicy != kAckPolicy;
+    if (is_anew || is_of_another_kind || info->Delivered.Stream > last) {
       jsErrCode code{};
       const natsStatus status =
           ::js_DeleteConsumer(connection_.stream(), stream_.c_str(), name_.c_str(), nullptr, &code);
@@ -122,6 +128,10 @@ void Consumer::Subscribe() {
                                                name_.c_str(), nullptr, &options, &code);
   if (status != NATS_OK) throw StreamError("can't use the consumer " + name_, status);
   subscription_.reset(made);
+}
+
+void Consumer::Acknowledge(const Message& last) {
+  ::natsMsg_Ack(last.message.get(), nullptr);
 }
 
 std::vector<Consumer::Message> Consumer::Fetch(bool& is_broken) {

@@ -42,7 +42,7 @@ class Consumer {
   void Resume(std::uint64_t last, bool is_anew = false);
 
   // Whether something should have come that follows the stream's message `last`: to be asked now
-  // and then while nothing comes. What was under way when a server died stays away until its time
+  // and then while nothing comes. What was on its way when a server died stays away until its time
   // is over, and as long as nothing follows it no count tells; and a server that has taken over
   // from another may not know that somebody waits. The answer to it is to resume anew. Waits for
   // the server; throws StreamError.
@@ -51,6 +51,10 @@ class Consumer {
   // The next messages in the stream's order, none if nothing comes within a second. `is_broken`
   // tells that what follows them was lost on its way: go on with Resume. Throws StreamError.
   std::vector<Message> Fetch(bool& is_broken);
+
+  // Tells the server that this message and all before it are safe. Waits for nobody; what gets lost
+  // on its way brings the messages again.
+  static void Acknowledge(const Message& last);
 
  private:
   struct SubscriptionDeleter {

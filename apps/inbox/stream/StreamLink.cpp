@@ -15,7 +15,7 @@ using Stream::StreamError;
 
 namespace {
 
-constexpr milliseconds kFirstPatience(250);
+constexpr milliseconds kFirstPatience(500);
 constexpr milliseconds kLongestPatience(30000);
 
 // Before ink that could not be kept is tried again; well within the time after which the server
@@ -98,8 +98,8 @@ void StreamLink::SetState(bool is_connected, const std::string& hindrance) {
 }
 
 void StreamLink::Work() {
-  milliseconds patience = kFirstPatience;
-  do {
+  Stream::Patience patience(kFirstPatience, kLongestPatience);
+  for (;;) {
     try {
       Stream::Watcher& watcher = *this;
       const auto connection = std::make_shared<Stream::Connection>(
@@ -117,20 +117,23 @@ void StreamLink::Work() {
       const std::lock_guard<std::mutex> lock(mutex_);
       connection_.reset();
     }
-    patience = std::min(patience * 2, kLongestPatience);
-  } while (PauseUnlessEnding(patience));
+    const milliseconds wait = patience.Next();
+    Log(Talvo::kLogTrace,
+        "The next attempt to read the stream: in " + std::to_string(wait.count()) + " ms.");
+    if (!PauseUnlessEnding(wait)) return;
+  }
 }
 
 // Until something fails. Then everything is looked at anew: the stream may be another one, or its
 // consumer gone.
 void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection,
-                        milliseconds& patience) {
+                        Stream::Patience& patience) {
   Consumer consumer(*connection, source_.stream.stream, source_.consumer, source_.filter);
   const std::string key = "stream " + source_.stream.stream + " " + source_.consumer + " " +
                           std::to_string(consumer.created()) + " " + source_.filter;
   std::uint64_t last = Position(key);
   consumer.Resume(last);
-  patience = kFirstPatience;
+  patience.Reset();
   Log(Talvo::kLogInformation, "The stream " + source_.stream.stream + " is there.");
   SetState(true, "");
   unsigned silent_fetches = 0;
@@ -199,8 +202,9 @@ bool StreamLink::KeepAll(const std::vector<Consumer::Message>& messages, const s
     for (const auto& message : messages) ::natsMsg_InProgress(message.message.get(), nullptr);
   }
   SetState(true, "");
-  // An acknowledgement that gets lost brings the message again, which is known then.
-  for (const auto& message : messages) ::natsMsg_Ack(message.message.get(), nullptr);
+  // After the commit, which has written the ink and how far it was read to the disk: what is
+  // acknowledged never comes again.
+  Consumer::Acknowledge(messages.back());
   return true;
 }
 
@@ -221,7 +225,7 @@ void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
     PartSets(keeper.connection()).ForgetWhole(ink.whole);
     return;
   }
-  const auto whole = PartSets(keeper.connection()).Add(ink, message.time_ms);
+  auto whole = PartSets(keeper.connection()).Add(ink, message.time_ms);
   if (!whole) {
     has_news_of_parts_ = true;
     return;
@@ -232,7 +236,7 @@ void StreamLink::KeepOne(Keeper& keeper, const Consumer::Message& message) {
                                 ", is not what its parts say it is, and is passed over.");
     return;
   }
-  keeper.Keep({*whole, ink.pen, ink.page}, NowMs());
+  keeper.Keep({std::move(*whole), ink.pen, ink.page}, NowMs());
 }
 
 void StreamLink::TellIncomplete() {

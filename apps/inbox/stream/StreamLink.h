@@ -21,6 +21,7 @@
 #include "database/Writer.h"
 #include "stream/Connection.h"
 #include "stream/Consumer.h"
+#include "stream/Patience.h"
 #include "stream/StreamOptions.h"
 
 namespace Inbox {
@@ -57,8 +58,7 @@ class StreamLink final : private Stream::Watcher {
 
   void Work();
   // `patience`, before the next attempt, starts again when the stream is read.
-  void Follow(const std::shared_ptr<Stream::Connection>& connection,
-              std::chrono::milliseconds& patience);
+  void Follow(const std::shared_ptr<Stream::Connection>& connection, Stream::Patience& patience);
   std::uint64_t Position(const std::string& key);
   bool KeepAll(const std::vector<Consumer::Message>& messages, const std::string& key);
   void KeepOne(Keeper& keeper, const Consumer::Message& message);

@@ -135,6 +135,36 @@ TEST_F(InkMessage, EveryCutHoldsAllBytes) {
   }
 }
 
+// It is not looked at: nothing is at its address.
+TEST_F(InkMessage, InkThatNoInboxCouldKeepIsNotSent) {
+  EXPECT_NO_THROW(RefuseTooLarge(kMostBytes));
+  EXPECT_THROW(RefuseTooLarge(kMostBytes + 1), StreamError);
+  const std::string_view too_large(reinterpret_cast<const char*>(1), kMostBytes + 1);
+  try {
+    const OutgoingInk ink(kEnvelope, too_large, 1 << 20);
+    FAIL() << "it was taken";
+  } catch (const StreamError& error) {
+    EXPECT_STREQ(error.what(),
+                 "it has 900000001 bytes, and at most 900000000 can travel in a stream");
+  }
+}
+
+TEST_F(InkMessage, PartsOfInkThatNoInboxCouldKeepAreNotTaken) {
+  const std::string bytes(40000, 'x');
+  const MessagePtr message = OutgoingInk(kEnvelope, bytes, 2048 + 20000).Make(1);
+  ASSERT_EQ(::natsMsg_GetDataLength(message.get()), 20000);
+  const auto is_taken = [&](std::uint64_t parts, std::string& reason) {
+    ::natsMsgHeader_Set(message.get(), "Quillpost-Parts", std::to_string(parts).c_str());
+    IncomingInk read;
+    return ReadMessage(message.get(), read, reason);
+  };
+  std::string reason;
+  const std::uint64_t full = kMostBytes / 20000;
+  EXPECT_TRUE(is_taken(full + 1, reason)) << "the last part may be of one byte: " << reason;
+  EXPECT_FALSE(is_taken(full + 2, reason));
+  EXPECT_EQ(reason, "the whole of which it is a part has more than 900000000 bytes");
+}
+
 TEST_F(InkMessage, APageHasOneSubject) {
   EXPECT_EQ(SubjectOf("0123-4567-89AB-CDEF", "0.1.2.3.4"), "ink.0123-4567-89AB-CDEF.1.2.3.4");
   EXPECT_EQ(SubjectOf("0123-4567-89AB-CDEF", "0.2.3.4"), "ink.0123-4567-89AB-CDEF.0.2.3.4");

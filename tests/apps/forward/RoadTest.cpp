@@ -2,6 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <boost/filesystem/operations.hpp>
+#include <iterator>
+#include <map>
+#include <optional>
+
 #include "ForwardWorld.h"
 
 using testing::HasSubstr;
@@ -165,6 +170,35 @@ TEST(ForwardRoad, SixtyMebibytesTravelInParts) {
   EXPECT_TRUE(kept == bytes) << "another ink";
 }
 
+// Killed in the middle of the parts again and again, it goes on where it was.
+TEST(ForwardRoad, InkWhosePartsAreInterruptedArrivesOnce) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"), "max_payload: 16KB\n");
+  StreamPeer peer(server.url());
+  peer.Create();
+  auto forward = world.Forward(server.url());
+  auto inbox = world.Inbox(server.url());
+  inbox.Start();
+  const std::string bytes = LongInk(20 << 20);
+  const Stream::OutgoingInk ink({kTestPenSerial, "1.2.3.4", "STF2", "", ""}, bytes, 16 << 10);
+  ASSERT_TRUE(world.Import(bytes));
+  for (int kills = 0; kills < 3; ++kills) {
+    const std::uint64_t before = peer.Count();
+    forward.Start();
+    ASSERT_TRUE(Eventually([&] { return peer.Count() >= before + 3; })) << forward.log();
+    forward.Kill();
+    ASSERT_LT(peer.Count(), ink.parts()) << "it was in the middle";
+    ASSERT_EQ(world.Kept().size(), 0u);
+  }
+  forward.Start();
+  EXPECT_TRUE(world.WaitUntilKept(1)) << forward.log() << inbox.log();
+  EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
+  EXPECT_EQ(peer.Count(), ink.parts()) << "each part went once";
+  EXPECT_TRUE(Eventually([&] { return peer.HasTakenAll("library"); }));
+  EXPECT_TRUE(world.KeptBytes() == bytes) << "another ink";
+  EXPECT_EQ(world.PartsThatWait(), 0u);
+}
+
 TEST(ForwardRoad, ADryRunShowsSubjectsAndTakesNothing) {
   ForwardWorld world;
   ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
@@ -250,6 +284,30 @@ TEST(ForwardRoad, ALowerLimitOfAServerThatComesBackIsKept) {
   EXPECT_TRUE(world.WaitUntilStoreIsEmpty());
 }
 
+namespace {
+
+// The example of a consumer in Python, and what it has drawn.
+struct Example {
+  Example(ForwardWorld& world, const NatsServer& server) : folder(world.path("pages")) {
+    const std::string tool = STF2_TOOL;
+    const std::string path = tool.substr(0, tool.rfind('/')) + ":/usr/bin:/bin";
+    process.emplace(
+        std::vector<std::string>{"/usr/bin/python3", std::string(EXAMPLES) + "/stream_to_pdf.py",
+                                 "127.0.0.1:" + std::to_string(server.port()), folder.string()},
+        std::map<std::string, std::string>{{"PATH", path}});
+  }
+
+  std::size_t CountOfInk(const std::string& page) const {
+    using Entry = boost::filesystem::directory_iterator;
+    return static_cast<std::size_t>(std::distance(Entry(folder / page), Entry()));
+  }
+
+  const boost::filesystem::path folder;
+  std::optional<Process> process;
+};
+
+}  // namespace
+
 TEST(ForwardRoad, TheExampleDrawsEachPage) {
   ForwardWorld world;
   NatsServer server(world.path("server"), "max_payload: 64KB\n");
@@ -257,15 +315,31 @@ TEST(ForwardRoad, TheExampleDrawsEachPage) {
   forward.Start();
   ASSERT_TRUE(world.Import(LongInk(200000)));
   ASSERT_TRUE(world.WaitUntilStoreIsEmpty());
-  const std::string tool = STF2_TOOL;
-  const std::string path = tool.substr(0, tool.rfind('/')) + ":/usr/bin:/bin";
-  Process example({"/usr/bin/python3", std::string(EXAMPLES) + "/stream_to_pdf.py",
-                   "127.0.0.1:" + std::to_string(server.port()), world.path("pages").string()},
-                  {{"PATH", path}});
-  const std::string page = (world.path("pages") / "0123-4567-89AB-CDEF.1.2.3.4.pdf").string();
-  EXPECT_TRUE(example.WaitForOutput(page)) << example.error();
+  Example example(world, server);
+  const std::string page = (example.folder / "0123-4567-89AB-CDEF.1.2.3.4.pdf").string();
+  EXPECT_TRUE(example.process->WaitForOutput(page)) << example.process->error();
   EXPECT_THAT(ReadFile(page), StartsWith("%PDF"));
   EXPECT_TRUE(Eventually([&] { return StreamPeer(server.url()).HasTakenAll("pdf"); }));
+}
+
+// The stream has forgotten that it has the ink, and something stands in between that is none.
+TEST(ForwardRoad, TheExampleDrawsInkThatComesAgainOnce) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  StreamPeer peer(server.url());
+  peer.Create();
+  const Stream::InkEnvelope envelope = {kTestPenSerial, "1.2.3.4", "STF2", "ada", "desk"};
+  const std::string bytes = world.InkOf("1.2.3.4", 5000);
+  const std::string junk = "junk";
+  const Stream::OutgoingInk ink(envelope, bytes, 1 << 20);
+  ASSERT_TRUE(peer.Put(ink));
+  ASSERT_TRUE(peer.Put(Stream::OutgoingInk(envelope, junk, 1 << 20)));
+  ASSERT_TRUE(peer.Put(ink, 1, "another identity"));
+  ASSERT_TRUE(peer.Put("1.2.3.4", 6000));
+  Example example(world, server);
+  EXPECT_TRUE(Eventually([&] { return peer.HasTakenAll("pdf"); })) << example.process->error();
+  EXPECT_EQ(example.CountOfInk("0123-4567-89AB-CDEF.1.2.3.4"), 2u);
+  EXPECT_TRUE(example.process->WaitForError("neither STF2")) << example.process->error();
 }
 
 TEST(ForwardRoad, WithoutASubscriptionItSaysSo) {

@@ -61,12 +61,12 @@ class OtherReader {
 constexpr std::int64_t kAnHourNs = 3600LL * 1000000000;
 
 // The consumer "library" as an inbox makes it, or with another time before it hands out again what
-// was not acknowledged.
-void MakeConsumer(StreamPeer& peer, std::int64_t ack_wait_ns = 0) {
+// was not acknowledged, or with another kind of acknowledgement.
+void MakeConsumer(StreamPeer& peer, std::int64_t ack_wait_ns = 0, jsAckPolicy policy = js_AckAll) {
   jsConsumerConfig config;
   ::jsConsumerConfig_Init(&config);
   config.Durable = "library";
-  config.AckPolicy = js_AckExplicit;
+  config.AckPolicy = policy;
   config.AckWait = ack_wait_ns;
   config.FilterSubject = "ink.>";
   ASSERT_EQ(::js_AddConsumer(nullptr, peer.connection().stream(), "INK", &config, nullptr, nullptr),
@@ -221,6 +221,17 @@ TEST(StreamEnd, ARestartGoesOnWithTheSameConsumer) {
   EXPECT_EQ(world.peer.MakingOf("library"), made);
 }
 
+// It wants an acknowledgement for each message, and gets one for all.
+TEST(StreamEnd, TheConsumerOfAnOlderInboxIsMadeAnew) {
+  World world;
+  MakeConsumer(world.peer, 0, js_AckExplicit);
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
 // The server would hand out the third message first, and the other two half a minute later.
 TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
   World world;
@@ -310,6 +321,48 @@ TEST(StreamEnd, AFilterTakesItsPagesAlone) {
   auto other = world.Inbox(world.server.url(), {"--filter", "ink.>"});
   other.Start();
   EXPECT_TRUE(other.WaitForLog("the consumer library has another filter, 'ink.*.1.2.*.*'"));
+}
+
+// How far it was read counts for that filter alone: what the next one asks for may be before it.
+TEST(StreamEnd, AWiderFilterBeginsWithTheFirst) {
+  World world;
+  auto inbox = world.Inbox(world.server.url(), {"--filter", "ink.*.1.2.*.*"});
+  inbox.Start();
+  world.peer.Put("1.3.3.3", 1000);
+  world.peer.Put("1.2.3.3", 2000);
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(inbox.Stop(), 0);
+  ASSERT_EQ(
+      ::js_DeleteConsumer(world.peer.connection().stream(), "INK", "library", nullptr, nullptr),
+      NATS_OK);
+  auto wider = world.Inbox(world.server.url(), {"--filter", "ink.>"});
+  wider.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 2000), Line("1.3.3.3", 1000)))
+      << "nothing twice";
+}
+
+TEST(StreamEnd, WithoutAFilterTheConsumerKeepsItsOwn) {
+  World world;
+  auto inbox = world.Inbox(world.server.url(), {"--filter", "ink.*.1.2.*.*"});
+  inbox.Start();
+  world.peer.Put("1.2.3.3", 1000);
+  ASSERT_TRUE(world.WaitUntilKept(1));
+  EXPECT_EQ(inbox.Stop(), 0);
+  world.peer.Put("1.3.3.3", 2000);
+  world.peer.Put("1.2.3.4", 3000);
+  auto later = world.Inbox(world.server.url());
+  later.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 1000), Line("1.2.3.4", 3000)));
+  EXPECT_EQ(later.Stop(), 0);
+  // And with it again.
+  world.peer.Put("1.2.3.5", 4000);
+  inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(3));
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  EXPECT_THAT(world.Kept(),
+              ElementsAre(Line("1.2.3.3", 1000), Line("1.2.3.4", 3000), Line("1.2.3.5", 4000)));
 }
 
 TEST(StreamEnd, WhatIsNotInkHoldsNothingUp) {
