@@ -13,6 +13,7 @@
 #include "api/Refusal.h"
 #include "api/Resources.h"
 #include "api/Title.h"
+#include "digest/Sha256.h"
 #include "http/Guard.h"
 #include "http/Target.h"
 #include "ink/InkError.h"
@@ -132,7 +133,7 @@ Response WithTag(const Request& request, const std::string& tag,
 Response ShowResource(const Request& request, const std::string& name) {
   const Resource* const resource = FindResource(name);
   if (resource == nullptr) RefuseAddress();
-  const std::string digest = Sha256(resource->Bytes()).substr(0, 12);
+  const std::string digest = Sha256Of(resource->Bytes()).substr(0, 12);
   const std::string tag =
       "\"" + TalvoInk::Hexadecimal(reinterpret_cast<const std::uint8_t*>(digest.data()), 12) + "\"";
   return WithTag(request, tag, [&] {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <optional>
 
+#include "digest/Sha256.h"
 #include "ink/InkError.h"
 #include "ink/PageAddress.h"
 #include "ink/SealedInfo.h"
@@ -69,15 +70,8 @@ std::int64_t NowMs() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
-std::string Sha256(const std::string& bytes) {
-  std::string digest(crypto_hash_sha256_BYTES, '\0');
-  ::crypto_hash_sha256(reinterpret_cast<unsigned char*>(&digest[0]),
-                       reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-  return digest;
-}
-
 bool Keeper::Keep(const Package& package, std::int64_t now_ms) {
-  const std::string digest = Sha256(package.bytes);
+  const std::string digest = Sha256Of(package.bytes);
   Query(connection_, "INSERT OR IGNORE INTO digests(sha256) VALUES(?)", Query::Bytes{digest}).Run();
   if (connection_.changes() == 0) return false;
   const std::int64_t id = connection_.last_id();
@@ -100,7 +94,7 @@ bool Keeper::Keep(const Package& package, std::int64_t now_ms) {
 }
 
 bool Keeper::IsKept(const std::string& hex_digest) {
-  std::string digest(crypto_hash_sha256_BYTES, '\0');
+  std::string digest(hex_digest.size() / 2, '\0');
   ::sodium_hex2bin(reinterpret_cast<unsigned char*>(&digest[0]), digest.size(), hex_digest.data(),
                    hex_digest.size(), nullptr, nullptr, nullptr);
   Query query(connection_, "SELECT 1 FROM digests WHERE sha256 = ?", Query::Bytes{digest});

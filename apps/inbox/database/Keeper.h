@@ -26,8 +26,6 @@ struct Package {
 // Milliseconds since 1970-01-01 UTC.
 std::int64_t NowMs();
 
-std::string Sha256(const std::string& bytes);
-
 // The settings with the serial of the inbox's own pen, and with the file of the key.
 inline constexpr char kOwnPenSetting[] = "own pen";
 inline constexpr char kKeyFileSetting[] = "key file";

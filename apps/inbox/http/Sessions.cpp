@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "database/Keeper.h"
+#include "digest/Sha256.h"
 #include "ink/Text.h"
 
 namespace Inbox {
@@ -94,7 +94,7 @@ std::string Sessions::Open(const std::string& token, std::int64_t now_ms) {
       }
     }
     value = RandomText();
-    session = {Sha256(value), now_ms + kSessionMs};
+    session = {Sha256Of(value), now_ms + kSessionMs};
     if (sessions_.size() >= kMostSessions) {
       const auto oldest =
           std::min_element(sessions_.begin(), sessions_.end(),
@@ -115,7 +115,7 @@ bool Sessions::IsOpen(const std::string& cookies, std::int64_t now_ms) const {
     begin = end + 1;
     if (cookie.compare(0, name.size(), name) != 0) continue;
     // Looked up by its digest: how long that takes tells nothing about the cookie.
-    const std::string digest = Sha256(cookie.substr(name.size()));
+    const std::string digest = Sha256Of(cookie.substr(name.size()));
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = sessions_.find(digest);
     if (found != sessions_.end() && found->second > now_ms) return true;
