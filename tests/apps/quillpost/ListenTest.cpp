@@ -9,6 +9,7 @@
 #include "Json.h"
 #include "support/Daemon.h"
 #include "support/InkFile.h"
+#include "support/LogCapture.h"
 #include "support/Machine.h"
 #include "support/Process.h"
 #include "support/TestRoot.h"
@@ -291,6 +292,11 @@ TEST_F(Listen, ACommandThatIsRunningIsWaitedFor) {
       {QUILLPOST, "listen", "Notes", "--exec", "echo begun; read line <'" + gate + "'; :"});
   ASSERT_TRUE(listen.WaitForOutput("begun\n"));
   listen.Signal(SIGTERM);
+  // The command goes on once the signal was taken.
+  ASSERT_TRUE(Eventually([&] {
+    const std::string status = ReadFile("/proc/" + std::to_string(listen.pid()) + "/status");
+    return status.find("\nShdPnd:\t0000000000000000\n") != std::string::npos;
+  }));
   WriteFile(gate, "go on\n");
   EXPECT_EQ(0, listen.Wait());
   EXPECT_THAT(listen.output(), HasSubstr("page 1.2.3.4: "));
