@@ -83,22 +83,26 @@ std::string ExtensionOf(const std::string& file) {
 
 }  // namespace
 
-int ImportFiles(const Options& options, std::vector<std::int64_t>& pages) {
+Imported Import(const std::vector<std::string>& files) {
   const std::string directory = DataDirectory();
   MakeDataDirectory(directory);
   const Database database(directory);
   const auto connection = database.OpenWriter();
-  int status = kDone;
-  for (const std::string& file : options.files) {
+  Imported imported;
+  for (const std::string& file : files) {
     try {
-      for (const std::int64_t page : ImportFile(*connection, file)) pages.push_back(page);
+      for (const std::int64_t page : ImportFile(*connection, file)) imported.pages.push_back(page);
     } catch (const std::exception& error) {
-      status = kRefused;
+      ++imported.refused;
       std::printf("Failed %s\n", file.c_str());
       std::fprintf(stderr, "quillpost-inbox: %s: %s\n", file.c_str(), error.what());
     }
   }
-  return status;
+  return imported;
+}
+
+int ImportFiles(const Options& options) {
+  return Import(options.files).refused == 0 ? kDone : kRefused;
 }
 
 int ExportFile(const Options& options) {

@@ -66,8 +66,12 @@ void RememberKey(const Options& options, Keeper& keeper) {
 }
 
 bool Show(const Options& options, const std::string& address) {
-  const std::string page = std::to_string(options.shown_page);
-  return ShowInBrowser(options.shown_page == 0 ? address : address + "#/page/" + page);
+  std::string view;
+  if (options.shown_page != 0) view = "#/page/" + std::to_string(options.shown_page);
+  if (options.refused_files != 0) {
+    view += (view.empty() ? "#/" : "") + ("?refused=" + std::to_string(options.refused_files));
+  }
+  return ShowInBrowser(address + view);
 }
 
 // Another process runs the inbox. It learns of a key from the database.
@@ -254,12 +258,13 @@ int Quit() {
 }
 
 int ShowFiles(const Options& options) {
-  std::vector<std::int64_t> pages;
-  const int imported = ImportFiles(options, pages);
+  const Imported imported = Import(options.files);
   Options shown = options;
   shown.is_to_open = true;
-  if (pages.size() == 1) shown.shown_page = pages.front();
-  return std::max(imported, Serve(shown));
+  shown.refused_files = imported.refused;
+  if (imported.pages.size() == 1) shown.shown_page = imported.pages.front();
+  const int served = Serve(shown);
+  return imported.refused == 0 ? served : std::max<int>(served, kRefused);
 }
 
 }  // namespace Inbox

@@ -26,10 +26,8 @@ int main(int argc, char** argv) {
         return Inbox::Quit();
       case Inbox::Options::Command::kShow:
         return Inbox::ShowFiles(options);
-      case Inbox::Options::Command::kImport: {
-        std::vector<std::int64_t> pages;
-        return Inbox::ImportFiles(options, pages);
-      }
+      case Inbox::Options::Command::kImport:
+        return Inbox::ImportFiles(options);
       case Inbox::Options::Command::kExport:
         return Inbox::ExportFile(options);
       case Inbox::Options::Command::kBackup:

@@ -12,7 +12,7 @@ import { addNotices, ask, notify, say } from './notices.js';
 import { dropLeftInk, sendLeftInk } from './outbox.js';
 import { InkPad } from './padview.js';
 import { InkPage } from './pageview.js';
-import { addressOf, addressOfPage, parseRoute } from './router.js';
+import { addressOf, addressOfPage, parseRoute, refusedFiles } from './router.js';
 import { actionFor, showShortcuts } from './shortcuts.js';
 import { applyTheme } from './theme.js';
 
@@ -153,7 +153,16 @@ class App {
     if (!words) say('Connected again.');
   }
 
+  #tellRefusedFiles() {
+    const refused = refusedFiles(location.hash);
+    if (!refused) return;
+    // Told once, not again when the page is loaded again.
+    history.replaceState(null, '', location.hash.split('?')[0]);
+    notify(`${plural(refused, 'file')} could not be taken in: damaged, or not ink that the inbox reads. In a terminal, “quillpost-inbox show FILE” says more.`, { isError: true });
+  }
+
   #route() {
+    this.#tellRefusedFiles();
     const route = parseRoute(location.hash);
     this.#closeViews(route.view);
     if (route.view === 'page') this.#showPage(route.page);

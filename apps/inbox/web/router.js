@@ -20,6 +20,15 @@ export function parseRoute(hash) {
   return { view: 'pages', filter, page: 0 };
 }
 
+/**
+ * How many files were refused that the program was just asked to show: whoever opened them from a
+ * file manager sees no terminal.
+ * @param {string} hash
+ */
+export function refusedFiles(hash) {
+  return Math.max(0, Number(new URLSearchParams(hash.split('?', 2)[1]).get('refused')) || 0);
+}
+
 /** @param {Filter} filter */
 export function addressOf(filter) {
   const query = new URLSearchParams();

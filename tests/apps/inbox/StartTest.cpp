@@ -121,7 +121,7 @@ TEST(InboxStart, ShowPutsFilesInAndOpensIt) {
                desktop.environment());
   EXPECT_EQ(show.status, 1);
   EXPECT_THAT(show.error, HasSubstr("bad: neither STF2"));
-  EXPECT_THAT(desktop.WaitForShown(), EndsWith("#/page/1\n")) << "the one page of ink";
+  EXPECT_THAT(desktop.WaitForShown(), EndsWith("#/page/1?refused=1\n")) << "the one page of ink";
   EXPECT_EQ(inbox.Pages()[0]["address"].asString(), "1.2.3.4");
 }
 

@@ -90,6 +90,12 @@ class ImportTest(Story):
         self.assertIn("is-error", notice.get_attribute("class"))
         self.said("letter.inkml was not imported.")
 
+    def test_a_file_that_was_opened_in_vain_is_told_once(self):
+        self.open("#/?refused=1")
+        notice = self.notice("1 file could not be taken in")
+        self.assertIn("is-error", notice.get_attribute("class"))
+        self.assertEqual(self.driver.execute_script("return location.hash"), "#/")
+
     def test_sealed_ink_is_shown_as_such_and_leaves_as_it_came(self):
         for command in (["keygen", "-q", "-o", self.world.path("key")],
                         ["convert", "-q", self.sample("note.inkml"), "-o", self.world.path("secret.stf2")],

@@ -170,6 +170,8 @@ class ModuleTest(Story):
             same(m.parseRoute(m.addressOfPage(7)).page, 7);
             same(m.parseRoute('').view, 'pages');
             same(m.parseRoute('#/page/7x').view, 'pages');
+            same(m.parseRoute('#/page/7?refused=2').page, 7);
+            same(['#/page/7?refused=2', '#/?refused=1', '#/', '', '#/?refused=x'].map(m.refusedFiles), [2, 1, 0, 0, 0]);
             same(m.parseRoute('#/?from=-3&to=x').filter, m.parseRoute('').filter);""")
 
     def test_no_key_means_two_things_in_one_view(self):
