@@ -69,9 +69,12 @@ class Connection {
 //   while (query.Step()) Use(query.Number(0), query.Text(1));
 class Query {
  public:
+  Query(Connection& connection, std::string_view sql)
+      : connection_(connection), sql_(sql), statement_(connection.Take(sql)) {}
+  // Delegates: a value that can't be bound gives the statement back, as any end does.
   template <typename... Values>
   Query(Connection& connection, std::string_view sql, const Values&... values)
-      : connection_(connection), sql_(sql), statement_(connection.Take(sql)) {
+      : Query(connection, sql) {
     int index = 0;
     (Bind(++index, values), ...);
   }
