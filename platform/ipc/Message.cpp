@@ -55,7 +55,8 @@ std::string Begin() {
   constexpr std::size_t kUsualBytes = 384;
   std::string line;
   line.reserve(kUsualBytes);
-  return line += "{\"jsonrpc\":\"2.0\",";
+  line += "{\"jsonrpc\":\"2.0\",";
+  return line;
 }
 
 void AppendId(const Json::Value& id, std::string& line) {

@@ -80,7 +80,7 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                           std::uint64_t limit_bytes, FileBytes& out);
 
 // Whether a file system, as statfs tells of it, is known to keep its files itself, on a disk of
-// this machine or in its memory: no share of another machine, and none that lies on others.
+// this machine or in its memory: no share of another machine, none on top of another file system.
 bool IsOnThisMachine(const struct statfs& system);
 
 // Writes the bytes of one open file from its position on at the position of the other. The two may

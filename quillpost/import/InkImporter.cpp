@@ -111,16 +111,16 @@ void InkImporter::Import(const fs::path& file, const ImportGroup::Done& done) {
   // If memory ran out it may not have come into the group; it is answered all the same.
   if (group_.size() == before) Common::RunJob("answer of an import", [&] { done(false); });
   if (group_.IsFull() || queue_.IsStopped()) return Commit();
-  if (!is_commit_queued_) QueueCommit();
+  if (!is_commit_queued_) QueueCommit(true);
 }
 
 // The commit waits behind the imports that are queued by now, so that it serves them, too. More may
-// come while these are read: then it waits again, until the queue is empty or the group full.
-void InkImporter::QueueCommit() {
+// come while these are read: then it waits once more, for those; an import waits for no others.
+void InkImporter::QueueCommit(bool may_wait_again) {
   is_commit_queued_ = true;
   try {
-    queue_.Post("commit of imports", [this, read_by_now = group_.size()] {
-      if (group_.size() > read_by_now) return QueueCommit();
+    queue_.Post("commit of imports", [this, may_wait_again, read_by_now = group_.size()] {
+      if (may_wait_again && group_.size() > read_by_now) return QueueCommit(false);
       Commit();
     });
   } catch (...) {

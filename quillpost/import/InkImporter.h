@@ -29,8 +29,9 @@ class InkImporter : boost::noncopyable {
   // ink, before its imports are answered.
   InkImporter(EventQueue& queue, const boost::function<void()>& on_stored);
 
-  // Reads a file. Imports that are queued, or come while those are read, are read first; then all
-  // are committed together, and `done` is called, in the order of the calls.
+  // Reads a file. Imports that are queued, or come while those are read, are read first; then they
+  // are committed together, as many as make a group, and `done` is called, in the order of the
+  // calls.
   void Import(const boost::filesystem::path& file, const ImportGroup::Done& done);
 
   // Commits the imports that wait, and answers them.
@@ -67,7 +68,7 @@ class InkImporter : boost::noncopyable {
   };
 
   void Read(const boost::filesystem::path& file, ImportGroup& group, const ImportGroup::Done& done);
-  void QueueCommit();
+  void QueueCommit(bool may_wait_again);
   bool ReadSTF2File(const boost::filesystem::path& file, Storage::NewStrokes& strokes);
   bool ImportPart(InkDataHandle* part, const std::string& pen);
   bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,

@@ -26,8 +26,8 @@ std::int64_t FineGrainNs() {
   return ::clock_getres(CLOCK_REALTIME_COARSE, &tick) == 0 ? 2 * ToNs(tick) : kCoarseGrainNs;
 }
 
-// Whether changes are stamped with this machine's clock, to the tick. ext4 keeps seconds alone if
-// it was made so long ago: there are no parts of a second then.
+// Whether changes are stamped with this machine's clock, to the tick. ext4 with small inodes keeps
+// whole seconds alone, so there are no parts of one then.
 bool HasFineTimes(const boost::filesystem::path& directory, const struct stat& status) {
   struct statfs system;
   return status.st_mtim.tv_nsec != 0 && status.st_ctim.tv_nsec != 0 &&

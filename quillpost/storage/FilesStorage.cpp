@@ -37,12 +37,13 @@ auto& g_routing_info_guard = *new CountingMutex;  // guards g_routing_info and i
 // Removals run one after the other, from the question which strokes are processed to the saved
 // table: of two at a time, the second would look for the files that the first has removed. Taken
 // before the guard of the routing info.
-auto& g_removal_guard = *new CountingMutex;
+auto& g_removal_guard = *new boost::recursive_mutex;
 
 typedef boost::lock_guard<CountingMutex> Lock;
+typedef boost::lock_guard<boost::recursive_mutex> RemovalLock;
 
 // Of a page's strokes, as many enter the table between two moments in which others may take the
-// guard: a confirmation never waits for all strokes of a large page.
+// guard: a confirmation seldom waits for all strokes of a large page.
 constexpr std::size_t kClaimsUnderOneLock = 100;
 
 RoutingTable& TableOf(const std::string& pen) {
@@ -372,7 +373,7 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
     QUILLPOST_LOG_ERROR("Ink Removing failed: invalid Pen Serial - '%s'.", pen.c_str());
     return false;
   }
-  const Lock removal(g_removal_guard);
+  const RemovalLock removal(g_removal_guard);
   std::optional<RemovalHold> hold(std::in_place, pen, ids);
   for (const StrokeID& id : ids) RemoveStrokeFile(pen, id);
   // Erased and saved under one lock: between the two, another thread that tidies the pen's emptied
@@ -387,7 +388,7 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
 }
 
 void RemoveProccessedStrokes(const std::string& pen) {
-  const Lock removal(g_removal_guard);
+  const RemovalLock removal(g_removal_guard);
   std::set<StrokeID> processed;
   if (!GetProccessedStrokes(pen, processed) || processed.empty()) return;
   // If the marks did not reach the disk, the next start would find strokes without files that are

@@ -52,8 +52,7 @@ void ReleaseNames(const std::string& pen, const StrokeMap& saved) {
   if (!g_has_held) return;
   const Lock lock(g_held_guard);
   const auto held = g_held.find(pen);
-  // During a removal the saved table may not know a stroke any more whose file is still to be
-  // deleted, by its name.
+  // During a removal the saved table may not know a stroke any more whose file is still there.
   if (held == g_held.end() || held->second.removals > 0) return;
   std::set<StrokeID>& ids = held->second.ids;
   for (auto id = ids.begin(); id != ids.end();) {

@@ -129,14 +129,15 @@ class WholeSync {
  public:
   explicit WholeSync(std::size_t count) : is_wanted_(count > kFew) {}
 
-  // Whether the file was synced with its file system, for which the first one of it is asked.
+  // Whether the file was synced with its file system. The first file of each has that done.
   bool Covers(int file) {
     struct stat status;
     if (!is_wanted_ || ::fstat(file, &status) != 0) return false;
     const auto known = is_synced_.try_emplace(status.st_dev, false);
     bool& is_synced = known.first->second;
-    // Shares, and file systems that lie on others, pass the sync of a file on, and not that of the
-    // whole. An error may be that of another program's file: then each of ours has to be asked.
+    // A share of another machine, or a file system that lies on another, may sync a file when it is
+    // asked, and do nothing when the whole is. An error may be that of another program's file: then
+    // each of ours has to be asked.
     if (known.second) {
       struct statfs system;
       is_synced = ::fstatfs(file, &system) == 0 && Common::IsOnThisMachine(system) &&

@@ -52,11 +52,10 @@ void Forget(const fs::path& directory) {
 bool MakeStoreDirectory(const fs::path& directory) {
   boost::system::error_code error;
   if (fs::status(directory, error).type() == fs::directory_file) return true;
-  // Mostly only the last one is missing.
-  if (::mkdir(directory.c_str(), 0777) == 0) {
-    Forget(directory);
-    return true;
-  }
+  // Mostly only the last one is missing. Forgotten before it is there: others may sync names in it
+  // as soon as they see it.
+  Forget(directory);
+  if (::mkdir(directory.c_str(), 0777) == 0) return true;
   for (fs::path missing = directory; !missing.empty() && !fs::exists(missing, error);
        missing = missing.parent_path()) {
     Forget(missing);

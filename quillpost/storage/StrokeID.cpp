@@ -11,7 +11,7 @@ std::string StrokeID::string() const {
   return page_address.empty() ? file_name : page_address + "/" + file_name;
 }
 
-// Each text is compared once. A table is searched with this many times for each package.
+// Each text is compared once: this is called some fifty times for each package.
 bool StrokeID::operator<(const StrokeID& other) const {
   int order = extension.compare(other.extension);
   if (order == 0) order = name.compare(other.name);

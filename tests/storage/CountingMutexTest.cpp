@@ -34,12 +34,30 @@ TEST(CountingMutex, LetsInWhoWaits) {
   }
 }
 
-TEST(CountingMutex, IsWantedByNobodyWhereOneThreadTakesItTwice) {
+TEST(CountingMutex, IsWantedByNobodyIfOneThreadTakesItTwice) {
   CountingMutex mutex;
   const Lock outer(mutex);
   const Lock inner(mutex);
   EXPECT_FALSE(mutex.IsWanted());
-  mutex.LetOneIn();  // returns
+}
+
+// Who holds it would wait for ever for one who waits for it.
+TEST(CountingMutex, LetsNobodyInWhileTheCallerHoldsIt) {
+  CountingMutex mutex;
+  bool had_turn = false;
+  mutex.lock();
+  mutex.lock();
+  std::thread other([&] {
+    const Lock lock(mutex);
+    had_turn = true;
+  });
+  while (!mutex.IsWanted()) boost::this_thread::yield();
+  mutex.unlock();
+  mutex.LetOneIn();
+  EXPECT_FALSE(had_turn);
+  mutex.unlock();
+  other.join();
+  EXPECT_TRUE(had_turn);
 }
 
 }  // namespace
