@@ -1,5 +1,5 @@
-// What a caller can state about ink that its document leaves out, or states otherwise. Every reader
-// that gets these takes what concerns its format.
+// What a caller can state about ink that its document leaves out or gets wrong. Each reader uses
+// the members for its format.
 
 #pragma once
 

@@ -1,8 +1,8 @@
 // SHA-256 sums of ink and tokens.
 //
 // OpenSSL computes them, which uses the processor's own instructions if there are any: four times
-// as fast as without, and ink is summed more than once on its way. Throws std::runtime_error if the
-// system computes none. Not for two threads at a time.
+// as fast as without, and ink is summed more than once on its way. Throws std::runtime_error if
+// OpenSSL offers no SHA-256. An object is for one thread at a time.
 
 #pragma once
 
@@ -22,7 +22,7 @@ class Sha256 {
 
   void Add(std::string_view bytes);
 
-  // The 32 bytes of the sum. Once, at the end.
+  // The 32 bytes of the sum. To be called once; nothing is added afterwards.
   std::string Sum();
 
  private:

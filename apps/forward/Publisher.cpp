@@ -17,10 +17,10 @@ using Stream::StreamError;
 
 namespace {
 
-// Three servers may first have to choose who leads the stream.
-constexpr std::chrono::seconds kLongestAnswer(5);
+// Three servers may have to elect a leader of the stream first.
+constexpr std::chrono::seconds kAnswerTimeout(5);
 
-// Nobody can guess it, so that nobody else acknowledges our ink.
+// Random, so that no other client can acknowledge our ink.
 std::string RandomSubject() {
   unsigned char bytes[16];
   ::randombytes_buf(bytes, sizeof bytes);
@@ -117,14 +117,14 @@ bool Publisher::Forget(std::uint64_t number, Done& done) {
 }
 
 void Publisher::FailAll(const std::string& reason) {
-  FailSince(Clock::time_point::max(), reason);
+  FailSentUntil(Clock::time_point::max(), reason);
 }
 
 void Publisher::FailOverdue() {
-  FailSince(Clock::now() - kLongestAnswer, "nobody has answered in time");
+  FailSentUntil(Clock::now() - kAnswerTimeout, "nobody has answered in time");
 }
 
-void Publisher::FailSince(Clock::time_point last, const std::string& reason) {
+void Publisher::FailSentUntil(Clock::time_point last, const std::string& reason) {
   std::vector<Done> failed;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -1,10 +1,10 @@
-// Messages on their way into the stream, each until the stream has acknowledged it. Publishing does
-// not wait for that, so that one thread has the messages of many pens on their way, and a distant
-// server does not hold it up.
+// Keeps what is to be done about each published message until the stream has acknowledged it.
+// Publishing does not wait for that, so that one thread serves many pens, and a distant server does
+// not hold it up.
 //
 // The client library's own publishing waits, a thread for each message: with eight pens a third of
-// the processor time went into waking those threads. Its asynchronous one keeps messages for good
-// that a lost connection never acknowledges.
+// the processor time went into waking those threads. Its asynchronous one never frees messages
+// whose connection was lost.
 //
 // Threads: any. Answers come on a thread of the library's.
 
@@ -27,7 +27,7 @@ class Publisher {
   enum class Answer {
     kTaken,     // the stream has the message
     kNoStream,  // no stream takes messages of this subject
-    kRefused,   // or nobody has answered in time
+    kRefused,   // or unanswered in time, or the connection was lost; it may be in the stream then
   };
 
   // Called once for each message, without a lock; must not wait. The reason is for people, and
@@ -36,8 +36,8 @@ class Publisher {
 
   Publisher();
 
-  // Has the answers to what is published over this connection come here. To be called before the
-  // first of them. The publisher must outlive the Library. Throws StreamError.
+  // Brings the acknowledgements of this connection here. To be called before the first Publish.
+  // The publisher must outlive the Stream::Library. Throws StreamError.
   void Listen(Stream::Connection& connection);
 
   // Publishes part `part` of the ink to the stream of this name. Does not wait for its
@@ -50,7 +50,7 @@ class Publisher {
   // the stream all the same.
   void FailAll(const std::string& reason);
 
-  // The same with what nobody has answered for longer than an answer may take.
+  // The same with messages that were not answered in time.
   void FailOverdue();
 
  private:
@@ -65,7 +65,7 @@ class Publisher {
                       void* publisher);
   void Take(natsMsg* reply);
   bool Forget(std::uint64_t number, Done& done);
-  void FailSince(Clock::time_point last, const std::string& reason);
+  void FailSentUntil(Clock::time_point last, const std::string& reason);
 
   const std::string replies_;  // the subject of answers, up to the message's number
   std::mutex mutex_;           // of the following

@@ -1,5 +1,5 @@
-// Ink from the bytes of a file, whatever its format: the one door for programs that take the files
-// that people have. The content decides, never a name.
+// Ink from the bytes of a file, whatever its format: the entry point for programs that accept
+// people's files. The content decides the format, not the file's name.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace TalvoInk {
 
-// The largest file of ink, and the most that a compressed one may stand for. More is no
+// The largest file of ink, and the most bytes that a compressed one may unpack to. More is not
 // handwriting.
 constexpr std::size_t kMostInkBytes = std::size_t{256} << 20;
 

@@ -196,7 +196,7 @@ void StrokeMaker::PlacePoints(const TraceContext& context, const TraceDecoder& t
     const auto [at_x, at_y] = PlaceOf(context, trace.points()[i]);
     const double x = std::round(at_x * unit + move_x);
     const double y = std::round(at_y * unit + move_y);
-    // Written so that a number that overflowed is refused as well.
+    // Negated, so that NaN (infinity minus infinity) is refused, too.
     if (!(x >= kLeast && x <= kMost && y >= kLeast && y <= kMost)) {
       throw InkError("point " + std::to_string(i + 1) + " of the trace is " +
                      Plain(std::max(std::abs(x), std::abs(y)) / 1e6) +

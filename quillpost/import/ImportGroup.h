@@ -23,12 +23,12 @@ class ImportGroup : boost::noncopyable {
   void Add(const boost::filesystem::path& file, std::unique_ptr<Storage::NewStrokes> strokes,
            const Done& done);
 
-  // An import that failed before that, and has its line in the log.
+  // An import that was refused before it had strokes; its line is in the log.
   void AddRefused(const Done& done);
 
   std::size_t size() const { return imports_.size(); }
 
-  // Whether it holds as many imports or bytes, or its strokes as many open files, as it may.
+  // Whether its imports, bytes or open files have reached their limit.
   bool IsFull() const;
 
   // Commits the strokes of all imports, calls `on_stored` if any has been stored, then tells each

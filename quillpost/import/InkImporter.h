@@ -1,6 +1,6 @@
 // From a captured ink file to stroke files in the store: one for each page of plain ink, and one
-// for sealed ink, which is stored unread. Nothing throws for bad data: false, with the log's
-// reason.
+// for sealed ink, which is stored unread. Bad data never throws: the result is false, and the
+// reason is in the log.
 //
 // Belongs to the importer thread, on which imports are read one after the other. Those that wait
 // together are committed together (ImportGroup.h). Knows neither clients nor routing.
@@ -40,7 +40,7 @@ class InkImporter : boost::noncopyable {
   // Imports one file alone. True: all strokes are in the store and survive a power cut.
   bool ImportSTF2File(const boost::filesystem::path& file);
 
-  // The steps of an import. Outside an import each stroke is committed immediately.
+  // The steps of an import. Called by themselves, they commit each stroke immediately.
   bool ImportSTF2RawData(const void* data, unsigned long size);
   bool ImportSTF2EncryptedRawData(const void* data, unsigned long size);
   // The page address of a part, and the times of its first and its last timed stroke.

@@ -21,6 +21,7 @@ Client::~Client() {
 bool Client::IsForPackage(const std::string& pen, std::uint64_t confirmation_begin) {
   const Lock lock(packages_mutex);
   const auto package = packages.find(pen);
+  // Only what the application sent after it could see the announcement.
   return package != packages.end() && confirmation_begin >= package->second.sent_by_peer;
 }
 

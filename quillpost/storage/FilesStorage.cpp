@@ -42,7 +42,7 @@ auto& g_removal_guard = *new boost::recursive_mutex;
 typedef boost::lock_guard<CountingMutex> Lock;
 typedef boost::lock_guard<boost::recursive_mutex> RemovalLock;
 
-// Of a page's strokes, as many enter the table between two moments in which others may take the
+// As many strokes of a page are claimed before other threads may take the
 // guard: a confirmation seldom waits for all strokes of a large page.
 constexpr std::size_t kClaimsUnderOneLock = 100;
 
@@ -170,10 +170,10 @@ void ClaimSome(RoutingTable& table, const PageClaims& claims, PageFiles& files, 
   }
 }
 
-// Lets the applications claim the files of a page. True if the list of the files is certain. A list
-// that was made before a stroke was erased may name strokes that have been removed since, and that
-// no application could ever receive: then it is made again, finally under the guard, when none is
-// erased between the list and the claims.
+// Lets the applications claim the files of a page. True if the list of the files is certain, and no
+// stroke was erased meanwhile. A list that was made before an erasure may name strokes whose files
+// are gone, and that could never be delivered: so the page is listed again, the last time under the
+// guard, where nothing is erased.
 bool ClaimFiles(const std::string& pen, const PageClaims& claims) {
   constexpr int kAttempts = 4;
   const fs::path directory = GetStorageRoot() / pen / claims.page;
@@ -381,7 +381,7 @@ bool RemoveStrokes(const std::string& pen, const std::set<StrokeID>& ids) {
   const Lock lock(g_routing_info_guard);
   RoutingTable& table = TableOf(pen);
   for (const StrokeID& id : ids) table.Erase(id);
-  hold.reset();  // the save gives the names free
+  hold.reset();  // lets the save release the names
   const bool saved = SaveRoutingInfo(pen);
   QUILLPOST_LOG_INFORMATION("Removed %lu Inks from Pen '%s' storage.", count, pen.c_str());
   return saved;

@@ -285,8 +285,8 @@ void NewStrokes::GiveNames(const Imports& imports) {
   });
 }
 
-// Once for each directory. A name that can't be synced is taken away again: the stroke is not
-// imported, and a power cut must not decide about that.
+// Once for each directory. A name that can't be synced is removed again: a stroke of an import that
+// failed must not come back after a power cut.
 void NewStrokes::SyncNames(const Imports& imports) {
   // By texts: comparing paths allocates, and ends the process if memory runs out.
   std::map<std::string, error_code> synced;
@@ -306,7 +306,7 @@ void NewStrokes::SyncNames(const Imports& imports) {
     }
     if (error) {
       LogFailure(stroke.path, error);
-      // Somebody may have found it already.
+      // A routing pass may have found it already.
       RemoveStrokes(stroke.pen, {stroke.id});
     } else {
       QUILLPOST_LOG_INFORMATION("Ink was imported to: '%s'", stroke.path.c_str());
@@ -315,7 +315,7 @@ void NewStrokes::SyncNames(const Imports& imports) {
   });
 }
 
-// A name leads to synced bytes, whatever happens: so the bytes of all come first.
+// The bytes of all are synced before any gets a name, so that no name leads to unsynced bytes.
 void CommitStrokes(const std::vector<NewStrokes*>& imports) {
   NewStrokes::SyncContents(imports);
   NewStrokes::GiveNames(imports);

@@ -24,7 +24,7 @@ constexpr std::int64_t kKeptChanges = 10000;
 
 const char kEncryptedPage[] = "encrypted-stf2";
 
-// The largest number of a page address; no paper is printed with it.
+// The largest number of a page address; not used on printed paper.
 const char kOwnSegment[] = "2147483647";
 
 std::string Serial(std::uint64_t pen) {

@@ -167,7 +167,7 @@ void StreamLink::LookIntoSilence(Consumer& consumer, std::uint64_t last) {
   try {
     has_lost = consumer.HasLost(last);
   } catch (const StreamError&) {
-    return;  // servers that choose a leader give ink before they give accounts
+    return;  // while servers elect a leader, they deliver ink but answer no questions
   }
   if (has_lost) {
     consumer.Resume(last, true);
