@@ -1,5 +1,6 @@
 // Text that every form of ink can hold as it is, and how text that one of them can't is written.
-// XML draws the line: it holds no control characters. STF2 holds any bytes, and what comes from it
+// XML sets the limit, and none of the control characters counts that it could hold, since readers
+// change or hide them. STF2 holds any bytes, and what comes from it
 // must survive the way through InkML and back.
 
 #pragma once

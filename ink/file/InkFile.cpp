@@ -15,7 +15,7 @@
 namespace TalvoInk {
 namespace {
 
-// Gives the stroke a time of day; one of its samples has a time then.
+// Gives the stroke a time of day. If no sample has flags, those up to the first coordinate get one.
 void Start(Stroke& stroke, std::uint64_t time_ms) {
   stroke.start_time_ms = time_ms;
   const auto timed = [](const Stf2Sample& sample) { return sample.flags != 0; };

@@ -31,8 +31,9 @@ struct InkBytes {
 // Throws InkError for damaged gzip and for what unpacks to more than kMostInkBytes.
 InkBytes Unpack(std::string bytes);
 
-// Reads the ink. What the options state of pen, page and start time holds for every format. Throws
-// SealedInkError for sealed ink, and what the format's reader throws.
+// Reads the ink. For every format the options' pen and page replace the document's, and the start
+// time is that of ink which has none. Throws SealedInkError for sealed ink, and what the format's
+// reader throws.
 Ink ReadInk(const InkBytes& file, const ReadOptions& options, Losses& losses);
 
 }  // namespace TalvoInk

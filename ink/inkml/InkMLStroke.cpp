@@ -95,8 +95,8 @@ void StrokeMaker::Measure(const TraceContext& context, const TraceDecoder& trace
   if (no_unit) evidence_.EndTrace();
 }
 
-// If the unit is a guess, the place on the page means nothing: ink that falls off a sheet is moved
-// onto it.
+// If the unit is a guess, the place on the page means nothing: ink that begins off a sheet, or
+// sticks out and could begin nearer to its corner, is moved there.
 void StrokeMaker::AssumeUnit() {
   const std::optional<AssumedUnit> assumed = evidence_.JudgeBeside(options_.assumed_unit);
   if (!assumed) return;
@@ -232,7 +232,7 @@ void StrokeMaker::PressPoints(const TraceFormat& format, const TraceDecoder& tra
 }
 
 bool StrokeMaker::SetStart(WideMs start, Stroke& stroke) {
-  // 0 means "no time" in a stroke, so 1970 itself can't be told either.
+  // 0 means "no time" in a stroke, so the first moment of 1970 can't be told either.
   if (start <= 0 || start > static_cast<WideMs>(kLastTimeMs)) {
     losses_.Count("strokes with a time before 1970 or after 9999; the time dropped", 1);
     return false;

@@ -18,7 +18,7 @@ namespace Storage {
 
 class DirectoryStamp {
  public:
-  // A stamp that is equal to no other one.
+  // A stamp that is equal to none, not even to itself.
   DirectoryStamp() = default;
 
   // The directory as it is now, links followed. If it can't be asked for, or was changed only just

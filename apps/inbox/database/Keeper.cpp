@@ -19,7 +19,7 @@ using namespace TalvoInk;
 
 namespace {
 
-// A browser that was away for longer than this many changes loads its pages anew.
+// At least so many changes are kept. A browser that missed more loads its pages anew.
 constexpr std::int64_t kKeptChanges = 10000;
 
 const char kEncryptedPage[] = "encrypted-stf2";
