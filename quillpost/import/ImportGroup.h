@@ -1,7 +1,7 @@
 // Imports that were read one after the other and wait to be committed together: one sync of the
 // disk serves them all. An import is answered after the commit, in the order in which it was added.
-// A group is committed when the imports that came meanwhile are read, too, or when it is full: then
-// to read more would take longer than a sync saves.
+// A group also takes the imports that come while it is read. It is committed earlier if it is full:
+// to read even more would take longer than a sync saves.
 
 #pragma once
 

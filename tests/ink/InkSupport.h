@@ -44,7 +44,7 @@ std::string Positions(const Stroke& stroke);
 std::string Times(const Stroke& stroke);
 std::string Forces(const Stroke& stroke);
 
-// The positions of the first stroke, or why there is none.
+// The positions of the first stroke, or the reason why it could not be read.
 std::string FirstPositions(const Reading& reading);
 
 // A stroke of two points on a page, with a time of day unless `time` is 0.

@@ -170,7 +170,7 @@ TEST(ForwardRoad, SixtyMebibytesTravelInParts) {
   EXPECT_TRUE(kept == bytes) << "another ink";
 }
 
-// Killed in the middle of the parts again and again, it goes on where it was.
+// Killed again and again between two parts, it goes on with the next one.
 TEST(ForwardRoad, InkWhosePartsAreInterruptedArrivesOnce) {
   ForwardWorld world;
   NatsServer server(world.path("server"), "max_payload: 16KB\n");
@@ -322,7 +322,7 @@ TEST(ForwardRoad, TheExampleDrawsEachPage) {
   EXPECT_TRUE(Eventually([&] { return StreamPeer(server.url()).HasTakenAll("pdf"); }));
 }
 
-// The stream has forgotten that it has the ink, and something stands in between that is none.
+// The same ink stands in the stream twice, and between the two a message that is not ink.
 TEST(ForwardRoad, TheExampleDrawsInkThatComesAgainOnce) {
   ForwardWorld world;
   NatsServer server(world.path("server"));

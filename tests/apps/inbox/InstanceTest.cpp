@@ -95,7 +95,7 @@ TEST_F(InstanceTest, TheClaimIsItsOwnersAlone) {
   EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
-// Whoever waits for the address of the next one must not read that of the last.
+// A program that waits for the address of the next inbox must not read that of the last.
 TEST_F(InstanceTest, AnAddressThatAKilledOneLeftIsGone) {
   WriteAddress("http://127.0.0.1:1/open?token=old");
   const Instance instance(directory_);

@@ -49,7 +49,7 @@ TEST_F(KeyRingTest, AFileThatHasChangedIsReadAgain) {
   const auto found = ring_.Find(file_, reason_);
   ASSERT_NE(found, nullptr);
   EXPECT_EQ(found->secret_key, other.secret_key);
-  EXPECT_NE(before->secret_key, other.secret_key);  // whoever has the old one keeps it
+  EXPECT_NE(before->secret_key, other.secret_key);  // the old key stays with those who hold it
 }
 
 // A key on a stick that is plugged in, pulled out and plugged in again.

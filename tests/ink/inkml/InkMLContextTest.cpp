@@ -171,7 +171,7 @@ TEST(InkMLContext, AFormatThatStandsAloneHoldsForTracesWithoutAContext) {
   EXPECT_EQ(FirstPositions(reading), "10000,20000");
 }
 
-// The time that a number of milliseconds says; "none" for what is none.
+// The time that a number of milliseconds stands for; "none" if it stands for no time.
 std::string Milliseconds(const std::string& text, Losses* losses = nullptr) {
   const std::optional<WideMs> time = ParseMilliseconds(text, losses);
   if (!time) return "none";
