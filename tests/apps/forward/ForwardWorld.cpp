@@ -189,17 +189,21 @@ StreamPeer::StreamPeer(const std::string& url) {
   connection_ = std::make_unique<Stream::Connection>(options, "test", watcher);
 }
 
-void StreamPeer::Create(std::int64_t duplicate_window_ms) {
+void StreamPeer::Create(const std::function<void(jsStreamConfig&)>& change) {
   const char* subjects[] = {Stream::kAllInk};
   jsStreamConfig config;
   ::jsStreamConfig_Init(&config);
   config.Name = "INK";
   config.Subjects = subjects;
   config.SubjectsLen = 1;
-  config.Duplicates = duplicate_window_ms * 1000000;
+  change(config);
   if (::js_AddStream(nullptr, connection_->stream(), &config, nullptr, nullptr) != NATS_OK) {
     throw std::runtime_error("can't make a stream");
   }
+}
+
+void StreamPeer::Create(std::int64_t duplicate_window_ms) {
+  Create([&](jsStreamConfig& config) { config.Duplicates = duplicate_window_ms * 1000000; });
 }
 
 std::uint64_t StreamPeer::Count() {

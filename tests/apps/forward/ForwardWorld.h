@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -108,7 +109,8 @@ class StreamPeer final : private Stream::Watcher {
  public:
   explicit StreamPeer(const std::string& url);
 
-  // Makes the stream INK, of ink.>.
+  // Makes the stream INK, of ink.>, with what `change` makes of its configuration.
+  void Create(const std::function<void(jsStreamConfig&)>& change);
   void Create(std::int64_t duplicate_window_ms = 120000);
 
   std::uint64_t Count();

@@ -107,18 +107,12 @@ TEST(ForwardRoad, AStreamThatThrowsInkAwayIsToldOf) {
   ForwardWorld world;
   NatsServer server(world.path("server"));
   StreamPeer peer(server.url());
-  const char* subjects[] = {Stream::kAllInk};
-  jsStreamConfig config;
-  ::jsStreamConfig_Init(&config);
-  config.Name = "INK";
-  config.Subjects = subjects;
-  config.SubjectsLen = 1;
-  config.Retention = js_InterestPolicy;
-  config.MaxMsgsPerSubject = 1;
-  config.MaxBytes = 1 << 20;
-  config.Storage = js_MemoryStorage;
-  ASSERT_EQ(::js_AddStream(nullptr, peer.connection().stream(), &config, nullptr, nullptr),
-            NATS_OK);
+  peer.Create([](jsStreamConfig& config) {
+    config.Retention = js_InterestPolicy;
+    config.MaxMsgsPerSubject = 1;
+    config.MaxBytes = 1 << 20;
+    config.Storage = js_MemoryStorage;
+  });
   auto forward = world.Forward(server.url());
   forward.Start();
   ASSERT_TRUE(forward.WaitForLog("The stream INK is there."));
