@@ -83,7 +83,7 @@ Consumer::ConsumerInfo Consumer::Find() {
 
 bool Consumer::HasLost(std::uint64_t last) {
   const ConsumerInfo info = Find();
-  return !info || info->Delivered.Stream > last || info->NumPending > 0;
+  return !info || info->Delivered.Stream > last || info->NumPending > 0 || info->NumAckPending > 0;
 }
 
 void Consumer::Resume(std::uint64_t last, bool is_anew) {

@@ -41,11 +41,12 @@ class Consumer {
   // right. Waits for the server; throws StreamError, also if the stream is another one by now.
   void Resume(std::uint64_t last, bool is_anew = false);
 
-  // Whether something should have come that follows the stream's message `last`: to be asked now
-  // and then while nothing comes. What was on its way when a server died stays away until its time
-  // is over, and as long as nothing follows it no count tells; and a server that has taken over
-  // from another may not know that somebody waits. The answer to it is to resume anew. Waits for
-  // the server; throws StreamError.
+  // Whether something should have come that follows the stream's message `last`, or an
+  // acknowledgement of what came before got lost: to be asked now and then while nothing comes.
+  // What was on its way when a server died stays away until its time is over, and as long as
+  // nothing follows it no count tells; and a server that has taken over from another may not know
+  // that somebody waits. The answer to all of it is to resume anew. Waits for the server; throws
+  // StreamError.
   bool HasLost(std::uint64_t last);
 
   // The next messages in the stream's order, none if nothing comes within a second. `is_broken`

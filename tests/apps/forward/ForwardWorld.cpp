@@ -70,8 +70,10 @@ bool ForwardWorld::ImportMore(int packages) {
   InkFile one(1), two(2);
   for (int i = 0; i < packages; ++i) {
     ++imported_;
+    // Of one length each, so that addresses sort as the strokes' times do: while the service routes
+    // an import page by page, it offers the first of those that it has routed.
     const std::string page =
-        "1.2." + std::to_string(imported_ / 100) + "." + std::to_string(imported_ % 100);
+        "1.2." + std::to_string(10 + imported_ / 900) + "." + std::to_string(100 + imported_ % 900);
     (imported_ % 2 == 0 ? one : two).AddStroke(page.c_str(), 1000 + imported_);
   }
   return Import(one.bytes()) && Import(two.bytes());

@@ -245,6 +245,27 @@ TEST(StreamEnd, InkThatADeadReaderHeldComesInItsOrder) {
   EXPECT_EQ(world.Kept(), world.peer.Ink());
 }
 
+// As when the server dies before it has read an acknowledgement: it would hand the ink out again.
+TEST(StreamEnd, ALostAcknowledgementIsMadeGood) {
+  World world;
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
+  ASSERT_TRUE(world.WaitUntilKept(3));
+  EXPECT_EQ(inbox.Stop(), 0);
+  ASSERT_EQ(
+      ::js_DeleteConsumer(world.peer.connection().stream(), "INK", "library", nullptr, nullptr),
+      NATS_OK);
+  MakeConsumer(world.peer, kAnHourNs);
+  ASSERT_EQ(OtherReader(world.peer).Take(3), 3);
+  EXPECT_FALSE(world.peer.HasTakenAll("library"));
+  inbox.Start();
+  EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+  world.peer.Put("1.2.3.4", 2000);
+  EXPECT_TRUE(world.WaitUntilKept(4));
+  EXPECT_EQ(world.Kept(), world.peer.Ink());
+}
+
 // As when the server that had it under way dies, and nobody writes for a while: no count tells of
 // it.
 TEST(StreamEnd, TheLastDeliveryThatIsLostIsNoticed) {

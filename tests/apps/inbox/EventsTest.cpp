@@ -82,11 +82,10 @@ TEST_F(EventsTest, InkThatArrivesIsToldToAll) {
 }
 
 TEST_F(EventsTest, ChangesOfOnePageAreOneEvent) {
-  Keep(InkOf("1.2.3.4", 5000));
-  const auto browser = Open();
-  Keep(InkOf("1.2.3.4", 6000));
-  Commit(InkOf("1.2.3.4", 7000));
-  RunUntil(*browser, "id: 3\n");
+  for (const int start_ms : {5000, 6000, 7000}) Keep(InkOf("1.2.3.4", start_ms));
+  const auto browser = Open(1);
+  RunUntil(*browser, "event: page\n");
+  EXPECT_THAT(browser->told, HasSubstr("id: 3\n"));
   EXPECT_EQ(CountOf(browser->told, "event: page"), 1u);
   EXPECT_THAT(browser->told, HasSubstr("\"new\":false"));
   EXPECT_THAT(browser->told, HasSubstr("\"strokes_from\":2"));
@@ -139,11 +138,11 @@ TEST_F(EventsTest, WhoMissedAThousandChangesStartsAnew) {
 
 TEST_F(EventsTest, ThePurgedAreNotShown) {
   Keep(InkOf("1.2.3.4"));
-  const auto browser = Open();
   Keep(InkOf("1.2.3.5"));
   keeper().Trash({2}, 1);
   keeper().Purge({2});
-  Commit(InkOf("1.2.3.6"));
+  Keep(InkOf("1.2.3.6"));
+  const auto browser = Open(1);
   RunUntil(*browser, "\"address\":\"1.2.3.6\"");
   EXPECT_THAT(browser->told, Not(HasSubstr("\"address\":\"1.2.3.5\"")));
 }
