@@ -206,7 +206,7 @@ StreamWriter::Situation StreamWriter::WaitForStream(const std::string& pen) {
     // As the server is now: it may have come back with another limit.
     now.limit_bytes = connection_->limit_bytes();
     if (stream_limit_bytes_ > 0) now.limit_bytes = std::min(now.limit_bytes, stream_limit_bytes_);
-    now.last_identity = acknowledged_[pen];
+    now.last_identity = last_identities_[pen];
     server_error_.clear();
   }
   if (!now.connection->is_connected()) throw StreamError(kLost);
@@ -227,7 +227,7 @@ void StreamWriter::Begin(const PackagePtr& package) {
                              package->bytes, now.limit_bytes);
     // Until it is acknowledged nothing is certain of this pen: forgotten before anything is sent,
     // since the answer may come on another thread before the call returns.
-    Acknowledge(offer.pen, "");
+    SetLast(offer.pen, "");
     // The same ink once more: the service may have ended before it heard that it is safe.
     const bool is_new = !now.last_identity.empty() && now.last_identity != ink.identity();
     if (is_new) return Send(package, 1);
@@ -282,15 +282,15 @@ void StreamWriter::Finish(const PackagePtr& package, const std::string& failure)
     const OutgoingInk& ink = *package->ink;
     Log(Talvo::kLogTrace, ink.subject() + " " + ink.identity() + " is in the stream.");
     // Before its owner hears of it, who hands over the pen's next package then.
-    Acknowledge(package->offer.pen, ink.identity());
+    SetLast(package->offer.pen, ink.identity());
   }
   package->done(failure);
   BeginNext();
 }
 
-void StreamWriter::Acknowledge(const std::string& pen, const std::string& identity) {
+void StreamWriter::SetLast(const std::string& pen, const std::string& identity) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  acknowledged_[pen] = identity;
+  last_identities_[pen] = identity;
 }
 
 // The connection is made anew, which looks for the stream, and makes it if that is wanted.

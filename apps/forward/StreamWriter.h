@@ -85,7 +85,8 @@ class StreamWriter final : private Stream::Watcher {
   void BeginNext();
 
   std::uint32_t PartsInStream(Stream::Connection& connection, const Stream::OutgoingInk& ink);
-  void Acknowledge(const std::string& pen, const std::string& identity);
+  // The pen's last package in the stream is this, or, if empty, nobody knows.
+  void SetLast(const std::string& pen, const std::string& identity);
   void LookForStream(const Stream::Connection& connection);
   std::string WithServerError(const std::string& reason);
 
@@ -98,8 +99,8 @@ class StreamWriter final : private Stream::Watcher {
   std::size_t stream_limit_bytes_ = 0;  // of a message; 0: the server's own
   std::string hindrance_;               // why not; empty before the first attempt is over, too
   std::string server_error_;            // the last one
-  // By pen, the identity of its last package, if that was acknowledged to this process.
-  std::map<std::string, std::string> acknowledged_;
+  // By pen, the identity of its last package, if that was acknowledged to this process; or empty.
+  std::map<std::string, std::string> last_identities_;
   bool is_stream_gone_ = false;  // a server said so
   bool is_ending_ = false;
   std::size_t on_their_way_ = 0;    // packages, at most kMostAtATime

@@ -130,7 +130,29 @@ void InkImporter::QueueCommit(bool may_wait_again) {
 
 void InkImporter::Commit() {
   is_commit_queued_ = false;
-  group_.Commit(on_stored_);
+  group_.Commit([this, is_full = group_.IsFull()] { OnStored(is_full); });
+}
+
+// What follows from stored ink is done once for a burst of imports: it waits for those that are
+// queued by now, and for their commit, as the commit waits for imports. It does not wait behind a
+// full group, since more of that size may be queued.
+void InkImporter::OnStored(bool is_full) {
+  if (is_full) return on_stored_();
+  if (!is_telling_queued_) TellStored(true);
+}
+
+void InkImporter::TellStored(bool may_wait_again) {
+  is_telling_queued_ = true;
+  try {
+    queue_.Post("word of stored ink", [this, may_wait_again] {
+      if (may_wait_again && is_commit_queued_) return TellStored(false);
+      is_telling_queued_ = false;
+      on_stored_();
+    });
+  } catch (...) {
+    is_telling_queued_ = false;
+    on_stored_();  // out of memory
+  }
 }
 
 // Reads the file and adds the import to the group.

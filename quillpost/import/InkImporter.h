@@ -26,7 +26,7 @@ class InkImporter : boost::noncopyable {
  public:
   // `queue` runs the importer thread. After it was stopped and the grace period has passed, an
   // import ends before its next page. `on_stored` is called there after a commit that has stored
-  // ink, before its imports are answered.
+  // ink: once for imports that come in a row.
   InkImporter(EventQueue& queue, const boost::function<void()>& on_stored);
 
   // Reads a file. Imports that are queued, or come while those are read, are read first; then they
@@ -69,6 +69,8 @@ class InkImporter : boost::noncopyable {
 
   void Read(const boost::filesystem::path& file, ImportGroup& group, const ImportGroup::Done& done);
   void QueueCommit(bool may_wait_again);
+  void OnStored(bool is_full);
+  void TellStored(bool may_wait_again);
   bool ReadSTF2File(const boost::filesystem::path& file, Storage::NewStrokes& strokes);
   bool ImportPart(InkDataHandle* part, const std::string& pen);
   bool StoreStroke(const std::string& pen, const Storage::StrokeID& id, const void* data,
@@ -78,6 +80,7 @@ class InkImporter : boost::noncopyable {
   const boost::function<void()> on_stored_;
   ImportGroup group_;              // read, and not committed
   bool is_commit_queued_ = false;  // posted and has not run
+  bool is_telling_queued_ = false;
   ImportUnderWay import_;
 };
 

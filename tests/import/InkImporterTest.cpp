@@ -377,7 +377,7 @@ TEST_F(ImportInk, ImportsThatAreQueuedTogetherAreCommittedTogether) {
     });
   }
   queue.io_service().poll();
-  EXPECT_EQ(said, (Names{"stored", "one stored", "two stored"}));
+  EXPECT_EQ(said, (Names{"one stored", "two stored", "stored"}));
   EXPECT_EQ(StoredNames(), (Names{Stroke("1.2.3.4/100_100-1"), Stroke("1.2.3.4/100_100")}));
 }
 
@@ -398,7 +398,44 @@ TEST_F(ImportInk, ImportsThatComeWhileOthersAreReadAreCommittedWithThemOnce) {
     });
   });
   queue.io_service().poll();
-  EXPECT_EQ(said, (Names{"stored", "answered", "answered", "answered", "stored", "answered"}));
+  EXPECT_EQ(said, (Names{"answered", "answered", "answered", "answered", "stored"}));
+}
+
+// Each word of it has the whole store looked through.
+TEST_F(ImportInk, StoredInkIsToldOnceForTwoCommitsInARowAndForNoMore) {
+  TalvoQuillpost::EventQueue queue;
+  Names said;
+  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
+  const fs::path file = root.path() / "ink.stf2";
+  WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
+  const auto import = [&] { importer.Import(file, [&](bool) { said.push_back("answered"); }); };
+  queue.Post("import", [&] {
+    import();
+    queue.Post("import behind the commit of the first", [&] {
+      import();
+      queue.Post("import behind the commit of the second", import);
+    });
+  });
+  queue.io_service().poll();
+  EXPECT_EQ(said, (Names{"answered", "answered", "stored", "answered", "stored"}));
+}
+
+// What is queued behind it may be as large.
+TEST_F(ImportInk, StoredInkOfAFullGroupIsToldImmediately) {
+  TalvoQuillpost::EventQueue queue;
+  Names said;
+  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
+  const fs::path file = root.path() / "ink.stf2";
+  WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
+  constexpr int kImportsOfAGroup = 256;
+  for (int i = 0; i <= kImportsOfAGroup; ++i) {
+    queue.Post("import", [&] { importer.Import(file, [&](bool) { said.push_back("answered"); }); });
+  }
+  queue.io_service().poll();
+  Names expected(kImportsOfAGroup + 1, "answered");
+  expected.insert(expected.begin(), "stored");
+  expected.push_back("stored");
+  EXPECT_EQ(said, expected);
 }
 
 }  // namespace
