@@ -58,10 +58,18 @@ class StartLock {
   explicit StartLock(const std::string& endpoint) : path_(endpoint + ".lock") {}
 
   bool Take(std::string& error) {
+    bool is_opened_up = false;
     for (;;) {
       file_ = Descriptor(
           ::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
       struct stat opened, named;
+      // Its maker was killed before it could set the mode, under a umask that took the owner's
+      // rights.
+      if (!file_ && errno == EACCES && !is_opened_up) {
+        is_opened_up = OpenUp();
+        if (is_opened_up) continue;
+        return Fail(EACCES, error);
+      }
       if (!file_ || ::fstat(file_.get(), &opened) != 0) return Fail(errno, error);
       if (!S_ISREG(opened.st_mode) || opened.st_uid != ::geteuid()) return Fail(EPERM, error);
       // Whatever the umask: a file that is left behind must not lock its owner out.
@@ -83,6 +91,12 @@ class StartLock {
   }
 
  private:
+  bool OpenUp() const {
+    struct stat left;
+    return ::lstat(path_.c_str(), &left) == 0 && S_ISREG(left.st_mode) &&
+           left.st_uid == ::geteuid() && ::chmod(path_.c_str(), kEndpointMode) == 0;
+  }
+
   bool Fail(int error_number, std::string& error) {
     error = error_number == ENOENT ? "its directory does not exist"
                                    : "can't lock " + path_ + ": " + SystemReason(error_number);

@@ -8,16 +8,14 @@
 //       short              only reads and writes count, and do half
 //       kill               only calls that change or sync something count; before it, SIGKILL
 //       cut                the same, and before that the file system of QUILLPOST_ROOT loses power
-//       cut-late           the same, but the log of the file system has just reached the disk, as
-//       it
-//                          may at any time, and what was written into files has not
+//       cut-late           the same, but the log of the file system has just reached the disk,
+//                          as it may at any time, and what was written into files has not
 //                          And for every call, without a number:
 //       always-short       reads and writes do half
 //       always-interrupted calls that a signal can interrupt fail with EINTR, each other time
 //   QUILLPOST_FAIL_REPORT  the file that "NAME PATH" of the numbered call is written to
-//   QUILLPOST_HOLD_REMOVAL a file; the removal of a stroke file waits, but not for ever, until it
-//   is
-//                          there
+//   QUILLPOST_HOLD         a file; the removal of a stroke file waits, but not for ever, until it
+//                          is there
 //   QUILLPOST_NO_TMPFILE   if set, the file system makes no files without a name
 //   QUILLPOST_FIXED_TIME   what time() tells, so that two services live in the same second
 
@@ -25,6 +23,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <pwd.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdint.h>
@@ -88,7 +87,8 @@ __attribute__((constructor)) void ReadEnvironment() {
   if (root == nullptr) return;
   g_hold = ::getenv("QUILLPOST_HOLD");
   ::snprintf(g_root, sizeof g_root, "%s", root);
-  ::snprintf(g_places[0], sizeof g_places[0], "%s/root", g_root);
+  const passwd* const user = ::getpwuid(::getuid());
+  ::snprintf(g_places[0], sizeof g_places[0], "%s%s", g_root, user != nullptr ? user->pw_dir : "/");
   ::snprintf(g_places[1], sizeof g_places[1], "%s/Library", g_root);
   ::snprintf(g_places[2], sizeof g_places[2], "%s/in.stf2", g_root);
   if (failure != nullptr) g_mode = ModeFrom(failure);

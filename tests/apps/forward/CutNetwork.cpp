@@ -37,15 +37,16 @@ std::string Ip(std::vector<std::string> words) {
 CutNetwork::CutNetwork() : before_(OpenNetwork()) {
   if (Make()) return;
   if (why_not_.empty()) why_not_ = std::string("no network of its own: ") + std::strerror(errno);
-  Enter(before_);
+  if (has_left_) Enter(before_);
 }
 
 CutNetwork::~CutNetwork() {
-  ::setns(before_.get(), CLONE_NEWNET);
+  if (has_left_) ::setns(before_.get(), CLONE_NEWNET);
 }
 
 bool CutNetwork::Make() {
   if (::unshare(CLONE_NEWNET) != 0) return false;
+  has_left_ = true;
   server_ = OpenNetwork();
   // By the descriptor, since ip can't name what has no name.
   const std::string server =

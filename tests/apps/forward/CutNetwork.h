@@ -36,6 +36,7 @@ class CutNetwork {
   void SetWire(const std::string& state);
 
   const TalvoCppUtils::Descriptor before_;
+  bool has_left_ = false;  // that network
   TalvoCppUtils::Descriptor server_;
   TalvoCppUtils::Descriptor clients_;
   std::string why_not_;
