@@ -271,10 +271,13 @@ TEST_F(Endpoint, OfAKilledProcessIsTakenOverThoughAChildStillHoldsItsSocket) {
 
 // What a service leaves that is killed while it starts: its lock, and a socket that never listened.
 TEST_F(Endpoint, TheTracesOfAStartThatWasKilledHinderNobody) {
+  ServerUnderTest server;
+  ASSERT_EQ(::chmod(root_.path().c_str(), 0755), 0);
+  ASSERT_EQ(::chmod(fs::path(path()).parent_path().c_str(), 0777), 0);
+  const PlainUser user;  // no mode keeps root out
   WriteFile(path() + ".lock", "");
   ASSERT_EQ(::chmod((path() + ".lock").c_str(), 0), 0);
   MakeDeadSocket(path());
-  ServerUnderTest server;
   EXPECT_TRUE(Holder(path()).is_listening());
   EXPECT_FALSE(fs::exists(path() + ".lock"));
 }
