@@ -361,77 +361,70 @@ TEST_F(ImportSealedInk, ADamagedBoxIsStoredAsItIs) {
   EXPECT_EQ(Stored().begin()->second, sealed);
 }
 
-// One sync of the disk serves all imports that wait: none is named before the last was read.
-TEST_F(ImportInk, ImportsThatAreQueuedTogetherAreCommittedTogether) {
-  TalvoQuillpost::EventQueue queue;
-  Names said;
-  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
-  for (const char* name : {"one", "two"}) {
-    const fs::path file = root.path() / name;
-    WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
-    queue.Post("import", [&, file] {
-      importer.Import(file, [&, file](bool is_stored) {
-        said.push_back(file.filename().string() + (is_stored ? " stored" : " failed"));
-      });
-      EXPECT_TRUE(StoredNames().empty());
+// Imports in the importer's queue, and what it says of them, in this order.
+class QueuedImports : public ImportInk {
+ protected:
+  QueuedImports() { WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes()); }
+
+  void Import(const std::string& answer = "answered") {
+    importer.Import(file, [this, answer](bool is_stored) {
+      said.push_back(is_stored ? answer : answer + ": failed");
     });
   }
-  queue.io_service().poll();
-  EXPECT_EQ(said, (Names{"one stored", "two stored", "stored"}));
+  void QueueImport(const std::string& answer = "answered") {
+    queue.Post("import", [this, answer] { Import(answer); });
+  }
+  void RunAll() { queue.io_service().poll(); }
+
+  const fs::path file = root.path() / "ink.stf2";
+  Names said;
+  TalvoQuillpost::EventQueue queue;
+  TalvoQuillpost::InkImporter importer{queue, [this] { said.push_back("stored"); }};
+};
+
+// One sync of the disk serves all imports that wait: none is named before the last was read.
+TEST_F(QueuedImports, AreCommittedTogether) {
+  for (const char* answer : {"one", "two"}) {
+    QueueImport(answer);
+    queue.Post("look", [this] { EXPECT_TRUE(StoredNames().empty()); });
+  }
+  RunAll();
+  EXPECT_EQ(said, (Names{"one", "two", "stored"}));
   EXPECT_EQ(StoredNames(), (Names{Stroke("1.2.3.4/100_100-1"), Stroke("1.2.3.4/100_100")}));
 }
 
 // Those that come while it waits for them have a commit of their own: nobody waits for ever.
-TEST_F(ImportInk, ImportsThatComeWhileOthersAreReadAreCommittedWithThemOnce) {
-  TalvoQuillpost::EventQueue queue;
-  Names said;
-  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
-  const fs::path file = root.path() / "ink.stf2";
-  WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
-  const auto import = [&] { importer.Import(file, [&](bool) { said.push_back("answered"); }); };
-  queue.Post("import", import);
-  queue.Post("import", [&] {
-    import();
-    queue.Post("import of one that came late", [&] {  // behind the commit of the first
-      import();
-      queue.Post("import of one that came too late", import);  // behind the commit of these three
+TEST_F(QueuedImports, AreCommittedWithThoseThatComeWhileTheyAreReadAndWithNoLater) {
+  QueueImport();
+  queue.Post("import", [this] {
+    Import();
+    queue.Post("import of one that came late", [this] {  // behind the commit of the first
+      Import();
+      QueueImport();  // too late: behind the commit of these three
     });
   });
-  queue.io_service().poll();
+  RunAll();
   EXPECT_EQ(said, (Names{"answered", "answered", "answered", "answered", "stored"}));
 }
 
 // Each word of it has the whole store looked through.
-TEST_F(ImportInk, StoredInkIsToldOnceForTwoCommitsInARowAndForNoMore) {
-  TalvoQuillpost::EventQueue queue;
-  Names said;
-  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
-  const fs::path file = root.path() / "ink.stf2";
-  WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
-  const auto import = [&] { importer.Import(file, [&](bool) { said.push_back("answered"); }); };
-  queue.Post("import", [&] {
-    import();
-    queue.Post("import behind the commit of the first", [&] {
-      import();
-      queue.Post("import behind the commit of the second", import);
+TEST_F(QueuedImports, AreToldOnceForTwoCommitsInARowAndForNoMore) {
+  queue.Post("import", [this] {
+    Import();
+    queue.Post("import behind the commit of the first", [this] {
+      Import();
+      QueueImport();  // behind the commit of the second
     });
   });
-  queue.io_service().poll();
+  RunAll();
   EXPECT_EQ(said, (Names{"answered", "answered", "stored", "answered", "stored"}));
 }
 
 // What is queued behind it may be as large.
-TEST_F(ImportInk, StoredInkOfAFullGroupIsToldImmediately) {
-  TalvoQuillpost::EventQueue queue;
-  Names said;
-  TalvoQuillpost::InkImporter importer(queue, [&said] { said.push_back("stored"); });
-  const fs::path file = root.path() / "ink.stf2";
-  WriteFile(file, InkFile().AddStroke("1.2.3.4", 100).bytes());
+TEST_F(QueuedImports, ThatMakeAFullGroupAreToldImmediately) {
   constexpr int kImportsOfAGroup = 256;
-  for (int i = 0; i <= kImportsOfAGroup; ++i) {
-    queue.Post("import", [&] { importer.Import(file, [&](bool) { said.push_back("answered"); }); });
-  }
-  queue.io_service().poll();
+  for (int i = 0; i <= kImportsOfAGroup; ++i) QueueImport();
+  RunAll();
   Names expected(kImportsOfAGroup + 1, "answered");
   expected.insert(expected.begin(), "stored");
   expected.push_back("stored");
