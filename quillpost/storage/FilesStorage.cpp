@@ -170,9 +170,9 @@ void ClaimSome(RoutingTable& table, const PageClaims& claims, PageFiles& files, 
   }
 }
 
-// Lets the applications claim the files of a page. True if the list of the files is certain, and no
-// stroke was erased meanwhile. A list that was made before an erasure may name strokes whose files
-// are gone, and that could never be delivered: so the page is listed again, the last time under the
+// Lets the applications claim the files of a page. True if the list of the files is certain, and
+// nobody has erased a stroke since it was made. An older list may name strokes whose files are
+// gone, and that could never be delivered: so the page is listed again, the last time under the
 // guard, which keeps others from erasing.
 bool ClaimFiles(const std::string& pen, const PageClaims& claims) {
   constexpr int kAttempts = 4;
