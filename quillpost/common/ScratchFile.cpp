@@ -3,14 +3,17 @@
 #include <TalvoOS/Root.h>
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <string>
 #include <vector>
 
 #include "common/Directories.h"
 #include "common/Log.h"
+#include "common/UnnamedFile.h"
 
 namespace fs = boost::filesystem;
 
@@ -26,6 +29,20 @@ bool GetScratchDirectory(fs::path& out) {
   if (!TalvoOS::GetHomeDirectory(home)) return false;
   out = home / "Library/Application Support/Talvo/Quillpost/Temp";
   return true;
+}
+
+// Six letters and digits, as mkstemp takes them.
+std::string RandomSuffix() {
+  static constexpr char kCharacters[] =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+  unsigned char numbers[6] = {};
+  static_cast<void>(
+      ::getrandom(numbers, sizeof numbers, 0));  // a name that is taken is tried again
+  std::string suffix;
+  for (const unsigned char number : numbers) {
+    suffix += kCharacters[number % (sizeof kCharacters - 1)];
+  }
+  return suffix;
 }
 
 }  // namespace
@@ -57,6 +74,26 @@ bool CreateTempSTF2File(fs::path& out, TalvoCppUtils::Descriptor& file) {
   } else if (file.get() == 0) {
     file.Close();
     ::unlink(name.c_str());
+  }
+  return !out.empty();
+}
+
+bool OpenUnnamedScratchFile(TalvoCppUtils::Descriptor& file) {
+  fs::path scratch;
+  return GetScratchDirectory(scratch) && !OpenUnnamed(scratch, 0600, file);
+}
+
+// Another name is tried as often as one is taken.
+bool NameScratchFile(int file, fs::path& out) {
+  constexpr int kAttempts = 100;
+  out.clear();
+  fs::path scratch;
+  if (!GetScratchDirectory(scratch)) return false;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const fs::path name = scratch / (kScratchFilePrefix + RandomSuffix());
+    const auto error = GiveNameToUnnamed(file, name);
+    if (!error) out = name;
+    if (error != boost::system::errc::file_exists) break;
   }
   return !out.empty();
 }

@@ -22,6 +22,14 @@ bool CreateTempSTF2File(boost::filesystem::path& out);
 // The same, and leaves the file open in `file` for reading and writing.
 bool CreateTempSTF2File(boost::filesystem::path& out, TalvoCppUtils::Descriptor& file);
 
+// Makes an empty file that has no name yet, and is gone with its descriptor. False if that fails,
+// or if the file system has no such files.
+bool OpenUnnamedScratchFile(TalvoCppUtils::Descriptor& file);
+
+// Gives such a file a name in the scratch directory, and stores its path. The caller owns the file.
+// False, with `out` empty, if that fails.
+bool NameScratchFile(int file, boost::filesystem::path& out);
+
 // Removes the scratch files that a killed service has left behind. Only for a service that has the
 // endpoint, and before its first package: a running service's packages lie in the same place.
 // Throws nothing; what can't be removed stays.

@@ -20,6 +20,7 @@
 #include <string>
 
 #include "common/EventQueue.h"
+#include "storage/StrokeCopy.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
@@ -68,6 +69,9 @@ struct Client : boost::noncopyable {
   std::map<std::string, InkPackage> packages;  // guarded by packages_mutex
   bool ended = false;                          // guarded by packages_mutex: nothing more is offered
   boost::mutex packages_mutex;                 // held to change these and to delete package files
+
+  // By pen: the stroke that will probably be offered next. Belongs to the delivery thread.
+  std::map<std::string, Storage::StrokeCopy> ready;
 
   EventQueue delivery_queue;
   boost::thread delivery_thread;  // last: it runs the queue from the moment it exists

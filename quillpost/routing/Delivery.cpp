@@ -5,6 +5,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <exception>
+#include <vector>
 
 #include "common/Assert.h"
 #include "common/File.h"
@@ -61,18 +62,28 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
     const Lock lock(client->packages_mutex);
     if (client->ended || client->packages.count(pen) > 0) return;
   }
-  Storage::StrokeID first;
+  std::vector<Storage::StrokeID> first;
   const std::size_t undelivered =
-      Storage::FindUndeliveredStroke(pen, client->application_id, first);
-  if (undelivered == 0) return;
+      Storage::FindUndeliveredStrokes(pen, client->application_id, 2, first);
+  if (first.empty()) return;
   // One stroke file at a time: the next follows the confirmation of this one.
-  const std::set<Storage::StrokeID> strokes = {first};
-  const InkType type = first.page_address == Common::kEncryptedPageAddress ? InkType::kSTF2Encrypted
-                                                                           : InkType::kSTF2;
+  const std::set<Storage::StrokeID> strokes = {first.front()};
+  const InkType type = first.front().page_address == Common::kEncryptedPageAddress
+                           ? InkType::kSTF2Encrypted
+                           : InkType::kSTF2;
   QUILLPOST_LOG_INFORMATION("Delivering %lu/%lu Ink items to application '%s'...", Count(strokes),
                             static_cast<unsigned long>(undelivered),
                             client->application_id.c_str());
   DeliverInk(client, pen, type, strokes);
+  if (first.size() > 1) MakeReady(*client, pen, first[1]);
+}
+
+// While the application looks at the package before it. A copy that is not wanted after all waits
+// for the pen's next one, or for the end of the client.
+void Delivery::MakeReady(Client& client, const std::string& pen, const Storage::StrokeID& stroke) {
+  constexpr std::size_t kMostPens = 8;  // each copy holds a descriptor, and there may be 64 clients
+  if (client.ready.size() == kMostPens && client.ready.count(pen) == 0) return;
+  Common::RunJob("preparation of a package", [&] { client.ready[pen].Make(pen, stroke); });
 }
 
 void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
@@ -85,9 +96,12 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
     // Ends early when stopped: the server thread joins this one, and serves nobody until then.
     LongExports::Export turn(long_exports_,
                              [&client] { return client->delivery_queue.IsStopped(); });
-    if (!Storage::ExportStroke(pen, *strokes.begin(), file.out(),
-                               [&turn] { return turn.MayGoOn(); }))
+    const auto ready = client->ready.find(pen);
+    if (!Storage::ExportStroke(
+            pen, *strokes.begin(), file.out(), [&turn] { return turn.MayGoOn(); },
+            ready == client->ready.end() ? nullptr : &ready->second)) {
       return;
+    }
   } else if (!MergeStrokes(pen, strokes, file, packed)) {
     return;
   }

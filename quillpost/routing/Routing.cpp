@@ -1,6 +1,7 @@
 #include "routing/Routing.h"
 
 #include <boost/algorithm/string/join.hpp>
+#include <boost/thread/thread.hpp>
 #include <memory>
 #include <set>
 #include <string>
@@ -101,6 +102,7 @@ void RoutePen(const std::string& pen, Config::SubscriptionReader& subscriptions,
   for (const std::string& page : pages) {
     if (grace.IsOver()) return route.Save();
     Common::RunJob("routing of a page", [&] { route.RoutePage(page); });
+    boost::this_thread::yield();  // a package is waited for, a pass is not
   }
   route.Save();
   QUILLPOST_LOG_INFORMATION("Finished synchronizing with Storage about Ink from Pen '%s'.",

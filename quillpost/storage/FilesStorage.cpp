@@ -10,7 +10,6 @@
 #include <map>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 #include "common/Directories.h"
 #include "common/File.h"
@@ -338,12 +337,13 @@ bool HasUndeliveredStrokes(const std::string& pen, const std::string& app) {
   return TableOf(pen).CountUndelivered(app) > 0;
 }
 
-std::size_t FindUndeliveredStroke(const std::string& pen, const std::string& app, StrokeID& first) {
+std::size_t FindUndeliveredStrokes(const std::string& pen, const std::string& app,
+                                   std::size_t limit, std::vector<StrokeID>& first) {
+  first.clear();
   if (!Common::IsPenSerialValid(pen) || !Common::IsAppIDValid(app)) return 0;
   const Lock lock(g_routing_info_guard);
   const RoutingTable& table = TableOf(pen);
-  const StrokeID* const found = table.FirstUndelivered(app);
-  if (found != nullptr) first = *found;
+  first = table.FirstUndelivered(app, limit);
   return table.CountUndelivered(app);
 }
 

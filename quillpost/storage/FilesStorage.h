@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "storage/NewStrokes.h"
 #include "storage/RoutingTable.h"
@@ -61,13 +62,14 @@ bool SaveRoutingInfo(const std::string& pen);
 
 // The strokes of a pen that an application claims and has not received. `out` is emptied first;
 // false for an invalid pen or application. All of them: delivery, which needs one at a time, asks
-// FindUndeliveredStroke.
+// FindUndeliveredStrokes.
 bool GetUndeliveredStrokes(const std::string& pen, const std::string& app, std::set<StrokeID>& out);
 bool HasUndeliveredStrokes(const std::string& pen, const std::string& app);
 
-// The number of strokes that GetUndeliveredStrokes would give, and the first of them in `first`,
-// without walking all of them. 0, with `first` unchanged, if there is none.
-std::size_t FindUndeliveredStroke(const std::string& pen, const std::string& app, StrokeID& first);
+// The number of strokes that GetUndeliveredStrokes would give, and the first of them in `first`, at
+// most `limit`, without walking all of them. `first` is emptied first.
+std::size_t FindUndeliveredStrokes(const std::string& pen, const std::string& app,
+                                   std::size_t limit, std::vector<StrokeID>& first);
 
 // The strokes of a pen that every claiming application has received and at least one has accepted.
 // `out` is emptied first; false for an invalid pen.

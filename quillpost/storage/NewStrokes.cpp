@@ -21,6 +21,7 @@
 #include "common/File.h"
 #include "common/Identifiers.h"
 #include "common/Log.h"
+#include "common/UnnamedFile.h"
 #include "storage/FilesStorage.h"
 #include "storage/HeldNames.h"
 #include "storage/StoreDirectories.h"
@@ -66,33 +67,6 @@ std::string MakeHiddenName() {
 
 bool StartsWith(const std::string& text, const std::string& prefix) {
   return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-// A file without a name gets one through its entry in /proc.
-bool CanNameFiles() {
-  static const bool can = ::access("/proc/self/fd", X_OK) == 0;
-  return can;
-}
-
-error_code OpenUnnamed(const fs::path& directory, TalvoCppUtils::Descriptor& file) {
-  if (!CanNameFiles()) return make_error_code(boost::system::errc::not_supported);
-  constexpr int kFlags = O_TMPFILE | O_RDWR | O_CLOEXEC;
-  file.Reset(Common::Uninterrupted([&] { return ::open(directory.c_str(), kFlags, 0666); }));
-  return file.is_open() ? error_code() : LastError();
-}
-
-// Whether the file system, or the kernel, does not know files without a name.
-bool MeansUnsupported(const error_code& error) {
-  return error == boost::system::errc::operation_not_supported ||
-         error == boost::system::errc::not_supported ||
-         error == boost::system::errc::is_a_directory ||
-         error == boost::system::errc::invalid_argument;
-}
-
-error_code GiveNameToUnnamed(int file, const fs::path& name) {
-  const std::string self = "/proc/self/fd/" + std::to_string(file);
-  const int result = ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW);
-  return result == 0 ? error_code() : LastError();
 }
 
 // Without ever replacing a file. Not every file system can rename so; those that can't have links.
@@ -206,8 +180,8 @@ bool NewStrokes::Open(Stroke& stroke) {
                           stroke.directory.c_str());
       return false;
     }
-    error = OpenUnnamed(stroke.directory, stroke.file);
-    if (MeansUnsupported(error)) {
+    error = Common::OpenUnnamed(stroke.directory, 0666, stroke.file);
+    if (Common::MeansUnsupported(error)) {
       stroke.hidden = stroke.directory / MakeHiddenName();
       error = Common::OpenRegularFile(stroke.hidden, O_WRONLY | O_CREAT | O_EXCL, stroke.file);
       if (error) stroke.hidden.clear();
@@ -234,7 +208,7 @@ error_code NewStrokes::Name(Stroke& stroke) {
     stroke.path = NumberedPath(wanted, number);
     SetFileName(stroke.id, stroke.path.filename().native());
     const auto error = GiveName(stroke.pen, stroke.id, [&] {
-      return stroke.hidden.empty() ? GiveNameToUnnamed(stroke.file.get(), stroke.path)
+      return stroke.hidden.empty() ? Common::GiveNameToUnnamed(stroke.file.get(), stroke.path)
                                    : GiveNameToHidden(stroke.hidden, stroke.path);
     });
     if (error == boost::system::errc::file_exists) {
@@ -339,7 +313,7 @@ namespace {
 // Whether an import makes hidden files in the directory: only then a killed one has left any.
 bool HidesNewStrokes(const fs::path& directory) {
   TalvoCppUtils::Descriptor probe;
-  return MeansUnsupported(OpenUnnamed(directory, probe));
+  return Common::MeansUnsupported(Common::OpenUnnamed(directory, 0666, probe));
 }
 
 void RemoveHiddenStrokes(const fs::path& page) {

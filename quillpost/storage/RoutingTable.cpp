@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <random>
 #include <utility>
-#include <vector>
 
 #include "storage/HeldNames.h"
 
@@ -69,9 +68,16 @@ std::size_t RoutingTable::CountUndelivered(const std::string& app) const {
   return index == undelivered_.end() ? 0 : index->second.size();
 }
 
-const StrokeID* RoutingTable::FirstUndelivered(const std::string& app) const {
+std::vector<StrokeID> RoutingTable::FirstUndelivered(const std::string& app,
+                                                     std::size_t limit) const {
+  std::vector<StrokeID> ids;
   const auto index = undelivered_.find(app);
-  return index == undelivered_.end() ? nullptr : &(*index->second.begin())->first;
+  if (index == undelivered_.end()) return ids;
+  for (const Stroke* stroke : index->second) {
+    if (ids.size() == limit) break;
+    ids.push_back(stroke->first);
+  }
+  return ids;
 }
 
 std::set<StrokeID> RoutingTable::Undelivered(const std::string& app) const {

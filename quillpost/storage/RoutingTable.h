@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "storage/DirectoryStamp.h"
 #include "storage/RoutingInfoFile.h"
@@ -49,10 +50,10 @@ class RoutingTable {
   bool Sync(std::string& reason) { return file_.Sync(reason); }
 
   // ---- Questions.
-  // The strokes that the application claims and has not received: how many; the first of them, null
-  // if there is none, valid until the table changes; all of them.
+  // The strokes that the application claims and has not received: how many; the first of them, at
+  // most `limit`; all of them.
   std::size_t CountUndelivered(const std::string& app) const;
-  const StrokeID* FirstUndelivered(const std::string& app) const;
+  std::vector<StrokeID> FirstUndelivered(const std::string& app, std::size_t limit) const;
   std::set<StrokeID> Undelivered(const std::string& app) const;
 
   // The strokes that every claiming application has received and at least one has accepted.

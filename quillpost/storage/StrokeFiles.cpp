@@ -51,6 +51,10 @@ bool IsExportValid(const std::string& pen, const StrokeID& id) {
   return false;
 }
 
+void LogExported(const std::string& relative, const fs::path& out) {
+  QUILLPOST_LOG_INFORMATION("Exported Ink 'ROOT/%s' -> '%s'", relative.c_str(), out.c_str());
+}
+
 }  // namespace
 
 fs::path GetStorageRoot() {
@@ -88,12 +92,16 @@ void MakePathUnique(fs::path& path) {
 }
 
 bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
-                  const std::function<bool()>& may_go_on) {
+                  const std::function<bool()>& may_go_on, StrokeCopy* ready) {
   QUILLPOST_LOG_INFORMATION("Exporting Ink '%s' from Pen '%s' storage...", id.string().c_str(),
                             pen.c_str());
   out.clear();
   if (!IsExportValid(pen, id)) return false;
   const std::string relative = pen + "/" + id.string();
+  if (ready != nullptr && ready->Take(pen, id, out)) {
+    LogExported(relative, out);
+    return true;
+  }
   const fs::path source = GetStorageRoot() / relative;
   TalvoCppUtils::Descriptor stroke;
   auto error = Common::OpenRegularFile(source, O_RDONLY, stroke);
@@ -122,7 +130,7 @@ bool ExportStroke(const std::string& pen, const StrokeID& id, fs::path& out,
     out.clear();
     return false;
   }
-  QUILLPOST_LOG_INFORMATION("Exported Ink 'ROOT/%s' -> '%s'", relative.c_str(), out.c_str());
+  LogExported(relative, out);
   return true;
 }
 

@@ -15,6 +15,7 @@
 #include <set>
 #include <string>
 
+#include "storage/StrokeCopy.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
@@ -35,9 +36,10 @@ bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages);
 // Makes a private copy of a stroke file in the scratch directory. `out` is its path; the caller
 // removes it when done. False, with `out` empty and the reason in the log, if that fails. A large
 // copy takes its time: if `may_go_on` is given it is asked before each 64 KiB, and false cancels
-// the copy, which is not an error. Throws.
+// the copy, which is not an error. If `ready` is given and has a copy of the stroke, that one is
+// taken. Throws.
 bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem::path& out,
-                  const std::function<bool()>& may_go_on = nullptr);
+                  const std::function<bool()>& may_go_on = nullptr, StrokeCopy* ready = nullptr);
 
 // The path with a number in front of its extension: 2 makes "a.stf2" to "a-2.stf2", 0 leaves it.
 boost::filesystem::path NumberedPath(const boost::filesystem::path& path, unsigned int number);

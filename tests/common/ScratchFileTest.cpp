@@ -78,6 +78,34 @@ TEST_F(CreateTempSTF2FileTest, MakesTwoDifferentEmptyFilesInTheScratchDirectory)
   EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(CreateTempSTF2FileTest, FilesWithoutANameGetOneLikeTheOthers) {
+  fs::create_directories(root_.scratch());
+  std::set<fs::path> names;
+  for (int i = 0; i < 3; ++i) {
+    TalvoCppUtils::Descriptor file;
+    fs::path out = "/untouched";
+    ASSERT_TRUE(OpenUnnamedScratchFile(file));
+    EXPECT_EQ(names, Content(root_.scratch()));
+    ASSERT_TRUE(NameScratchFile(file.get(), out));
+    names.insert(out);
+    EXPECT_EQ(names, Content(root_.scratch()));
+    EXPECT_THAT(out.filename().string(), testing::MatchesRegex("stf2\\.[A-Za-z0-9]{6}"));
+    EXPECT_EQ(fs::perms(0600), fs::status(out).permissions());
+  }
+  EXPECT_EQ(3u, names.size());
+}
+
+TEST_F(CreateTempSTF2FileTest, WithoutTheDirectoryThereIsNoFileAndNoName) {
+  TalvoCppUtils::Descriptor file;
+  EXPECT_FALSE(OpenUnnamedScratchFile(file));
+  fs::create_directories(root_.scratch());
+  ASSERT_TRUE(OpenUnnamedScratchFile(file));
+  fs::remove(root_.scratch());
+  fs::path out = "/untouched";
+  EXPECT_FALSE(NameScratchFile(file.get(), out));
+  EXPECT_TRUE(out.empty());
+}
+
 TEST_F(CreateTempSTF2FileTest, LeavesNoDescriptorOpen) {
   fs::path out;
   ASSERT_TRUE(CreateTempSTF2File(out));

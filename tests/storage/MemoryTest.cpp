@@ -52,10 +52,10 @@ class MemoryTest : public StoreTest {
     std::vector<Strokes> answers;
     for (const char* app : {kApp, "app.two", "app.three"}) {
       answers.push_back(Undelivered(app));
-      StrokeID first;
-      EXPECT_EQ(answers.back().size(), FindUndeliveredStroke(kPen, app, first));
+      std::vector<StrokeID> first;
+      EXPECT_EQ(answers.back().size(), FindUndeliveredStrokes(kPen, app, 1, first));
       if (!answers.back().empty()) {
-        EXPECT_EQ(*answers.back().begin(), first);
+        EXPECT_EQ(*answers.back().begin(), first.front());
       }
     }
     answers.push_back(Processed());

@@ -153,10 +153,10 @@ class RoutingInfoModelTest : public StoreTest {
   void DoMarkFirst() {
     what_ = "mark of the first";
     const std::string app = AnyOf(kApps);
-    StrokeID first;
-    if (FindUndeliveredStroke(kPen, app, first) == 0) return;
-    model_[first][app] = {true, true};
-    ExpectSaved(SetRoutingInfoMarkers(kPen, app, {first}, {first}));
+    std::vector<StrokeID> first;
+    if (FindUndeliveredStrokes(kPen, app, 1, first) == 0) return;
+    model_[first.front()][app] = {true, true};
+    ExpectSaved(SetRoutingInfoMarkers(kPen, app, {first.front()}, {first.front()}));
   }
 
   void DoRemove() {
@@ -260,11 +260,10 @@ class RoutingInfoModelTest : public StoreTest {
     for (const std::string& app : kApps) {
       const Strokes expected = ModelUndelivered(app);
       EXPECT_EQ(expected, Undelivered(app));
-      StrokeID first;
-      EXPECT_EQ(expected.size(), FindUndeliveredStroke(kPen, app, first));
-      if (!expected.empty()) {
-        EXPECT_EQ(*expected.begin(), first);
-      }
+      std::vector<StrokeID> first;
+      EXPECT_EQ(expected.size(), FindUndeliveredStrokes(kPen, app, 2, first));
+      const auto end = std::next(expected.begin(), std::min<std::ptrdiff_t>(2, expected.size()));
+      EXPECT_EQ(std::vector<StrokeID>(expected.begin(), end), first);
     }
     EXPECT_EQ(ModelProcessed(), Processed());
   }

@@ -10,6 +10,7 @@ namespace TalvoQuillpost {
 namespace Storage {
 namespace {
 
+typedef std::vector<StrokeID> List;
 typedef std::set<StrokeID> Strokes;
 
 const StrokeID kFirst = {"1.2.3.4", "a", "stf2"};
@@ -32,24 +33,26 @@ class RoutingTableTest : public testing::Test {
 
 TEST_F(RoutingTableTest, AnApplicationIsOfferedItsStrokesInTheirOrder) {
   EXPECT_EQ(3u, table_.CountUndelivered("A"));
-  EXPECT_EQ(kFirst, *table_.FirstUndelivered("A"));
-  EXPECT_EQ(kSecond, *table_.FirstUndelivered("B"));
+  EXPECT_EQ(List({kFirst}), table_.FirstUndelivered("A", 1));
+  EXPECT_EQ(List({kFirst, kElsewhere}), table_.FirstUndelivered("A", 2));
+  EXPECT_EQ(List({kFirst, kElsewhere, kSecond}), table_.FirstUndelivered("A", 4));
+  EXPECT_EQ(List({kSecond}), table_.FirstUndelivered("B", 2));
   EXPECT_EQ(Strokes({kFirst, kElsewhere, kSecond}), table_.Undelivered("A"));
 }
 
 TEST_F(RoutingTableTest, WhoClaimsNothingIsOfferedNothing) {
   EXPECT_EQ(0u, table_.CountUndelivered("C"));
-  EXPECT_EQ(nullptr, table_.FirstUndelivered("C"));
+  EXPECT_EQ(List(), table_.FirstUndelivered("C", 2));
   EXPECT_EQ(Strokes(), table_.Undelivered("C"));
 }
 
 TEST_F(RoutingTableTest, TheNextStrokeFollowsTheMarkOfTheFirst) {
   table_.Mark(kFirst, "A", false);
   EXPECT_EQ(2u, table_.CountUndelivered("A"));
-  EXPECT_EQ(kElsewhere, *table_.FirstUndelivered("A"));
+  EXPECT_EQ(List({kElsewhere, kSecond}), table_.FirstUndelivered("A", 2));
   table_.Mark(kElsewhere, "A", false);
   table_.Mark(kSecond, "A", false);
-  EXPECT_EQ(nullptr, table_.FirstUndelivered("A"));
+  EXPECT_EQ(List(), table_.FirstUndelivered("A", 2));
   EXPECT_EQ(1u, table_.CountUndelivered("B"));
 }
 
@@ -65,7 +68,7 @@ TEST_F(RoutingTableTest, ANewClaimerMakesAProcessedStrokeWait) {
   ASSERT_EQ(Strokes({kFirst}), table_.Processed());
   table_.Claim(kFirst, {"B"});
   EXPECT_EQ(Strokes(), table_.Processed());
-  EXPECT_EQ(kFirst, *table_.FirstUndelivered("B"));
+  EXPECT_EQ(List({kFirst, kSecond}), table_.FirstUndelivered("B", 2));
 }
 
 TEST_F(RoutingTableTest, AnEndedClaimMayBeTheLastThatWasWaitedFor) {

@@ -135,9 +135,10 @@ TEST_F(StorageThreadsTest, CleaningUpNeverRemovesInkThatWantsAFreedName) {
   for (int round = 0; round < kRounds; ++round) {
     const std::string ink = "ink " + std::to_string(round);
     EXPECT_TRUE(ImportStroke(kPen, Stroke("a"), std::vector<char>(ink.begin(), ink.end())));
-    StrokeID filed;
-    EXPECT_TRUE(Eventually([&] { return FindUndeliveredStroke(kPen, kApp, filed) == 1; }))
+    std::vector<StrokeID> undelivered;
+    ASSERT_TRUE(Eventually([&] { return FindUndeliveredStrokes(kPen, kApp, 1, undelivered) == 1; }))
         << "lost in round " << round;
+    const StrokeID filed = undelivered.front();
     EXPECT_EQ(ink, ReadFile(PenPath(filed.string())));
     EXPECT_TRUE(SetRoutingInfoMarkers(kPen, kApp, {filed}, {filed}));
     EXPECT_TRUE(Eventually([&] { return !fs::exists(PenPath(filed.string())); }));

@@ -1,33 +1,14 @@
 // Routing info whose saving was cut off in the middle, as by a full disk.
 
-#include <signal.h>
-#include <sys/resource.h>
-
 #include "storage/LibraryArchive.h"
 #include "storage/StoreTest.h"
+#include "support/FileSizeLimit.h"
 
 using namespace TalvoQuillpost::Storage;
 
 namespace fs = boost::filesystem;
 
 namespace {
-
-// Files of this process grow no further than this, as long as the object lives.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit = {bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  rlimit before_;
-};
 
 class TornSave : public StoreTest {
  protected:
