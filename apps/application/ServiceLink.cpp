@@ -231,7 +231,9 @@ void ServiceLink::Confirm(IPC::Client& client, const std::string& pen, bool is_d
   params[Quillpost::Argument::InkPackagePen] = pen;
   params[Quillpost::Argument::InkPackageDelivered] = is_delivered;
   params[Quillpost::Argument::IgnoredPageAddresses] = Json::Value(Json::arrayValue);
-  client.RequestAsync(Quillpost::Command::ConfirmInkPackageDelivery, params, nullptr);
+  // Without a timeout: nobody waits for the answer.
+  client.RequestAsync(Quillpost::Command::ConfirmInkPackageDelivery, params, nullptr,
+                      milliseconds(0));
 }
 
 void ServiceLink::Import(const std::string& file, std::function<void(ImportResult)> done) {
