@@ -288,7 +288,7 @@ struct Example {
     process.emplace(
         std::vector<std::string>{"/usr/bin/python3", std::string(EXAMPLES) + "/stream_to_pdf.py",
                                  "127.0.0.1:" + std::to_string(server.port()), folder.string()},
-        std::map<std::string, std::string>{{"PATH", path}});
+        std::map<std::string, std::string>{{"PATH", path}, {"PYTHONDONTWRITEBYTECODE", "1"}});
   }
 
   std::size_t CountOfInk(const std::string& page) const {
