@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <utility>
+
 #include "common/File.h"
 #include "common/ScratchFile.h"
 #include "storage/StrokeFiles.h"
@@ -21,15 +23,18 @@ void StrokeCopy::Make(const std::string& pen, const StrokeID& id) {
   constexpr off_t kMaxBytes = 1 << 20;
   if (IsOf(pen, id)) return;
   copy_.Close();
+  TalvoCppUtils::Descriptor copy;
   TalvoCppUtils::Descriptor stroke;
-  if (Common::OpenRegularFile(PathOf(pen, id), O_RDONLY, stroke) ||
+  // The copy first: a file system without unnamed files says so, and the stroke need not be opened.
+  if (!Common::OpenUnnamedScratchFile(copy) ||
+      Common::OpenRegularFile(PathOf(pen, id), O_RDONLY, stroke) ||
       ::fstat(stroke.get(), &copied_) != 0 || copied_.st_size > kMaxBytes ||
-      !Common::OpenUnnamedScratchFile(copy_)) {
+      Common::CopyFile(stroke.get(), copy.get())) {
     return;
   }
   pen_ = pen;
   id_ = id;
-  if (Common::CopyFile(stroke.get(), copy_.get())) copy_.Close();
+  copy_ = std::move(copy);
 }
 
 bool StrokeCopy::Take(const std::string& pen, const StrokeID& id, boost::filesystem::path& out) {
