@@ -42,10 +42,6 @@ std::unique_ptr<char[], ReleaseBytes> Allocate(std::size_t size_bytes) {
   return {static_cast<char*>(data), ReleaseBytes{size_bytes}};
 }
 
-bool IsSameTime(const timespec& one, const timespec& other) {
-  return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
-}
-
 }  // namespace
 
 boost::system::error_code OpenRegularFile(const boost::filesystem::path& file, int flags,
@@ -166,12 +162,6 @@ boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
     out.size_bytes += static_cast<std::size_t>(got);
   }
   return {};
-}
-
-bool IsUntouched(const struct stat& before, const struct stat& now) {
-  return now.st_dev == before.st_dev && now.st_ino == before.st_ino &&
-         now.st_mode == before.st_mode && now.st_size == before.st_size &&
-         IsSameTime(now.st_mtim, before.st_mtim) && IsSameTime(now.st_ctim, before.st_ctim);
 }
 
 bool IsOnThisMachine(const struct statfs& system) {

@@ -5,7 +5,6 @@
 
 #include <TalvoCppUtils/Descriptor.h>
 #include <errno.h>
-#include <sys/stat.h>
 #include <sys/vfs.h>
 
 #include <boost/filesystem/path.hpp>
@@ -79,10 +78,6 @@ struct FileBytes {
 // of more than `limit_bytes` is not read: `out` then has its size and no data.
 boost::system::error_code ReadRegularFile(const boost::filesystem::path& file,
                                           std::uint64_t limit_bytes, FileBytes& out);
-
-// Whether two statuses are of one file that nobody has written, replaced or given other rights in
-// between, as far as its size and times tell.
-bool IsUntouched(const struct stat& before, const struct stat& now);
 
 // Whether a file system, as statfs tells of it, is known to keep its files itself, on a disk of
 // this machine or in its memory: no share of another machine, none on top of another file system.

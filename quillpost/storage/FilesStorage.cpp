@@ -16,7 +16,7 @@
 #include "common/Identifiers.h"
 #include "common/Log.h"
 #include "storage/CountingMutex.h"
-#include "storage/DirectoryStamp.h"
+#include "storage/FileStamp.h"
 #include "storage/HeldNames.h"
 #include "storage/RoutingTable.h"
 #include "storage/StoreDirectories.h"
@@ -277,7 +277,7 @@ bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
   if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(page)) return false;
   const fs::path directory = GetStorageRoot() / pen / page;
   const bool has_new_ink = TakeNewInk(directory);
-  const DirectoryStamp stamp(directory);
+  const FileStamp stamp(directory);
   std::uint64_t erasures;
   bool are_known;
   {
@@ -299,7 +299,7 @@ bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
   RoutingTable& table = TableOf(pen);
   if (!undecided.empty()) return true;
   const bool is_stamp_true = is_certain && table.erasures() == erasures;
-  table.NoteListed(page, is_stamp_true ? stamp : DirectoryStamp(), apps);
+  table.NoteListed(page, is_stamp_true ? stamp : FileStamp(), apps);
   return true;
 }
 

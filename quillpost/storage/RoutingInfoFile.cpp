@@ -38,6 +38,10 @@ constexpr std::size_t kFixedHeadBytes = 32;
 
 constexpr std::size_t kNoRecord = std::numeric_limits<std::size_t>::max();
 
+bool IsSameTime(const timespec& one, const timespec& other) {
+  return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
+}
+
 // Whether the bytes begin as an archive of this library. Then they are replaced with a record, so
 // that they stay readable at each moment.
 bool IsArchive(const std::string& bytes) {
@@ -161,7 +165,13 @@ fs::path RoutingInfoFile::path() const {
 // Whether the file is still the one that was left there.
 bool RoutingInfoFile::IsKnown() const {
   struct stat status;
-  return stamp_ && ::stat(path().c_str(), &status) == 0 && Common::IsUntouched(*stamp_, status);
+  return stamp_ && ::stat(path().c_str(), &status) == 0 && IsUntouched(status);
+}
+
+bool RoutingInfoFile::IsUntouched(const struct stat& status) const {
+  return status.st_dev == stamp_->st_dev && status.st_ino == stamp_->st_ino &&
+         status.st_mode == stamp_->st_mode && status.st_size == stamp_->st_size &&
+         IsSameTime(status.st_mtim, stamp_->st_mtim) && IsSameTime(status.st_ctim, stamp_->st_ctim);
 }
 
 bool RoutingInfoFile::HasTail(const StrokeMap& strokes) const {
@@ -254,10 +264,7 @@ bool RoutingInfoFile::SaveChanges(const StrokeMap& strokes) {
   TalvoCppUtils::Descriptor file(
       Common::Uninterrupted([&] { return ::open(file_path.c_str(), kFlags); }));
   struct stat status;
-  if (!file.is_open() || ::fstat(file.get(), &status) != 0 ||
-      !Common::IsUntouched(*stamp_, status)) {
-    return false;
-  }
+  if (!file.is_open() || ::fstat(file.get(), &status) != 0 || !IsUntouched(status)) return false;
   error_code error;
   is_synced_ = false;
   if (HasTouched()) error = WriteTouched(file.get());

@@ -85,6 +85,7 @@ class RoutingInfoFile {
 
   boost::filesystem::path path() const;
   bool IsKnown() const;
+  bool IsUntouched(const struct stat& status) const;
   bool HasTail(const StrokeMap& strokes) const;
   bool HasTouched() const { return touched_from_ < touched_to_; }
   std::size_t FindRecord(const StrokeID& id) const;  // the first that is not before `id`

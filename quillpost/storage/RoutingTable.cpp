@@ -101,8 +101,7 @@ RoutingTable::PageNames RoutingTable::NamesOf(const std::string& page) const {
   return names;
 }
 
-void RoutingTable::NoteListed(const std::string& page, const DirectoryStamp& stamp,
-                              const Apps& apps) {
+void RoutingTable::NoteListed(const std::string& page, const FileStamp& stamp, const Apps& apps) {
   const auto found = pages_.find(page);
   const bool is_known =
       IsClaimedBy(page, apps) || found == pages_.end() ||
@@ -118,7 +117,7 @@ bool RoutingTable::IsClaimedBy(const std::string& page, const Apps& apps) const 
          (listing->second.apps == apps || *listing->second.apps == *apps);
 }
 
-bool RoutingTable::IsListed(const std::string& page, const DirectoryStamp& stamp,
+bool RoutingTable::IsListed(const std::string& page, const FileStamp& stamp,
                             const Apps& apps) const {
   return IsClaimedBy(page, apps) && listings_.find(page)->second.stamp == stamp;
 }
@@ -171,7 +170,7 @@ void RoutingTable::Erase(const StrokeID& id) {
   erasures_ = ++g_erasures;
   // Its file may have stayed: then the next pass finds it in the page, unchanged as that may be.
   const auto listing = listings_.find(id.page_address);
-  if (listing != listings_.end()) listing->second.stamp = DirectoryStamp();
+  if (listing != listings_.end()) listing->second.stamp = FileStamp();
   const auto entry = strokes_.find(id);
   if (entry != strokes_.end()) Erase(entry);
 }

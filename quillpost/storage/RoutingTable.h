@@ -19,7 +19,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "storage/DirectoryStamp.h"
+#include "storage/FileStamp.h"
 #include "storage/RoutingInfoFile.h"
 #include "storage/StrokeID.h"
 
@@ -79,14 +79,14 @@ class RoutingTable {
   // To be called after `apps` have claimed all files of a page and all other applications have lost
   // their claims there. `stamp` was taken before the files were listed. If a stroke of the page has
   // no file now, nothing is noted: the file may come back without the new claims.
-  void NoteListed(const std::string& page, const DirectoryStamp& stamp, const Apps& apps);
+  void NoteListed(const std::string& page, const FileStamp& stamp, const Apps& apps);
 
   // Whether every stroke of the page is claimed by these applications, and by no others.
   bool IsClaimedBy(const std::string& page, const Apps& apps) const;
 
   // Whether listing the page again would find nothing new: it was listed when its directory was as
   // `stamp` says, for the same applications, and none of its strokes was erased since.
-  bool IsListed(const std::string& page, const DirectoryStamp& stamp, const Apps& apps) const;
+  bool IsListed(const std::string& page, const FileStamp& stamp, const Apps& apps) const;
 
   // Changes with each call of Erase, and no two tables share a value. If it has changed since a
   // directory was listed, list it again.
@@ -120,7 +120,7 @@ class RoutingTable {
   typedef PageNames::Page Page;  // by the hash of their file names
 
   struct Listing {
-    DirectoryStamp stamp;
+    FileStamp stamp;
     Apps apps;
   };
 

@@ -1,6 +1,7 @@
 #include "storage/StrokeCopy.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <utility>
 
@@ -25,10 +26,13 @@ void StrokeCopy::Make(const std::string& pen, const StrokeID& id) {
   copy_.Close();
   TalvoCppUtils::Descriptor copy;
   TalvoCppUtils::Descriptor stroke;
-  // The copy first: a file system without unnamed files says so, and the stroke need not be opened.
-  if (!Common::OpenUnnamedScratchFile(copy) ||
-      Common::OpenRegularFile(PathOf(pen, id), O_RDONLY, stroke) ||
-      ::fstat(stroke.get(), &copied_) != 0 || copied_.st_size > kMaxBytes ||
+  struct stat status;
+  // The copy first: a file system without unnamed files says so, and nothing else need be asked.
+  if (!Common::OpenUnnamedScratchFile(copy)) return;
+  const boost::filesystem::path path = PathOf(pen, id);
+  copied_ = FileStamp(path);
+  if (!copied_.proves() || Common::OpenRegularFile(path, O_RDONLY, stroke) ||
+      ::fstat(stroke.get(), &status) != 0 || status.st_size > kMaxBytes ||
       Common::CopyFile(stroke.get(), copy.get())) {
     return;
   }
@@ -41,9 +45,7 @@ bool StrokeCopy::Take(const std::string& pen, const StrokeID& id, boost::filesys
   out.clear();
   if (!IsOf(pen, id)) return false;
   const TalvoCppUtils::Descriptor copy = std::move(copy_);
-  struct stat now;
-  return ::stat(PathOf(pen, id).c_str(), &now) == 0 && Common::IsUntouched(copied_, now) &&
-         Common::NameScratchFile(copy.get(), out);
+  return copied_ == FileStamp(PathOf(pen, id)) && Common::NameScratchFile(copy.get(), out);
 }
 
 bool StrokeCopy::IsOf(const std::string& pen, const StrokeID& id) const {

@@ -5,11 +5,11 @@
 #pragma once
 
 #include <TalvoCppUtils/Descriptor.h>
-#include <sys/stat.h>
 
 #include <boost/filesystem/path.hpp>
 #include <string>
 
+#include "storage/FileStamp.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
@@ -20,8 +20,8 @@ namespace Storage {
 class StrokeCopy {
  public:
   // Copies that stroke, unless the object has a copy of it already; one of another stroke is
-  // dropped. If the stroke has more than 1 MiB or can't be copied, the object has no copy then, and
-  // nothing is told of it.
+  // dropped. The object has no copy afterwards, and nothing is told of it, if the stroke has more
+  // than 1 MiB, if it can't be copied, or if its file was changed only just now (FileStamp.h).
   void Make(const std::string& pen, const StrokeID& id);
 
   // If the object has a copy of that stroke, whose file has not changed since, gives it a name in
@@ -35,7 +35,7 @@ class StrokeCopy {
   TalvoCppUtils::Descriptor copy_;
   std::string pen_;
   StrokeID id_;
-  struct stat copied_ = {};  // the stroke's file when its copy was begun
+  FileStamp copied_;  // the stroke's file when its copy was begun
 };
 
 }  // namespace Storage

@@ -10,6 +10,7 @@
 
 #include "routing/Client.h"
 #include "routing/StoreFixture.h"
+#include "storage/FileStamp.h"
 
 // Notes every notification, and sends none if it is told to fail.
 class NotingConnection : public IPC::Server::Connection {
@@ -74,6 +75,18 @@ class ClientFixture : public StoreFixture {
   void AddRoutedStrokes(int count, const std::string& pen = "PEN") {
     for (int i = 1; i <= count; ++i) AddStroke("1.2.3.4", Name(i), "ink " + Name(i), pen);
     Route();
+  }
+
+  // Waits until the times of a pen's strokes prove that they have been left alone: others
+  // are not made ready.
+  void LetStrokesRest(const std::string& pen = "PEN") const {
+    const boost::filesystem::path page = root.storage() / pen / "1.2.3.4";
+    for (const auto& stroke : boost::filesystem::directory_iterator(page)) {
+      const auto is_at_rest = [&stroke] {
+        return TalvoQuillpost::Storage::FileStamp(stroke.path()).proves();
+      };
+      EXPECT_TRUE(Eventually(is_at_rest));
+    }
   }
 
   static std::string Name(int i) { return (i < 10 ? "s0" : "s") + std::to_string(i); }

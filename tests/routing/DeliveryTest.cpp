@@ -148,6 +148,7 @@ TEST_F(Delivery, TheNextStrokeIsReadyBeforeTheFirstIsConfirmed) {
   AddStroke("1.2.3.4", "s02", large);
   AddStroke("1.2.3.4", "s03", large);
   Route();
+  LetStrokesRest();
   Deliver();
   EXPECT_EQ(CountScratchFiles(), 1u);
   {
@@ -161,6 +162,7 @@ TEST_F(Delivery, TheNextStrokeIsReadyBeforeTheFirstIsConfirmed) {
 
 TEST_F(Delivery, AStrokeThatChangesAfterItWasMadeReadyIsCopiedAgain) {
   AddRoutedStrokes(2);
+  LetStrokesRest();
   Deliver();
   AddStroke("1.2.3.4", "s02", "other ink");
   Confirm();
@@ -169,6 +171,7 @@ TEST_F(Delivery, AStrokeThatChangesAfterItWasMadeReadyIsCopiedAgain) {
 
 TEST_F(Delivery, AStrokeThatVanishesAfterItWasMadeReadyIsNotOffered) {
   AddRoutedStrokes(2);
+  LetStrokesRest();
   Deliver();
   fs::remove(root.storage() / "PEN/1.2.3.4/s02.stf2");
   Confirm();
@@ -179,6 +182,7 @@ TEST_F(Delivery, AStrokeThatVanishesAfterItWasMadeReadyIsNotOffered) {
 
 TEST_F(Delivery, InkThatComesBeforeTheReadyStrokeIsOfferedFirst) {
   AddRoutedStrokes(2);
+  LetStrokesRest();
   Deliver();
   AddStroke("1.2.3.4", "s011", "ink between");
   Route();
@@ -191,6 +195,7 @@ TEST_F(Delivery, InkThatComesBeforeTheReadyStrokeIsOfferedFirst) {
 // Each that is ready holds a descriptor.
 TEST_F(Delivery, OnlySomePensHaveAReadyStroke) {
   for (const char* pen : {"A", "B", "C", "D", "E", "F", "G", "H", "I"}) AddRoutedStrokes(3, pen);
+  LetStrokesRest("I");
   OnDeliveryThread([&] { service->DeliverInk(client); });
   EXPECT_EQ(client->ready.size(), 8u);
   Confirm(true, {}, "I");

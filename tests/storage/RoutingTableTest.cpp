@@ -123,7 +123,7 @@ TEST_F(RoutingTableTest, APageIsKnownOnceAllItsStrokesHaveTheSameClaims) {
   const auto apps = std::make_shared<const std::set<std::string>>(std::set<std::string>{"A"});
   table_.KeepClaims("1.2.3.4", *apps);
   EXPECT_FALSE(table_.IsClaimedBy("1.2.3.4", apps));
-  table_.NoteListed("1.2.3.4", DirectoryStamp(), apps);
+  table_.NoteListed("1.2.3.4", FileStamp(), apps);
   EXPECT_TRUE(table_.IsClaimedBy("1.2.3.4", apps));
   EXPECT_FALSE(table_.IsClaimedBy("5.6.7.8", apps));
   const auto more = std::make_shared<const std::set<std::string>>(std::set<std::string>{"A", "B"});
@@ -131,7 +131,7 @@ TEST_F(RoutingTableTest, APageIsKnownOnceAllItsStrokesHaveTheSameClaims) {
   // The file of the other stroke was not there when B came.
   table_.KeepClaims("1.2.3.4", *more);
   table_.Claim(kFirst, *more);
-  table_.NoteListed("1.2.3.4", DirectoryStamp(), more);
+  table_.NoteListed("1.2.3.4", FileStamp(), more);
   EXPECT_FALSE(table_.IsClaimedBy("1.2.3.4", more));
 }
 

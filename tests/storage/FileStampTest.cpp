@@ -1,6 +1,6 @@
-// When the times of a directory prove that nothing has changed in it.
+// When the times of a file or a directory prove that nothing has changed in it.
 
-#include "storage/DirectoryStamp.h"
+#include "storage/FileStamp.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,11 +12,11 @@ namespace TalvoQuillpost {
 namespace Storage {
 namespace {
 
-class DirectoryStampTest : public StoreTest {
+class FileStampTest : public StoreTest {
  protected:
-  DirectoryStampTest() { Put("a.stf2"); }
+  FileStampTest() { Put("a.stf2"); }
 
-  DirectoryStamp Look() const { return DirectoryStamp(PenPath(kPage)); }
+  FileStamp Look() const { return FileStamp(PenPath(kPage)); }
 
   // Waits until the last change is longer ago than the grain of any clock.
   bool WaitForProof() const {
@@ -41,8 +41,8 @@ class DirectoryStampTest : public StoreTest {
   }
 };
 
-TEST_F(DirectoryStampTest, OfADirectoryThatWasJustChangedProvesNothing) {
-  DirectoryStamp stamp;
+TEST_F(FileStampTest, OfADirectoryThatWasJustChangedProvesNothing) {
+  FileStamp stamp;
   // A test that is held up after the change looks too late, and tries again.
   do {
     Put("b.stf2");
@@ -54,8 +54,8 @@ TEST_F(DirectoryStampTest, OfADirectoryThatWasJustChangedProvesNothing) {
   EXPECT_TRUE(stamp != stamp);
 }
 
-TEST_F(DirectoryStampTest, ProvesSoonOnAFileSystemThatKeepsTheTickOfAChange) {
-  DirectoryStamp stamp;
+TEST_F(FileStampTest, ProvesSoonOnAFileSystemThatKeepsTheTickOfAChange) {
+  FileStamp stamp;
   do {
     stamp = Look();
   } while (!stamp.proves() && AgeSeconds() < 2);
@@ -63,9 +63,9 @@ TEST_F(DirectoryStampTest, ProvesSoonOnAFileSystemThatKeepsTheTickOfAChange) {
 }
 
 // Two changes within the same second would have the same times there.
-TEST_F(DirectoryStampTest, ProvesNothingSoonOnAFileSystemThatMayKeepSecondsAlone) {
+TEST_F(FileStampTest, ProvesNothingSoonOnAFileSystemThatMayKeepSecondsAlone) {
   const timespec whole_second[] = {{0, UTIME_OMIT}, {1700000000, 0}};
-  DirectoryStamp stamp;
+  FileStamp stamp;
   do {
     ASSERT_EQ(0, ::utimensat(AT_FDCWD, PenPath(kPage).c_str(), whole_second, 0));
     while (AgeSeconds() < 0.1) {
@@ -75,15 +75,15 @@ TEST_F(DirectoryStampTest, ProvesNothingSoonOnAFileSystemThatMayKeepSecondsAlone
   EXPECT_FALSE(stamp.proves());
 }
 
-TEST_F(DirectoryStampTest, OfNoDirectoryProvesNothing) {
-  EXPECT_FALSE(DirectoryStamp(PenPath("9.9.9.9")).proves());
-  EXPECT_FALSE(DirectoryStamp(PenPath("1.2.3.4/a.stf2")).proves());
-  EXPECT_FALSE(DirectoryStamp() == DirectoryStamp());
+TEST_F(FileStampTest, OfNeitherFileNorDirectoryProvesNothing) {
+  EXPECT_FALSE(FileStamp(PenPath("9.9.9.9")).proves());
+  EXPECT_FALSE(FileStamp("/dev/null").proves());
+  EXPECT_FALSE(FileStamp() == FileStamp());
 }
 
-TEST_F(DirectoryStampTest, IsAnotherAfterEachChange) {
+TEST_F(FileStampTest, IsAnotherAfterEachChange) {
   ASSERT_TRUE(WaitForProof());
-  const DirectoryStamp before = Look();
+  const FileStamp before = Look();
   EXPECT_TRUE(before == Look());
   Put("b.stf2");
   EXPECT_FALSE(before == Look());
@@ -91,9 +91,23 @@ TEST_F(DirectoryStampTest, IsAnotherAfterEachChange) {
   EXPECT_FALSE(before == Look());
 }
 
+TEST_F(FileStampTest, OfAFileIsAnotherAfterEachChange) {
+  const boost::filesystem::path file = PenPath("1.2.3.4/a.stf2");
+  const auto look = [&file] { return FileStamp(file); };
+  for (const char* bytes : {"ink", "kni"}) {
+    ASSERT_TRUE(Eventually([&] { return look().proves(); }));
+    const FileStamp before = look();
+    EXPECT_TRUE(before == look());
+    WriteFile(file, bytes);
+    EXPECT_FALSE(before == look());
+    ASSERT_TRUE(Eventually([&] { return look().proves(); }));
+    EXPECT_FALSE(before == look());
+  }
+}
+
 // The proof is believed: the claims of a page that did not change are not looked for again, and a
 // new file in it is found.
-TEST_F(DirectoryStampTest, APageIsListedAgainWhenItHasChanged) {
+TEST_F(FileStampTest, APageIsListedAgainWhenItHasChanged) {
   const auto apps = std::make_shared<const Names>(Names{kApp});
   ASSERT_TRUE(WaitForProof());
   ASSERT_TRUE(SyncPage(kPen, kPage, apps, {}));

@@ -1,4 +1,4 @@
-#include "storage/DirectoryStamp.h"
+#include "storage/FileStamp.h"
 
 #include <sys/vfs.h>
 #include <time.h>
@@ -28,29 +28,30 @@ std::int64_t FineGrainNs() {
 
 // Whether changes are stamped with this machine's clock, to the tick. ext4 with small inodes keeps
 // whole seconds alone, so there are no parts of one then.
-bool HasFineTimes(const boost::filesystem::path& directory, const struct stat& status) {
+bool HasFineTimes(const boost::filesystem::path& path, const struct stat& status) {
   struct statfs system;
   return status.st_mtim.tv_nsec != 0 && status.st_ctim.tv_nsec != 0 &&
-         ::statfs(directory.c_str(), &system) == 0 && Common::IsOnThisMachine(system);
+         ::statfs(path.c_str(), &system) == 0 && Common::IsOnThisMachine(system);
 }
 
 }  // namespace
 
-DirectoryStamp::DirectoryStamp(const boost::filesystem::path& directory) {
+FileStamp::FileStamp(const boost::filesystem::path& path) {
   timespec now;
   struct stat status;
   // The clock first, so that a change between the two is one of just now.
   ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  if (::stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return;
+  if (::stat(path.c_str(), &status) != 0) return;
+  if (!S_ISDIR(status.st_mode) && !S_ISREG(status.st_mode)) return;
   device_ = status.st_dev;
   inode_ = status.st_ino;
   modified_ = status.st_mtim;
   changed_ = status.st_ctim;
   const std::int64_t age_ns = ToNs(now) - std::max(ToNs(changed_), ToNs(modified_));
-  proves_ = age_ns > kCoarseGrainNs || (age_ns > FineGrainNs() && HasFineTimes(directory, status));
+  proves_ = age_ns > kCoarseGrainNs || (age_ns > FineGrainNs() && HasFineTimes(path, status));
 }
 
-bool DirectoryStamp::operator==(const DirectoryStamp& other) const {
+bool FileStamp::operator==(const FileStamp& other) const {
   return proves_ && other.proves_ && device_ == other.device_ && inode_ == other.inode_ &&
          ToNs(modified_) == ToNs(other.modified_) && ToNs(changed_) == ToNs(other.changed_);
 }
