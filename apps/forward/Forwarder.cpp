@@ -11,15 +11,12 @@
 
 #include <Talvo/Logger.h>
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/signal_set.hpp>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 
 #include "Files.h"
 #include "StreamWriter.h"
-#include "Temporaries.h"
+#include "application/EndSignals.h"
 #include "stream/InkMessage.h"
 
 namespace Forward {
@@ -49,15 +46,6 @@ void Show(const Offer& offer) {
   } catch (const std::exception& error) {
     std::fprintf(stderr, "quillpost-forward: %s: %s\n", offer.file.c_str(), error.what());
   }
-}
-
-// `held` has kept signals off the threads that began since; they are the main thread's.
-void WaitForSignal(std::optional<InkTool::SignalsHeld>& held) {
-  boost::asio::io_context queue;
-  boost::asio::signal_set signals(queue, SIGTERM, SIGINT);
-  held.reset();
-  signals.async_wait([&queue](const boost::system::error_code&, int) { queue.stop(); });
-  queue.run();
 }
 
 // The link and the writer need each other: the link has its packages put, and the writer says when
@@ -101,16 +89,16 @@ int Run(const Options& options) {
   const auto sink = options.log_file.empty() ? Talvo::LogSink::Stderr()
                                              : Talvo::LogSink::RotatingFile(options.log_file);
   Talvo::Logger::Open("Forward", options.log_level, sink);
-  std::optional<InkTool::SignalsHeld> held(std::in_place);
+  const TalvoCppUtils::Descriptor signals = Application::HoldEndSignals();
   if (options.is_dry_run) {
     ServiceLink::Options link = LinkOptions(options);
     link.keep = [](const Offer& offer, const ServiceLink::Done&) { Show(offer); };
     const ServiceLink shown(std::move(link));
-    WaitForSignal(held);
+    Application::WaitForEndSignal(signals);
     return kDone;
   }
   const Forwarder forwarder(options);
-  WaitForSignal(held);
+  Application::WaitForEndSignal(signals);
   return kDone;
 }
 

@@ -14,10 +14,9 @@
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/signal_set.hpp>
 #include <boost/system/system_error.hpp>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -27,8 +26,8 @@
 #include "Files.h"
 #include "Instance.h"
 #include "Options.h"
-#include "Temporaries.h"
 #include "api/Api.h"
+#include "application/EndSignals.h"
 #include "http/Server.h"
 
 namespace Inbox {
@@ -137,7 +136,7 @@ class RunningInbox {
   RunningInbox(const std::string& directory, const Options& options)
       : options_(options),
         database_(directory),
-        signals_(queue_, SIGTERM, SIGINT),
+        signals_(queue_, Application::HoldEndSignals().Release()),
         writer_(database_, [this] { OnCommit(); }),
         readers_(database_),
         library_(readers_),
@@ -163,11 +162,11 @@ class RunningInbox {
     link_.emplace(LinkOptions());
     api_.SetLink(&*link_);
     if (!options_.source.stream.servers.empty()) BeginStream();
-    signals_held_.reset();
     std::printf("%s\n", sessions_.Address().c_str());
     std::fflush(stdout);
     if (options_.is_to_open) Show(options_, sessions_.Address());
-    signals_.async_wait([this](const boost::system::error_code&, int) { queue_.stop(); });
+    signals_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                        [this](const boost::system::error_code&) { queue_.stop(); });
     queue_.run();
     return kDone;
   }
@@ -222,10 +221,8 @@ class RunningInbox {
 
   const Options& options_;
   const Database database_;
-  // Until all threads have begun: signals are the main thread's.
-  std::optional<InkTool::SignalsHeld> signals_held_{std::in_place};
   boost::asio::io_context queue_;
-  boost::asio::signal_set signals_;
+  boost::asio::posix::stream_descriptor signals_;  // SIGTERM and SIGINT, held from all threads
   Writer writer_;
   Readers readers_;
   Library library_;
