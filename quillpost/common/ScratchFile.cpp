@@ -31,13 +31,12 @@ bool GetScratchDirectory(fs::path& out) {
   return true;
 }
 
-// Six letters and digits, as mkstemp takes them.
+// Six letters and digits, as mkstemp takes them. Zeros, if there is nothing random yet.
 std::string RandomSuffix() {
   static constexpr char kCharacters[] =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
   unsigned char numbers[6] = {};
-  static_cast<void>(
-      ::getrandom(numbers, sizeof numbers, 0));  // a name that is taken is tried again
+  static_cast<void>(::getrandom(numbers, sizeof numbers, GRND_NONBLOCK));
   std::string suffix;
   for (const unsigned char number : numbers) {
     suffix += kCharacters[number % (sizeof kCharacters - 1)];
@@ -83,19 +82,14 @@ bool OpenUnnamedScratchFile(TalvoCppUtils::Descriptor& file) {
   return GetScratchDirectory(scratch) && !OpenUnnamed(scratch, 0600, file);
 }
 
-// Another name is tried as often as one is taken.
 bool NameScratchFile(int file, fs::path& out) {
-  constexpr int kAttempts = 100;
   out.clear();
   fs::path scratch;
   if (!GetScratchDirectory(scratch)) return false;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    const fs::path name = scratch / (kScratchFilePrefix + RandomSuffix());
-    const auto error = GiveNameToUnnamed(file, name);
-    if (!error) out = name;
-    if (error != boost::system::errc::file_exists) break;
-  }
-  return !out.empty();
+  const fs::path name = scratch / (kScratchFilePrefix + RandomSuffix());
+  if (GiveNameToUnnamed(file, name)) return false;
+  out = name;
+  return true;
 }
 
 void RemoveLeftoverTempSTF2Files() {

@@ -27,7 +27,7 @@ bool CreateTempSTF2File(boost::filesystem::path& out, TalvoCppUtils::Descriptor&
 bool OpenUnnamedScratchFile(TalvoCppUtils::Descriptor& file);
 
 // Gives such a file a name in the scratch directory, and stores its path. The caller owns the file.
-// False, with `out` empty, if that fails.
+// False, with `out` empty, if that fails, or if the name is taken, which is all but impossible.
 bool NameScratchFile(int file, boost::filesystem::path& out);
 
 // Removes the scratch files that a killed service has left behind. Only for a service that has the

@@ -16,6 +16,7 @@
 #include <boost/thread/thread.hpp>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -70,8 +71,9 @@ struct Client : boost::noncopyable {
   bool ended = false;                          // guarded by packages_mutex: nothing more is offered
   boost::mutex packages_mutex;                 // held to change these and to delete package files
 
-  // By pen: the stroke that will probably be offered next. Belongs to the delivery thread.
-  std::map<std::string, Storage::StrokeCopy> ready;
+  // By pen, while a package of it is in flight: the stroke that will probably be offered next.
+  // Belongs to the delivery thread.
+  std::map<std::string, std::unique_ptr<Storage::StrokeCopy>> ready;
 
   EventQueue delivery_queue;
   boost::thread delivery_thread;  // last: it runs the queue from the moment it exists

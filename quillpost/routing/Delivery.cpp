@@ -5,6 +5,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <exception>
+#include <utility>
 #include <vector>
 
 #include "common/Assert.h"
@@ -16,6 +17,7 @@
 #include "routing/Cleanup.h"
 #include "routing/MergedPackage.h"
 #include "storage/FilesStorage.h"
+#include "storage/StrokeCopy.h"
 
 namespace fs = boost::filesystem;
 
@@ -44,6 +46,19 @@ Json::Value ToParameters(const Client::InkPackage& package, InkType type) {
   return params;
 }
 
+// While the application looks at the package before it, and behind all that is to be done for it
+// already: it may have confirmed that package by then.
+void MakeReady(Client& client, const std::string& pen, const Storage::StrokeID& offered,
+               const Storage::StrokeID& next) {
+  {
+    const Lock lock(client.packages_mutex);
+    const auto package = client.packages.find(pen);
+    if (package == client.packages.end() || package->second.strokes.count(offered) == 0) return;
+  }
+  auto copy = Storage::StrokeCopy::Make(pen, next);
+  if (copy) client.ready[pen] = std::move(copy);
+}
+
 }  // namespace
 
 void Delivery::DeliverInk(boost::shared_ptr<Client> client) {
@@ -62,44 +77,42 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
     const Lock lock(client->packages_mutex);
     if (client->ended || client->packages.count(pen) > 0) return;
   }
-  std::vector<Storage::StrokeID> first;
+  std::vector<Storage::StrokeID> waiting;
   const std::size_t undelivered =
-      Storage::FindUndeliveredStrokes(pen, client->application_id, 2, first);
-  if (first.empty()) return;
+      Storage::FindUndeliveredStrokes(pen, client->application_id, 2, waiting);
+  if (waiting.empty()) {
+    client->ready.erase(pen);
+    return;
+  }
   // One stroke file at a time: the next follows the confirmation of this one.
-  const std::set<Storage::StrokeID> strokes = {first.front()};
-  const InkType type = first.front().page_address == Common::kEncryptedPageAddress
+  const std::set<Storage::StrokeID> strokes = {waiting.front()};
+  const InkType type = waiting.front().page_address == Common::kEncryptedPageAddress
                            ? InkType::kSTF2Encrypted
                            : InkType::kSTF2;
   QUILLPOST_LOG_INFORMATION("Delivering %lu/%lu Ink items to application '%s'...", Count(strokes),
                             static_cast<unsigned long>(undelivered),
                             client->application_id.c_str());
   DeliverInk(client, pen, type, strokes);
-  if (first.size() > 1) MakeReady(*client, pen, first[1]);
-}
-
-// While the application looks at the package before it. A copy that is not wanted after all waits
-// for the pen's next one, or for the end of the client.
-void Delivery::MakeReady(Client& client, const std::string& pen, const Storage::StrokeID& stroke) {
-  constexpr std::size_t kMostPens = 8;  // each copy holds a descriptor, and there may be 64 clients
-  if (client.ready.size() == kMostPens && client.ready.count(pen) == 0) return;
-  Common::RunJob("preparation of a package", [&] { client.ready[pen].Make(pen, stroke); });
+  if (waiting.size() < 2) return;
+  client->delivery_queue.Post("preparation of a package", [client, pen, waiting] {
+    MakeReady(*client, pen, waiting[0], waiting[1]);
+  });
 }
 
 void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& pen, InkType type,
                           const std::set<Storage::StrokeID>& strokes) {
   QUILLPOST_ASSERT(client != nullptr);
   if (strokes.empty()) return;
+  const auto ready = client->ready.extract(pen);  // of no use any more if it is of another stroke
   Common::ScratchFile file;
   std::set<Storage::StrokeID> packed = strokes;
   if (strokes.size() == 1) {
     // Ends early when stopped: the server thread joins this one, and serves nobody until then.
     LongExports::Export turn(long_exports_,
                              [&client] { return client->delivery_queue.IsStopped(); });
-    const auto ready = client->ready.find(pen);
     if (!Storage::ExportStroke(
             pen, *strokes.begin(), file.out(), [&turn] { return turn.MayGoOn(); },
-            ready == client->ready.end() ? nullptr : &ready->second)) {
+            ready.empty() ? nullptr : ready.mapped().get())) {
       return;
     }
   } else if (!MergeStrokes(pen, strokes, file, packed)) {
@@ -182,6 +195,7 @@ void Delivery::ConfirmInkDelivery(boost::shared_ptr<Client> client, const std::s
   if (Storage::HasUndeliveredStrokes(pen, client->application_id)) {
     DeliverInk(client, pen);
   } else {
+    client->ready.erase(pen);
     Common::RunJob("clean-up of a pen's ink", [&] { CleanupStorage(pen); });
   }
 }

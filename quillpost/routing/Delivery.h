@@ -45,9 +45,6 @@ class Delivery : boost::noncopyable {
   void Stop(Client& client);
 
  private:
-  // On the delivery thread.
-  void MakeReady(Client& client, const std::string& pen, const Storage::StrokeID& stroke);
-
   LongExports long_exports_;
 };
 

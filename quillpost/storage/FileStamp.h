@@ -1,5 +1,6 @@
-// What a file or a directory looked like. Equal stamps prove that nothing was written to the file
-// between the two, and nothing made, removed or renamed in the directory.
+// What a file or a directory looked like. Equal stamps prove that nothing was made, removed or
+// renamed in the directory between the two, and nothing written to the file; only what a program
+// writes through a mapping of the file may be stamped later than it can be read.
 //
 // The proof is the time of its last change. Clocks that stamp changes may advance in ticks (up to
 // 10 ms in most kernels), some file systems keep only seconds (up to two), and those of other
@@ -27,6 +28,9 @@ class FileStamp {
   // To be taken before it is read or listed.
   explicit FileStamp(const boost::filesystem::path& path);
 
+  // The same of an open file.
+  explicit FileStamp(int file);
+
   // Not equal to itself, if it proves nothing.
   bool operator==(const FileStamp& other) const;
   bool operator!=(const FileStamp& other) const { return !(*this == other); }
@@ -34,6 +38,10 @@ class FileStamp {
   bool proves() const { return proves_; }
 
  private:
+  // `stat` and `statfs` fill in what they are given, and return 0 if they could.
+  template <typename Stat, typename StatFs>
+  void Take(Stat stat, StatFs statfs);
+
   bool proves_ = false;
   dev_t device_ = 0;
   ino_t inode_ = 0;

@@ -142,7 +142,7 @@ std::size_t NewStrokes::MaxOpenFiles() {
   constexpr rlim_t kMost = 256;
   rlimit limit = {kMost, kMost};
   ::getrlimit(RLIMIT_NOFILE, &limit);
-  // The rest is for connections, packages and subscriptions.
+  // The rest is for connections, packages, copies of strokes and subscriptions.
   return static_cast<std::size_t>(std::max<rlim_t>(1, std::min(kMost, limit.rlim_cur / 4)));
 }
 

@@ -1,55 +1,84 @@
 #include "storage/StrokeCopy.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <atomic>
+#include <boost/filesystem/operations.hpp>
 #include <utility>
 
 #include "common/File.h"
+#include "common/Identifiers.h"
 #include "common/ScratchFile.h"
 #include "storage/StrokeFiles.h"
+
+namespace fs = boost::filesystem;
 
 namespace TalvoQuillpost {
 namespace Storage {
 
 namespace {
 
-boost::filesystem::path PathOf(const std::string& pen, const StrokeID& id) {
+std::atomic<std::size_t> g_copies{0};  // that exist in this process
+
+fs::path PathOf(const std::string& pen, const StrokeID& id) {
   return GetStorageRoot() / pen / id.string();
 }
 
 }  // namespace
 
-void StrokeCopy::Make(const std::string& pen, const StrokeID& id) {
+std::unique_ptr<StrokeCopy> StrokeCopy::Make(const std::string& pen, const StrokeID& id) {
+  if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(id.page_address) ||
+      !IsStrokeIDValid(id)) {
+    return nullptr;
+  }
+  std::unique_ptr<StrokeCopy> copy(new StrokeCopy(PathOf(pen, id)));
+  return g_copies <= MaxCopies() && copy->Copy() ? std::move(copy) : nullptr;
+}
+
+std::size_t StrokeCopy::MaxCopies() {
+  constexpr rlim_t kMost = 64;
+  rlimit limit = {kMost, kMost};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  return static_cast<std::size_t>(std::min(kMost, limit.rlim_cur / 16));
+}
+
+StrokeCopy::StrokeCopy(const fs::path& source) : source_(source) {
+  ++g_copies;
+}
+
+StrokeCopy::~StrokeCopy() {
+  --g_copies;
+}
+
+bool StrokeCopy::Copy() {
   constexpr off_t kMaxBytes = 1 << 20;
-  if (IsOf(pen, id)) return;
-  copy_.Close();
-  TalvoCppUtils::Descriptor copy;
   TalvoCppUtils::Descriptor stroke;
   struct stat status;
   // The copy first: a file system without unnamed files says so, and nothing else need be asked.
-  if (!Common::OpenUnnamedScratchFile(copy)) return;
-  const boost::filesystem::path path = PathOf(pen, id);
-  copied_ = FileStamp(path);
-  if (!copied_.proves() || Common::OpenRegularFile(path, O_RDONLY, stroke) ||
-      ::fstat(stroke.get(), &status) != 0 || status.st_size > kMaxBytes ||
-      Common::CopyFile(stroke.get(), copy.get())) {
-    return;
+  if (!Common::OpenUnnamedScratchFile(copy_) ||
+      Common::OpenRegularFile(source_, O_RDONLY, stroke)) {
+    return false;
   }
-  pen_ = pen;
-  id_ = id;
-  copy_ = std::move(copy);
+  source_stamp_ = FileStamp(stroke.get());
+  return source_stamp_.proves() && ::fstat(stroke.get(), &status) == 0 &&
+         status.st_size <= kMaxBytes && !Common::CopyFile(stroke.get(), copy_.get());
 }
 
-bool StrokeCopy::Take(const std::string& pen, const StrokeID& id, boost::filesystem::path& out) {
+bool StrokeCopy::Take(const std::string& pen, const StrokeID& id, fs::path& out) {
   out.clear();
-  if (!IsOf(pen, id)) return false;
-  const TalvoCppUtils::Descriptor copy = std::move(copy_);
-  return copied_ == FileStamp(PathOf(pen, id)) && Common::NameScratchFile(copy.get(), out);
-}
-
-bool StrokeCopy::IsOf(const std::string& pen, const StrokeID& id) const {
-  return copy_.is_open() && pen_ == pen && id_ == id;
+  TalvoCppUtils::Descriptor copy = std::move(copy_);
+  if (!copy.is_open() || source_ != PathOf(pen, id) || source_stamp_ != FileStamp(source_) ||
+      !Common::NameScratchFile(copy.get(), out)) {
+    return false;
+  }
+  if (!Common::Close(copy)) return true;
+  boost::system::error_code ignored;
+  fs::remove(out, ignored);
+  out.clear();
+  return false;
 }
 
 }  // namespace Storage

@@ -1,12 +1,14 @@
 // A copy of a stroke file that is made before it is asked for, so that nobody waits for the
-// copying: while an application looks at one package, the ink of the next is made ready. One thread
-// at a time.
+// copying: while an application looks at one package, the ink of the next is made ready.
 
 #pragma once
 
 #include <TalvoCppUtils/Descriptor.h>
 
 #include <boost/filesystem/path.hpp>
+#include <boost/noncopyable.hpp>
+#include <cstddef>
+#include <memory>
 #include <string>
 
 #include "storage/FileStamp.h"
@@ -15,27 +17,32 @@
 namespace TalvoQuillpost {
 namespace Storage {
 
-// Holds a descriptor while it has a copy. The copy has no name until it is taken: nothing is left
-// of one that is not.
-class StrokeCopy {
+// Holds a descriptor, and up to 1 MiB of the scratch directory's file system, as a file without a
+// name: nothing is left of a copy that is not taken. Used by one thread at a time; others may make
+// and take copies of their own.
+class StrokeCopy : boost::noncopyable {
  public:
-  // Copies that stroke, unless the object has a copy of it already; one of another stroke is
-  // dropped. The object has no copy afterwards, and nothing is told of it, if the stroke has more
-  // than 1 MiB, if it can't be copied, or if its file was changed only just now (FileStamp.h).
-  void Make(const std::string& pen, const StrokeID& id);
+  // Null, and nothing is logged, if the stroke has more than 1 MiB or was changed only just now
+  // (FileStamp.h), if it can't be copied, and if MaxCopies() exist already.
+  static std::unique_ptr<StrokeCopy> Make(const std::string& pen, const StrokeID& id);
 
-  // If the object has a copy of that stroke, whose file has not changed since, gives it a name in
-  // the scratch directory: `out` is its path, and the caller owns it. Otherwise false, with `out`
-  // empty.
+  // The most copies that exist at the same time in this process.
+  static std::size_t MaxCopies();
+
+  ~StrokeCopy();
+
+  // If this is a copy of that stroke, whose file has not changed since, gives it a name in the
+  // scratch directory: `out` is its path, and the caller owns it. False otherwise, and the second
+  // time, with `out` empty.
   bool Take(const std::string& pen, const StrokeID& id, boost::filesystem::path& out);
 
  private:
-  bool IsOf(const std::string& pen, const StrokeID& id) const;
+  explicit StrokeCopy(const boost::filesystem::path& source);
+  bool Copy();
 
+  const boost::filesystem::path source_;
+  FileStamp source_stamp_;  // when the copy was begun
   TalvoCppUtils::Descriptor copy_;
-  std::string pen_;
-  StrokeID id_;
-  FileStamp copied_;  // the stroke's file when its copy was begun
 };
 
 }  // namespace Storage

@@ -12,6 +12,7 @@
 #include "common/Identifiers.h"
 #include "common/Log.h"
 #include "common/ScratchFile.h"
+#include "storage/StrokeCopy.h"
 
 namespace fs = boost::filesystem;
 

@@ -15,11 +15,12 @@
 #include <set>
 #include <string>
 
-#include "storage/StrokeCopy.h"
 #include "storage/StrokeID.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
+
+class StrokeCopy;
 
 // ROOT: "Library/Application Support/Talvo/Quillpost/Storage" in the user's home directory; empty
 // if the user has no home. Neither checks nor makes the directory.
@@ -36,8 +37,8 @@ bool GetPageAddresses(const std::string& pen, std::set<std::string>& pages);
 // Makes a private copy of a stroke file in the scratch directory. `out` is its path; the caller
 // removes it when done. False, with `out` empty and the reason in the log, if that fails. A large
 // copy takes its time: if `may_go_on` is given it is asked before each 64 KiB, and false cancels
-// the copy, which is not an error. If `ready` is given and has a copy of the stroke, that one is
-// taken. Throws.
+// the copy, which is not an error. If `ready` is given and is a copy of the stroke as it is now,
+// that one is taken. Throws.
 bool ExportStroke(const std::string& pen, const StrokeID& id, boost::filesystem::path& out,
                   const std::function<bool()>& may_go_on = nullptr, StrokeCopy* ready = nullptr);
 

@@ -17,6 +17,7 @@
 #include "common/FolderFixture.h"
 #include "support/LogCapture.h"
 #include "support/Machine.h"
+#include "support/OpenDescriptors.h"
 #include "support/TestRoot.h"
 
 using namespace TalvoQuillpost::Common;
@@ -27,14 +28,6 @@ namespace fs = boost::filesystem;
 namespace {
 
 typedef std::vector<LogCapture::Line> Lines;
-
-std::size_t OpenDescriptors() {
-  std::size_t count = 0;
-  for (int descriptor = 0; descriptor < 256; ++descriptor) {
-    if (::fcntl(descriptor, F_GETFD) >= 0) ++count;
-  }
-  return count;
-}
 
 std::set<fs::path> Content(const fs::path& directory) {
   return std::set<fs::path>(fs::directory_iterator(directory), fs::directory_iterator());

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "support/LogCapture.h"
+#include "support/OpenDescriptors.h"
 #include "support/TestRoot.h"
 
 using TalvoOS::Actions::LaunchApplication;
@@ -172,15 +173,12 @@ TEST_F(Launch, DroppingAProgramEndsNothing) {
 }
 
 TEST_F(Launch, NothingOfAProgramIsLeftOpen) {
-  const auto descriptors = [] {
-    return std::distance(boost::filesystem::directory_iterator("/proc/self/fd"), {});
-  };
-  const auto before = descriptors();
+  const std::size_t before = OpenDescriptors();
   for (int i = 0; i < 3; ++i) {
     EXPECT_TRUE(StartApplication(LAUNCHED_PROGRAM));
     EXPECT_FALSE(StartApplication("/nonexistent/program"));
   }
-  EXPECT_EQ(before, descriptors());
+  EXPECT_EQ(before, OpenDescriptors());
 }
 
 TEST_F(Launch, NoChildOfTheCallerIsLeft) {

@@ -8,6 +8,7 @@
 #include <map>
 #include <utility>
 
+#include "common/Job.h"
 #include "routing/Client.h"
 #include "routing/StoreFixture.h"
 #include "storage/FileStamp.h"
@@ -54,11 +55,14 @@ class ClientFixture : public StoreFixture {
   }
   ~ClientFixture() override { client->StopDelivery(); }
 
-  // Runs a job on the client's delivery thread and waits for its end.
+  // Runs a job on the client's delivery thread and waits for its end, and for that of the jobs that
+  // it posts there.
   void OnDeliveryThread(const std::function<void()>& job) {
     boost::promise<void> done;
-    client->delivery_queue.Post("job of a test", job);
-    client->delivery_queue.Post("end of a job", [&done] { done.set_value(); });
+    client->delivery_queue.Post("job of a test", [&] {
+      TalvoQuillpost::Common::RunJob("job of a test", job);
+      client->delivery_queue.Post("end of a job", [&done] { done.set_value(); });
+    });
     done.get_future().get();
   }
 
@@ -79,9 +83,9 @@ class ClientFixture : public StoreFixture {
 
   // Waits until the times of a pen's strokes prove that they have been left alone: others
   // are not made ready.
-  void LetStrokesRest(const std::string& pen = "PEN") const {
-    const boost::filesystem::path page = root.storage() / pen / "1.2.3.4";
-    for (const auto& stroke : boost::filesystem::directory_iterator(page)) {
+  void LetStrokesRest(const std::string& pen = "PEN", const std::string& page = "1.2.3.4") const {
+    const boost::filesystem::path directory = root.storage() / pen / page;
+    for (const auto& stroke : boost::filesystem::directory_iterator(directory)) {
       const auto is_at_rest = [&stroke] {
         return TalvoQuillpost::Storage::FileStamp(stroke.path()).proves();
       };

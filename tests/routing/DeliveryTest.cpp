@@ -2,7 +2,6 @@
 // offer that fails.
 
 #include "routing/ClientFixture.h"
-#include "support/FileSizeLimit.h"
 
 namespace fs = boost::filesystem;
 namespace Storage = TalvoQuillpost::Storage;
@@ -139,68 +138,6 @@ TEST_F(Delivery, AVanishedStrokeIsNotOfferedAndStaysUndelivered) {
   EXPECT_TRUE(Packages().empty());
   EXPECT_EQ(CountScratchFiles(), 0u);
   EXPECT_EQ(Undelivered("Alpha").size(), 2u);
-}
-
-// The next one's copy is made while the first is in flight, so nothing more needs to be written.
-TEST_F(Delivery, TheNextStrokeIsReadyBeforeTheFirstIsConfirmed) {
-  const std::string large(20000, 'x');
-  AddStroke("1.2.3.4", "s01");
-  AddStroke("1.2.3.4", "s02", large);
-  AddStroke("1.2.3.4", "s03", large);
-  Route();
-  LetStrokesRest();
-  Deliver();
-  EXPECT_EQ(CountScratchFiles(), 1u);
-  {
-    const FileSizeLimit limit(large.size() / 2);
-    Confirm();
-  }
-  ASSERT_EQ(CountNotifications(), 2u);
-  EXPECT_EQ(ReadFile(LastPath()), large);
-  EXPECT_TRUE(log.Has(3, "Exported Ink 'ROOT/PEN/1.2.3.4/s02.stf2' -> '" + LastPath() + "'"));
-}
-
-TEST_F(Delivery, AStrokeThatChangesAfterItWasMadeReadyIsCopiedAgain) {
-  AddRoutedStrokes(2);
-  LetStrokesRest();
-  Deliver();
-  AddStroke("1.2.3.4", "s02", "other ink");
-  Confirm();
-  EXPECT_EQ(ReadFile(LastPath()), "other ink");
-}
-
-TEST_F(Delivery, AStrokeThatVanishesAfterItWasMadeReadyIsNotOffered) {
-  AddRoutedStrokes(2);
-  LetStrokesRest();
-  Deliver();
-  fs::remove(root.storage() / "PEN/1.2.3.4/s02.stf2");
-  Confirm();
-  EXPECT_EQ(CountNotifications(), 1u);
-  EXPECT_TRUE(log.Has(1, "Ink Export failed: file 'ROOT/PEN/1.2.3.4/s02.stf2' does not exists."));
-  EXPECT_EQ(CountScratchFiles(), 0u);
-}
-
-TEST_F(Delivery, InkThatComesBeforeTheReadyStrokeIsOfferedFirst) {
-  AddRoutedStrokes(2);
-  LetStrokesRest();
-  Deliver();
-  AddStroke("1.2.3.4", "s011", "ink between");
-  Route();
-  Confirm();
-  EXPECT_EQ(ReadFile(LastPath()), "ink between");
-  Confirm();
-  EXPECT_EQ(ReadFile(LastPath()), "ink s02");
-}
-
-// Each that is ready holds a descriptor.
-TEST_F(Delivery, OnlySomePensHaveAReadyStroke) {
-  for (const char* pen : {"A", "B", "C", "D", "E", "F", "G", "H", "I"}) AddRoutedStrokes(3, pen);
-  LetStrokesRest("I");
-  OnDeliveryThread([&] { service->DeliverInk(client); });
-  EXPECT_EQ(client->ready.size(), 8u);
-  Confirm(true, {}, "I");
-  EXPECT_EQ(ReadFile(LastPath()), "ink s02");
-  EXPECT_EQ(client->ready.size(), 8u);
 }
 
 TEST_F(Delivery, AFailedSendLeavesNothingBehindAndSaysNothing) {

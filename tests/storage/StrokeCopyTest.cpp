@@ -2,10 +2,14 @@
 
 #include "storage/StrokeCopy.h"
 
+#include <sys/resource.h>
+
 #include <boost/filesystem.hpp>
+#include <memory>
+#include <vector>
 
 #include "storage/StoreTest.h"
-#include "support/FileSizeLimit.h"
+#include "support/OpenDescriptors.h"
 
 using namespace TalvoQuillpost::Storage;
 
@@ -29,10 +33,13 @@ class StrokeCopyTest : public StoreTest {
 
   fs::path File(const std::string& name) const { return PenPath("1.2.3.4/" + name + ".stf2"); }
 
+  void Make(const std::string& name) { copy_ = StrokeCopy::Make(kPen, Stroke(name)); }
+
   // The bytes of the copy that is taken; "none" if there is none.
   std::string Taken(const std::string& name, const std::string& pen = kPen) {
+    if (!copy_) return "none";
     fs::path out = "/stale";
-    if (!copy_.Take(pen, Stroke(name), out)) {
+    if (!copy_->Take(pen, Stroke(name), out)) {
       EXPECT_TRUE(out.empty());
       return "none";
     }
@@ -42,13 +49,13 @@ class StrokeCopyTest : public StoreTest {
     return ReadFile(out);
   }
 
-  StrokeCopy copy_;
+  std::unique_ptr<StrokeCopy> copy_;
 };
 
 }  // namespace
 
 TEST_F(StrokeCopyTest, IsTakenOnce) {
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   EXPECT_TRUE(fs::is_empty(root_.scratch()));
   EXPECT_EQ("ink of a", Taken("a"));
   EXPECT_EQ("none", Taken("a"));
@@ -56,35 +63,20 @@ TEST_F(StrokeCopyTest, IsTakenOnce) {
 }
 
 TEST_F(StrokeCopyTest, IsOfNoOtherStrokeAndPen) {
-  EXPECT_EQ("none", Taken("a"));
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   EXPECT_EQ("none", Taken("b"));
+  Make("a");
   EXPECT_EQ("none", Taken("a", "OTHER"));
-  EXPECT_EQ("ink of a", Taken("a"));
-}
-
-TEST_F(StrokeCopyTest, IsMadeOnce) {
-  copy_.Make(kPen, Stroke("a"));
-  const FileSizeLimit limit(1);
-  copy_.Make(kPen, Stroke("a"));
-  EXPECT_EQ("ink of a", Taken("a"));
-}
-
-TEST_F(StrokeCopyTest, OfAnotherStrokeTakesThePlaceOfTheFirst) {
-  copy_.Make(kPen, Stroke("a"));
-  copy_.Make(kPen, Stroke("b"));
-  EXPECT_EQ("none", Taken("a"));
-  EXPECT_EQ("ink of b", Taken("b"));
 }
 
 TEST_F(StrokeCopyTest, OfAStrokeThatIsGoneOrWasChangedIsNotGiven) {
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   fs::remove(File("a"));
   EXPECT_EQ("none", Taken("a"));
-  copy_.Make(kPen, Stroke("b"));
+  Make("b");
   Write("b", "new ink.");
   EXPECT_EQ("none", Taken("b"));
-  copy_.Make(kPen, Stroke("b"));
+  Make("b");
   fs::rename(File("b"), File("moved"));
   Write("b", "new ink.");
   EXPECT_EQ("none", Taken("b"));
@@ -94,16 +86,24 @@ TEST_F(StrokeCopyTest, OfAStrokeThatIsGoneOrWasChangedIsNotGiven) {
 TEST_F(StrokeCopyTest, OfWhatCanNotBeCopiedIsNotMade) {
   fs::create_directory(File("folder"));
   Write("large", std::string((1 << 20) + 1, 'x'));
-  for (const char* name : {"gone", "folder", "large"}) {
+  for (const fs::path& file :
+       {PenPath("pages/a.stf2"), root_.storage() / "no pen/1.2.3.4/a.stf2"}) {
+    WriteFile(file, "no ink");
+    EXPECT_TRUE(Eventually([&] { return FileStamp(file).proves(); }));
+  }
+  const std::vector<StrokeID> strokes = {Stroke("gone"),
+                                         Stroke("folder"),
+                                         Stroke("large"),
+                                         Stroke("../1.2.3.4/a"),
+                                         {"pages", "a", "stf2"}};
+  for (const StrokeID& stroke : strokes) {
     const LogCapture log;
-    copy_.Make(kPen, Stroke("a"));
-    copy_.Make(kPen, Stroke(name));
-    EXPECT_EQ("none", Taken(name)) << name;
-    EXPECT_EQ("none", Taken("a")) << name;
+    EXPECT_EQ(nullptr, StrokeCopy::Make(kPen, stroke)) << stroke.string();
     EXPECT_TRUE(log.lines().empty());
   }
+  EXPECT_EQ(nullptr, StrokeCopy::Make("no pen", Stroke("a")));
   Write("largest", std::string(1 << 20, 'x'));
-  copy_.Make(kPen, Stroke("largest"));
+  Make("largest");
   EXPECT_EQ(std::size_t(1) << 20, Taken("largest").size());
 }
 
@@ -112,10 +112,35 @@ TEST_F(StrokeCopyTest, OfAStrokeThatWasJustChangedIsNotMade) {
   const fs::path file = File("a");
   do {
     WriteFile(file, "new ink");
-    copy_.Make(kPen, Stroke("a"));
+    Make("a");
   } while (FileStamp(file).proves());  // a test that was held up tries again
-  EXPECT_TRUE(Eventually([&] { return FileStamp(file).proves(); }));
-  EXPECT_EQ("none", Taken("a"));
+  EXPECT_EQ(nullptr, copy_);
+}
+
+// Each holds a descriptor. The limit counts them all, whoever has made them.
+TEST_F(StrokeCopyTest, OnlySomeExistAtATime) {
+  const std::size_t most = StrokeCopy::MaxCopies();
+  EXPECT_GE(most, 1u);
+  EXPECT_LE(most, 64u);
+  std::vector<std::unique_ptr<StrokeCopy>> copies;
+  for (std::size_t i = 0; i < most; ++i) {
+    copies.push_back(StrokeCopy::Make(kPen, Stroke("a")));
+    ASSERT_NE(nullptr, copies.back());
+  }
+  const std::size_t open = OpenDescriptors();
+  EXPECT_EQ(nullptr, StrokeCopy::Make(kPen, Stroke("b")));
+  EXPECT_EQ(open, OpenDescriptors());
+  copies.pop_back();
+  EXPECT_NE(nullptr, StrokeCopy::Make(kPen, Stroke("b")));
+}
+
+TEST_F(StrokeCopyTest, LeavesTheMostDescriptorsToOthers) {
+  rlimit before;
+  ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+  const rlimit limit = {160, before.rlim_max};
+  ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+  EXPECT_EQ(10u, StrokeCopy::MaxCopies());
+  ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(StrokeCopyTest, OnAFullDiskIsNotMade) {
@@ -123,7 +148,7 @@ TEST_F(StrokeCopyTest, OnAFullDiskIsNotMade) {
   if (!disk.is_mounted()) GTEST_SKIP() << "this user can't mount";
   disk.Fill();
   const LogCapture log;
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   disk.Free();
   EXPECT_EQ("none", Taken("a"));
   EXPECT_TRUE(log.lines().empty());
@@ -131,24 +156,24 @@ TEST_F(StrokeCopyTest, OnAFullDiskIsNotMade) {
 
 TEST_F(StrokeCopyTest, WithoutAScratchDirectoryIsNotMade) {
   fs::remove(root_.scratch());
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   EXPECT_EQ("none", Taken("a"));
   EXPECT_FALSE(fs::exists(root_.scratch()));
 }
 
 // The scratch directory may go while the copy waits.
 TEST_F(StrokeCopyTest, ThatCanNotGetANameIsNotGiven) {
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   fs::remove(root_.scratch());
   EXPECT_EQ("none", Taken("a"));
 }
 
 TEST_F(StrokeCopyTest, IsWhatAnExportGives) {
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   const LogCapture log;
   fs::path out;
   EXPECT_TRUE(ExportStroke(
-      kPen, Stroke("a"), out, [] { return false; }, &copy_));
+      kPen, Stroke("a"), out, [] { return false; }, copy_.get()));
   EXPECT_EQ("ink of a", ReadFile(out));
   EXPECT_EQ(Lines({{3, "Exporting Ink '1.2.3.4/a.stf2' from Pen 'AJ3-000-1X' storage..."},
                    {3, "Exported Ink 'ROOT/AJ3-000-1X/1.2.3.4/a.stf2' -> '" + out.string() + "'"}}),
@@ -157,9 +182,8 @@ TEST_F(StrokeCopyTest, IsWhatAnExportGives) {
 }
 
 TEST_F(StrokeCopyTest, OfAnotherStrokeDoesNotKeepAnExportFromCopying) {
-  copy_.Make(kPen, Stroke("a"));
+  Make("a");
   fs::path out;
-  EXPECT_TRUE(ExportStroke(kPen, Stroke("b"), out, nullptr, &copy_));
+  EXPECT_TRUE(ExportStroke(kPen, Stroke("b"), out, nullptr, copy_.get()));
   EXPECT_EQ("ink of b", ReadFile(out));
-  EXPECT_EQ("ink of a", Taken("a"));
 }

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <optional>
 
 #include "Inks.h"
+#include "support/OpenDescriptors.h"
 
 using namespace Inbox;
 
@@ -13,12 +13,6 @@ namespace {
 
 class ReadersTest : public InboxFixture {
  protected:
-  // The files that this process has open, those of all connections among them.
-  static std::ptrdiff_t OpenFiles() {
-    const std::filesystem::directory_iterator files("/proc/self/fd");
-    return std::distance(begin(files), end(files));
-  }
-
   Readers readers_{database_};
 };
 
@@ -40,22 +34,22 @@ TEST_F(ReadersTest, AReaderSeesWhatWasKeptMeanwhile) {
 
 TEST_F(ReadersTest, ConnectionsAreOpenedOnlyIfAllAreLent) {
   { readers_.Lend()->Count(); }
-  const std::ptrdiff_t files = OpenFiles();
+  const std::size_t files = OpenDescriptors();
   for (int i = 0; i < 10; ++i) readers_.Lend()->Count();
-  EXPECT_EQ(OpenFiles(), files);
+  EXPECT_EQ(OpenDescriptors(), files);
   {
     auto one = readers_.Lend();
     auto other = readers_.Lend();
     one->Count();
     other->Count();
-    EXPECT_GT(OpenFiles(), files);
+    EXPECT_GT(OpenDescriptors(), files);
   }
-  const std::ptrdiff_t more = OpenFiles();
+  const std::size_t more = OpenDescriptors();
   {
     auto one = readers_.Lend();
     auto other = readers_.Lend();
     one->Count();
     other->Count();
   }
-  EXPECT_EQ(OpenFiles(), more);
+  EXPECT_EQ(OpenDescriptors(), more);
 }
