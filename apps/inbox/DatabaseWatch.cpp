@@ -3,6 +3,7 @@
 #include <sys/inotify.h>
 
 #include <boost/asio/buffer.hpp>
+#include <chrono>
 #include <filesystem>
 #include <utility>
 
@@ -10,7 +11,7 @@ namespace Inbox {
 
 DatabaseWatch::DatabaseWatch(boost::asio::io_context& queue, const std::string& path,
                              std::function<void()> on_change)
-    : events_(queue), on_change_(std::move(on_change)) {
+    : events_(queue), rest_(queue), on_change_(std::move(on_change)) {
   const int fd = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   if (fd < 0) return;
   events_.assign(fd);
@@ -26,8 +27,17 @@ void DatabaseWatch::Read() {
                           [this](const boost::system::error_code& error, std::size_t) {
                             if (error) return;
                             on_change_();
-                            Read();
+                            Rest();
                           });
+}
+
+// A commit is dozens of writes, and each that is waited for costs more to hear of than to make. The
+// system keeps them until they are read, equal ones as one.
+void DatabaseWatch::Rest() {
+  rest_.expires_after(std::chrono::milliseconds(20));
+  rest_.async_wait([this](const boost::system::error_code& error) {
+    if (!error) Read();
+  });
 }
 
 }  // namespace Inbox
