@@ -118,7 +118,9 @@ class StreamPeer final : private Stream::Watcher {
   // All ink in the order of the stream, as ForwardWorld::Kept has it.
   std::vector<std::string> Ink();
 
-  // Whether the consumer has given and been acknowledged all that is in the stream.
+  // Whether the consumer has given and been acknowledged all that is in the stream. The server
+  // counts a message for a consumer that is already there a moment after it was published: wait
+  // until its ink is kept first.
   bool HasTakenAll(const std::string& consumer);
   void Purge();
 

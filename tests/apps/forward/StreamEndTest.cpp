@@ -228,6 +228,7 @@ TEST(StreamEnd, TheConsumerOfAnOlderInboxIsMadeAnew) {
   for (int i = 1; i <= 3; ++i) world.peer.Put("1.2.3." + std::to_string(i), 1000);
   auto inbox = world.Inbox(world.server.url());
   inbox.Start();
+  EXPECT_TRUE(world.WaitUntilKept(3));
   EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
   EXPECT_EQ(world.Kept(), world.peer.Ink());
 }
@@ -374,6 +375,7 @@ TEST(StreamEnd, WithoutAFilterTheConsumerKeepsItsOwn) {
   world.peer.Put("1.2.3.4", 3000);
   auto later = world.Inbox(world.server.url());
   later.Start();
+  EXPECT_TRUE(world.WaitUntilKept(2));
   EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
   EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.3", 1000), Line("1.2.3.4", 3000)));
   EXPECT_EQ(later.Stop(), 0);
