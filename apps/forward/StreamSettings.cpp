@@ -48,8 +48,19 @@ InfoPtr MakeStream(Connection& connection, const Options& options) {
   return info;
 }
 
+// Whether messages of a subject like this one could be ink.
+bool IsOfInk(const std::string& subject) {
+  const std::string first = subject.substr(0, subject.find('.'));
+  return first == "ink" || first == "*" || first == ">";
+}
+
 StreamSettings Judge(const jsStreamInfo& info) {
   const jsStreamConfig& config = *info.Config;
+  const char** const subjects_end = config.Subjects + config.SubjectsLen;
+  if (std::none_of(config.Subjects, subjects_end, IsOfInk)) {
+    throw StreamError(std::string("the stream ") + config.Name + " takes no messages of " +
+                      Stream::kAllInk + ": its subjects are others");
+  }
   StreamSettings settings;
   if (config.MaxMsgSize > 0) settings.limit_bytes = static_cast<std::size_t>(config.MaxMsgSize);
   const std::string name = config.Name;

@@ -119,9 +119,8 @@ void StreamWriter::Maintain() {
   do {
     try {
       Connect();
-      patience.Reset();
       on_ready_();
-      WatchConnection();
+      if (WatchConnection() == Ended::kByServers) patience.Reset();
     } catch (const StreamError& error) {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (hindrance_ != error.what()) Log(Talvo::kLogWarning, error.what());
@@ -131,19 +130,25 @@ void StreamWriter::Maintain() {
   } while (PauseUnlessEnding(patience.Next()));
 }
 
-void StreamWriter::WatchConnection() {
+StreamWriter::Ended StreamWriter::WatchConnection() {
+  const auto watched = connection();
+  // Asked without the lock: while a server takes no bytes, the library's calls wait for one
+  // another.
+  bool is_closed = false;
   std::unique_lock<std::mutex> lock(mutex_);
   // Not longer than this between two looks: the word of the end may come before the wait.
   constexpr std::chrono::seconds kLook(1);
-  while (!is_ending_ && !connection_->is_closed() && !is_stream_gone_) {
+  while (!is_ending_ && !is_closed && !is_stream_gone_) {
     news_.wait_for(lock, kLook);
     lock.unlock();
     publisher_.FailOverdue();
+    is_closed = watched->is_closed();
     lock.lock();
   }
-  hindrance_ = is_stream_gone_ ? "the stream is gone" : "the servers have ended the connection";
-  is_stream_gone_ = false;
+  const bool is_gone = std::exchange(is_stream_gone_, false);
+  hindrance_ = is_gone ? "the stream is gone" : "the servers have ended the connection";
   connection_.reset();
+  return is_gone ? Ended::kForWantOfAStream : Ended::kByServers;
 }
 
 bool StreamWriter::PauseUnlessEnding(std::chrono::milliseconds time) {
@@ -203,13 +208,14 @@ StreamWriter::Situation StreamWriter::WaitForStream(const std::string& pen) {
     if (is_ending_) throw StreamError(kEnding);
     if (!connection_) throw StreamError(hindrance_);
     now.connection = connection_;
-    // As the server is now: it may have come back with another limit.
-    now.limit_bytes = connection_->limit_bytes();
-    if (stream_limit_bytes_ > 0) now.limit_bytes = std::min(now.limit_bytes, stream_limit_bytes_);
+    now.limit_bytes = stream_limit_bytes_;
     now.last_identity = last_identities_[pen];
     server_error_.clear();
   }
   if (!now.connection->is_connected()) throw StreamError(kLost);
+  // As the server is now: it may have come back with another limit.
+  const std::size_t of_server = now.connection->limit_bytes();
+  now.limit_bytes = now.limit_bytes > 0 ? std::min(now.limit_bytes, of_server) : of_server;
   return now;
 }
 

@@ -66,12 +66,14 @@ class StreamWriter final : private Stream::Watcher {
     std::string last_identity;  // of its pen; empty if nothing is certain of it
   };
 
+  enum class Ended { kByServers, kForWantOfAStream };
+
   void OnChange() override;
   void OnServerError(const std::string& reason) override;
 
   void Maintain();
   void Connect();
-  void WatchConnection();
+  Ended WatchConnection();
   bool PauseUnlessEnding(std::chrono::milliseconds time);
   std::shared_ptr<Stream::Connection> connection();
 

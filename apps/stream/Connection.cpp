@@ -18,6 +18,9 @@ constexpr std::int64_t kAnswerTimeoutMs = 5000;
 // A server that dies without a word is noticed after two of these.
 constexpr std::int64_t kPingIntervalMs = 10000;
 
+// For the bytes of a message. A megabyte needs 0.3 Mbit/s.
+constexpr std::int64_t kWriteDeadlineMs = 30000;
+
 constexpr std::int64_t kFirstReconnectMs = 100;
 constexpr std::int64_t kLongestReconnectMs = 10000;
 
@@ -95,6 +98,8 @@ OptionsPtr MakeOptions(const StreamOptions& wanted, const std::string& name, Wat
         ::natsOptions_SetPingInterval(made, kPingIntervalMs),
         ::natsOptions_SetMaxReconnect(made, -1),
         ::natsOptions_SetCustomReconnectDelay(made, ReconnectDelay, nullptr),
+        // Otherwise a server that takes no bytes holds up whoever publishes, and the end.
+        ::natsOptions_SetWriteDeadline(made, kWriteDeadlineMs),
         // Otherwise a thread of the library's is woken for it, which waits for a millisecond.
         ::natsOptions_SetSendAsap(made, true),
         ::natsOptions_SetFailRequestsOnDisconnect(made, true),

@@ -48,6 +48,11 @@ std::ptrdiff_t CountFields(const std::string& page) {
   return std::count(page.begin(), page.end(), '.') + 1;
 }
 
+// A first field of five that is 0 may be left out, and is the same page then.
+std::string ShortAddress(const std::string& page) {
+  return page.compare(0, 2, "0.") == 0 && CountFields(page) == 5 ? page.substr(2) : page;
+}
+
 std::string Header(natsMsg* message, const char* key) {
   const char* value = nullptr;
   return ::natsMsgHeader_Get(message, key, &value) == NATS_OK && value != nullptr ? value : "";
@@ -97,9 +102,7 @@ std::string SubjectOf(const std::string& pen, const std::string& page) {
   if (!IsPage(page)) {
     throw StreamError("'" + TalvoCppUtils::Printable(page) + "' is not a page's address");
   }
-  // A first field of five that is 0 may be left out, and is the same page then.
-  const bool has_zero = page.compare(0, 2, "0.") == 0 && CountFields(page) == 5;
-  return kBegin + number.string() + "." + (has_zero ? page.substr(2) : page);
+  return kBegin + number.string() + "." + ShortAddress(page);
 }
 
 bool ParseSubject(const std::string& subject, std::string& pen, std::string& page) {
@@ -125,7 +128,7 @@ OutgoingInk::OutgoingInk(const InkEnvelope& envelope, std::string_view bytes,
     : envelope_(envelope),
       bytes_((RefuseTooLarge(bytes.size()), bytes)),  // before it is hashed
       subject_(SubjectOf(envelope.pen, envelope.page)),
-      identity_(IdentityOf(envelope.pen, envelope.page, bytes)),
+      identity_(IdentityOf(envelope.pen, ShortAddress(envelope.page), bytes)),
       digest_(DigestOf(bytes)) {
   if (limit_bytes <= kHeaderRoom) {
     throw StreamError("messages of at most " + std::to_string(limit_bytes) +

@@ -39,10 +39,9 @@ inline constexpr std::chrono::hours kLongestPause(24);
 // More parts than any file of ink has.
 inline constexpr std::uint32_t kMostParts = 65536;
 
-// The most ink of a package, in one piece or in parts: an inbox keeps it as one value of its
-// database, which takes a thousand million bytes with all that belongs to it. What is more is not
-// sent; nor are its parts kept.
-inline constexpr std::uint64_t kMostBytes = 900 * 1000 * 1000;
+// The most ink of a package, in one piece or in parts: no program reads more of a file
+// (TalvoInk::kMostInkBytes). What is more is not sent; nor are its parts kept.
+inline constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
 
 // Throws StreamError for more. Looks at the size alone, so that ink need not be read for it.
 void RefuseTooLarge(std::uint64_t bytes);

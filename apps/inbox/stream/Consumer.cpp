@@ -19,7 +19,6 @@ constexpr std::int64_t kAckWaitNs = 30LL * 1000000000;
 constexpr jsAckPolicy kAckPolicy = js_AckAll;
 
 struct Deleter {
-  void operator()(jsStreamInfo* info) const { ::jsStreamInfo_Destroy(info); }
   void operator()(jsMsgMetaData* data) const { ::jsMsgMetaData_Destroy(data); }
 };
 
@@ -32,20 +31,24 @@ struct MessageList {
 
 Consumer::Consumer(Stream::Connection& connection, const std::string& stream,
                    const std::string& name, const std::string& filter)
-    : connection_(connection), stream_(stream), name_(name), filter_(filter), created_(Created()) {}
+    : connection_(connection),
+      stream_(stream),
+      name_(name),
+      filter_(filter),
+      created_(Look()->Created) {}
 
-std::int64_t Consumer::Created() {
+Consumer::StreamInfo Consumer::Look() {
   jsStreamInfo* found = nullptr;
   jsErrCode code{};
   const natsStatus status =
       ::js_GetStreamInfo(&found, connection_.stream(), stream_.c_str(), nullptr, &code);
-  const std::unique_ptr<jsStreamInfo, Deleter> info(found);
+  StreamInfo info(found);
   if (status == NATS_NOT_FOUND) throw StreamError("there is no stream " + stream_);
   if (status == NATS_NO_RESPONDERS) {
     throw StreamError("the server has no streams: JetStream is not enabled there");
   }
   if (status != NATS_OK) throw StreamError("can't find the stream " + stream_, status);
-  return info->Created;
+  return info;
 }
 
 std::uint64_t Consumer::Create(std::uint64_t last) {
@@ -81,9 +84,10 @@ Consumer::ConsumerInfo Consumer::Find() {
   return info;
 }
 
-bool Consumer::HasLost(std::uint64_t last) {
+bool Consumer::HasLost() {
   const ConsumerInfo info = Find();
-  return !info || info->Delivered.Stream > last || info->NumPending > 0 || info->NumAckPending > 0;
+  return !info || info->Delivered.Consumer != last_delivery_ || info->NumPending > 0 ||
+         info->NumAckPending > 0;
 }
 
 void Consumer::Resume(std::uint64_t last, bool is_anew) {
@@ -109,7 +113,7 @@ void Consumer::Resume(std::uint64_t last, bool is_anew) {
     }
   }
   // A consumer that is gone may have gone with its stream, whose numbers mean nothing in another.
-  if (!info && Created() != created_) {
+  if (!info && Look()->Created != created_) {
     throw StreamError("the stream " + stream_ + " was made anew");
   }
   if (filter_.empty()) filter_ = Stream::kAllInk;

@@ -36,18 +36,21 @@ class Consumer {
   // Tells this stream from another of its name that was there before.
   std::int64_t created() const { return created_; }
 
+  // The number of the stream's last message, 0 for none. Waits for the server; throws StreamError.
+  std::uint64_t FindEnd() { return Look()->State.LastSeq; }
+
   // What Fetch gives next is what follows the stream's message `last`, 0 for none. Messages before
   // it may come again. `is_anew` has the consumer made anew also if the server's account of it is
   // right. Waits for the server; throws StreamError, also if the stream is another one by now.
   void Resume(std::uint64_t last, bool is_anew = false);
 
-  // Whether something should have come that follows the stream's message `last`, or an
-  // acknowledgement of what came before got lost: to be asked now and then while nothing comes.
+  // Whether something should have come that follows what Fetch has given, or an acknowledgement of
+  // what came before got lost: to be asked now and then while nothing comes.
   // What was on its way when a server died stays away until its time is over, and as long as
   // nothing follows it no count tells; and a server that has taken over from another may not know
   // that somebody waits. The answer to all of it is to resume anew. Waits for the server; throws
   // StreamError.
-  bool HasLost(std::uint64_t last);
+  bool HasLost();
 
   // The next messages in the stream's order, none if nothing comes within a second. `is_broken`
   // tells that what follows them was lost on its way: go on with Resume. Throws StreamError.
@@ -65,11 +68,13 @@ class Consumer {
   };
   struct InfoDeleter {
     void operator()(jsConsumerInfo* info) const { ::jsConsumerInfo_Destroy(info); }
+    void operator()(jsStreamInfo* info) const { ::jsStreamInfo_Destroy(info); }
   };
+  using StreamInfo = std::unique_ptr<jsStreamInfo, InfoDeleter>;
   using ConsumerInfo = std::unique_ptr<jsConsumerInfo, InfoDeleter>;
 
-  std::int64_t Created();  // of the stream
-  ConsumerInfo Find();     // null if it is not there
+  StreamInfo Look();
+  ConsumerInfo Find();  // null if it is not there
   std::uint64_t Create(std::uint64_t last);
   void Subscribe();
 

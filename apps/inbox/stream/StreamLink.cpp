@@ -132,6 +132,7 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection,
   const std::string key = "stream " + source_.stream.stream + " " + source_.consumer + " " +
                           std::to_string(consumer.created()) + " " + source_.filter;
   std::uint64_t last = Position(key);
+  if (HasGoneBack(consumer, key, last)) last = 0;
   consumer.Resume(last);
   patience.Reset();
   Log(Talvo::kLogInformation, "The stream " + source_.stream.stream + " is there.");
@@ -151,7 +152,7 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection,
     if (messages.empty() && !is_broken) {
       TellIncomplete();
       const bool is_to_ask = !is_lost && ++silent_fetches % kSilenceOfALoss == 0;
-      if (is_to_ask) LookIntoSilence(consumer, last);
+      if (is_to_ask) LookIntoSilence(consumer, key, last);
     }
     if (!messages.empty()) {
       silent_fetches = 0;
@@ -162,10 +163,14 @@ void StreamLink::Follow(const std::shared_ptr<Stream::Connection>& connection,
   }
 }
 
-void StreamLink::LookIntoSilence(Consumer& consumer, std::uint64_t last) {
+void StreamLink::LookIntoSilence(Consumer& consumer, const std::string& key, std::uint64_t& last) {
   bool has_lost = false;
   try {
-    has_lost = consumer.HasLost(last);
+    if (HasGoneBack(consumer, key, last)) {
+      last = 0;
+      return consumer.Resume(last, true);
+    }
+    has_lost = consumer.HasLost();
   } catch (const StreamError&) {
     return;  // while servers elect a leader, they deliver ink but answer no questions
   }
@@ -174,6 +179,17 @@ void StreamLink::LookIntoSilence(Consumer& consumer, std::uint64_t last) {
   } else {
     GiveUpAbandoned();
   }
+}
+
+// Servers that lost the end of the stream, in a power cut for one, give its numbers to other ink.
+bool StreamLink::HasGoneBack(Consumer& consumer, const std::string& key, std::uint64_t last) {
+  const std::uint64_t end = consumer.FindEnd();
+  if (end >= last) return false;
+  Log(Talvo::kLogWarning, "The stream " + source_.stream.stream + " ends with message " +
+                              std::to_string(end) + ", and was read up to " + std::to_string(last) +
+                              " before: it is read from its beginning.");
+  writer_.Run([&](Keeper& keeper) { keeper.Set(key, "0"); });
+  return true;
 }
 
 std::uint64_t StreamLink::Position(const std::string& key) {

@@ -63,7 +63,8 @@ class StreamLink final : private Stream::Watcher {
   bool KeepAll(const std::vector<Consumer::Message>& messages, const std::string& key);
   void KeepOne(Keeper& keeper, const Consumer::Message& message);
   void TellIncomplete();
-  void LookIntoSilence(Consumer& consumer, std::uint64_t last);
+  void LookIntoSilence(Consumer& consumer, const std::string& key, std::uint64_t& last);
+  bool HasGoneBack(Consumer& consumer, const std::string& key, std::uint64_t last);
   void GiveUpAbandoned();
   bool PauseUnlessEnding(std::chrono::milliseconds time);
   void SetState(bool is_connected, const std::string& hindrance);

@@ -145,7 +145,7 @@ TEST_F(InkMessage, InkThatNoInboxCouldKeepIsNotSent) {
     FAIL() << "it was taken";
   } catch (const StreamError& error) {
     EXPECT_STREQ(error.what(),
-                 "it has 900000001 bytes, and at most 900000000 can travel in a stream");
+                 "it has 268435457 bytes, and at most 268435456 can travel in a stream");
   }
 }
 
@@ -162,7 +162,7 @@ TEST_F(InkMessage, PartsOfInkThatNoInboxCouldKeepAreNotTaken) {
   const std::uint64_t full = kMostBytes / 20000;
   EXPECT_TRUE(is_taken(full + 1, reason)) << "the last part may be of one byte: " << reason;
   EXPECT_FALSE(is_taken(full + 2, reason));
-  EXPECT_EQ(reason, "the whole of which it is a part has more than 900000000 bytes");
+  EXPECT_EQ(reason, "the whole of which it is a part has more than 268435456 bytes");
 }
 
 TEST_F(InkMessage, APageHasOneSubject) {

@@ -103,6 +103,19 @@ TEST(ForwardRoad, AStreamOfShortLivedInkHasAShortWindow) {
   EXPECT_TRUE(forward.WaitForLog("The stream INK is there.")) << forward.log();
 }
 
+TEST(ForwardRoad, AStreamOfOtherSubjectsIsToldOf) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  StreamPeer peer(server.url());
+  const char* subjects[] = {"orders.*"};
+  peer.Create([&](jsStreamConfig& config) { config.Subjects = subjects; });
+  auto forward = world.Forward(server.url());
+  ASSERT_TRUE(world.Import(world.InkOf("1.2.3.4", 5000)));
+  forward.Start();
+  EXPECT_TRUE(
+      forward.WaitForLog("the stream INK takes no messages of ink.>: its subjects are others"));
+}
+
 TEST(ForwardRoad, AStreamThatThrowsInkAwayIsToldOf) {
   ForwardWorld world;
   NatsServer server(world.path("server"));

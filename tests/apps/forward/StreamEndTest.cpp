@@ -6,6 +6,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "ForwardWorld.h"
+#include "stream/Consumer.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -386,6 +387,67 @@ TEST(StreamEnd, WithoutAFilterTheConsumerKeepsItsOwn) {
   EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
   EXPECT_THAT(world.Kept(),
               ElementsAre(Line("1.2.3.3", 1000), Line("1.2.3.4", 3000), Line("1.2.3.5", 4000)));
+}
+
+// The server counts the messages that the filter leaves out among the delivered ones.
+TEST(StreamEnd, InkThatAFilterLeavesOutIsNoLoss) {
+  World world;
+  Inbox::Consumer consumer(world.peer.connection(), "INK", "library", "ink.*.1.2.*.*");
+  consumer.Resume(0);
+  world.peer.Put("1.2.3.3", 1000);
+  bool is_broken = false;
+  std::vector<Inbox::Consumer::Message> taken;
+  ASSERT_TRUE(Eventually([&] { return !(taken = consumer.Fetch(is_broken)).empty(); }));
+  EXPECT_TRUE(consumer.HasLost()) << "it is not acknowledged";
+  consumer.Acknowledge(taken.back());
+  EXPECT_TRUE(Eventually([&] { return !consumer.HasLost(); }));
+  world.peer.Put("1.3.3.3", 2000);
+  EXPECT_TRUE(consumer.Fetch(is_broken).empty());
+  EXPECT_FALSE(consumer.HasLost());
+  world.peer.Put("1.2.3.4", 3000);
+  EXPECT_TRUE(Eventually([&] { return consumer.HasLost(); }));
+}
+
+// As from a backup, or with what a power cut has left: later ink has numbers that the inbox knows.
+TEST(StreamEnd, AStreamThatLostItsEndIsReadAgain) {
+  World world;
+  auto inbox = world.Inbox(world.server.url());
+  const auto keep = [&](const std::string& page, std::uint64_t start_ms, std::size_t count) {
+    EXPECT_TRUE(Eventually([&] { return world.peer.Put(page, start_ms); }));
+    inbox.Start();
+    EXPECT_TRUE(world.WaitUntilKept(count)) << inbox.log();
+    EXPECT_TRUE(Eventually([&] { return world.peer.HasTakenAll("library"); }));
+    EXPECT_EQ(inbox.Stop(), 0);
+  };
+  keep("1.2.3.1", 1000, 1);
+  const boost::filesystem::path files = world.path("server");
+  const boost::filesystem::path backup = world.path("backup");
+  world.server.Kill();
+  boost::filesystem::copy(files, backup, boost::filesystem::copy_options::recursive);
+  world.server.Start();
+  keep("1.2.3.2", 2000, 2);
+  keep("1.2.3.3", 3000, 3);
+  world.server.Kill();
+  boost::filesystem::remove_all(files);
+  boost::filesystem::rename(backup, files);
+  world.server.Start();
+  keep("1.2.3.4", 4000, 4);
+  EXPECT_THAT(inbox.log(), HasSubstr("The stream INK ends with message 2, and was read up to 3 "
+                                     "before: it is read from its beginning."));
+  EXPECT_THAT(world.Kept(), ElementsAre(Line("1.2.3.1", 1000), Line("1.2.3.2", 2000),
+                                        Line("1.2.3.3", 3000), Line("1.2.3.4", 4000)));
+}
+
+// The first field of five may be left out of its address if it is 0.
+TEST(StreamEnd, PartsOfAPageOfFiveFieldsMakeOneWhole) {
+  World world;
+  const InParts parts;
+  const Stream::InkEnvelope envelope = {kTestPenSerial, "0.1.2.3.4", "STF2", "ada", "desk"};
+  const Stream::OutgoingInk ink(envelope, parts.bytes, 2048 + parts.bytes.size() / 5 + 1);
+  auto inbox = world.Inbox(world.server.url());
+  inbox.Start();
+  for (std::uint32_t part = 1; part <= ink.parts(); ++part) EXPECT_TRUE(world.peer.Put(ink, part));
+  EXPECT_TRUE(world.WaitUntilKept(1)) << inbox.log();
 }
 
 TEST(StreamEnd, WhatIsNotInkHoldsNothingUp) {
