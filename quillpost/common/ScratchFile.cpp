@@ -31,7 +31,7 @@ bool GetScratchDirectory(fs::path& out) {
   return true;
 }
 
-// Six letters and digits, as mkstemp takes them. Zeros, if there is nothing random yet.
+// Six letters and digits, as mkstemp takes them. All the same, if there is nothing random yet.
 std::string RandomSuffix() {
   static constexpr char kCharacters[] =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";

@@ -8,10 +8,11 @@
 
 namespace TalvoQuillpost {
 
-void CleanupStorage() {
+void CleanupStorage(const EventQueue& queue) {
   std::set<std::string> pens;
   if (!Storage::GetKnownPens(pens)) return;
   for (const std::string& pen : pens) {
+    if (queue.IsStopped()) return;
     Common::RunJob("clean-up of a pen's ink", [&] {
       Storage::RemoveLeftoverStrokes(pen);
       CleanupStorage(pen);

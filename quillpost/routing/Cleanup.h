@@ -5,10 +5,14 @@
 
 #include <string>
 
+#include "common/EventQueue.h"
+
 namespace TalvoQuillpost {
 
 // Of all pens, and what the imports of a killed service have left behind. Failures are in the log.
-void CleanupStorage();
+// On the thread of `queue`: it ends between two pens once that is stopped, and the next start does
+// the rest.
+void CleanupStorage(const EventQueue& queue);
 
 // Of one pen. Throws boost::filesystem::filesystem_error if its directories can't be read.
 void CleanupStorage(const std::string& pen);

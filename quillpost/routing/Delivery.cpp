@@ -55,7 +55,8 @@ void MakeReady(Client& client, const std::string& pen, const Storage::StrokeID& 
     const auto package = client.packages.find(pen);
     if (package == client.packages.end() || package->second.strokes.count(offered) == 0) return;
   }
-  auto copy = Storage::StrokeCopy::Make(pen, next);
+  const auto is_wanted = [&client] { return !client.delivery_queue.IsStopped(); };
+  auto copy = Storage::StrokeCopy::Make(pen, next, is_wanted);
   if (copy) client.ready[pen] = std::move(copy);
 }
 
@@ -103,7 +104,7 @@ void Delivery::DeliverInk(boost::shared_ptr<Client> client, const std::string& p
                           const std::set<Storage::StrokeID>& strokes) {
   QUILLPOST_ASSERT(client != nullptr);
   if (strokes.empty()) return;
-  const auto ready = client->ready.extract(pen);  // of no use any more if it is of another stroke
+  const auto ready = client->ready.extract(pen);  // gone afterwards, whether it serves or not
   Common::ScratchFile file;
   std::set<Storage::StrokeID> packed = strokes;
   if (strokes.size() == 1) {

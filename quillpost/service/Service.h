@@ -78,7 +78,7 @@ class Service : public IService, public boost::enable_shared_from_this<Service> 
 
   // ---- Routing and clean-up, on the worker thread: see routing/Routing.h and routing/Cleanup.h.
   void RouteInk() { TalvoQuillpost::RouteInk(subscriptions_, worker_queue_); }
-  void CleanupStorage() { TalvoQuillpost::CleanupStorage(); }
+  void CleanupStorage() { TalvoQuillpost::CleanupStorage(worker_queue_); }
   void CleanupStorage(const std::string& pen) { TalvoQuillpost::CleanupStorage(pen); }
 
   // ---- Delivery.

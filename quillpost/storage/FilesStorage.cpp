@@ -294,7 +294,14 @@ bool SyncPage(const std::string& pen, const std::string& page, const Apps& apps,
     erasures = table.erasures();
   }
   if (apps->empty()) return true;
-  const bool is_certain = ClaimFiles(pen, {page, *apps, are_known});
+  bool is_certain;
+  try {
+    is_certain = ClaimFiles(pen, {page, *apps, are_known});
+  } catch (...) {  // no memory
+    const Lock lock(g_routing_info_guard);
+    TableOf(pen).ForgetListing(page);
+    throw;
+  }
   const Lock lock(g_routing_info_guard);
   RoutingTable& table = TableOf(pen);
   if (!undecided.empty()) return true;

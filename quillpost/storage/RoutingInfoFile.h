@@ -7,7 +7,8 @@
 // How a save writes, and what is left if it is cut off:
 // - Marks alone are written over the old ones, without a sync. They are single bytes that only turn
 //   from "0" to "1", so any of them may be missing after a power cut; then ink is offered again.
-// - More strokes are written behind the others, without a sync. A power cut may cost the marks of
+// - More strokes are written behind the others, without a sync, unless the file was cut since the
+//   last one. A power cut may cost the marks of
 //   the pen, but can't mix them up: then all its ink is offered again.
 // - Any other change is made as a whole or not at all, and synced (ArchiveChange.h).
 // - A new file is written and synced. If it can't be written whole it is removed again: no reader

@@ -81,6 +81,10 @@ class RoutingTable {
   // no file now, nothing is noted: the file may come back without the new claims.
   void NoteListed(const std::string& page, const FileStamp& stamp, const Apps& apps);
 
+  // To be called when the claiming of a page has failed in the middle: one of its strokes may have
+  // some of its claims only.
+  void ForgetListing(const std::string& page) { listings_.erase(page); }
+
   // Whether every stroke of the page is claimed by these applications, and by no others.
   bool IsClaimedBy(const std::string& page, const Apps& apps) const;
 

@@ -29,13 +29,14 @@ fs::path PathOf(const std::string& pen, const StrokeID& id) {
 
 }  // namespace
 
-std::unique_ptr<StrokeCopy> StrokeCopy::Make(const std::string& pen, const StrokeID& id) {
+std::unique_ptr<StrokeCopy> StrokeCopy::Make(const std::string& pen, const StrokeID& id,
+                                             const std::function<bool()>& may_go_on) {
   if (!Common::IsPenSerialValid(pen) || !Common::IsPageAddressValid(id.page_address) ||
       !IsStrokeIDValid(id)) {
     return nullptr;
   }
   std::unique_ptr<StrokeCopy> copy(new StrokeCopy(PathOf(pen, id)));
-  return g_copies <= MaxCopies() && copy->Copy() ? std::move(copy) : nullptr;
+  return g_copies <= MaxCopies() && copy->Copy(may_go_on) ? std::move(copy) : nullptr;
 }
 
 std::size_t StrokeCopy::MaxCopies() {
@@ -53,8 +54,9 @@ StrokeCopy::~StrokeCopy() {
   --g_copies;
 }
 
-bool StrokeCopy::Copy() {
-  constexpr off_t kMaxBytes = 1 << 20;
+bool StrokeCopy::Copy(const std::function<bool()>& may_go_on) {
+  constexpr off_t kChunkBytes = 64 * 1024;
+  constexpr off_t kMaxChunks = 16;
   TalvoCppUtils::Descriptor stroke;
   struct stat status;
   // The copy first: a file system without unnamed files says so, and nothing else need be asked.
@@ -63,8 +65,12 @@ bool StrokeCopy::Copy() {
     return false;
   }
   source_stamp_ = FileStamp(stroke.get());
+  // One that grows meanwhile is not followed: once more than for its bytes is asked at its end.
+  off_t chunks = 0;
+  const auto is_wanted = [&] { return ++chunks <= kMaxChunks + 1 && (!may_go_on || may_go_on()); };
   return source_stamp_.proves() && ::fstat(stroke.get(), &status) == 0 &&
-         status.st_size <= kMaxBytes && !Common::CopyFile(stroke.get(), copy_.get());
+         status.st_size <= kMaxChunks * kChunkBytes &&
+         !Common::CopyFile(stroke.get(), copy_.get(), is_wanted);
 }
 
 bool StrokeCopy::Take(const std::string& pen, const StrokeID& id, fs::path& out) {

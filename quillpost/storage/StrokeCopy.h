@@ -8,6 +8,7 @@
 #include <boost/filesystem/path.hpp>
 #include <boost/noncopyable.hpp>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -23,8 +24,10 @@ namespace Storage {
 class StrokeCopy : boost::noncopyable {
  public:
   // Null, and nothing is logged, if the stroke has more than 1 MiB or was changed only just now
-  // (FileStamp.h), if it can't be copied, and if MaxCopies() exist already.
-  static std::unique_ptr<StrokeCopy> Make(const std::string& pen, const StrokeID& id);
+  // (FileStamp.h), if it can't be copied, if MaxCopies() exist already, and if `may_go_on`, which
+  // is asked before each 64 KiB, says no.
+  static std::unique_ptr<StrokeCopy> Make(const std::string& pen, const StrokeID& id,
+                                          const std::function<bool()>& may_go_on = nullptr);
 
   // The most copies that exist at the same time in this process.
   static std::size_t MaxCopies();
@@ -38,7 +41,7 @@ class StrokeCopy : boost::noncopyable {
 
  private:
   explicit StrokeCopy(const boost::filesystem::path& source);
-  bool Copy();
+  bool Copy(const std::function<bool()>& may_go_on);
 
   const boost::filesystem::path source_;
   FileStamp source_stamp_;  // when the copy was begun

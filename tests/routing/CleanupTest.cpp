@@ -84,6 +84,15 @@ TEST_F(Cleanup, OfTheStoreTakesEveryPenInItsOrder) {
   EXPECT_TRUE(fs::exists(first_file));
 }
 
+TEST_F(Cleanup, OfTheStoreIsLeftToTheNextStartOnceItsQueueIsStopped) {
+  fs::create_directories(root.storage() / "A");
+  TalvoQuillpost::EventQueue queue;
+  queue.Stop();
+  TalvoQuillpost::CleanupStorage(queue);
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_TRUE(fs::exists(root.storage() / "A"));
+}
+
 TEST_F(Cleanup, WithoutAStoreDoesNothing) {
   fs::remove_all(root.storage());
   service->CleanupStorage();

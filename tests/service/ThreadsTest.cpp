@@ -250,6 +250,20 @@ TEST_F(ServiceThreads, StopDropsTheDeliveryPassBehindTheRoutingPassThatRuns) {
   EXPECT_EQ(log.lines().back().second, "Quillpost stopped.");
 }
 
+TEST_F(ServiceThreads, RequestsThatComeBeforeAPassBeginsAreServedByIt) {
+  AddStroke("s1");
+  Start();
+  subscriptions.Close();
+  EXPECT_EQ(Import(), "Success");
+  const pid_t worker = subscriptions.WaitForThread();
+  ASSERT_NE(worker, 0);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Import(), "Success");
+  subscriptions.Open();
+  EXPECT_TRUE(Eventually(
+      [&] { return log.Count(3, "Ink Delivery finished.") >= 3 && IsThreadAsleep(worker); }));
+  EXPECT_EQ(log.Count(3, "Ink Delivery finished."), 3u) << "the first, the one held up, one more";
+}
+
 // The end of all connections comes first, and takes its time: a pass that went on beside it would
 // launch the applications that have just been disconnected.
 TEST_F(ServiceThreads, NoDeliveryPassBeginsBesideTheEndOfTheConnections) {

@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include "storage/StoreDirectories.h"
 #include "storage/StoreTest.h"
+#include "support/FileWatch.h"
 
 namespace TalvoQuillpost {
 namespace Storage {
@@ -105,8 +107,24 @@ TEST_F(FileStampTest, OfAFileIsAnotherAfterEachChange) {
   }
 }
 
-// The proof is believed: the claims of a page that did not change are not looked for again, and a
-// new file in it is found.
+// The proof is believed.
+TEST_F(FileStampTest, APageThatDidNotChangeIsNotListedAgain) {
+  const auto apps = std::make_shared<const Names>(Names{kApp});
+  ASSERT_TRUE(WaitForProof());
+  ASSERT_TRUE(SyncPage(kPen, kPage, apps, {}));
+  FileWatch watch(PenPath(kPage));
+  ASSERT_TRUE(SyncPage(kPen, kPage, apps, {}));
+  EXPECT_EQ(0u, watch.Seen());
+  // Unless ink was named in it meanwhile, whatever its times say, and for other applications.
+  NoteNewInk(PenPath(kPage));
+  ASSERT_TRUE(SyncPage(kPen, kPage, apps, {}));
+  EXPECT_NE(0u, watch.Seen() & IN_ACCESS);
+  ASSERT_TRUE(SyncPage(kPen, kPage, apps, {}));
+  EXPECT_EQ(0u, watch.Seen());
+  ASSERT_TRUE(SyncPage(kPen, kPage, std::make_shared<const Names>(Names{kApp, "app.two"}), {}));
+  EXPECT_NE(0u, watch.Seen() & IN_ACCESS);
+}
+
 TEST_F(FileStampTest, APageIsListedAgainWhenItHasChanged) {
   const auto apps = std::make_shared<const Names>(Names{kApp});
   ASSERT_TRUE(WaitForProof());

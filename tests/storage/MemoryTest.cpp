@@ -106,6 +106,21 @@ TEST_F(MemoryTest, ClaimsThatRanOutOfItAreWrittenByTheNextSave) {
   ExpectTheNextSaveToBeWhole([&] { SyncRoutingInfo(kPen, "5.6.7.8", apps); });
 }
 
+// The applications had claimed all of the page before, so that only its new files are looked at.
+TEST_F(MemoryTest, ClaimsThatRanOutOfItAreCompletedByTheNextPass) {
+  const Names apps = {kApp, "app.two"};
+  std::size_t allowed = 0;
+  for (bool ran_out = true; ran_out; ++allowed) {
+    ASSERT_LT(allowed, kMaxAllocations);
+    ASSERT_NO_FATAL_FAILURE(Prepare());
+    ran_out = RunsOut(allowed, [&] { SyncRoutingInfo(kPen, kPage, apps); });
+    ASSERT_TRUE(SyncRoutingInfo(kPen, kPage, apps));
+    ASSERT_EQ(14u, Undelivered(kApp).size()) << allowed << " allocations passed";
+    ASSERT_EQ(12u, Undelivered("app.two").size()) << allowed << " allocations passed";
+  }
+  EXPECT_GT(allowed, 2u);
+}
+
 TEST_F(MemoryTest, MarksThatRanOutOfItAreWrittenByTheNextSave) {
   ExpectTheNextSaveToBeWhole([&] { SetRoutingInfoMarkers(kPen, kApp, received_, received_); });
 }

@@ -1,7 +1,6 @@
 // How a change reaches RoutingInfo.txt: which bytes are written, and what makes the whole file be.
 
 #include <fcntl.h>
-#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,31 +10,13 @@
 #include "storage/LibraryArchive.h"
 #include "storage/RoutingTable.h"
 #include "storage/StoreTest.h"
+#include "support/FileWatch.h"
 
 namespace fs = boost::filesystem;
 
 namespace TalvoQuillpost {
 namespace Storage {
 namespace {
-
-// Sees what is done to a file while it lives.
-class Watch {
- public:
-  explicit Watch(const fs::path& file) : events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-    EXPECT_NE(-1, ::inotify_add_watch(events_.get(), file.c_str(), IN_ACCESS | IN_MODIFY));
-  }
-
-  // IN_ACCESS for reading, IN_MODIFY for writing and new times, since the last call.
-  std::uint32_t Seen() {
-    std::uint32_t seen = 0;
-    inotify_event event;  // of a file, and so without a name
-    while (::read(events_.get(), &event, sizeof event) == sizeof event) seen |= event.mask;
-    return seen;
-  }
-
- private:
-  const TalvoCppUtils::Descriptor events_;
-};
 
 class RoutingInfoFileTest : public StoreTest {
  protected:
@@ -91,7 +72,7 @@ TEST_F(RoutingInfoFileTest, MarksOfManyStrokesAreWrittenTogether) {
 }
 
 TEST_F(RoutingInfoFileTest, AChangeIsWrittenOnceAndTheFileNotReadAgain) {
-  Watch watch(RoutingInfoPath());
+  FileWatch watch(RoutingInfoPath());
   const auto expect_writes_once = [&](const auto& change) {
     EXPECT_TRUE(change());
     EXPECT_NE(0u, watch.Seen() & IN_MODIFY);
@@ -213,7 +194,7 @@ TEST_F(RoutingInfoFileTest, AFileThatBecomesUnwritableIsNamedThoughNothingChange
 TEST_F(RoutingInfoFileTest, AFileThatWasReadIsKnownFromThenOn) {
   Cleanup();
   Initialize();
-  Watch watch(RoutingInfoPath());
+  FileWatch watch(RoutingInfoPath());
   ASSERT_TRUE(SaveRoutingInfo(kPen));
   EXPECT_EQ(0u, watch.Seen());
   ASSERT_TRUE(Mark("s15"));

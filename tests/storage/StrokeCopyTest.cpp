@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 
 #include <boost/filesystem.hpp>
+#include <fstream>
 #include <memory>
 #include <vector>
 
@@ -115,6 +116,21 @@ TEST_F(StrokeCopyTest, OfAStrokeThatWasJustChangedIsNotMade) {
     Make("a");
   } while (FileStamp(file).proves());  // a test that was held up tries again
   EXPECT_EQ(nullptr, copy_);
+}
+
+TEST_F(StrokeCopyTest, IsNotMadeByOneThatIsStopped) {
+  EXPECT_EQ(nullptr, StrokeCopy::Make(kPen, Stroke("a"), [] { return false; }));
+  EXPECT_NE(nullptr, StrokeCopy::Make(kPen, Stroke("a"), [] { return true; }));
+}
+
+TEST_F(StrokeCopyTest, DoesNotFollowAFileThatGrows) {
+  Write("large", std::string(1 << 20, 'x'));
+  int chunks = 0;
+  EXPECT_EQ(nullptr, StrokeCopy::Make(kPen, Stroke("large"), [&] {
+              std::ofstream(File("large").string(), std::ios::app) << std::string(1 << 16, 'x');
+              return ++chunks < 100;
+            }));
+  EXPECT_LT(chunks, 20);
 }
 
 // Each holds a descriptor. The limit counts them all, whoever has made them.

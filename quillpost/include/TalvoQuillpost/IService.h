@@ -29,7 +29,8 @@ class IService : boost::noncopyable {
 
   // Ends all connections, stops and joins the service's threads, and removes the endpoint. Work
   // that is still queued is dropped; ink stays in the store. Blocks for what is under way: an
-  // import ends between two pages, and a routing pass between two, once 0.7 s have gone by; what an
+  // import ends between two pages, and a routing pass between two, once 0.7 s have gone by, and the
+  // clean-up after a start between two pens; what an
   // import has stored by then stays, and its client, if it is still there, is told Failed. On a
   // disk that takes long to sync, the sync comes on top. May be called again, after a failed Start,
   // or without Start.
