@@ -29,13 +29,14 @@ class Ink:
 def read(address, consumer, wanted="ink.>"):
     """Every ink that the consumer has not acknowledged yet, and then what comes. Never ends.
     `wanted` is a filter of subjects: "ink.*.1.2.*.*"."""
-    waiting = {}  # parts, by the identity of their whole
+    waiting = {}  # parts, by the identity of their whole and their number: it may be cut anew
     for message in _messages(address, consumer, wanted):
         headers = message[1]
-        parts = waiting.setdefault(headers.get("Quillpost-Whole"), {})
+        count = int(headers.get("Quillpost-Parts", 1))
+        parts = waiting.setdefault((headers.get("Quillpost-Whole"), count), {})
         parts[int(headers.get("Quillpost-Part", 1))] = message
-        if len(parts) == int(headers.get("Quillpost-Parts", 1)):
-            del waiting[headers.get("Quillpost-Whole")]
+        if len(parts) == count:
+            del waiting[headers.get("Quillpost-Whole"), count]
             yield Ink([parts[number] for number in sorted(parts)])
 
 

@@ -329,6 +329,23 @@ TEST(ForwardRoad, TheExampleDrawsEachPage) {
   EXPECT_TRUE(Eventually([&] { return StreamPeer(server.url()).HasTakenAll("pdf"); }));
 }
 
+// Its sender came back to a server with another limit after four parts.
+TEST(ForwardRoad, TheExampleDrawsInkThatIsCutAnew) {
+  ForwardWorld world;
+  NatsServer server(world.path("server"));
+  StreamPeer peer(server.url());
+  peer.Create();
+  const Stream::InkEnvelope envelope = {kTestPenSerial, "1.2.3.4", "STF2", "ada", "desk"};
+  const std::string bytes = LongInk(20000);
+  const Stream::OutgoingInk in_five(envelope, bytes, 2048 + bytes.size() / 5 + 1);
+  const Stream::OutgoingInk in_three(envelope, bytes, 2048 + bytes.size() / 3 + 1);
+  for (const std::uint32_t part : {1u, 2u, 3u, 4u}) ASSERT_TRUE(peer.Put(in_five, part));
+  for (const std::uint32_t part : {1u, 2u, 3u}) ASSERT_TRUE(peer.Put(in_three, part));
+  Example example(world, server);
+  const std::string page = (example.folder / "0123-4567-89AB-CDEF.1.2.3.4.pdf").string();
+  EXPECT_TRUE(example.process->WaitForOutput(page)) << example.process->error();
+}
+
 // The same ink stands in the stream twice, and between the two a message that is not ink.
 TEST(ForwardRoad, TheExampleDrawsInkThatComesAgainOnce) {
   ForwardWorld world;
