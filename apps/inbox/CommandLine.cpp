@@ -111,7 +111,9 @@ void DeclareSource(CLI::App& app, Options& options, std::string& servers) {
                  "Subjects to take, for instance 'ink.*.1.2.*.*'")
       ->needs(from)
       ->type_name("FILTER");
-  Stream::DeclareStreamOptions(app, options.source.stream);
+  for (CLI::Option* option : Stream::DeclareStreamOptions(app, options.source.stream)) {
+    option->needs(from);
+  }
 }
 
 void DeclareExport(CLI::App& app, Options& options) {

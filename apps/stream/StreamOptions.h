@@ -26,8 +26,8 @@ struct StreamOptions {
   bool is_tls() const;
 };
 
-// Declares all but the servers.
-void DeclareStreamOptions(CLI::App& app, StreamOptions& options);
+// Declares all but the servers. Returns them.
+std::vector<CLI::Option*> DeclareStreamOptions(CLI::App& app, StreamOptions& options);
 
 // Takes "nats://HOST[:PORT][,HOST[:PORT]...]" apart; further hosts have the scheme of the first
 // unless they name one. Throws CLI::ValidationError with what is wrong.

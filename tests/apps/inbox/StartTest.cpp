@@ -155,6 +155,18 @@ TEST(InboxStart, ARunningOneCantChangeItsPortOrStream) {
   EXPECT_THAT(stream.error, HasSubstr("'quillpost-inbox --quit' ends it"));
 }
 
+TEST(InboxStart, WhatIsSaidOfAStreamNeedsOne) {
+  TestRoot root;
+  const std::string file = (root.path() / "login").string();
+  WriteFile(file, "ada:secret");
+  for (const std::vector<std::string>& options :
+       {std::vector<std::string>{"--login", file}, {"--stream", "INK"}, {"--tls-ca", file}}) {
+    const Finished run = RunInbox(options);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.error, HasSubstr("requires --from")) << options[0];
+  }
+}
+
 TEST(InboxStart, WithoutABrowserTheAddressIsThereAllTheSame) {
   TestRoot root;
   InboxProgram inbox;
