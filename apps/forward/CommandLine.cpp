@@ -40,6 +40,8 @@ std::string ConfigurationFile() {
 void DeclareNewStream(CLI::App& app, Options& options) {
   const std::map<std::string, std::uint64_t> times = {
       {"s", 1}, {"m", 60}, {"h", 60 * 60}, {"d", 24 * 60 * 60}};
+  constexpr std::uint64_t kCenturyS =
+      100ULL * 365 * 24 * 60 * 60;  // in nanoseconds, 63 bits hold it
   constexpr char kTime[] = "TIME";
   CLI::Option* create =
       app.add_flag("--create-stream", options.is_to_create, "Make the stream if it is not there");
@@ -51,6 +53,7 @@ void DeclareNewStream(CLI::App& app, Options& options) {
   app.add_option("--max-age", stream.max_age_s,
                  "Ink vanishes from the stream after this time, for instance 30d")
       ->transform(CLI::AsNumberWithUnit(times, CLI::AsNumberWithUnit::CASE_SENSITIVE))
+      ->check(CLI::Range(std::uint64_t{0}, kCenturyS))
       ->needs(create)
       ->type_name(kTime);
   app.add_option("--max-size", stream.max_bytes,
@@ -61,6 +64,7 @@ void DeclareNewStream(CLI::App& app, Options& options) {
   app.add_option("--duplicate-window", stream.duplicate_window_s,
                  "How long the stream knows messages again, 2m if it is not given")
       ->transform(CLI::AsNumberWithUnit(times, CLI::AsNumberWithUnit::CASE_SENSITIVE))
+      ->check(CLI::Range(std::uint64_t{1}, kCenturyS))
       ->needs(create)
       ->type_name(kTime);
 }

@@ -79,3 +79,12 @@ TEST(ForwardOptions, TheSubscriptionIsOneThatTheServiceTakes) {
   const Finished check = RunToEnd({QUILLPOST, "subscriptions", "check", SUBSCRIPTION});
   EXPECT_EQ(check.status, 0) << check.output;
 }
+
+TEST(ForwardOptions, ATimeThatNoServerKnowsIsRefused) {
+  for (const char* option : {"--max-age=200000d", "--duplicate-window=0"}) {
+    const Finished run =
+        RunToEnd({QUILLPOST_FORWARD, "--to", "nats://127.0.0.1:1", "--create-stream", option});
+    EXPECT_EQ(run.status, 2) << option;
+    EXPECT_THAT(run.error, HasSubstr("not in range")) << option;
+  }
+}
