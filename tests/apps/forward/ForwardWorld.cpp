@@ -3,8 +3,11 @@
 #include <signal.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <regex>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -70,10 +73,8 @@ bool ForwardWorld::ImportMore(int packages) {
   InkFile one(1), two(2);
   for (int i = 0; i < packages; ++i) {
     ++imported_;
-    // Of one length each, so that addresses sort as the strokes' times do: while the service routes
-    // an import page by page, it offers the first of those that it has routed.
     const std::string page =
-        "1.2." + std::to_string(10 + imported_ / 900) + "." + std::to_string(100 + imported_ % 900);
+        "1.2." + std::to_string(imported_ / 900) + "." + std::to_string(imported_ % 900);
     (imported_ % 2 == 0 ? one : two).AddStroke(page.c_str(), 1000 + imported_);
   }
   return Import(one.bytes()) && Import(two.bytes());
@@ -169,19 +170,38 @@ bool ForwardWorld::WaitUntilKept(std::size_t count) const {
   });
 }
 
+std::vector<std::string> ForwardWorld::Offered() const {
+  std::string log;
+  for (int number = 9; number > 0; --number) {
+    log += ReadFile(path("service.log." + std::to_string(number)));
+  }
+  log += ReadFile(path("service.log"));
+  std::vector<std::string> offered;
+  const std::regex offer("Exporting Ink '(.+)/(.+)_.+' from Pen '(.+)' storage");
+  for (std::sregex_iterator found(log.begin(), log.end(), offer), end; found != end; ++found) {
+    offered.push_back(found->str(3) + " " + found->str(1) + " " + found->str(2));
+  }
+  return offered;
+}
+
 testing::AssertionResult ForwardWorld::HasKeptAllOnceAndInOrder() const {
   const auto kept = Kept();
-  std::map<std::string, std::size_t> last;  // start of each pen's
-  for (const std::string& package : kept) {
-    const std::size_t start = std::stoul(package.substr(package.rfind(' ') + 1));
-    std::size_t& before = last[package.substr(0, package.find(' '))];
-    if (start <= before) {
-      return testing::AssertionFailure() << package << " came after the ink of " << before;
-    }
-    before = start;
+  if (kept.size() != imported_ ||
+      std::set<std::string>(kept.begin(), kept.end()).size() != imported_) {
+    return testing::AssertionFailure() << kept.size() << " for " << imported_ << " packages came";
   }
-  if (kept.size() == imported_) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << kept.size() << " of " << imported_ << " packages came";
+  const auto offered = Offered();
+  std::map<std::string, std::vector<std::string>::const_iterator> next;  // of each pen's offers
+  for (const std::string& package : kept) {
+    const std::string pen = package.substr(0, package.find(' '));
+    const auto from = next.try_emplace(pen, offered.begin()).first->second;
+    const auto offer = std::find(from, offered.end(), package);
+    if (offer == offered.end()) {
+      return testing::AssertionFailure() << package << " came after what was offered after it";
+    }
+    next[pen] = offer + 1;
+  }
+  return testing::AssertionSuccess();
 }
 
 StreamPeer::StreamPeer(const std::string& url) {

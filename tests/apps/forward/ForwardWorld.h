@@ -83,8 +83,13 @@ class ForwardWorld {
   // The only package that the inbox holds.
   std::string KeptBytes() const;
 
+  // What the service has offered, in that order, as Kept has it. It offers a pen's next package
+  // once the one before is confirmed, and one again whose application has died; which is the next
+  // may change while an import is routed page by page.
+  std::vector<std::string> Offered() const;
+
   // Whether the inbox holds each package of ImportMore once, and those of each pen in the order in
-  // which they were written.
+  // which the service offered them.
   testing::AssertionResult HasKeptAllOnceAndInOrder() const;
 
   // What the inbox holds of packages whose rest has not come.
