@@ -1,6 +1,7 @@
 #include "support/Process.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -15,6 +16,8 @@
 #include "support/Patience.h"
 
 namespace {
+
+constexpr int kReportBytes = 1 << 20;  // room for what a sanitizer says while nobody reads
 
 [[noreturn]] void Fail(const std::string& what, int error) {
   throw std::runtime_error(what + ": " + std::strerror(error));
@@ -58,6 +61,7 @@ Process::Process(const std::vector<std::string>& command, const Environment& cha
   int output[2];
   int error[2];
   if (::pipe2(output, O_CLOEXEC) != 0 || ::pipe2(error, O_CLOEXEC) != 0) Fail("pipe", errno);
+  ::fcntl(error[1], F_SETPIPE_SZ, kReportBytes);
   output_fd_ = output[0];
   error_fd_ = error[0];
   ::fcntl(output_fd_, F_SETFL, O_NONBLOCK);
@@ -89,6 +93,8 @@ Process::~Process() {
   }
   ::close(output_fd_);
   ::close(error_fd_);
+  // Its status tells of a report only if it ended by itself.
+  if (error_.find("Sanitizer: ") != std::string::npos) ADD_FAILURE() << error_;
 }
 
 void Process::Signal(int signal) {

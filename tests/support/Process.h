@@ -20,7 +20,7 @@ class Process {
   // be started.
   explicit Process(const std::vector<std::string>& command, const Environment& changes = {});
 
-  // Kills the program if it still runs.
+  // Kills the program if it still runs. The test fails if it printed a sanitizer's report.
   ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
